@@ -1,0 +1,45 @@
+#pragma once
+
+#include "ports/Clock.h"
+#include "ports/Error.h"
+#include "ports/Geometry.h"
+
+#include <filesystem>
+#include <optional>
+#include <sdbus-c++/Error.h>
+#include <sdbus-c++/Types.h>
+#include <string>
+#include <string_view>
+
+/// How values travel on the bus, in both directions.
+namespace bus {
+
+using ErrorStruct = sdbus::Struct<std::string, std::int32_t, std::map<std::string, sdbus::Variant>>;
+using RectStruct = sdbus::Struct<double, double, double, double>;
+using Path = std::filesystem::path;
+
+/// A path as file URL: every byte but unreserved characters and "/" percent-encoded (RFC 3986, RFC 8089).
+[[nodiscard]] std::string urlFromPath(const Path& path);
+/// The absolute path of a file URL with an empty or "localhost" host; nothing when the text is no such URL or holds a
+/// NUL byte.
+[[nodiscard]] std::optional<Path> pathFromURL(std::string_view url);
+
+/// Nothing becomes the empty text, and the other way round.
+[[nodiscard]] std::string textFrom(const std::optional<std::string>& value);
+[[nodiscard]] std::string textFrom(const std::optional<Path>& url);
+[[nodiscard]] std::optional<std::string> optionalFrom(const std::string& text);
+/// Throws `sdbus::Error` (invalid arguments, with a sentence) when the text is neither empty nor a file URL.
+[[nodiscard]] std::optional<Path> optionalPathFrom(const std::string& url);
+
+[[nodiscard]] ErrorStruct structFrom(const ErrorPtr& error);
+/// Null for an empty domain. User information that is not text is left out.
+[[nodiscard]] ErrorPtr errorFrom(const ErrorStruct& value);
+/// An error value as D-Bus error: name `kErrorPrefix` + domain + ".Code" + code, message the description.
+[[nodiscard]] sdbus::Error busErrorFrom(const Error& error);
+/// The error value that a D-Bus error carries; for a foreign one, its name as domain and code 0.
+[[nodiscard]] ErrorPtr errorFrom(const sdbus::Error& error);
+
+[[nodiscard]] std::int64_t microsecondsFrom(Date date);
+[[nodiscard]] Date dateFrom(std::int64_t microseconds);
+
+}  // namespace bus

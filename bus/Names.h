@@ -1,0 +1,17 @@
+#pragma once
+
+/// Names of the D-Bus contracts in this folder.
+namespace bus {
+
+inline constexpr const char* kServiceName = "com.veldrin.KeynoteCaptureService";
+inline constexpr const char* kServicePath = "/com/veldrin/KeynoteCaptureService";
+inline constexpr const char* kDelegatePath = "/com/veldrin/KeynoteCaptureServiceDelegate";
+inline constexpr const char* kProgramPath = "/com/veldrin/PresentationProgram";
+/// Name of the error with which a presentation program refuses a call.
+inline constexpr const char* kProgramFailed = "com.veldrin.PresentationProgram.Error.Failed";
+/// A presentation program's name is its bundle identifier, this, and a number.
+inline constexpr const char* kInstanceInfix = ".instance";
+/// What a D-Bus error name begins with when it carries an error value: then domain, ".Code" and the code follow.
+inline constexpr const char* kErrorPrefix = "com.veldrin.Error.";
+
+}  // namespace bus

@@ -1,0 +1,15 @@
+# Warnings and sanitizers for our own targets; call kcs_target(NAME) on each.
+function(kcs_target name)
+  target_compile_options(${name} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+  if(KCS_WARNINGS_AS_ERRORS)
+    target_compile_options(${name} PRIVATE -Werror)
+  endif()
+endfunction()
+
+if(KCS_SANITIZE)
+  add_compile_options(-fsanitize=${KCS_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${KCS_SANITIZE})
+endif()
+
+# Programs of the build tree all lie in one folder, so that they find one another.
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+
+/// A directory with code, an information dictionary and resources. Immutable; callable from any thread.
+class Bundle {
+public:
+    virtual ~Bundle() = default;
+    [[nodiscard]] virtual const std::filesystem::path& path() const = 0;
+    /// The string under a key of the information dictionary; nothing when absent, unreadable or no string.
+    [[nodiscard]] virtual std::optional<std::string> infoString(const std::string& key) const = 0;
+    /// The translation of an English text into the user's language; the text itself when there is none.
+    [[nodiscard]] virtual std::string localizedString(const std::string& english) const = 0;
+};
+
+/// Where bundles come from. Callable from any thread.
+class Bundles {
+public:
+    virtual ~Bundles() = default;
+    /// The bundle of this process. Never null.
+    [[nodiscard]] virtual std::shared_ptr<const Bundle> mainBundle() = 0;
+    /// The bundle at a path, or null when no directory stands there.
+    [[nodiscard]] virtual std::shared_ptr<const Bundle> bundleAtPath(const std::filesystem::path& path) = 0;
+};

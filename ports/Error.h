@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+
+/// Keys of an error's user information, as the platform names them.
+inline constexpr const char* NSLocalizedDescriptionKey = "NSLocalizedDescription";
+inline constexpr const char* NSFilePathErrorKey = "NSFilePath";
+
+/// Domain of errors whose code is an `errno` value.
+inline constexpr const char* NSPOSIXErrorDomain = "NSPOSIXErrorDomain";
+
+/// An expected failure as a value: who speaks (domain), what happened (code), and details by key.
+/// Immutable, so one error may be shared by threads. Handed around as `ErrorPtr`; null means "no error".
+class Error {
+public:
+    using UserInfo = std::map<std::string, std::string>;
+
+    Error(std::string domain, std::int64_t code, UserInfo userInfo = {})
+        : domain_(std::move(domain)), code_(code), userInfo_(std::move(userInfo)) {}
+    virtual ~Error() = default;
+    Error(const Error&) = delete;
+    Error& operator=(const Error&) = delete;
+
+    [[nodiscard]] const std::string& domain() const { return domain_; }
+    [[nodiscard]] std::int64_t code() const { return code_; }
+    [[nodiscard]] const UserInfo& userInfo() const { return userInfo_; }
+
+    /// A sentence for people: the description in the user information, or one made from domain and code.
+    [[nodiscard]] std::string localizedDescription() const {
+        const auto found = userInfo_.find(NSLocalizedDescriptionKey);
+        if (found != userInfo_.end()) return found->second;
+        return "The operation couldn’t be completed. (" + domain_ + " error " + std::to_string(code_) + ".)";
+    }
+
+private:
+    const std::string domain_;
+    const std::int64_t code_;
+    const UserInfo userInfo_;
+};
+
+using ErrorPtr = std::shared_ptr<const Error>;
+
+/// Makes an error; with a non-empty description it carries that under `NSLocalizedDescriptionKey`.
+[[nodiscard]] inline ErrorPtr makeError(std::string domain, std::int64_t code, const std::string& description = {}) {
+    Error::UserInfo info;
+    if (!description.empty()) info.emplace(NSLocalizedDescriptionKey, description);
+    return std::make_shared<const Error>(std::move(domain), code, std::move(info));
+}

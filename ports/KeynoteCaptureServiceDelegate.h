@@ -1,0 +1,32 @@
+#pragma once
+
+#include "ports/Clock.h"
+#include "ports/Error.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+
+/// What the capture service tells its host. Called without waiting for the host; may be called from any thread.
+/// What can be absent is optional; a null error means success.
+class KeynoteCaptureServiceDelegate {
+public:
+    virtual ~KeynoteCaptureServiceDelegate() = default;
+
+    /// `startedPresenting:originalDocumentPath:archive:error:`: once per slide show that starts. The archive is a
+    /// file name in the presentation's capture directory.
+    virtual void startedPresenting(const std::optional<std::string>& presentationID,
+                                   const std::optional<std::filesystem::path>& originalDocumentPath,
+                                   const std::optional<std::string>& archive, const ErrorPtr& error) = 0;
+    /// `stoppedPresenting:error:`: the slide show has ended and its images are in place, or error code 5.
+    virtual void stoppedPresenting(const std::optional<std::string>& presentationID, const ErrorPtr& error) = 0;
+    /// `slideDeck:presentedSlide:at:imageFilePathURL:`: a slide is shown; where its image will be.
+    virtual void slideDeckPresentedSlide(const std::optional<std::string>& presentationID,
+                                         std::int64_t presentedSlide, Date at,
+                                         const std::optional<std::filesystem::path>& imageFilePathURL) = 0;
+    /// `detectedKeynoteLaunched`: a supported presentation program is being watched.
+    virtual void detectedKeynoteLaunched() = 0;
+    /// `detectedKeynoteTerminated`: the watched presentation program is gone.
+    virtual void detectedKeynoteTerminated() = 0;
+};

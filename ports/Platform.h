@@ -1,0 +1,39 @@
+#pragma once
+
+class Bundles;
+class Clock;
+class ConsoleLog;
+class Dispatch;
+class FileManager;
+class ProcessInfo;
+class Scripting;
+class TextServices;
+class UnifiedLog;
+class WindowServer;
+class Workspace;
+
+/// The services that a process has one of each: what the platform's shared instances are elsewhere.
+struct Platform {
+    Clock& clock;
+    Dispatch& dispatch;
+    FileManager& fileManager;
+    Bundles& bundles;
+    Workspace& workspace;
+    Scripting& scripting;
+    WindowServer& windowServer;
+    TextServices& text;
+    ProcessInfo& processInfo;
+    UnifiedLog& unifiedLog;
+    ConsoleLog& consoleLog;
+};
+
+namespace detail {
+inline const Platform* installedPlatform = nullptr;
+}
+
+/// Makes a platform the one behind `platform()`. Called once by the wiring, before other threads start; tests call
+/// it for each simulated platform. The platform must outlive its use.
+inline void installPlatform(const Platform* installed) { detail::installedPlatform = installed; }
+
+/// The installed platform; there must be one.
+[[nodiscard]] inline const Platform& platform() { return *detail::installedPlatform; }

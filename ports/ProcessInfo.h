@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+
+/// Facts about and control over this process. Callable from any thread.
+class ProcessInfo {
+public:
+    virtual ~ProcessInfo() = default;
+    /// Keeps the system from ending the idle process until a matching enable. Counted.
+    virtual void disableAutomaticTermination(const std::string& reason) = 0;
+    /// Takes one disable back. More enables than disables do no harm.
+    virtual void enableAutomaticTermination(const std::string& reason) = 0;
+};

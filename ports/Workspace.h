@@ -1,0 +1,36 @@
+#pragma once
+
+#include "ports/Registration.h"
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+/// One running application. Callable from any thread.
+class RunningApplication {
+public:
+    virtual ~RunningApplication() = default;
+    [[nodiscard]] virtual std::string bundleIdentifier() const = 0;
+    /// Where the application's bundle lies, when it says so.
+    [[nodiscard]] virtual std::optional<std::filesystem::path> bundleURL() const = 0;
+    /// The process of the application now; a restart behind the same record changes it.
+    [[nodiscard]] virtual pid_t processIdentifier() const = 0;
+    /// Calls the observer at once and then on the main queue after each change of the process identifier.
+    /// Main queue only. The caller keeps the handle for as long as it wants to hear.
+    [[nodiscard]] virtual Handle observeProcessIdentifier(std::function<void()> observer) = 0;
+};
+
+/// The running applications of this user's session.
+class Workspace {
+public:
+    virtual ~Workspace() = default;
+    /// The running applications in the order in which they appeared. Any thread.
+    [[nodiscard]] virtual std::vector<std::shared_ptr<RunningApplication>> runningApplications() const = 0;
+    /// Calls the observer at once and then on the main queue after each change of the list. Main queue only; the
+    /// handle may be dropped on any thread.
+    [[nodiscard]] virtual Handle observeRunningApplications(std::function<void()> observer) = 0;
+};
