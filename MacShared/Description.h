@@ -1,0 +1,58 @@
+#pragma once
+
+#include "ports/Clock.h"
+#include "ports/Error.h"
+#include "ports/Geometry.h"
+
+#include <concepts>
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+/// The text that `%@` prints for a value: what the platform's own objects describe themselves with.
+
+[[nodiscard]] inline std::string description(std::string_view text) { return std::string(text); }
+[[nodiscard]] inline std::string description(const char* text) { return text; }
+[[nodiscard]] inline std::string description(const std::string& text) { return text; }
+[[nodiscard]] inline std::string description(const std::filesystem::path& path) { return path.native(); }
+template <std::integral T>
+[[nodiscard]] std::string description(T number) {
+    return std::to_string(number);
+}
+[[nodiscard]] std::string description(double number);
+/// UTC, whole seconds: `2024-03-05 13:07:09 +0000`.
+[[nodiscard]] std::string description(Date date);
+/// `Error Domain=D Code=5 "text"`, with `(null)` when the error has no description of its own.
+[[nodiscard]] std::string description(const Error& error);
+/// `{(`, then one member a line, then `)}`.
+[[nodiscard]] std::string description(const std::set<std::string>& members);
+/// `(`, then one member a line, then `)`.
+[[nodiscard]] std::string description(const std::vector<std::string>& members);
+
+/// A value of an information dictionary.
+struct DictionaryValue;
+using Dictionary = std::map<std::string, DictionaryValue>;
+struct DictionaryValue : std::variant<std::string, std::int64_t, double, Dictionary> {
+    using variant::variant;
+};
+/// `{`, then `key = value;` a line in the order of the keys, then `}`; four blanks a level.
+[[nodiscard]] std::string description(const Dictionary& dictionary);
+
+template <class T>
+[[nodiscard]] std::string description(const std::optional<T>& value) {
+    return value ? description(*value) : "(null)";
+}
+template <class T>
+[[nodiscard]] std::string description(const std::shared_ptr<T>& value) {
+    return value ? description(*value) : "(null)";
+}
+
+/// A rectangle as text: `{{x, y}, {width, height}}`.
+[[nodiscard]] std::string stringFromRect(const Rect& rect);

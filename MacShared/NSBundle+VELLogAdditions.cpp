@@ -1,0 +1,100 @@
+#include "MacShared/NSBundle+VELLogAdditions.h"
+
+#include "MacShared/NSFileManager+VELAdditions.h"
+#include "ports/Log.h"
+#include "ports/Platform.h"
+
+#include <map>
+#include <mutex>
+
+namespace {
+
+constexpr const char* kTimeStampPattern = "Y-MM-dd HH:mm:ss.SSSZ";
+
+/// What a run of the log makes once.
+struct LogRun {
+    std::once_flag formatterOnce;
+    std::shared_ptr<const DateFormatter> formatter;
+    std::once_flag fileOnce;
+    std::unique_ptr<FileHandle> file;
+    std::mutex placesMutex;
+    std::map<std::weak_ptr<const Bundle>, std::shared_ptr<const DefaultLog>, std::owner_less<>> places;
+};
+
+std::unique_ptr<LogRun>& currentRun() {
+    static std::unique_ptr<LogRun> run = std::make_unique<LogRun>();
+    return run;
+}
+
+std::unique_ptr<FileHandle> openLogFile() {
+    const auto& services = platform();
+    const auto url = logFileURL();
+    if (!url || services.fileManager.createFile(*url, "")) {
+        services.consoleLog.write(formatMessage("Unable to create log file at: %@", url));
+        return nullptr;
+    }
+    ErrorPtr error;
+    auto handle = services.fileManager.openForWriting(*url, error);
+    if (!handle) {
+        services.consoleLog.write(formatMessage("Unable to open log file at: %@, error: %@", *url, error));
+    }
+    return handle;
+}
+
+}  // namespace
+
+void beginNewLogRun() { currentRun() = std::make_unique<LogRun>(); }
+
+const DateFormatter& VELLogDateFormatter() {
+    LogRun& run = *currentRun();
+    std::call_once(run.formatterOnce, [&run] { run.formatter = platform().text.makeDateFormatter(kTimeStampPattern); });
+    return *run.formatter;
+}
+
+std::optional<std::filesystem::path> applicationSupportDirectory() {
+    const auto& services = platform();
+    auto name = services.bundles.mainBundle()->infoString("CFBundleExecutable");
+    if (name == "Veldrin") name = "Veldrin Recorder";
+    ErrorPtr error;
+    auto url = findOrCreateDirectory(services.fileManager, SearchPathDirectory::applicationSupport,
+                                     SearchPathDomain::user, name, &error);
+    if (error) {
+        services.consoleLog.write(
+            formatMessage("Unable to find or create application support directory:\n%@", error));
+    }
+    return url;
+}
+
+std::optional<std::filesystem::path> logFileURL() {
+    auto url = applicationSupportDirectory();
+    if (url) *url /= "Veldrin.log";
+    return url;
+}
+
+FileHandle* logFileHandle() {
+    LogRun& run = *currentRun();
+    std::call_once(run.fileOnce, [&run] { run.file = openLogFile(); });
+    return run.file.get();
+}
+
+std::shared_ptr<const DefaultLog> defaultLog(const std::shared_ptr<const Bundle>& bundle) {
+    LogRun& run = *currentRun();
+    const std::lock_guard lock(run.placesMutex);
+    auto& place = run.places[bundle];
+    if (!place) {
+        place = std::make_shared<const DefaultLog>(DefaultLog{bundle->infoString("CFBundleIdentifier").value_or(""), ""});
+    }
+    return place;
+}
+
+void VELLogMessage(std::string_view message) {
+    const auto& services = platform();
+    const auto log = defaultLog(services.bundles.mainBundle());
+    if (services.unifiedLog.isDefaultLevelEnabled()) services.unifiedLog.write(log->subsystem, log->category, message);
+
+    const std::string date = VELLogDateFormatter().stringFromDate(services.clock.now());
+    std::string line;
+    line.reserve(date.size() + message.size() + 2);
+    line.append(date).append(" ").append(message).append("\n");
+    if (FileHandle* file = logFileHandle()) file->write(line);
+}

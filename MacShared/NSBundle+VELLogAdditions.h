@@ -1,0 +1,53 @@
+#pragma once
+
+#include "MacShared/MessageFormat.h"
+#include "ports/Bundle.h"
+#include "ports/FileManager.h"
+#include "ports/Text.h"
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+/// The log: every message goes to the unified log, at the default level and unredacted, and as a time-stamped line to
+/// the file "Veldrin.log" in the process's Application Support folder. The file holds the current run only: the
+/// first message of a run empties it. Logging never fails an operation.
+///
+/// Line format: `<date> <message>\n` in UTF-8, the date in the pattern "Y-MM-dd HH:mm:ss.SSSZ" (week-based year).
+
+/// Where a bundle's messages go in the unified log.
+struct DefaultLog {
+    std::string subsystem;  ///< the bundle's identifier, or empty
+    std::string category;   ///< empty
+};
+
+/// The formatter of the log's time stamps; one for the process.
+[[nodiscard]] const DateFormatter& VELLogDateFormatter();
+
+/// The main bundle's folder in the user's Application Support directory, created when missing; nothing on failure,
+/// which the console log explains. Named after the executable, but "Veldrin Recorder" for "Veldrin".
+[[nodiscard]] std::optional<std::filesystem::path> applicationSupportDirectory();
+
+/// `applicationSupportDirectory` / "Veldrin.log".
+[[nodiscard]] std::optional<std::filesystem::path> logFileURL();
+
+/// The log file, emptied and opened by the first call of the run; null when that failed, for the rest of the run.
+[[nodiscard]] FileHandle* logFileHandle();
+
+/// The bundle's place in the unified log, made at its first call and kept.
+[[nodiscard]] std::shared_ptr<const DefaultLog> defaultLog(const std::shared_ptr<const Bundle>& bundle);
+
+/// Forgets formatter, file and places, so that the next message begins a new run. For programs that set up
+/// several platforms one after the other; no other thread may log meanwhile.
+void beginNewLogRun();
+
+/// Writes a finished message. Any thread; lines of concurrent callers stay whole.
+void VELLogMessage(std::string_view message);
+
+/// Formats and writes a message. Any thread.
+template <class... Args>
+void VELLog(const MessageFormat<std::type_identity_t<Args>...>& format, const Args&... args) {
+    VELLogMessage(formatMessage<Args...>(format, args...));
+}
