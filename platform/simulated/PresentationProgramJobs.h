@@ -20,6 +20,7 @@ struct ProgramDocument {
     std::int64_t slideCount = 1;                ///< 0 to `kMostSlides`
     std::set<std::int64_t> hiddenSlides;        ///< passed over by the show; they have numbers and images all the same
     std::int64_t currentSlide = 0;              ///< 0 for none
+    std::int64_t windowID = 0;                  ///< set by the program that opens it
 };
 
 /// A save or an export, and how it went.
@@ -31,7 +32,7 @@ struct ProgramJob {
     std::filesystem::path target;
     double quality = 1;              ///< 0 to 1; images only
     std::int64_t imagesWritten = 0;  ///< images only
-    ErrorPtr error;                  ///< the first one that occurred; the job goes on with the next image
+    ErrorPtr error{};                ///< the first one that occurred; the job goes on with the next image
 };
 
 /// Does the writing of a presentation program: jobs are accepted at once and done one after the other, in the order
@@ -73,8 +74,10 @@ private:
     void beginImage();
     void writePiece();
     void finishImage();
-    void note(const ErrorPtr& error);
+    /// Both note an error for the job; null or false then.
     [[nodiscard]] std::unique_ptr<ProgramOutput::File> open(const std::filesystem::path& path);
+    bool write(ProgramOutput::File& file, std::string_view bytes);
+    void note(const ErrorPtr& error);
 
     DispatchQueue& queue_;
     ProgramOutput& output_;
