@@ -1,0 +1,233 @@
+#include "platform/linux/AsioDispatch.h"
+
+#include "ports/Log.h"
+
+#include <fmt/format.h>
+#include <algorithm>
+#include <atomic>
+#include <boost/asio/any_io_executor.hpp>
+#include <boost/asio/executor_work_guard.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/signal_set.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/strand.hpp>
+#include <condition_variable>
+#include <csignal>
+#include <cstdlib>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <vector>
+
+namespace asio = boost::asio;
+
+namespace {
+
+constexpr int kPoolThreads = 2;
+
+/// An event loop that can drop its tasks before it goes: a task of one loop may own queues and timers of the other.
+struct EventLoop : asio::io_context {
+    using io_context::io_context;
+    void dropTasks() { shutdown(); }
+};
+
+/// The one place where an exception that escapes a task ends.
+void runTask(const Task& task, const std::string& label, ConsoleLog& consoleLog) {
+    try {
+        task();
+    } catch (const std::exception& error) {
+        consoleLog.write(fmt::format("A task on the queue \"{}\" failed: {}", label, error.what()));
+    } catch (...) {
+        consoleLog.write(fmt::format("A task on the queue \"{}\" failed with an unknown exception", label));
+    }
+}
+
+Duration clampedDelay(Duration delay) {
+    return std::clamp(delay, Duration::zero(), kLongestDelay);
+}
+
+}  // namespace
+
+/// What queues share.
+struct AsioDispatch::Core {
+    explicit Core(ConsoleLog& log) : consoleLog(log) {}
+
+    void startPool() {
+        if (!threads.empty()) return;
+        for (int i = 0; i < kPoolThreads; ++i) threads.emplace_back([this] { pool.run(); });
+    }
+    void endMainLoop() {
+        const std::lock_guard lock(mutex);
+        mainLoopEnded = true;
+        syncChanged.notify_all();
+    }
+
+    ConsoleLog& consoleLog;
+    EventLoop main{1};
+    EventLoop pool{kPoolThreads};
+    const asio::executor_work_guard<asio::io_context::executor_type> mainWork{main.get_executor()};
+    const asio::executor_work_guard<asio::io_context::executor_type> poolWork{pool.get_executor()};
+    std::unique_ptr<Queue> mainQueue;
+
+    std::mutex mutex;                     ///< guards what follows
+    std::condition_variable syncChanged;  ///< a task of `sync` has ended, or the main loop has
+    bool mainLoopEnded = false;
+    std::optional<int> status;
+    std::vector<std::thread> threads;
+};
+
+/// A queue: a serial executor with a label. Tasks know the queue weakly, so they end with it.
+class AsioDispatch::Queue final : public DispatchQueue {
+public:
+    Queue(Core& core, asio::any_io_executor executor, std::string label)
+        : self_(std::make_shared<const Self>(Self{core, std::move(executor), std::move(label)})) {}
+
+    void async(Task task) override {
+        asio::post(self_->executor, [queue = Weak(self_), task = std::move(task)] { run(queue, task); });
+    }
+    void after(Duration delay, Task task) override;
+    void sync(const Task& task) override;
+    [[nodiscard]] Handle makeTimer(const TimerSchedule& schedule, Task handler) override;
+    [[nodiscard]] const std::string& label() const override { return self_->label; }
+
+private:
+    friend class Timer;
+    friend class TimerHandle;
+
+    struct Self {
+        Core& core;
+        asio::any_io_executor executor;
+        std::string label;
+    };
+    using Weak = std::weak_ptr<const Self>;
+
+    static void run(const Weak& queue, const Task& task) {
+        if (const auto self = queue.lock()) runTask(task, self->label, self->core.consoleLog);
+    }
+
+    const std::shared_ptr<const Self> self_;
+};
+
+/// A repeating timer. The wait under way keeps it alive; only `cancelled_` is used off its queue.
+class AsioDispatch::Timer : public std::enable_shared_from_this<Timer> {
+public:
+    Timer(const std::shared_ptr<const Queue::Self>& queue, const TimerSchedule& schedule, Task handler)
+        : queue_(queue),
+          period_(std::clamp(schedule.period, kShortestTimerPeriod, kLongestDelay)),
+          handler_(std::move(handler)),
+          timer_(queue->executor, Instant::clock::now() + clampedDelay(schedule.start)) {}
+
+    void wait() {
+        timer_.async_wait([self = shared_from_this()](const boost::system::error_code& error) {
+            if (!error) self->tick();
+        });
+    }
+    void cancel() { cancelled_ = true; }
+    void stopWaiting() { timer_.cancel(); }
+
+private:
+    void tick() {
+        if (cancelled_ || queue_.expired()) return;
+        Queue::run(queue_, handler_);
+        if (cancelled_) return;
+        // From deadline to deadline: neither a late tick nor missed ones move the schedule.
+        const auto deadline = timer_.expiry();
+        const auto missed = std::max(Instant::clock::now() - deadline, Duration::zero()) / period_;
+        timer_.expires_at(deadline + (missed + 1) * period_);
+        wait();
+    }
+
+    const Queue::Weak queue_;
+    const Duration period_;
+    const Task handler_;
+    asio::steady_timer timer_;
+    std::atomic<bool> cancelled_ = false;
+};
+
+class AsioDispatch::TimerHandle final : public Registration {
+public:
+    TimerHandle(std::shared_ptr<Timer> timer, asio::any_io_executor executor)
+        : timer_(std::move(timer)), executor_(std::move(executor)) {}
+    ~TimerHandle() override {
+        timer_->cancel();
+        // The wait ends on the queue, which also frees the handler there, never in the middle of its own call.
+        asio::post(executor_, [timer = std::move(timer_)] { timer->stopWaiting(); });
+    }
+    TimerHandle(const TimerHandle&) = delete;
+    TimerHandle& operator=(const TimerHandle&) = delete;
+
+private:
+    std::shared_ptr<Timer> timer_;
+    asio::any_io_executor executor_;
+};
+
+void AsioDispatch::Queue::after(Duration delay, Task task) {
+    const auto timer = std::make_shared<asio::steady_timer>(self_->executor, clampedDelay(delay));
+    timer->async_wait([queue = Weak(self_), task = std::move(task), timer](const boost::system::error_code& error) {
+        if (!error) run(queue, task);
+    });
+}
+
+void AsioDispatch::Queue::sync(const Task& task) {
+    Core& core = self_->core;
+    bool done = false;
+    asio::post(self_->executor, [&] {
+        runTask(task, self_->label, core.consoleLog);
+        const std::lock_guard lock(core.mutex);
+        done = true;
+        core.syncChanged.notify_all();
+    });
+    const bool isMain = this == core.mainQueue.get();
+    std::unique_lock lock(core.mutex);
+    core.syncChanged.wait(lock, [&] { return done || (isMain && core.mainLoopEnded); });
+}
+
+Handle AsioDispatch::Queue::makeTimer(const TimerSchedule& schedule, Task handler) {
+    auto timer = std::make_shared<Timer>(self_, schedule, std::move(handler));
+    timer->wait();
+    return std::make_unique<TimerHandle>(std::move(timer), self_->executor);
+}
+
+AsioDispatch::AsioDispatch(ConsoleLog& consoleLog) : core_(std::make_unique<Core>(consoleLog)) {
+    core_->mainQueue = std::make_unique<Queue>(*core_, core_->main.get_executor(), "main");
+}
+
+AsioDispatch::~AsioDispatch() {
+    core_->endMainLoop();
+    core_->pool.stop();
+    for (auto& thread : core_->threads) thread.join();
+    core_->main.dropTasks();
+    core_->pool.dropTasks();
+}
+
+DispatchQueue& AsioDispatch::mainQueue() {
+    return *core_->mainQueue;
+}
+
+std::shared_ptr<DispatchQueue> AsioDispatch::makeSerialQueue(std::string label) {
+    const std::lock_guard lock(core_->mutex);
+    core_->startPool();
+    return std::make_shared<Queue>(*core_, asio::make_strand(core_->pool.get_executor()), std::move(label));
+}
+
+int AsioDispatch::run() {
+    asio::signal_set signals(core_->main, SIGTERM, SIGINT);
+    signals.async_wait([&](const boost::system::error_code& error, int) {
+        if (error) return;
+        signals.clear();
+        stop(EXIT_SUCCESS);
+    });
+    core_->main.run();
+    core_->endMainLoop();
+    const std::lock_guard lock(core_->mutex);
+    return core_->status.value_or(EXIT_FAILURE);
+}
+
+void AsioDispatch::stop(int status) {
+    {
+        const std::lock_guard lock(core_->mutex);
+        if (!core_->status) core_->status = status;
+    }
+    core_->main.stop();
+}

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "ports/FileManager.h"
+
+/// Local files through POSIX calls. Nothing here ever waits for the other end of a pipe.
+///
+/// A move across file systems takes time in proportion to the file, and waits up to 30 s for a writer that still has
+/// the source open: a slide image that arrives late is worth more than one that is cut off or lost.
+class LinuxFileManager final : public FileManager {
+public:
+    [[nodiscard]] FileKind kindOf(const std::filesystem::path& path) const override;
+    [[nodiscard]] std::optional<std::uint64_t> sizeOf(const std::filesystem::path& path) const override;
+    [[nodiscard]] ErrorPtr createDirectory(const std::filesystem::path& path) override;
+    [[nodiscard]] ErrorPtr createFile(const std::filesystem::path& path, std::string_view contents) override;
+    [[nodiscard]] ErrorPtr moveItem(const std::filesystem::path& from, const std::filesystem::path& to) override;
+    [[nodiscard]] std::unique_ptr<FileHandle> openForWriting(const std::filesystem::path& path,
+                                                             ErrorPtr& error) override;
+    /// `$HOME` when it is absolute, else the password database's entry, else "/".
+    [[nodiscard]] std::filesystem::path homeDirectory() const override;
+    /// `$XDG_DATA_HOME` when it is absolute, else `.local/share` in the home directory.
+    [[nodiscard]] std::optional<std::filesystem::path> applicationSupportDirectory() override;
+};
