@@ -1,0 +1,25 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+
+/// Domain of every error that the service makes itself.
+inline constexpr const char* KeynoteCaptureServiceErrorDomain = "KeynoteCaptureServiceErrorDomain";
+
+/// Codes in `KeynoteCaptureServiceErrorDomain`.
+enum class KeynoteCaptureServiceError : std::int64_t {
+    fileExistsAtDirectoryPath = 1,
+    missingStartArgument = 2,
+    archiveNotSaved = 3,
+    missingDirectoryPath = 4,
+    slideImagesMissing = 5,
+    keynoteNotRunning = 6,
+};
+
+/// JPEG compression factor of exported slide images, 0 to 1.
+inline constexpr double KeynoteCaptureServiceImageCompressionFactor = 0.8;
+
+/// How long a slide image monitor waits for expected images.
+inline constexpr std::chrono::seconds KeynoteCaptureSlideImageFileMonitorTimeout{90};
+
+inline constexpr const char* kKeynoteBundleIdentifier = "com.apple.iWork.Keynote";

@@ -1,0 +1,129 @@
+#include "KeynoteCaptureService/KeynoteCaptureConstants.h"
+#include "KeynoteCaptureService/KeynoteCaptureService.h"
+#include "MacShared/NSBundle+VELLogAdditions.h"
+#include "ports/Bundle.h"
+#include "ports/Platform.h"
+#include "recorder-shared/KeynoteInstallHelper.h"
+
+#include <chrono>
+
+namespace {
+
+constexpr std::string_view kRunningApplicationsKeyPath = "runningApplications";
+constexpr std::string_view kProcessIdentifierKeyPath = "processIdentifier";
+/// 30 of the platform's ticks of 1/60 second; bounds how long a poll can hold up the main queue.
+constexpr std::chrono::milliseconds kReplyTimeout{500};
+
+bool isSupportedKeynote(const RunningApplication& application) {
+    if (application.bundleIdentifier() != kKeynoteBundleIdentifier) return false;
+    const auto url = application.bundleURL();
+    if (!url) return false;
+    const auto bundle = platform().bundles.bundleAtPath(*url);
+    return KeynoteInstallHelper::isSupportedKeynoteVersionForNewPlugin(
+        bundle ? bundle->infoString("CFBundleShortVersionString") : std::nullopt);
+}
+
+}  // namespace
+
+Workspace* KeynoteCaptureService::observedWorkspace() const {
+    const std::lock_guard lock(workspaceMutex_);
+    return observedWorkspace_;
+}
+
+void KeynoteCaptureService::setObservedWorkspace(Workspace* workspace) {
+    const std::lock_guard lock(workspaceMutex_);
+    workspaceObservation_.reset();
+    observedWorkspace_ = workspace;
+    if (workspace == nullptr) return;
+    workspaceObservation_ = workspace->observeRunningApplications([weak = weak_from_this(), workspace] {
+        if (const auto service = weak.lock()) service->observeValueForKeyPath(kRunningApplicationsKeyPath, workspace);
+    });
+}
+
+void KeynoteCaptureService::observeValueForKeyPath(std::string_view keyPath, const void* object) {
+    if (keyPath == kRunningApplicationsKeyPath) {
+        handleRunningApplicationsChanged();
+    } else if (keyPath == kProcessIdentifierKeyPath && object == currentKeynoteRunningApplication_.get().get()) {
+        handleKeynotePIDChanged();
+    }
+}
+
+void KeynoteCaptureService::handleRunningApplicationsChanged() {
+    VELLog(">>> Running applications state has changed");
+    auto keynotes = platform().workspace.runningApplications();
+    std::erase_if(keynotes, [](const auto& application) { return !isSupportedKeynote(*application); });
+    if (keynotes.size() > 1) VELLog("More than 1 running Keynote application? Using the last.");
+
+    if (keynotes.empty()) {
+        if (!isKeynoteRunning()) return;
+        handleKeynoteStopped();
+        VELLog("Notifying that Keynote terminated");
+        if (const auto host = delegate()) host->detectedKeynoteTerminated();
+        return;
+    }
+    // The program found first stays the followed one until none is left in the list.
+    if (isKeynoteRunning()) return;
+    currentKeynoteRunningApplication_.set(keynotes.back());
+    handleKeynoteStarted();
+    VELLog("Notifying that Keynote launched");
+    if (const auto host = delegate()) host->detectedKeynoteLaunched();
+}
+
+void KeynoteCaptureService::handleKeynoteStarted() {
+    const auto application = currentKeynoteRunningApplication_.get();
+    processIdentifierObservation_ =
+        application->observeProcessIdentifier([weak = weak_from_this(), observed = application.get()] {
+            if (const auto service = weak.lock()) service->observeValueForKeyPath(kProcessIdentifierKeyPath, observed);
+        });
+    scheduleTimer();
+}
+
+void KeynoteCaptureService::handleKeynotePIDChanged() {
+    VELLog(">>> Running Keynote Application process ID changed.");
+    keynoteApplication_.set(nullptr);
+}
+
+void KeynoteCaptureService::handleKeynoteStopped() {
+    processIdentifierObservation_.reset();
+    keynoteApplication_.set(nullptr);
+    currentKeynoteRunningApplication_.set(nullptr);
+    removeTimer();
+    updateKeynotePresentingState();
+}
+
+void KeynoteCaptureService::updateScriptingApplicationIfNeeded() {
+    if (keynoteApplication_.get()) return;
+    auto application =
+        platform().scripting.applicationForProcess(currentKeynoteRunningApplication_.get()->processIdentifier());
+    application->setTimeout(kReplyTimeout);
+    application->setDelegate(weak_from_this());
+    keynoteApplication_.set(std::move(application));
+}
+
+void KeynoteCaptureService::scheduleTimer() {
+    periodicTimer_.reset();
+    if (!isKeynoteRunning()) return;
+    VELLog("Started polling Keynote for status...");
+    const Duration period = delayFromSeconds(pollingInterval());
+    const auto tick = [weak = weak_from_this()] {
+        if (const auto service = weak.lock()) service->performPeriodicTask();
+    };
+    periodicTimer_ = platform().dispatch.mainQueue().makeTimer({period, period, Duration::zero()}, tick);
+    performPeriodicTask();
+}
+
+void KeynoteCaptureService::removeTimer() {
+    periodicTimer_.reset();
+    VELLog("Stopped polling keynote for status.");
+}
+
+void KeynoteCaptureService::performPeriodicTask() {
+    if (!isKeynoteRunning()) return;
+    updateScriptingApplicationIfNeeded();
+    if (keynoteApplication_.get()->isRunning()) {
+        updateKeynotePresentingState();
+        return;
+    }
+    VELLog("Scripting Application is not running yet.");
+    keynoteApplication_.set(nullptr);
+}

@@ -1,0 +1,104 @@
+#include "KeynoteCaptureService/KeynoteCaptureConstants.h"
+#include "KeynoteCaptureService/KeynoteCaptureService.h"
+#include "KeynoteCaptureService/KeynoteCaptureSlideImageFileMonitor.h"
+#include "MacShared/NSBundle+VELLogAdditions.h"
+#include "ports/FileManager.h"
+#include "ports/Platform.h"
+#include "ports/Text.h"
+
+namespace {
+
+constexpr const char* kSlideName = "slide";
+constexpr const char* kArchiveExtension = ".key";
+/// Export as slide images, and JPEG as their format: codes of the program's scripting dictionary.
+constexpr const char* kSlideImagesFormat = "Kimg";
+constexpr const char* kJPEGFormat = "Kifj";
+
+std::optional<std::filesystem::path> appended(const std::optional<std::filesystem::path>& directory,
+                                              const std::string& component) {
+    if (!directory) return std::nullopt;
+    return *directory / component;
+}
+
+}  // namespace
+
+bool KeynoteCaptureService::prepareCaptureDiretoryForNewPresentation(ErrorPtr& error) {
+    currentPresentationID_ = platform().text.makeUUID();
+    currentPresentationCaptureDirectoryURL_ = appended(baseCaptureDirectoryURL_, *currentPresentationID_);
+    currentPresentationWorkingDirectoryURL_ = appended(baseWorkingDirectoryURL_, *currentPresentationID_);
+    return createDirectoryIfNeededAtFilePath(currentPresentationCaptureDirectoryURL_, error) &&
+           createDirectoryIfNeededAtFilePath(currentPresentationWorkingDirectoryURL_, error);
+}
+
+std::optional<std::string> KeynoteCaptureService::saveCopyOfKeynoteDocument(
+    const std::shared_ptr<ScriptingDocument>& document) {
+    const std::string fileName = currentPresentationID_.value_or("") + kArchiveExtension;
+    const auto& directory = currentPresentationCaptureDirectoryURL_;
+    auto& files = platform().fileManager;
+    if (!directory || files.kindOf(*directory) != FileKind::directory) {
+        VELLog("Can't save archive copy of presentation, capture directory does not exist.");
+        return std::nullopt;
+    }
+    const Path target = *directory / fileName;
+    // The empty file shows that the directory can be written, and is in place before the program writes.
+    if (files.createFile(target, "")) {
+        VELLog("Can't save archive copy of presentation, Can not write file in capture directory (permissions?)");
+        return std::nullopt;
+    }
+    if (document) document->save(target);
+    return fileName;
+}
+
+std::string KeynoteCaptureService::imageFileNameForSlideNumber(std::int64_t slideNumber) {
+    return formatMessage("%@.%03ld.jpg", kSlideName, slideNumber);
+}
+
+std::optional<KeynoteCaptureService::Path> KeynoteCaptureService::slideExportDirectoryURL() const {
+    return appended(currentPresentationWorkingDirectoryURL_, kSlideName);
+}
+
+void KeynoteCaptureService::beginExportOfSlideImagesForDocument(const std::shared_ptr<ScriptingDocument>& document) {
+    VELLog("Starting export of slide images...");
+    const auto target = slideExportDirectoryURL();
+    if (!document || !target) return;
+    document->exportTo(*target, kSlideImagesFormat,
+                       {{"compressionFactor", KeynoteCaptureServiceImageCompressionFactor},
+                        {"imageFormat", kJPEGFormat},
+                        {"allStages", false},
+                        {"borders", false},
+                        {"date", false},
+                        {"slideNumbers", false}});
+}
+
+void KeynoteCaptureService::startVerificationOfSlideImages(const std::optional<std::set<std::string>>& names,
+                                                           const std::optional<Path>& inDirectory,
+                                                           const std::optional<Path>& toTargetDirectory,
+                                                           const std::optional<std::string>& documentID) {
+    const auto monitor =
+        std::make_shared<Monitor>(names.value_or(std::set<std::string>()), inDirectory, toTargetDirectory);
+    keepMonitor(monitor);
+    monitor->startWithCompletion(
+        [weakService = weak_from_this(), weakMonitor = std::weak_ptr(monitor), documentID](const ErrorPtr& error) {
+            if (error) {
+                VELLog("Could not find all expected slide images: %@", error);
+            } else {
+                VELLog("Finished verification of captured slide images.");
+            }
+            const auto service = weakService.lock();
+            if (!service) return;
+            service->dropMonitor(weakMonitor.lock());
+            service->notifyStoppedPresenting(documentID, error);
+        });
+}
+
+void KeynoteCaptureService::keepMonitor(const std::shared_ptr<Monitor>& monitor) {
+    slideImageMonitors_.update([&monitor](auto& monitors) {
+        if (monitors) monitors->push_back(monitor);
+    });
+}
+
+void KeynoteCaptureService::dropMonitor(const std::shared_ptr<Monitor>& monitor) {
+    slideImageMonitors_.update([&monitor](auto& monitors) {
+        if (monitors) std::erase(*monitors, monitor);
+    });
+}

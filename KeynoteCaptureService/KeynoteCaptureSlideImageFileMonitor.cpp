@@ -1,0 +1,102 @@
+#include "KeynoteCaptureService/KeynoteCaptureSlideImageFileMonitor.h"
+
+#include "KeynoteCaptureService/KeynoteCaptureServiceErrors.h"
+#include "MacShared/NSBundle+VELLogAdditions.h"
+#include "ports/FileManager.h"
+#include "ports/Platform.h"
+
+#include <chrono>
+#include <utility>
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr Duration kVerificationInterval = 500ms;
+constexpr Duration kVerificationLeeway = 100ms;
+
+/// The name with every ".jpg" replaced by ".jpeg".
+std::string jpegName(std::string name) {
+    for (auto at = name.find(".jpg"); at != std::string::npos; at = name.find(".jpg", at + 5)) {
+        name.replace(at, 4, ".jpeg");
+    }
+    return name;
+}
+
+}  // namespace
+
+KeynoteCaptureSlideImageFileMonitor::KeynoteCaptureSlideImageFileMonitor(std::set<std::string> imageFileNames,
+                                                                         std::optional<fs::path> inDirectory,
+                                                                         std::optional<fs::path> toTargetDirectory)
+    : filesLeftToVerify_(std::move(imageFileNames)),
+      inDirectoryURL_(std::move(inDirectory)),
+      targetDirectoryURL_(std::move(toTargetDirectory)),
+      moveImageFileQueue_(platform().dispatch.makeSerialQueue("KeynoteCaptureSlideImageFileMonitor file queue")) {}
+
+Duration KeynoteCaptureSlideImageFileMonitor::timeout() {
+    return KeynoteCaptureSlideImageFileMonitorTimeout;
+}
+
+void KeynoteCaptureSlideImageFileMonitor::startWithCompletion(Completion completion) {
+    completion_ = std::move(completion);
+    VELLog("Image File Monitor - Waiting for these expected slide images:\n%@", filesLeftToVerify());
+    start_ = platform().clock.steadyNow();
+    imageFileVerificationTimer_ = createDispatchTimerWithInterval(kVerificationInterval, [weak = weak_from_this()] {
+        if (const auto monitor = weak.lock()) monitor->verify();
+    });
+}
+
+Handle KeynoteCaptureSlideImageFileMonitor::createDispatchTimerWithInterval(Duration interval, Task block) {
+    return platform().dispatch.mainQueue().makeTimer({interval, interval, kVerificationLeeway}, std::move(block));
+}
+
+void KeynoteCaptureSlideImageFileMonitor::verify() {
+    if (platform().clock.steadyNow() - start_ > timeout()) {
+        VELLog("Image File Monitor - timeout waiting for files");
+        didReachTimeout();
+        return;
+    }
+    std::set<std::string> missing = filesLeftToVerify();
+    std::erase_if(missing, [this](const std::string& name) { return findAndMove(name); });
+    const bool complete = missing.empty();
+    filesLeftToVerify_.set(std::move(missing));
+    if (complete) finishLater(true);
+}
+
+bool KeynoteCaptureSlideImageFileMonitor::findAndMove(const std::string& name) {
+    if (!inDirectoryURL_ || !targetDirectoryURL_) return false;
+    for (const std::string& candidate : {name, jpegName(name)}) {
+        const fs::path file = *inDirectoryURL_ / candidate;
+        if (platform().fileManager.kindOf(file) != FileKind::file) continue;
+        moveItem(file, *targetDirectoryURL_ / name);
+        return true;
+    }
+    return false;
+}
+
+void KeynoteCaptureSlideImageFileMonitor::moveItem(const fs::path& from, const fs::path& to) {
+    moveImageFileQueue_->async([from, to] {
+        const ErrorPtr error = platform().fileManager.moveItem(from, to);
+        if (!error) return;
+        VELLog("Image File Monitor - Could not move slide image file from:%@ to:%@\nError: %@", from, to, error);
+    });
+}
+
+void KeynoteCaptureSlideImageFileMonitor::finishLater(bool success) {
+    imageFileVerificationTimer_.reset();
+    moveImageFileQueue_->async(
+        [monitor = shared_from_this(), success] { monitor->monitorDidFinishWithSuccess(success); });
+}
+
+void KeynoteCaptureSlideImageFileMonitor::didReachTimeout() {
+    const auto missing = filesLeftToVerify();
+    if (!missing.empty()) VELLog("Image File Monitor - files still missing:\n%@", missing);
+    finishLater(missing.empty());
+}
+
+void KeynoteCaptureSlideImageFileMonitor::monitorDidFinishWithSuccess(bool success) {
+    VELLog("Image File Monitor - monitor did finish with success: %d", success);
+    const ErrorPtr error = success ? nullptr : captureError(KeynoteCaptureServiceError::slideImagesMissing);
+    if (const auto completion = std::exchange(completion_, nullptr)) completion(error);
+}

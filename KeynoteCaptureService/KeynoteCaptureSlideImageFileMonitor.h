@@ -1,0 +1,55 @@
+#pragma once
+
+#include "MacShared/Atomic.h"
+#include "ports/Dispatch.h"
+#include "ports/Error.h"
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+/// Waits for slide images that the presentation program exports, and moves each into the capture directory.
+///
+/// Every half second, on the main queue, it looks for the names that are still missing. A name is found once its file
+/// has been seen, as ".jpg" or ".jpeg"; the move follows on the monitor's own serial queue, and so does the completion:
+/// after all moves. It finishes when all names were found, or with error code 5 when `timeout` has passed.
+/// Whoever wants it to finish keeps it alive: dropping the monitor ends it without a completion.
+class KeynoteCaptureSlideImageFileMonitor : public std::enable_shared_from_this<KeynoteCaptureSlideImageFileMonitor> {
+public:
+    using Completion = std::function<void(const ErrorPtr&)>;
+
+    /// `initWithImageFileNames:inDirectory:toTargetDirectory:`
+    KeynoteCaptureSlideImageFileMonitor(std::set<std::string> imageFileNames,
+                                        std::optional<std::filesystem::path> inDirectory,
+                                        std::optional<std::filesystem::path> toTargetDirectory);
+
+    /// `startWithCompletion:`: begins to wait. The completion runs at most once, on the monitor's queue. Main queue.
+    void startWithCompletion(Completion completion);
+
+    /// The names not yet found. Any thread.
+    [[nodiscard]] std::set<std::string> filesLeftToVerify() const { return filesLeftToVerify_.get(); }
+
+    [[nodiscard]] static Duration timeout();
+
+private:
+    [[nodiscard]] static Handle createDispatchTimerWithInterval(Duration interval, Task block);
+    void verify();
+    [[nodiscard]] bool findAndMove(const std::string& name);
+    void moveItem(const std::filesystem::path& from, const std::filesystem::path& to);
+    /// Stops looking, and finishes once the moves under way have ended.
+    void finishLater(bool success);
+    void didReachTimeout();
+    void monitorDidFinishWithSuccess(bool success);
+
+    Atomic<std::set<std::string>> filesLeftToVerify_;
+    const std::optional<std::filesystem::path> inDirectoryURL_;
+    const std::optional<std::filesystem::path> targetDirectoryURL_;
+    const std::shared_ptr<DispatchQueue> moveImageFileQueue_;
+    Completion completion_;
+    Instant start_;
+    Handle imageFileVerificationTimer_;
+};

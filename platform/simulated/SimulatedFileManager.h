@@ -1,0 +1,52 @@
+#pragma once
+
+#include "platform/simulated/ProgramOutput.h"
+#include "ports/FileManager.h"
+
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+/// Files in memory, for the service and for the simulated presentation program. An open file stays whole when it is
+/// renamed or removed. Failures can be switched on.
+class SimulatedFileManager final : public FileManager, public ProgramOutput {
+public:
+    using Path = std::filesystem::path;
+
+    SimulatedFileManager();
+
+    [[nodiscard]] FileKind kindOf(const Path& path) const override;
+    [[nodiscard]] std::optional<std::uint64_t> sizeOf(const Path& path) const override;
+    [[nodiscard]] ErrorPtr createDirectory(const Path& path) override;
+    [[nodiscard]] ErrorPtr createFile(const Path& path, std::string_view contents) override;
+    [[nodiscard]] ErrorPtr moveItem(const Path& from, const Path& to) override;
+    [[nodiscard]] std::unique_ptr<FileHandle> openForWriting(const Path& path, ErrorPtr& error) override;
+    [[nodiscard]] Path homeDirectory() const override { return "/home/lecturer"; }
+    [[nodiscard]] std::optional<Path> applicationSupportDirectory() override { return applicationSupport; }
+
+    [[nodiscard]] std::unique_ptr<File> openFile(const Path& path, ErrorPtr& error) override;
+    [[nodiscard]] ErrorPtr rename(const Path& from, const Path& to) override;
+
+    /// The contents of a file; nothing when none stands there.
+    [[nodiscard]] std::optional<std::string> contents(const Path& path) const;
+    /// The names in a directory, sorted.
+    [[nodiscard]] std::vector<std::string> list(const Path& directory) const;
+    void remove(const Path& path) { nodes_.erase(path); }
+
+    /// Directories in which nothing can be created, renamed or removed.
+    std::set<Path> readOnly;
+    /// Where applications keep their files; nothing imitates a platform without such a place.
+    std::optional<Path> applicationSupport = "/home/lecturer/.local/share";
+
+private:
+    /// The contents of a file; none for a directory.
+    using Node = std::shared_ptr<std::string>;
+    class OpenFile;
+
+    [[nodiscard]] ErrorPtr checkParent(const Path& path) const;
+    [[nodiscard]] Node fileAt(const Path& path) const;
+
+    std::map<Path, Node> nodes_;
+};

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "platform/simulated/SimulatedDispatch.h"
+#include "platform/simulated/SimulatedFileManager.h"
+#include "platform/simulated/SimulatedScripting.h"
+#include "platform/simulated/SimulatedServices.h"
+#include "platform/simulated/SimulatedWorkspace.h"
+#include "ports/Platform.h"
+
+/// A whole platform in memory and virtual time, installed for as long as it lives.
+class SimulatedPlatform {
+public:
+    SimulatedPlatform() { installPlatform(&services_); }
+    ~SimulatedPlatform() { installPlatform(nullptr); }
+    SimulatedPlatform(const SimulatedPlatform&) = delete;
+    SimulatedPlatform& operator=(const SimulatedPlatform&) = delete;
+
+    SimulatedDispatch dispatch;
+    SimulatedFileManager files;
+    SimulatedBundles bundles;
+    SimulatedWorkspace workspace;
+    SimulatedScripting scripting{dispatch};
+    SimulatedWindowServer windowServer;
+    SimulatedText text;
+    SimulatedProcessInfo processInfo;
+    SimulatedUnifiedLog unifiedLog;
+    SimulatedConsoleLog consoleLog;
+
+private:
+    const Platform services_{dispatch,     dispatch, files,       bundles,    workspace, scripting,
+                             windowServer, text,     processInfo, unifiedLog, consoleLog};
+};

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "platform/simulated/PresentationProgramModel.h"
+#include "platform/simulated/SimulatedDispatch.h"
+#include "ports/Scripting.h"
+
+#include <map>
+#include <memory>
+
+/// Carries scripting events to models of presentation programs, by process identifier. A model whose faults say that
+/// it answers late or never costs the caller that time, at most the time-out.
+class SimulatedScripting final : public Scripting {
+public:
+    explicit SimulatedScripting(SimulatedDispatch& dispatch) : dispatch_(dispatch) {}
+
+    [[nodiscard]] std::shared_ptr<ScriptingApplication> applicationForProcess(pid_t processIdentifier) override;
+
+    /// The model answers under this process identifier until it is detached, and must live until then.
+    void attach(pid_t pid, PresentationProgramModel& model) { models_[pid] = &model; }
+    void detach(pid_t pid) { models_.erase(pid); }
+
+    /// How many events were sent so far.
+    [[nodiscard]] int eventsSent() const { return eventsSent_; }
+
+private:
+    class Application;
+    class Document;
+
+    SimulatedDispatch& dispatch_;
+    std::map<pid_t, PresentationProgramModel*> models_;
+    int eventsSent_ = 0;
+};

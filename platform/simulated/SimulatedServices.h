@@ -1,0 +1,100 @@
+#pragma once
+
+#include "ports/Bundle.h"
+#include "ports/Log.h"
+#include "ports/ProcessInfo.h"
+#include "ports/Text.h"
+#include "ports/WindowServer.h"
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+/// A bundle of given strings.
+class SimulatedBundle final : public Bundle {
+public:
+    using Info = std::map<std::string, std::string>;
+
+    SimulatedBundle(std::filesystem::path path, Info info) : path_(std::move(path)), info_(std::move(info)) {}
+
+    [[nodiscard]] const std::filesystem::path& path() const override { return path_; }
+    [[nodiscard]] std::optional<std::string> infoString(const std::string& key) const override;
+    [[nodiscard]] std::string localizedString(const std::string& english) const override { return english; }
+
+private:
+    const std::filesystem::path path_;
+    const Info info_;
+};
+
+class SimulatedBundles final : public Bundles {
+public:
+    SimulatedBundles();
+    [[nodiscard]] std::shared_ptr<const Bundle> mainBundle() override { return main_; }
+    [[nodiscard]] std::shared_ptr<const Bundle> bundleAtPath(const std::filesystem::path& path) override;
+
+    void setMainBundle(SimulatedBundle::Info info);
+    void install(const std::filesystem::path& path, SimulatedBundle::Info info);
+
+private:
+    std::shared_ptr<const Bundle> main_;
+    std::map<std::filesystem::path, std::shared_ptr<const Bundle>> installed_;
+};
+
+/// Windows and screens as a test sets them.
+class SimulatedWindowServer final : public WindowServer {
+public:
+    [[nodiscard]] std::vector<WindowRecord> windows() override { return windowRecords; }
+    [[nodiscard]] std::vector<Rect> screens() override { return screenFrames; }
+
+    std::vector<WindowRecord> windowRecords;
+    std::vector<Rect> screenFrames{{0, 0, 1440, 900}};
+};
+
+/// Dates in UTC in the form of the log, whole numbers of decimal digits, and UUIDs that count from 1.
+class SimulatedText final : public TextServices {
+public:
+    [[nodiscard]] std::shared_ptr<const DateFormatter> makeDateFormatter(const std::string& pattern) override;
+    [[nodiscard]] std::shared_ptr<const NumberFormatter> makeNumberFormatter(const std::string& locale) override;
+    [[nodiscard]] std::string makeUUID() override;
+
+    /// The n-th UUID of a run, from 1.
+    [[nodiscard]] static std::string uuid(int n);
+
+private:
+    int made_ = 0;
+};
+
+/// Counts what keeps the process alive.
+class SimulatedProcessInfo final : public ProcessInfo {
+public:
+    void disableAutomaticTermination(const std::string& reason) override { ++disables[reason]; }
+    void enableAutomaticTermination(const std::string& reason) override { --disables[reason]; }
+
+    std::map<std::string, int> disables;  ///< disables less enables, by reason
+};
+
+/// Keeps what was written.
+class SimulatedUnifiedLog final : public UnifiedLog {
+public:
+    struct Entry {
+        std::string subsystem;
+        std::string category;
+        std::string message;
+    };
+
+    [[nodiscard]] bool isDefaultLevelEnabled() const override { return enabled; }
+    void write(const std::string& subsystem, const std::string& category, std::string_view message) override {
+        entries.push_back({subsystem, category, std::string(message)});
+    }
+
+    bool enabled = true;
+    std::vector<Entry> entries;
+};
+
+class SimulatedConsoleLog final : public ConsoleLog {
+public:
+    void write(std::string_view message) override { messages.emplace_back(message); }
+
+    std::vector<std::string> messages;
+};

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "platform/simulated/ObserverList.h"
+#include "ports/Workspace.h"
+
+/// An application that a test makes and changes.
+class SimulatedApplication final : public RunningApplication {
+public:
+    SimulatedApplication(std::string bundleIdentifier, std::optional<std::filesystem::path> bundleURL, pid_t pid)
+        : bundleIdentifier_(std::move(bundleIdentifier)), bundleURL_(std::move(bundleURL)), pid_(pid) {}
+
+    [[nodiscard]] std::string bundleIdentifier() const override { return bundleIdentifier_; }
+    [[nodiscard]] std::optional<std::filesystem::path> bundleURL() const override { return bundleURL_; }
+    [[nodiscard]] pid_t processIdentifier() const override { return pid_; }
+    [[nodiscard]] Handle observeProcessIdentifier(std::function<void()> observer) override {
+        return observers_.add(std::move(observer));
+    }
+
+    void setProcessIdentifier(pid_t pid) {
+        pid_ = pid;
+        observers_.notify();
+    }
+
+private:
+    const std::string bundleIdentifier_;
+    const std::optional<std::filesystem::path> bundleURL_;
+    pid_t pid_;
+    ObserverList observers_;
+};
+
+/// The running applications as a test sets them; observers hear of changes at once.
+class SimulatedWorkspace final : public Workspace {
+public:
+    [[nodiscard]] std::vector<std::shared_ptr<RunningApplication>> runningApplications() const override {
+        return applications_;
+    }
+    [[nodiscard]] Handle observeRunningApplications(std::function<void()> observer) override {
+        return observers_.add(std::move(observer));
+    }
+
+    void add(std::shared_ptr<RunningApplication> application) {
+        applications_.push_back(std::move(application));
+        observers_.notify();
+    }
+
+    void remove(const std::shared_ptr<RunningApplication>& application) {
+        std::erase(applications_, application);
+        observers_.notify();
+    }
+
+private:
+    std::vector<std::shared_ptr<RunningApplication>> applications_;
+    ObserverList observers_;
+};
