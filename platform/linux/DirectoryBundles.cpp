@@ -1,0 +1,79 @@
+#include "platform/linux/DirectoryBundles.h"
+
+#include "platform/linux/PropertyList.h"
+
+#include <libintl.h>
+#include <system_error>
+#include <utility>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kDomain = "keynote-capture";
+constexpr const char* kExecutableKey = "CFBundleExecutable";
+
+bool isDirectory(const fs::path& path) {
+    std::error_code ignored;
+    return fs::is_directory(path, ignored);
+}
+
+class DirectoryBundle : public Bundle {
+public:
+    DirectoryBundle(fs::path path, PropertyStrings info) : path_(std::move(path)), info_(std::move(info)) {}
+
+    [[nodiscard]] const fs::path& path() const override { return path_; }
+    [[nodiscard]] std::optional<std::string> infoString(const std::string& key) const override {
+        const auto found = info_.find(key);
+        return found == info_.end() ? std::nullopt : std::optional(found->second);
+    }
+    [[nodiscard]] std::string localizedString(const std::string& english) const override { return english; }
+
+private:
+    const fs::path path_;
+    const PropertyStrings info_;
+};
+
+class MainBundle final : public DirectoryBundle {
+public:
+    MainBundle(const fs::path& resources, PropertyStrings info) : DirectoryBundle(resources, std::move(info)) {
+        ::bindtextdomain(kDomain, (resources.parent_path() / "locale").c_str());
+        ::bind_textdomain_codeset(kDomain, "UTF-8");
+    }
+    [[nodiscard]] std::string localizedString(const std::string& english) const override {
+        if (english.empty()) return {};  // gettext would answer with the catalogue's header
+        return ::dgettext(kDomain, english.c_str());
+    }
+};
+
+fs::path resourcesOf(const fs::path& executable) {
+    const auto folder = executable.parent_path();
+    auto beside = folder.parent_path() / "share" / kDomain;
+    auto installed = folder.parent_path().parent_path() / "share" / kDomain;
+    return !isDirectory(beside) && isDirectory(installed) ? installed : beside;
+}
+
+std::shared_ptr<const Bundle> makeMainBundle(const fs::path& executable) {
+    const auto resources = resourcesOf(executable);
+    auto info = readPropertyStrings(resources / "Info.plist");
+    const auto name = executable.filename().string();
+    const auto named = info.find(kExecutableKey);
+    if (named == info.end() || named->second != name) info = {{kExecutableKey, name}};
+    return std::make_shared<const MainBundle>(resources, std::move(info));
+}
+
+fs::path runningExecutable() {
+    std::error_code ignored;
+    return fs::read_symlink("/proc/self/exe", ignored);
+}
+
+}  // namespace
+
+DirectoryBundles::DirectoryBundles() : DirectoryBundles(runningExecutable()) {}
+
+DirectoryBundles::DirectoryBundles(const fs::path& executable) : mainBundle_(makeMainBundle(executable)) {}
+
+std::shared_ptr<const Bundle> DirectoryBundles::bundleAtPath(const fs::path& path) {
+    if (!isDirectory(path)) return nullptr;
+    return std::make_shared<const DirectoryBundle>(path, readPropertyStrings(path / "Contents/Info.plist"));
+}

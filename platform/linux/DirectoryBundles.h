@@ -1,0 +1,26 @@
+#pragma once
+
+#include "ports/Bundle.h"
+
+#include <memory>
+
+/// Bundles in directories. The information dictionary is `Contents/Info.plist`, XML or binary.
+///
+/// The main bundle has its resources and `Info.plist` in `share/keynote-capture`, either beside the executable's folder
+/// (`bin/X`, the build tree) or one folder further up (`libexec/keynote-capture/X`, installed). An `Info.plist` that
+/// names another executable is not ours: then, and without one, only `CFBundleExecutable` is known, as the executable's
+/// own name. Its translations are gettext's, domain `keynote-capture`, from `share/locale`; the wiring must have called
+/// `setlocale` for them.
+class DirectoryBundles final : public Bundles {
+public:
+    /// For the executable that is running.
+    DirectoryBundles();
+    explicit DirectoryBundles(const std::filesystem::path& executable);
+
+    [[nodiscard]] std::shared_ptr<const Bundle> mainBundle() override { return mainBundle_; }
+    /// Reads the information dictionary at once.
+    [[nodiscard]] std::shared_ptr<const Bundle> bundleAtPath(const std::filesystem::path& path) override;
+
+private:
+    const std::shared_ptr<const Bundle> mainBundle_;
+};

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "ports/Text.h"
+
+/// Text services of ICU and libuuid. ICU's objects are made at their first use, because they take about 2 MiB.
+///
+/// Date formatter: the process's default locale and time zone as they are at the first use. Weeks count as the locale
+/// counts them; the C locale names no country, so there they count by ISO 8601, as everywhere else in the C library. At
+/// most one run of the letter S in a pattern.
+/// Number formatter: ICU's strict decimal parser without grouping; no infinity, not-a-number, or text beyond 1000
+/// bytes.
+class IcuTextServices final : public TextServices {
+public:
+    [[nodiscard]] std::shared_ptr<const DateFormatter> makeDateFormatter(const std::string& pattern) override;
+    [[nodiscard]] std::shared_ptr<const NumberFormatter> makeNumberFormatter(const std::string& locale) override;
+    [[nodiscard]] std::string makeUUID() override;
+};

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "ports/Dispatch.h"
+#include "ports/ProcessInfo.h"
+
+#include <optional>
+
+/// Ends a process that nobody needs: it is idle while no host is connected and no disable of automatic termination is
+/// pending (disables minus enables is zero or less). Once it has been idle for the idle time without a break,
+/// counted from the start or from the last change that made it idle, `onIdle` runs on the main queue.
+class IdleTermination final : public ProcessInfo {
+public:
+    /// Without an idle time `onIdle` never runs. The dispatch must outlive this object.
+    IdleTermination(Dispatch& dispatch, std::optional<Duration> idleTime, Task onIdle);
+    ~IdleTermination() override;
+    IdleTermination(const IdleTermination&) = delete;
+    IdleTermination& operator=(const IdleTermination&) = delete;
+
+    void disableAutomaticTermination(const std::string& reason) override;
+    void enableAutomaticTermination(const std::string& reason) override;
+    /// A host has connected. Any thread.
+    void hostConnected();
+    /// A host that had connected is gone. Any thread.
+    void hostLeft();
+
+private:
+    struct State;
+    const std::shared_ptr<State> state_;
+};

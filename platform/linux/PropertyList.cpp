@@ -1,0 +1,78 @@
+#include "platform/linux/PropertyList.h"
+
+#include "platform/linux/FileDescriptor.h"
+
+#include <fcntl.h>
+#include <plist/plist.h>
+#include <sys/stat.h>
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+
+namespace {
+
+constexpr std::size_t kLargestFile = 1 << 20;
+/// The library's parser calls itself for every level, and 60,000 levels in 1 MiB overflow a thread's stack.
+constexpr std::size_t kMostContainers = 4096;
+
+using Node = std::unique_ptr<void, decltype(&plist_free)>;
+using Text = std::unique_ptr<char, decltype(&std::free)>;
+
+/// Empty for anything but a regular file of bearable size.
+std::string readSmallFile(const std::filesystem::path& path) {
+    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    struct stat status {};
+    if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
+    if (status.st_size <= 0 || status.st_size > static_cast<off_t>(kLargestFile)) return {};
+    std::string contents(static_cast<std::size_t>(status.st_size), '\0');
+    std::size_t length = 0;
+    while (length < contents.size()) {
+        const auto count = ::read(file.get(), contents.data() + length, contents.size() - length);
+        if (count == 0) break;
+        if (count < 0 && errno != EINTR) return {};
+        if (count > 0) length += static_cast<std::size_t>(count);
+    }
+    contents.resize(length);
+    return contents;
+}
+
+bool hasTooManyContainers(std::string_view xml) {
+    std::size_t containers = 0;
+    for (auto tag = xml.find('<'); tag != std::string_view::npos; tag = xml.find('<', tag + 1)) {
+        const auto name = xml.substr(tag + 1);
+        if (name.starts_with("dict") || name.starts_with("array")) ++containers;
+    }
+    return containers > kMostContainers;
+}
+
+PropertyStrings xmlPropertyStrings(std::string_view contents) {
+    if (hasTooManyContainers(contents)) return {};
+    plist_t parsed = nullptr;
+    plist_from_xml(contents.data(), static_cast<std::uint32_t>(contents.size()), &parsed);
+    const Node root(parsed, plist_free);
+    if (!root || plist_get_node_type(root.get()) != PLIST_DICT) return {};
+
+    plist_dict_iter newIterator = nullptr;
+    plist_dict_new_iter(root.get(), &newIterator);
+    const std::unique_ptr<void, decltype(&std::free)> iterator(newIterator, std::free);
+    PropertyStrings strings;
+    for (;;) {
+        char* newKey = nullptr;
+        plist_t value = nullptr;
+        plist_dict_next_item(root.get(), iterator.get(), &newKey, &value);
+        const Text key(newKey, std::free);
+        if (value == nullptr) return strings;
+        if (!key || plist_get_node_type(value) != PLIST_STRING) continue;
+        char* newText = nullptr;
+        plist_get_string_val(value, &newText);
+        const Text text(newText, std::free);
+        if (text) strings.emplace(key.get(), text.get());
+    }
+}
+
+}  // namespace
+
+PropertyStrings readPropertyStrings(const std::filesystem::path& path) {
+    const auto contents = readSmallFile(path);
+    return contents.starts_with("bplist00") ? binaryPropertyStrings(contents) : xmlPropertyStrings(contents);
+}

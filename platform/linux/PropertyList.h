@@ -1,0 +1,16 @@
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <string>
+#include <string_view>
+
+/// The texts of a property list's top dictionary by key; other values are left out.
+using PropertyStrings = std::map<std::string, std::string, std::less<>>;
+
+/// Reads the property list (XML or binary) in a regular file of at most 1 MiB. Empty when it is none, when it is
+/// damaged, or when it is built to exhaust its reader.
+[[nodiscard]] PropertyStrings readPropertyStrings(const std::filesystem::path& path);
+
+/// The same from memory, for a list that begins with `bplist00`.
+[[nodiscard]] PropertyStrings binaryPropertyStrings(std::string_view contents);
