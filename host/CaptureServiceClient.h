@@ -1,0 +1,60 @@
+#pragma once
+
+#include "ports/KeynoteCaptureServiceDelegate.h"
+#include "ports/KeynoteCaptureServiceProtocol.h"
+
+#include <chrono>
+#include <functional>
+#include <memory>
+
+/// Domain of the errors that the client itself makes.
+inline constexpr const char* kCaptureServiceClientErrorDomain = "KeynoteCaptureServiceClientErrorDomain";
+/// There is no session bus, or no capture service on it and none that the bus could start.
+inline constexpr std::int64_t kCaptureServiceUnavailable = 1;
+/// The service did not answer in time, or left before it answered.
+inline constexpr std::int64_t kCaptureServiceNoAnswer = 2;
+
+/// A host's connection to the capture service: the service's operations as calls, its notifications as calls on a
+/// delegate.
+///
+/// The normal sequence is `connect`, `startDetectionAndCaptureTo`, any number of notifications, and after the last
+/// `stoppedPresenting` that is to be captured `stopDetectionAndCapture`; then the client is dropped. The service keeps
+/// one state per client, and a client that is dropped (or a host that crashes) has its recording stopped.
+///
+/// The first operation starts the service if the bus knows how to. Operations may be called from any thread and
+/// return at once. Notifications, replies and `onServiceLost` come one at a time on a thread of the client's own, in
+/// the order in which the service sent them; that thread takes no signals. They must not throw, and must not drop
+/// the client. When dropping the client has returned, none comes any more; replies still due are given up.
+class CaptureServiceClient final : public KeynoteCaptureServiceProtocol {
+public:
+    /// Opens a connection of its own to the session bus. Null with `error` set when there is no bus.
+    /// The delegate must outlive the client. It is called for the service that owns the name on the bus at that
+    /// moment; calls from anyone else are refused.
+    /// `onServiceLost` may be empty. It is called when a service that has accepted a start leaves the bus, or the bus
+    /// itself goes: that recording has ended and no notification will come for it. A new start begins anew.
+    /// `replyTimeout` bounds the wait for every answer, including the time that the bus takes to start the service.
+    [[nodiscard]] static std::unique_ptr<CaptureServiceClient> connect(
+        KeynoteCaptureServiceDelegate& delegate, std::function<void()> onServiceLost, ErrorPtr& error,
+        std::chrono::microseconds replyTimeout = std::chrono::seconds(25));
+    ~CaptureServiceClient() override;
+
+    /// The reply is called only when starting failed: with the service's error, or with one of
+    /// `kCaptureServiceClientErrorDomain`. When the bus is gone already, that happens before the call returns.
+    void startDetectionAndCaptureTo(const std::optional<std::filesystem::path>& captureDirectoryURL,
+                                    const std::optional<std::string>& withRecordingId,
+                                    ErrorReply withErrorReply) override;
+    /// Slide images that are still awaited are given up.
+    void stopDetectionAndCapture() override;
+    /// Does nothing unless a recording runs and a show has been noticed.
+    void stopPresenting() override;
+    void setKeynotePollingInterval(double seconds) override;
+    /// Nothing also when the service did not answer, when the text is empty, or when no recording runs.
+    void descriptionOfScriptableWindowsWithReply(TextReply reply) override;
+    /// Nothing also when the service did not answer, when the text is empty, or when no recording runs.
+    void descriptionOfKeynoteWindowsWithReply(TextReply reply) override;
+
+private:
+    class Link;
+    explicit CaptureServiceClient(std::unique_ptr<Link> link);
+    const std::unique_ptr<Link> link_;
+};

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "ports/Error.h"
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+/// What the tool tells the shell.
+enum ExitStatus : int {
+    kDone = 0,
+    kOperationFailed = 1,
+    kWrongUsage = 2,
+    kNoService = 3,
+};
+
+struct RecordOptions {
+    std::filesystem::path directory;        ///< absolute; made when missing
+    std::string recordingID;                ///< names the recording's working directory
+    std::optional<double> pollingInterval;  ///< seconds, above 0
+    bool json = false;
+};
+
+/// Records until interrupted and writes each event as it happens. An interruption during a show, or while its images
+/// are awaited, lets the show come to its end first; a second one does not. `kOperationFailed` when starting failed,
+/// when an event carried an error, or when a show was given up before its images came.
+[[nodiscard]] ExitStatus record(const RecordOptions& options);
+
+/// Ends the running slide show. `kOperationFailed` when none runs or its end was not confirmed.
+[[nodiscard]] ExitStatus stopPresenting();
+
+/// Prints the presentation program's windows: the window server's view, or the program's own. `kOperationFailed` when
+/// no program runs.
+[[nodiscard]] ExitStatus listWindows(bool scriptable);
+
+/// Writes a sentence for people to standard error.
+void complain(std::string_view sentence);
+
+/// Tells people about the error and answers the exit status that it means.
+[[nodiscard]] ExitStatus reported(const Error& error);
