@@ -1,0 +1,51 @@
+#!/bin/sh
+# Installs the Debian packages that the groups need and that are missing; asks for nothing.
+# usage: install-dependencies.sh [build] [run] [impress] [test]     (without a group: all of them)
+set -eu
+
+build='cmake ninja-build ccache g++ pkg-config gettext libsdbus-c++-dev libsdbus-c++-bin libsystemd-dev libboost-dev
+       libicu-dev libfmt-dev libplist-dev libxcb1-dev libxcb-ewmh-dev libxcb-randr0-dev uuid-dev libcli11-dev
+       nlohmann-json3-dev libcairo2-dev libjpeg-dev'
+run='dbus dbus-daemon dbus-bin'
+impress='libreoffice-impress libreoffice-dev xvfb openbox'
+test="$run libgtest-dev libbenchmark-dev xvfb openbox python3-dbus python3-gi clang-14 clang-tidy-14 clang-format-14"
+
+wanted=''
+[ $# -gt 0 ] || set -- build run impress test
+for group in "$@"; do
+    case $group in
+        build) wanted="$wanted $build" ;;
+        run) wanted="$wanted $run" ;;
+        impress) wanted="$wanted $impress" ;;
+        test) wanted="$wanted $test" ;;
+        *) echo "$0: no group '$group'; there are build, run, impress and test" >&2; exit 2 ;;
+    esac
+done
+
+if ! command -v dpkg-query >/dev/null; then
+    echo "$0: this is not Debian; install what corresponds to:" $wanted >&2
+    exit 1
+fi
+
+present=$(dpkg-query --show --showformat '${db:Status-Status} ${Package}\n' $wanted 2>/dev/null || true)
+missing=''
+for package in $wanted; do
+    case "
+$present
+" in
+        *"
+installed $package
+"*) ;;
+        *) missing="$missing $package" ;;
+    esac
+done
+[ -n "$missing" ] || exit 0
+
+as_root=''
+if [ "$(id -u)" -ne 0 ]; then
+    as_root='sudo'
+    command -v sudo >/dev/null || { echo "$0: run this as root; missing:$missing" >&2; exit 1; }
+fi
+echo "Installing:$missing"
+$as_root apt-get update -q
+$as_root env DEBIAN_FRONTEND=noninteractive apt-get install -q -y --no-install-recommends $missing
