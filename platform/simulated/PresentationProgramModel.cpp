@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 namespace {
@@ -149,6 +150,13 @@ void PresentationProgramModel::setScreen(const Rect& screen) {
     changed();
 }
 
+Rect PresentationProgramModel::documentFrame() const {
+    const double width = std::floor(screen_.width * 3 / 4);
+    const double height = std::floor(screen_.height * 3 / 4);
+    return {screen_.x + std::floor((screen_.width - width) / 2), screen_.y + std::floor((screen_.height - height) / 2),
+            width, height};
+}
+
 const ProgramDocument* PresentationProgramModel::documentNamed(const std::string& name) const {
     const auto found = std::find_if(documents_.begin(), documents_.end(),
                                     [&name](const ProgramDocument& document) { return document.name == name; });
@@ -178,8 +186,7 @@ std::vector<ScriptingWindow> PresentationProgramModel::windows(ErrorPtr& error) 
     if (const auto* const presented = presentedDocument()) {
         windows.push_back({.name = presented->name, .bounds = screen_, .index = 1, .id = kShowWindowID});
     }
-    const Rect frame{screen_.x + screen_.width / 8, screen_.y + screen_.height / 8, screen_.width * 3 / 4,
-                     screen_.height * 3 / 4};
+    const Rect frame = documentFrame();
     for (const ProgramDocument& document : documents_) {
         const auto index = static_cast<std::int64_t>(windows.size()) + 1;
         windows.push_back({.name = document.name, .bounds = frame, .index = index, .id = document.windowID});

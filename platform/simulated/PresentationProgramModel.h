@@ -55,6 +55,9 @@ public:
     [[nodiscard]] ErrorPtr stopShow();
     /// The frame of the screen that the windows are laid out for; at first 1440 x 900.
     void setScreen(const Rect& screen);
+    [[nodiscard]] const Rect& screen() const { return screen_; }
+    /// Where the documents' windows stand: in the middle of the screen, smaller than it.
+    [[nodiscard]] Rect documentFrame() const;
 
     /// The open documents, the front one first.
     [[nodiscard]] const std::vector<ProgramDocument>& documents() const { return documents_; }

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "presenters/simulator/EventLoop.h"
+
+#include <sdbus-c++/IConnection.h>
+
+#include <functional>
+
+/// Handles what arrives on a bus connection in the event loop, on its thread.
+class BusPump {
+public:
+    /// `onLost` is called once, when the bus has gone. Connection and loop must outlive the pump.
+    BusPump(sdbus::IConnection& connection, EventLoop& loop, std::function<void()> onLost);
+    /// Handles what a blocking call on the connection may have left behind it. Needed after each such call.
+    void handlePending();
+
+private:
+    sdbus::IConnection& connection_;
+    const std::function<void()> onLost_;
+    Handle watch_;
+};

@@ -1,0 +1,11 @@
+#pragma once
+
+#include "platform/simulated/ProgramOutput.h"
+
+/// Writes to the real file system. Errors are of `NSPOSIXErrorDomain` and name the path.
+class DiskOutput : public ProgramOutput {
+public:
+    [[nodiscard]] ErrorPtr createDirectory(const std::filesystem::path& path) override;
+    [[nodiscard]] std::unique_ptr<File> openFile(const std::filesystem::path& path, ErrorPtr& error) override;
+    [[nodiscard]] ErrorPtr rename(const std::filesystem::path& from, const std::filesystem::path& to) override;
+};

@@ -1,0 +1,58 @@
+#include "presenters/simulator/Options.h"
+
+#include "platform/simulated/ScriptValues.h"
+
+#include <fmt/format.h>
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <array>
+#include <system_error>
+
+std::optional<Options> parseOptions(int argc, char** argv, int& status) {
+    Options options;
+    CLI::App app("Plays a presentation program on the session bus, from a script.", "keynote-simulator");
+    bool noWindow = false;
+    app.add_option("SCRIPT", options.script,
+                   "file with one command per line, or - for standard input; without it, a deck is shown once");
+    app.add_option("--bundle", options.bundle, "bundle directory to present (default: the simulator's own)")
+        ->check(CLI::ExistingDirectory);
+    app.add_flag("--no-window", noWindow, "show no windows even if there is a display");
+    app.add_option("--deck", options.deck, "name of the deck shown without a script")->capture_default_str();
+    app.add_option("--slides", options.slides, "its slides")
+        ->check(CLI::Range(std::int64_t{1}, kMostSlides))
+        ->capture_default_str();
+    app.add_option("--seconds-per-slide", options.secondsPerSlide, "how long each is shown")
+        ->check(CLI::Range(0.0, 3600.0))
+        ->capture_default_str();
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        static constexpr int kWrongUsage = 2;
+        status = app.exit(error) == 0 ? 0 : kWrongUsage;
+        return std::nullopt;
+    }
+    options.showsWindows = !noWindow;
+    if (options.bundle.empty()) options.bundle = installedBundle();
+    return options;
+}
+
+std::filesystem::path installedBundle() {
+    std::error_code failure;
+    const auto executable = std::filesystem::read_symlink("/proc/self/exe", failure);
+    const auto folder = executable.parent_path();
+    // Beside bin in the build tree, beside libexec where it is installed.
+    for (const char* const up : {"..", "../.."}) {
+        const auto bundle = (folder / up / "share/keynote-capture/KeynoteSimulator.app").lexically_normal();
+        if (std::filesystem::is_directory(bundle, failure)) return bundle;
+    }
+    return {};
+}
+
+std::string builtInScript(const Options& options) {
+    std::string script = fmt::format("launch\nopen \"{}\" slides {}\nwait 1\nstart\n", options.deck, options.slides);
+    for (std::int64_t slide = 1; slide <= options.slides; ++slide) {
+        script += fmt::format("slide {}\nwait {}\n", slide, options.secondsPerSlide);
+    }
+    return script + "stop\nwait-for export 30\nquit\n";
+}

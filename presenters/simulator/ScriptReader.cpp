@@ -1,0 +1,82 @@
+#include "presenters/simulator/ScriptReader.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+#include <array>
+#include <cerrno>
+#include <utility>
+#include <vector>
+
+namespace {
+
+constexpr std::size_t kLongestLine = 65536;
+constexpr const char* kInputName = "standard input";
+
+std::string_view trimmed(std::string_view text) {
+    static constexpr std::string_view kBlanks = " \t\r";
+    const auto first = text.find_first_not_of(kBlanks);
+    if (first == std::string_view::npos) return {};
+    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+}  // namespace
+
+ScriptReader::ScriptReader(Simulator& simulator, BadLine onBadLine)
+    : simulator_(simulator), onBadLine_(std::move(onBadLine)) {}
+
+void ScriptReader::read(std::string_view text, const std::string& name) {
+    std::vector<Simulator::Entry> entries;
+    while (!text.empty()) {
+        const auto end = text.find('\n');
+        std::optional<Simulator::Entry> entry;
+        if (!parse(text.substr(0, end), name, entry)) return;
+        if (entry) entries.push_back(std::move(*entry));
+        text = end == std::string_view::npos ? std::string_view() : text.substr(end + 1);
+    }
+    for (Simulator::Entry& entry : entries) simulator_.add(std::move(entry));
+    simulator_.end();
+}
+
+void ScriptReader::follow(EventLoop& loop, int descriptor) {
+    watch_ = loop.watch(descriptor, [this, descriptor] { takeInput(descriptor); });
+}
+
+void ScriptReader::takeInput(int descriptor) {
+    std::array<char, 4096> buffer{};
+    const ssize_t size = ::read(descriptor, buffer.data(), buffer.size());
+    if (size < 0 && (errno == EINTR || errno == EAGAIN)) return;
+    const bool atEnd = size <= 0;
+    if (atEnd && !input_.empty()) input_ += '\n';
+    if (!atEnd) input_.append(buffer.data(), static_cast<std::size_t>(size));
+    takeLines();
+    if (!atEnd || !watch_) return;
+    watch_.reset();
+    simulator_.end();
+}
+
+void ScriptReader::takeLines() {
+    for (auto end = input_.find('\n'); end != std::string::npos; end = input_.find('\n')) {
+        std::optional<Simulator::Entry> entry;
+        if (!parse(std::string_view(input_).substr(0, end), kInputName, entry)) {
+            watch_.reset();
+            return;
+        }
+        if (entry) simulator_.add(std::move(*entry));
+        input_.erase(0, end + 1);
+    }
+    if (input_.size() <= kLongestLine) return;
+    onBadLine_(fmt::format("{}:{}: The line is longer than {} bytes.", kInputName, line_ + 1, kLongestLine));
+    watch_.reset();
+}
+
+bool ScriptReader::parse(std::string_view text, const std::string& name, std::optional<Simulator::Entry>& entry) {
+    ++line_;
+    const std::string place = fmt::format("{}:{}", name, line_);
+    script::Line line = script::parseLine(text);
+    if (!line.error.empty()) {
+        onBadLine_(place + ": " + line.error);
+        return false;
+    }
+    if (line.command) entry = Simulator::Entry{std::move(*line.command), std::string(trimmed(text)), place};
+    return true;
+}

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "presenters/simulator/EventLoop.h"
+#include "presenters/simulator/Simulator.h"
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+/// Reads scripts and hands their commands to the simulator.
+class ScriptReader {
+public:
+    using BadLine = std::function<void(const std::string&)>;
+
+    /// `onBadLine` is called with "file:line: what is wrong and what is allowed"; nothing is read after it.
+    ScriptReader(Simulator& simulator, BadLine onBadLine);
+
+    /// Hands over a whole script, or nothing of it when a line is bad.
+    void read(std::string_view text, const std::string& name);
+    /// Hands over each line as it arrives, until the end of the input. The reader must outlive the loop's run.
+    void follow(EventLoop& loop, int descriptor);
+
+private:
+    void takeInput(int descriptor);
+    void takeLines();
+    [[nodiscard]] bool parse(std::string_view text, const std::string& name, std::optional<Simulator::Entry>& entry);
+
+    Simulator& simulator_;
+    const BadLine onBadLine_;
+    std::int64_t line_ = 0;
+    std::string input_;  ///< what has arrived and is not handed over: at most the beginning of a line
+    Handle watch_;
+};

@@ -1,0 +1,79 @@
+#pragma once
+
+#include "platform/simulated/PresentationProgramModel.h"
+#include "presenters/simulator/Script.h"
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+
+/// Plays a script on a simulated program: commands one after the other in the order added, each acknowledged when it is
+/// done. Everything on the queue's thread.
+class Simulator {
+public:
+    struct Entry {
+        script::Command command;
+        std::string text;   ///< what it is acknowledged with, after "ok"
+        std::string place;  ///< where it stands: "file:line"
+    };
+
+    /// What the commands need of the process. All must be set.
+    struct Process {
+        std::function<void(const std::string& line)> say;  ///< tells a person or a test one line
+        std::function<void(std::uint32_t)> announcePid;
+        std::function<void()> die;  ///< ends the process at once, as a crash does
+        /// The script has ended: with an empty sentence, or because a command could not be carried out.
+        std::function<void(const std::string& sentence)> finished;
+    };
+
+    /// The queue and the model must outlive the simulator, which becomes the model's observer; `changed` is called on.
+    Simulator(DispatchQueue& queue, PresentationProgramModel& model, Process process, std::function<void()> changed);
+
+    void add(Entry entry);
+    /// No more commands come: when those added are done, the program quits and the script has ended.
+    void end();
+
+private:
+    /// How carrying a command out went: done, failed, or not done yet.
+    struct Outcome {
+        ErrorPtr error;
+        bool isDone = true;
+    };
+
+    void playFront();
+    void finishFront();
+    void finishWaiting(const std::string& acknowledgement);
+    void jobEnded(const ProgramJob& job);
+    void imageWritten(const ProgramJob& job);
+    [[nodiscard]] Outcome withDocument(const std::string& name,
+                                       const std::function<ErrorPtr(const std::string& id)>& call) const;
+
+    Outcome play(const script::Wait& command);
+    Outcome play(const script::Launch& command);
+    Outcome play(const script::Open& command);
+    Outcome play(const script::Activate& command);
+    Outcome play(const script::Close& command);
+    Outcome play(const script::Start& command);
+    Outcome play(const script::Slide& command);
+    Outcome play(const script::Next& command);
+    Outcome play(const script::Stop& command);
+    Outcome play(const script::Quit& command);
+    Outcome play(const script::Die& command);
+    Outcome play(const script::Pid& command);
+    Outcome play(const script::SwitchFaultOn& command);
+    Outcome play(const script::SwitchFaultOff& command);
+    Outcome play(const script::WaitFor& command);
+    Outcome play(const script::Print& command);
+
+    DispatchQueue& queue_;
+    PresentationProgramModel& model_;
+    const Process process_;
+    std::deque<Entry> entries_;  ///< the first one is under way
+    bool ended_ = false;
+    std::map<ProgramJob::Kind, int> jobsEnded_;  ///< since the show started
+    std::optional<ProgramJob::Kind> waitsFor_;
+    std::uint64_t waits_ = 0;  ///< tells the limit of an earlier wait from the present one's
+};

@@ -1,0 +1,126 @@
+#include "bus/BusConnection.h"
+#include "presenters/simulator/BusPump.h"
+#include "presenters/simulator/DiskOutput.h"
+#include "presenters/simulator/EventLoop.h"
+#include "presenters/simulator/Options.h"
+#include "presenters/simulator/ProgramWindows.h"
+#include "presenters/simulator/ScriptReader.h"
+#include "presenters/simulator/ScriptingChannel.h"
+#include "presenters/simulator/Simulator.h"
+#include "presenters/simulator/SlideImage.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+#include <boost/asio/signal_set.hpp>
+#include <csignal>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+
+namespace {
+
+constexpr int kFailed = 1;
+constexpr int kWrongUsage = 2;
+constexpr int kNoBus = 3;
+
+void complain(const std::string& sentence) {
+    std::cerr << "keynote-simulator: " << sentence << std::endl;
+}
+
+std::optional<std::string> contentsOf(const std::string& path) {
+    std::ifstream file(path);
+    if (!file.is_open()) return std::nullopt;
+    std::string text(std::istreambuf_iterator<char>(file), {});
+    if (file.bad()) return std::nullopt;
+    return text;
+}
+
+/// The process: a model, the bus and the windows that show it, and the script that moves it.
+class Process {
+public:
+    Process(const Options& options, sdbus::IConnection& connection)
+        : model_(loop_, output_, jpegOfSlide),
+          channel_(connection, model_, loop_, options.bundle),
+          pump_(connection, loop_, [this] { leave(kNoBus, "The session bus has gone."); }),
+          simulator_(
+              loop_, model_,
+              {
+                  .say = [](const std::string& line) { std::cout << line << std::endl; },
+                  .announcePid = [this](std::uint32_t pid) { channel_.setProcessIdentifier(pid); },
+                  .die = [] { static_cast<void>(std::raise(SIGKILL)); },
+                  .finished = [this](const std::string& sentence) { leave(sentence.empty() ? 0 : kFailed, sentence); },
+              },
+              [this] { showChange(); }) {
+        if (options.showsWindows) windows_ = ProgramWindows::open();
+        if (!windows_) return;
+        model_.setScreen(windows_->screen());
+        watchWindows_ = loop_.watch(windows_->descriptor(), [this] { handleWindowEvents(); });
+    }
+
+    int run(const Options& options) {
+        boost::asio::signal_set signals(loop_.context(), SIGTERM, SIGINT);
+        signals.async_wait([this](const boost::system::error_code& error, int) {
+            if (!error) leave(0, {});
+        });
+        ScriptReader reader(simulator_, [this](const std::string& sentence) { leave(kWrongUsage, sentence); });
+        if (options.script == "-") {
+            reader.follow(loop_, STDIN_FILENO);
+        } else if (options.script.empty()) {
+            reader.read(builtInScript(options), "built-in script");
+        } else if (const auto text = contentsOf(options.script)) {
+            reader.read(*text, options.script);
+        } else {
+            leave(kWrongUsage, fmt::format("{}: The script cannot be read.", options.script));
+        }
+        return loop_.run();
+    }
+
+private:
+    void showChange() {
+        channel_.setRunning(model_.isRunning());
+        loop_.async([this] { pump_.handlePending(); });
+        if (!windows_) return;
+        windows_->update(model_);
+        handleWindowEvents();
+    }
+
+    void handleWindowEvents() {
+        if (!windows_ || windows_->handleEvents()) return;
+        watchWindows_.reset();
+        windows_.reset();
+    }
+
+    void leave(int status, const std::string& sentence) {
+        if (!sentence.empty()) complain(sentence);
+        loop_.leave(status);
+    }
+
+    EventLoop loop_;
+    DiskOutput output_;
+    PresentationProgramModel model_;
+    ScriptingChannel channel_;
+    BusPump pump_;
+    Simulator simulator_;
+    std::unique_ptr<ProgramWindows> windows_;
+    Handle watchWindows_;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    int status = 0;
+    const auto options = parseOptions(argc, argv, status);
+    if (!options) return status;
+    if (options->bundle.empty()) {
+        complain("Its bundle KeynoteSimulator.app is not installed; name one with --bundle.");
+        return kFailed;
+    }
+    try {
+        const auto connection = bus::openSessionBus();
+        return Process(*options, *connection).run(*options);
+    } catch (const sdbus::Error& error) {
+        complain(
+            fmt::format("The session bus does not answer ({}). Is DBUS_SESSION_BUS_ADDRESS set?", error.getMessage()));
+        return kNoBus;
+    }
+}
