@@ -1,0 +1,16 @@
+#include "presenters/impress/DocumentCopy.h"
+
+#include "bus/Convert.h"
+#include "presenters/impress/PendingFile.h"
+
+#include <com/sun/star/frame/XStorable.hpp>
+#include <iostream>
+
+void DocumentCopy::run() const {
+    const css::uno::Reference<css::frame::XStorable> storable(document, css::uno::UNO_QUERY_THROW);
+    PendingFile file(target);
+    storable->storeToURL(
+        unoText(bus::urlFromPath(file.path())),
+        properties({property("FilterName", rtl::OUString("impress8")), property("PickListEntry", false)}));
+    if (const auto error = file.commit()) std::cerr << "No copy " << target << ": " << error.message() << ".\n";
+}

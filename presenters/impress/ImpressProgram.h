@@ -1,0 +1,48 @@
+#pragma once
+
+#include "bus/PresentationProgramAdaptor.h"
+#include "presenters/impress/CommandQueue.h"
+#include "presenters/impress/Office.h"
+#include "presenters/impress/OfficeConnection.h"
+#include "presenters/impress/OfficeThread.h"
+
+#include <filesystem>
+#include <optional>
+
+/// The office on the bus: answers the scripting channel of `bus/com.veldrin.PresentationProgram.xml`.
+///
+/// The bus thread never waits for the office longer than `kPatience`: it hands a question to the office thread and
+/// refuses the call when no answer came in time. Saving and exporting work on the command thread. An office that is
+/// stopped or stuck thus holds up neither the bus nor this process, and nothing is reported that the office did not
+/// say.
+class ImpressProgram final : public sdbus::AdaptorInterfaces<com::veldrin::PresentationProgram_adaptor> {
+public:
+    /// Exports the object. Both arguments must outlive this object.
+    ImpressProgram(sdbus::IConnection& bus, const OfficeConnection& office);
+    ~ImpressProgram();
+
+private:
+    std::map<std::string, sdbus::Variant> presentingState() override;
+    std::vector<sdbus::Struct<std::string, sdbus::Struct<double, double, double, double>, int64_t, int64_t>> windows()
+        override;
+    void save(const std::string& documentID, const std::string& targetURL) override;
+    void stop(const std::string& documentID) override;
+    void export_(const std::string& documentID, const std::string& targetURL, const std::string& format,
+                 const std::map<std::string, sdbus::Variant>& properties) override;
+    uint32_t ProcessIdentifier() override;
+    std::string BundleIdentifier() override;
+    std::string BundleURL() override;
+
+    template <typename Question>
+    auto ask(Question question);
+    css::uno::Reference<css::frame::XModel> documentWithID(const std::string& id);
+    void accept(std::function<void()> command);
+
+    const OfficeConnection& connection_;
+    std::optional<Office> office_;  ///< made and used on the office thread
+    CommandQueue commands_;
+    OfficeThread officeThread_;
+};
+
+/// The bundle identifier under which this program answers.
+inline constexpr const char* kBundleIdentifier = "com.apple.iWork.Keynote";

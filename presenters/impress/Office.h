@@ -1,0 +1,82 @@
+#pragma once
+
+#include "presenters/impress/Uno.h"
+
+#include <com/sun/star/drawing/XDrawView.hpp>
+#include <com/sun/star/frame/XController.hpp>
+#include <com/sun/star/frame/XFrames.hpp>
+#include <com/sun/star/frame/XFramesSupplier.hpp>
+#include <com/sun/star/frame/XModel.hpp>
+#include <com/sun/star/presentation/XPresentation2.hpp>
+#include <com/sun/star/uno/XComponentContext.hpp>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+struct OfficeState {
+    struct Document {
+        std::string id;
+        std::string url;               ///< empty for a document that was never saved
+        std::int64_t slideNumber = 0;  ///< 1-based number of the slide shown; 0 when there is none
+    };
+    bool playing = false;              ///< a slide show runs
+    std::optional<Document> document;  ///< the presented one, else the active one, else any
+};
+
+struct OfficeWindow {
+    std::string name;
+    double x = 0, y = 0, width = 0, height = 0;  ///< in pixels
+    std::int64_t id = 0;
+};
+
+/// The office as a presentation program: its presentation documents and their windows. What does not change while a
+/// document is open is asked once, so that a look at the state costs a handful of calls into the office.
+/// One thread at a time; every operation throws `css::uno::Exception` when the office fails it.
+class Office {
+public:
+    explicit Office(const css::uno::Reference<css::uno::XComponentContext>& context);
+
+    [[nodiscard]] OfficeState state();
+    /// Windows of presentation documents, the active one first.
+    [[nodiscard]] std::vector<OfficeWindow> windows();
+    /// The open presentation document with this ID; null when there is none.
+    [[nodiscard]] css::uno::Reference<css::frame::XModel> document(const std::string& id);
+    /// Ends the slide show of the document, when one runs. False when no such document is open.
+    [[nodiscard]] bool endShow(const std::string& id);
+
+private:
+    struct Document {
+        std::string id;
+        css::uno::Reference<css::frame::XModel> model;
+        css::uno::Reference<css::presentation::XPresentation2> presentation;
+    };
+    struct Window {
+        css::uno::Reference<css::frame::XFrame> frame;
+        css::uno::Reference<css::frame::XController> controller;
+        css::uno::Reference<css::drawing::XDrawView> view;
+        std::shared_ptr<const Document> document;  ///< null for a window of anything but a presentation
+        std::int64_t id = 0;
+    };
+    struct Page {
+        css::uno::Reference<css::drawing::XDrawPage> page;
+        css::uno::Reference<css::beans::XPropertySet> properties;
+    };
+
+    void refresh();
+    void look(Window& window);
+    [[nodiscard]] std::shared_ptr<const Document> documentOf(
+        const css::uno::Reference<css::frame::XModel>& model) const;
+    [[nodiscard]] std::shared_ptr<const Document> find(const std::string& id);
+    [[nodiscard]] std::optional<OfficeState> presentedState();
+    [[nodiscard]] std::vector<const Window*> windowsFromFront() const;
+    [[nodiscard]] std::int64_t numberOf(const css::uno::Reference<css::drawing::XDrawPage>& page);
+
+    css::uno::Reference<css::frame::XFramesSupplier> desktop_;
+    css::uno::Reference<css::frame::XFrames> frames_;
+    std::vector<Window> windows_;
+    std::int64_t lastWindowID_ = 0;
+    Page lastPage_;
+    std::int64_t lastShownNumber_ = 0;
+};

@@ -1,0 +1,96 @@
+#include "presenters/impress/OfficeConnection.h"
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <charconv>
+#include <com/sun/star/bridge/BridgeFactory.hpp>
+#include <com/sun/star/connection/ConnectionSetupException.hpp>
+#include <com/sun/star/connection/Connector.hpp>
+#include <com/sun/star/connection/NoConnectException.hpp>
+#include <com/sun/star/lang/DisposedException.hpp>
+#include <com/sun/star/lang/XComponent.hpp>
+#include <cppuhelper/bootstrap.hxx>
+#include <cppuhelper/implbase1.hxx>
+#include <filesystem>
+#include <osl/module.hxx>
+#include <rtl/bootstrap.hxx>
+
+using css::uno::Reference;
+
+namespace {
+
+/// The office's libraries by themselves know only their own types; those of documents and shows lie beside them.
+void addOfficeTypes() {
+    rtl::OUString library;
+    osl::Module::getUrlFromAddress(reinterpret_cast<oslGenericFunction>(cppu::bootstrap),
+                                   library);
+    const rtl::OUString types = library.copy(0, library.lastIndexOf('/')) + "/types/offapi.rdb";
+    rtl::Bootstrap::set("URE_MORE_TYPES", types);
+}
+
+Reference<css::uno::XComponentContext> ownContext() {
+    static const auto context = [] {
+        addOfficeTypes();
+        return cppu::defaultBootstrap_InitialComponentContext();
+    }();
+    return context;
+}
+
+/// Whether the socket's other end is the pipe with this name; the office puts the pipe into a folder of its choice.
+bool isConnectedToPipe(int socket, const std::string& pipe) {
+    sockaddr_un address{};
+    socklen_t size = sizeof address;
+    if (getpeername(socket, reinterpret_cast<sockaddr*>(&address), &size) != 0) return false;
+    const std::string path(address.sun_path, strnlen(address.sun_path, sizeof address.sun_path));
+    return address.sun_family == AF_UNIX && path.find("OSL_PIPE_") != std::string::npos && path.ends_with("_" + pipe);
+}
+
+pid_t listenerOf(const std::string& pipe) {
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd", error)) {
+        const std::string name = entry.path().filename();
+        int descriptor = -1;
+        std::from_chars(name.data(), name.data() + name.size(), descriptor);
+        if (descriptor < 0 || !isConnectedToPipe(descriptor, pipe)) continue;
+        ucred credentials{};
+        socklen_t size = sizeof credentials;
+        if (getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &credentials, &size) == 0) return credentials.pid;
+    }
+    return 0;
+}
+
+class LossListener : public cppu::WeakImplHelper1<css::lang::XEventListener> {
+public:
+    explicit LossListener(std::function<void()> onLost) : onLost_(std::move(onLost)) {}
+    void SAL_CALL disposing(const css::lang::EventObject& /*source*/) override { onLost_(); }
+
+private:
+    std::function<void()> onLost_;
+};
+
+}  // namespace
+
+std::optional<OfficeConnection> OfficeConnection::attach(const std::string& pipe) {
+    const auto own = ownContext();
+    OfficeConnection office;
+    try {
+        const auto connector = css::connection::Connector::create(own);
+        const auto connection = connector->connect(unoText("pipe,name=" + pipe));
+        office.bridge_ = css::bridge::BridgeFactory::create(own)->createBridge({}, "urp", connection, nullptr);
+        office.context_.set(office.bridge_->getInstance("StarOffice.ComponentContext"), css::uno::UNO_QUERY);
+    } catch (const css::connection::NoConnectException&) {
+        return std::nullopt;
+    } catch (const css::connection::ConnectionSetupException&) {
+        return std::nullopt;
+    } catch (const css::lang::DisposedException&) {
+        return std::nullopt;
+    }
+    if (!office.context_.is()) return std::nullopt;
+    office.processIdentifier_ = listenerOf(pipe);
+    return office;
+}
+
+void OfficeConnection::observeLoss(std::function<void()> onLost) const {
+    const Reference<css::lang::XComponent> bridge(bridge_, css::uno::UNO_QUERY_THROW);
+    bridge->addEventListener(new LossListener(std::move(onLost)));
+}

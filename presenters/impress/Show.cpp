@@ -1,0 +1,71 @@
+#include "presenters/impress/Show.h"
+
+#include "bus/Convert.h"
+
+#include <com/sun/star/beans/XPropertySet.hpp>
+#include <com/sun/star/frame/Desktop.hpp>
+#include <com/sun/star/presentation/XPresentation2.hpp>
+#include <com/sun/star/presentation/XPresentationSupplier.hpp>
+#include <com/sun/star/presentation/XSlideShowController.hpp>
+#include <iostream>
+#include <thread>
+
+using css::presentation::XPresentation2;
+using css::presentation::XSlideShowController;
+using css::uno::Reference;
+using css::uno::UNO_QUERY_THROW;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr auto kLongestStart = 30s;
+
+Reference<XPresentation2> open(const Reference<css::uno::XComponentContext>& office,
+                               const std::filesystem::path& deck) {
+    const auto desktop = css::frame::Desktop::create(office);
+    const auto url = unoText(bus::urlFromPath(std::filesystem::absolute(deck)));
+    const auto document = desktop->loadComponentFromURL(url, "_default", 0, properties({}));
+    const Reference<css::presentation::XPresentationSupplier> supplier(document, UNO_QUERY_THROW);
+    return {supplier->getPresentation(), UNO_QUERY_THROW};
+}
+
+/// The office starts the show behind the call; null when it does not come.
+Reference<XSlideShowController> start(const Reference<XPresentation2>& presentation) {
+    presentation->start();
+    const auto deadline = std::chrono::steady_clock::now() + kLongestStart;
+    while (std::chrono::steady_clock::now() < deadline) {
+        if (auto controller = presentation->getController(); controller.is() && presentation->isRunning())
+            return controller;
+        std::this_thread::sleep_for(50ms);
+    }
+    return {};
+}
+
+int numberOfCurrentSlide(const Reference<XSlideShowController>& controller) {
+    const Reference<css::beans::XPropertySet> page(controller->getCurrentSlide(), UNO_QUERY_THROW);
+    sal_Int16 number = 0;
+    page->getPropertyValue("Number") >>= number;
+    return number;
+}
+
+}  // namespace
+
+bool Show::run(const Reference<css::uno::XComponentContext>& office) const {
+    const auto presentation = open(office, deck);
+    std::cout << "opened " << deck.string() << std::endl;
+    const auto controller = start(presentation);
+    if (!controller.is()) {
+        std::cout << "the show did not start" << std::endl;
+        return false;
+    }
+    std::cout << "show started" << std::endl;
+    for (bool last = false; !last && presentation->isRunning();) {
+        std::cout << "showing slide " << numberOfCurrentSlide(controller) << std::endl;
+        last = controller->getCurrentSlideIndex() + 1 >= controller->getSlideCount();
+        std::this_thread::sleep_for(advance);
+        if (!last) controller->gotoNextSlide();
+    }
+    presentation->end();
+    std::cout << "show ended" << std::endl;
+    return true;
+}

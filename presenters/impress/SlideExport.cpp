@@ -1,0 +1,97 @@
+#include "presenters/impress/SlideExport.h"
+
+#include "bus/Convert.h"
+#include "presenters/impress/PendingFile.h"
+
+#include <fmt/format.h>
+#include <chrono>
+#include <com/sun/star/beans/XPropertySet.hpp>
+#include <com/sun/star/drawing/GraphicExportFilter.hpp>
+#include <com/sun/star/drawing/XDrawPagesSupplier.hpp>
+#include <iostream>
+
+using css::uno::Reference;
+using css::uno::UNO_QUERY_THROW;
+
+namespace {
+
+using Seconds = std::chrono::duration<double>;
+using Stopwatch = std::chrono::steady_clock;
+
+constexpr int kImageWidth = 1440;
+
+/// Exports the pages of one document, one after the other.
+class PageExporter {
+public:
+    PageExporter(const Reference<css::uno::XComponentContext>& office, const SlideExport& order)
+        : order_(order), filter_(css::drawing::GraphicExportFilter::create(office)) {}
+
+    /// Whether the page's image is in place.
+    bool exportPage(const Reference<css::beans::XPropertySet>& page) {
+        if (imageOptions_.getLength() == 0) imageOptions_ = imageOptions(page);
+        sal_Int16 number = 0;
+        page->getPropertyValue("Number") >>= number;
+        const std::string name = fmt::format("slide.{:03}.jpg", number);
+        PendingFile file(order_.directory / name);
+        if (!writeImage(page, file.path())) {
+            std::cerr << "The office could not write the image " << order_.directory / name << ".\n";
+            return false;
+        }
+        const auto error = file.commit();
+        if (error) std::cerr << "No image " << order_.directory / name << ": " << error.message() << ".\n";
+        return !error;
+    }
+
+    [[nodiscard]] Seconds timeInFilter() const { return timeInFilter_; }
+
+private:
+    bool writeImage(const Reference<css::beans::XPropertySet>& page, const std::filesystem::path& path) {
+        filter_->setSourceDocument(Reference<css::lang::XComponent>(page, UNO_QUERY_THROW));
+        const auto request =
+            properties({property("URL", unoText(bus::urlFromPath(path))),
+                        property("MediaType", rtl::OUString("image/jpeg")), property("FilterData", imageOptions_)});
+        const auto start = Stopwatch::now();
+        const bool written = filter_->filter(request);
+        timeInFilter_ += Stopwatch::now() - start;
+        return written;
+    }
+
+    /// All pages of a document have one size.
+    [[nodiscard]] Properties imageOptions(const Reference<css::beans::XPropertySet>& page) const {
+        sal_Int32 width = 0;
+        sal_Int32 height = 0;
+        page->getPropertyValue("Width") >>= width;
+        page->getPropertyValue("Height") >>= height;
+        const auto pixelHeight =
+            width > 0 && height > 0 ? std::max<sal_Int32>(1, (kImageWidth * height + width / 2) / width) : kImageWidth;
+        return properties({property("PixelWidth", sal_Int32(kImageWidth)), property("PixelHeight", pixelHeight),
+                           property("Quality", sal_Int32(order_.quality))});
+    }
+
+    const SlideExport& order_;
+    Reference<css::drawing::XGraphicExportFilter> filter_;
+    Properties imageOptions_;
+    Seconds timeInFilter_{0};
+};
+
+}  // namespace
+
+void SlideExport::run(const Reference<css::uno::XComponentContext>& office) const {
+    std::error_code error;
+    std::filesystem::create_directories(directory, error);
+    if (error) std::cerr << "Cannot make the folder " << directory << ": " << error.message() << ".\n";
+    if (error) return;
+    const auto start = Stopwatch::now();
+    const Reference<css::drawing::XDrawPagesSupplier> supplier(document, UNO_QUERY_THROW);
+    const auto pages = supplier->getDrawPages();
+    const sal_Int32 count = pages->getCount();
+    PageExporter exporter(office, *this);
+    int written = 0;
+    for (sal_Int32 index = 0; index < count; ++index) {
+        const Reference<css::beans::XPropertySet> page(pages->getByIndex(index), UNO_QUERY_THROW);
+        written += exporter.exportPage(page) ? 1 : 0;
+    }
+    const Seconds elapsed = Stopwatch::now() - start;
+    std::cerr << fmt::format("Exported {} of {} slides in {:.2f} s, {:.1f} % of it inside the office's filter.\n",
+                             written, count, elapsed.count(), 100 * exporter.timeInFilter() / elapsed);
+}

@@ -1,0 +1,17 @@
+#include "presenters/impress/Uno.h"
+
+#include <rtl/textenc.h>
+#include <typeinfo>
+
+std::string textFrom(const rtl::OUString& text) {
+    const rtl::OString bytes = rtl::OUStringToOString(text, RTL_TEXTENCODING_UTF8);
+    return {bytes.getStr(), static_cast<std::size_t>(bytes.getLength())};
+}
+
+rtl::OUString unoText(std::string_view utf8) {
+    return {utf8.data(), static_cast<sal_Int32>(utf8.size()), RTL_TEXTENCODING_UTF8};
+}
+
+std::string textFrom(const css::uno::Exception& exception) {
+    return exception.Message.isEmpty() ? std::string(typeid(exception).name()) : textFrom(exception.Message);
+}

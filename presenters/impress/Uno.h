@@ -1,0 +1,31 @@
+#pragma once
+
+#include <com/sun/star/beans/PropertyValue.hpp>
+#include <com/sun/star/uno/Exception.hpp>
+#include <com/sun/star/uno/Reference.hxx>
+#include <com/sun/star/uno/Sequence.hxx>
+#include <initializer_list>
+#include <rtl/ustring.hxx>
+#include <string>
+#include <string_view>
+
+namespace css = com::sun::star;
+
+/// Text as UTF-8; what the office's UTF-16 holds of broken surrogates becomes a replacement character.
+[[nodiscard]] std::string textFrom(const rtl::OUString& text);
+/// Text from UTF-8; broken sequences become replacement characters.
+[[nodiscard]] rtl::OUString unoText(std::string_view utf8);
+/// What went wrong, as the office says it; its exception's type when it says nothing.
+[[nodiscard]] std::string textFrom(const css::uno::Exception& exception);
+
+using Properties = css::uno::Sequence<css::beans::PropertyValue>;
+
+/// Named values, as many of the office's operations take them.
+[[nodiscard]] inline Properties properties(std::initializer_list<css::beans::PropertyValue> list) {
+    return {list.begin(), static_cast<sal_Int32>(list.size())};
+}
+
+template <typename Value>
+[[nodiscard]] css::beans::PropertyValue property(const char* name, const Value& value) {
+    return {rtl::OUString::createFromAscii(name), -1, css::uno::Any(value), css::beans::PropertyState_DIRECT_VALUE};
+}
