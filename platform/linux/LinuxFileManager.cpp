@@ -58,6 +58,7 @@ std::optional<std::uint64_t> LinuxFileManager::sizeOf(const path& path) const {
 ErrorPtr LinuxFileManager::createDirectory(const path& path) {
     std::error_code error;
     std::filesystem::create_directories(path, error);
+    if (error && kindOf(path) == FileKind::file) error = std::make_error_code(std::errc::file_exists);
     return error ? fileError(error.value(), "Could not create the directory", path) : nullptr;
 }
 

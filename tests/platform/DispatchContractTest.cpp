@@ -1,0 +1,270 @@
+#include "platform/linux/AsioDispatch.h"
+#include "platform/simulated/SimulatedDispatch.h"
+#include "platform/simulated/SimulatedServices.h"
+
+#include <gtest/gtest.h>
+#include <algorithm>
+#include <atomic>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+/// A dispatch whose main queue runs, and the time it lives in.
+class DispatchHarness {
+public:
+    virtual ~DispatchHarness() = default;
+    virtual Dispatch& dispatch() = 0;
+    virtual Instant now() const = 0;
+    /// Lets time pass without running anything else on the calling queue.
+    virtual void block(Duration span) = 0;
+    /// Lets the queues run for about this span.
+    virtual void runFor(Duration span) = 0;
+
+    template <class Condition>
+    bool runUntil(const Condition& condition, Duration limit = 10s) {
+        const auto end = now() + limit;
+        while (!condition() && now() < end) runFor(1ms);
+        return condition();
+    }
+};
+
+class AsioHarness final : public DispatchHarness {
+public:
+    ~AsioHarness() override {
+        dispatch_.stop(0);
+        main_.join();
+    }
+    Dispatch& dispatch() override { return dispatch_; }
+    Instant now() const override { return std::chrono::steady_clock::now(); }
+    void block(Duration span) override { std::this_thread::sleep_for(span); }
+    void runFor(Duration span) override { std::this_thread::sleep_for(span); }
+
+private:
+    SimulatedConsoleLog console_;
+    AsioDispatch dispatch_{console_};
+    std::thread main_{[this] { (void)dispatch_.run(); }};
+};
+
+class SimulatedHarness final : public DispatchHarness {
+public:
+    Dispatch& dispatch() override { return dispatch_; }
+    Instant now() const override { return dispatch_.steadyNow(); }
+    void block(Duration span) override { dispatch_.stall(span); }
+    void runFor(Duration span) override { dispatch_.runFor(span); }
+
+private:
+    SimulatedDispatch dispatch_;
+};
+
+/// What happened, in order; written by queues and read by the test.
+template <class Entry>
+class Record {
+public:
+    void add(Entry entry) {
+        const std::lock_guard lock(mutex_);
+        entries_.push_back(entry);
+    }
+    std::vector<Entry> entries() const {
+        const std::lock_guard lock(mutex_);
+        return entries_;
+    }
+    std::size_t size() const { return entries().size(); }
+
+private:
+    mutable std::mutex mutex_;
+    std::vector<Entry> entries_;
+};
+
+struct Adapter {
+    const char* name;
+    std::unique_ptr<DispatchHarness> (*make)();
+};
+
+template <class Harness>
+std::unique_ptr<DispatchHarness> make() {
+    return std::make_unique<Harness>();
+}
+
+class DispatchContract : public testing::TestWithParam<Adapter> {
+protected:
+    /// Waits for a tick that is still under way, for it uses the test's variables.
+    static void finish(Handle& timer, DispatchQueue& queue) {
+        timer.reset();
+        queue.sync([] {});
+    }
+
+    const std::unique_ptr<DispatchHarness> harness = GetParam().make();
+    Dispatch& dispatch = harness->dispatch();
+};
+
+TEST_P(DispatchContract, RunsTheTasksOfAQueueInOrderAndOneAtATime) {
+    constexpr int kTasks = 300;
+    std::vector<std::shared_ptr<DispatchQueue>> serial;
+    for (const char* label : {"a", "b", "c"}) serial.push_back(dispatch.makeSerialQueue(label));
+    EXPECT_EQ(serial[1]->label(), "b");
+    std::vector<DispatchQueue*> queues{&dispatch.mainQueue()};
+    for (const auto& queue : serial) queues.push_back(queue.get());
+
+    struct Progress {
+        Record<int> order;
+        std::atomic<int> running = 0;
+        std::atomic<bool> overlapped = false;
+    };
+    std::vector<Progress> progress(queues.size());
+    for (int i = 0; i < kTasks; ++i) {
+        for (std::size_t q = 0; q < queues.size(); ++q) {
+            queues[q]->async([&mine = progress[q], i] {
+                if (mine.running++ != 0) mine.overlapped = true;
+                mine.order.add(i);
+                --mine.running;
+            });
+        }
+    }
+    std::vector<int> expected(kTasks);
+    for (int i = 0; i < kTasks; ++i) expected[static_cast<std::size_t>(i)] = i;
+    for (auto& mine : progress) {
+        EXPECT_TRUE(harness->runUntil([&] { return mine.order.size() == kTasks; }));
+        EXPECT_EQ(mine.order.entries(), expected);
+        EXPECT_FALSE(mine.overlapped);
+    }
+}
+
+TEST_P(DispatchContract, RunsATaskSubmittedByATaskAfterIt) {
+    const auto queue = dispatch.makeSerialQueue("queue");
+    Record<int> order;
+    queue->async([&] {
+        queue->async([&] {
+            queue->async([&] { order.add(3); });
+            order.add(1);
+        });
+        queue->async([&] { order.add(2); });
+    });
+    EXPECT_TRUE(harness->runUntil([&] { return order.size() == 3; }));
+    EXPECT_EQ(order.entries(), (std::vector{1, 2, 3}));
+}
+
+TEST_P(DispatchContract, SyncReturnsWhenTheTaskHasEnded) {
+    const auto queue = dispatch.makeSerialQueue("queue");
+    int ran = 0;
+    queue->sync([&] { ran += 1; });
+    EXPECT_EQ(ran, 1);
+    dispatch.mainQueue().sync([&] { ran += 10; });
+    EXPECT_EQ(ran, 11);
+    bool fromQueueToMain = false;
+    queue->sync([&] { dispatch.mainQueue().sync([&] { fromQueueToMain = true; }); });
+    EXPECT_TRUE(fromQueueToMain);
+}
+
+TEST_P(DispatchContract, RunsDelayedTasksByDeadlineAndNotEarly) {
+    const auto queue = dispatch.makeSerialQueue("queue");
+    const auto start = harness->now();
+    Record<Duration> order;
+    for (const Duration delay : {Duration(60ms), Duration(30ms), Duration(-1h)}) {
+        queue->after(delay, [&, delay] {
+            order.add(delay);
+            EXPECT_GE(harness->now() - start, delay);
+        });
+    }
+    queue->after(Duration::max(), [&] { order.add(0s); });
+    EXPECT_TRUE(harness->runUntil([&] { return order.size() == 3; }));
+    EXPECT_EQ(order.entries(), (std::vector<Duration>{-1h, 30ms, 60ms}));
+}
+
+TEST_P(DispatchContract, TimerKeepsItsScheduleThoughItsHandlerTakesTime) {
+    const auto queue = dispatch.makeSerialQueue("queue");
+    const auto start = harness->now();
+    Record<Duration> lateness;
+    auto timer = queue->makeTimer({50ms, 50ms, 0ms}, [&] {
+        lateness.add((harness->now() - start) % 50ms);
+        harness->block(15ms);
+    });
+    ASSERT_TRUE(harness->runUntil([&] { return lateness.size() >= 7; }));
+    finish(timer, *queue);
+    auto sorted = lateness.entries();
+    std::sort(sorted.begin(), sorted.end());
+    // A schedule that moved with each tick would be late by 15 ms more each time: about 20 ms in the middle.
+    EXPECT_LT(sorted[sorted.size() / 2], 12ms);
+}
+
+TEST_P(DispatchContract, TimerSkipsTheTicksItMissed) {
+    const auto queue = dispatch.makeSerialQueue("queue");
+    Record<Instant> ticks;
+    auto timer = queue->makeTimer({20ms, 20ms, 0ms}, [&] {
+        if (ticks.size() == 0) harness->block(210ms);
+        ticks.add(harness->now());
+    });
+    ASSERT_TRUE(harness->runUntil([&] { return ticks.size() >= 4; }));
+    finish(timer, *queue);
+    const auto times = ticks.entries();
+    // One tick may come at once, late; ten more are lost.
+    EXPECT_GE(times[3] - times[0], 30ms);
+}
+
+TEST_P(DispatchContract, TimerEndsWhenItsHandlerDropsIt) {
+    const auto queue = dispatch.makeSerialQueue("queue");
+    std::atomic<int> ticks = 0;
+    auto owned = std::make_shared<int>();
+    Handle timer;
+    queue->sync([&] {
+        timer = queue->makeTimer({1ms, 1ms, 0ms}, [&, owned] {
+            if (++ticks == 3) timer.reset();
+        });
+    });
+    const std::weak_ptr<int> captured = std::exchange(owned, nullptr);
+    EXPECT_TRUE(harness->runUntil([&] { return captured.expired(); })) << "the handler is never freed";
+    harness->runFor(20ms);
+    EXPECT_EQ(ticks, 3);
+}
+
+TEST_P(DispatchContract, TimerIsSilentOnceItIsDroppedOnItsQueueThoughATickIsDue) {
+    const auto queue = dispatch.makeSerialQueue("queue");
+    std::atomic<int> ticks = 0;
+    std::atomic<bool> dropped = false;
+    auto timer = queue->makeTimer({5ms, 5ms, 0ms}, [&] { ++ticks; });
+    int ticksAtDrop = 0;
+    queue->async([&] {
+        harness->block(30ms);
+        timer.reset();
+        ticksAtDrop = ticks;
+        dropped = true;
+    });
+    EXPECT_TRUE(harness->runUntil([&] { return dropped.load(); }));
+    harness->runFor(30ms);
+    EXPECT_EQ(ticks, ticksAtDrop);
+}
+
+TEST_P(DispatchContract, OtherTasksGetTheirTurnBesideTheShortestTimer) {
+    const auto queue = dispatch.makeSerialQueue("queue");
+    const auto start = harness->now();
+    std::atomic<int> ticks = 0;
+    std::atomic<int> steps = 0;
+    auto timer = queue->makeTimer({0ms, -1s, 0ms}, [&] { ++ticks; });
+    std::function<void()> step = [&] {
+        if (++steps < 50) queue->after(100us, step);
+    };
+    queue->async(step);
+    EXPECT_TRUE(harness->runUntil([&] { return steps == 50; }));
+    finish(timer, *queue);
+    EXPECT_GT(ticks, 10);
+    EXPECT_LE(ticks, (harness->now() - start) / kShortestTimerPeriod + 1);
+}
+
+TEST_P(DispatchContract, ADestroyedQueueDropsWhatWaits) {
+    auto queue = dispatch.makeSerialQueue("queue");
+    std::atomic<bool> ran = false;
+    queue->after(20ms, [&] { ran = true; });
+    queue.reset();
+    harness->runFor(60ms);
+    EXPECT_FALSE(ran);
+}
+
+INSTANTIATE_TEST_SUITE_P(Platform, DispatchContract,
+                         testing::Values(Adapter{"Asio", make<AsioHarness>},
+                                         Adapter{"Simulated", make<SimulatedHarness>}),
+                         [](const auto& parameter) { return parameter.param.name; });
+
+}  // namespace

@@ -1,0 +1,125 @@
+#include "platform/linux/IcuTextServices.h"
+
+#include <gtest/gtest.h>
+#include <unicode/ucal.h>
+#include <unicode/uloc.h>
+#include <regex>
+#include <set>
+#include <thread>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr const char* kLogPattern = "Y-MM-dd HH:mm:ss.SSSZ";
+
+Date date(int year, unsigned month, unsigned day, Date::duration time = {}) {
+    using namespace std::chrono;
+    return sys_days(std::chrono::year(year) / month / day) + time;
+}
+
+std::string format(const char* locale, Date date, const char* zone = "Europe/Berlin") {
+    UErrorCode status = U_ZERO_ERROR;
+    uloc_setDefault(locale, &status);
+    const std::string name(zone);
+    ucal_setDefaultTimeZone(std::u16string(name.begin(), name.end()).c_str(), &status);
+    EXPECT_TRUE(U_SUCCESS(status));
+    return IcuTextServices().makeDateFormatter(kLogPattern)->stringFromDate(date);
+}
+
+TEST(DateFormatter, PrintsTheReferenceStamps) {
+    for (const char* locale : {"en_US_POSIX", "en_US", "en_GB", "de_DE", "fr_FR"}) {
+        EXPECT_EQ(format(locale, date(2024, 12, 30, 23h)), "2025-12-31 00:00:00.000+0100") << locale;
+        EXPECT_EQ(format(locale, date(2024, 3, 5, 13h + 7min + 9s + 123ms)), "2024-03-05 14:07:09.123+0100") << locale;
+    }
+    EXPECT_EQ(format("en_US", date(2024, 7, 1), "America/Los_Angeles"), "2024-06-30 17:00:00.000-0700");
+}
+
+TEST(DateFormatter, CountsWeeksAsTheLocaleDoesAndByIso8601WhereItNamesNoCountry) {
+    const Date sunday = date(2024, 12, 29, 12h);
+    EXPECT_EQ(format("en_US_POSIX", sunday), "2024-12-29 13:00:00.000+0100");
+    EXPECT_EQ(format("de_DE", sunday), "2024-12-29 13:00:00.000+0100");
+    EXPECT_EQ(format("en_US", sunday), "2025-12-29 13:00:00.000+0100");
+}
+
+TEST(DateFormatter, TakesMillisecondsFromWholeNumbersAlsoInOtherDigitsAndBefore1970) {
+    EXPECT_EQ(format("de_DE", date(2024, 3, 5, 999'999us)), "2024-03-05 01:00:00.999+0100");
+    EXPECT_EQ(format("de_DE", date(1970, 1, 1, -1us)), "1970-01-01 00:59:59.999+0100");
+    EXPECT_EQ(format("ar_EG", date(2024, 3, 5, 789ms)), "٢٠٢٤-٠٣-٠٥ ٠١:٠٠:٠٠.٧٨٩+0100");
+}
+
+TEST(DateFormatter, ServesManyThreadsAndSeconds) {
+    (void)format("en_US_POSIX", {});
+    const auto formatter = IcuTextServices().makeDateFormatter(kLogPattern);
+    const auto work = [&](int offset) {
+        for (int i = 0; i < 2000; ++i) {
+            const int ms = (i * 37 + offset) % 60'000;
+            const auto text = formatter->stringFromDate(date(2024, 3, 5, std::chrono::milliseconds(ms)));
+            const auto number = std::stoi(text.substr(17, 2)) * 1000 + std::stoi(text.substr(20, 3));
+            ASSERT_EQ(number, ms) << text;
+        }
+    };
+    std::thread other(work, 30'000);
+    work(0);
+    other.join();
+}
+
+TEST(NumberFormatter, TakesWholeDecimalNumbersExactly) {
+    const auto formatter = IcuTextServices().makeNumberFormatter("en_US_POSIX");
+    struct Case {
+        const char* text;
+        const char* digits;
+        std::uint64_t integer;
+    };
+    for (const Case& test :
+         {Case{"12", "12", 12},
+          {"0", "0", 0},
+          {"-1", "-1", ~std::uint64_t{0}},
+          {"1.5", "1.5", 1},
+          {"-2.75", "-2.75", 0 - std::uint64_t{2}},
+          {"1e3", "1000", 1000},
+          {"1234567e-3", "1234.567", 1234},
+          {"0.009", "0.009", 0},
+          {"٣", "3", 3},
+          {"9223372036854775809", "9.223372036854775809E18", 9223372036854775809U},
+          {"18446744073709551617", "1.8446744073709551617E19", 1},
+          {"99999999999999999999999999999999999999", "9.9999999999999999999999999999999999999E37", 687399551400673279U},
+          {"100000000000000000000000000000000000001", "1.00000000000000000000000000000000000001E38", 0},
+          {"1e999999999", "1E999999999", 0},
+          {"1e-999999999", "1E-999999999", 0}}) {
+        const auto number = formatter->numberFromString(test.text);
+        ASSERT_TRUE(number) << test.text;
+        EXPECT_EQ(number->digits, test.digits);
+        EXPECT_EQ(number->unsignedIntegerValue, test.integer) << test.text;
+    }
+}
+
+TEST(NumberFormatter, RefusesEverythingElse) {
+    const auto formatter = IcuTextServices().makeNumberFormatter("en_US_POSIX");
+    const std::string tooLong(1001, '1');
+    for (const std::string_view text : {"",     "1a",    "a",
+                                        " 1",   "1 ",    "\t1",
+                                        "1\n",  "1,234", "+5",
+                                        "-",    ".",     "1.2.3",
+                                        "1e",   "--1",   "(1)",
+                                        "1%",   "0x10",  "NaN",
+                                        "∞",    "-∞",    "1e99999999999",
+                                        "\xff", "1\xc3", tooLong.c_str()}) {
+        EXPECT_FALSE(formatter->numberFromString(text)) << text;
+    }
+    EXPECT_FALSE(formatter->numberFromString(std::string_view("1\0", 2)));
+    EXPECT_TRUE(formatter->numberFromString(std::string(1000, '1')));
+}
+
+TEST(UUID, IsRandomVersionFourInUpperCase) {
+    IcuTextServices text;
+    const std::regex form("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}");
+    std::set<std::string> seen;
+    for (int i = 0; i < 100; ++i) {
+        const auto uuid = text.makeUUID();
+        EXPECT_TRUE(std::regex_match(uuid, form)) << uuid;
+        EXPECT_TRUE(seen.insert(uuid).second);
+    }
+}
+
+}  // namespace
