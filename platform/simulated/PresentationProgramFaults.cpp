@@ -57,7 +57,7 @@ std::optional<std::int64_t> piecesFrom(std::string_view text) {
     return wholeNumberFrom(text, 1, kMostPieces);
 }
 std::optional<std::int64_t> imagesFrom(std::string_view text) {
-    return wholeNumberFrom(text, 0, kMostSlides);
+    return wholeNumberFrom(text, 1, kMostSlides);
 }
 
 constexpr std::array kFaults{
@@ -72,7 +72,7 @@ constexpr std::array kFaults{
     valued<&Faults::imagePieces, piecesFrom>("writes-in-pieces", "pieces per image from 1 to 1000"),
     valued<&Faults::answersLate, secondsFrom>("answers-late", "seconds like 0.7"),
     flag<&Faults::neverAnswers>("never-answers"),
-    valued<&Faults::diesInExport, imagesFrom>("dies-in-export", "images to write before, from 0"),
+    valued<&Faults::diesInExport, imagesFrom>("dies-in-export", "how many images it writes before, like 2"),
 };
 
 std::string allNames() {

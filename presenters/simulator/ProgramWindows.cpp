@@ -6,11 +6,14 @@
 #include <unistd.h>
 #include <xcb/randr.h>
 #include <xcb/xcb.h>
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string_view>
+#include <vector>
 
 namespace {
 
@@ -60,8 +63,8 @@ public:
                           static_cast<std::uint16_t>(bounds.width), static_cast<std::uint16_t>(bounds.height), 0,
                           XCB_WINDOW_CLASS_INPUT_OUTPUT, connection.screen->root_visual,
                           XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK, values.data());
+        setName(name);
         setProperties(fullScreen);
-        rename(name);
         xcb_map_window(connection.x, id_);
     }
 
@@ -69,14 +72,9 @@ public:
     Window(const Window&) = delete;
     Window& operator=(const Window&) = delete;
 
-    void rename(const std::string& name) {
-        if (name == name_) return;
-        name_ = name;
-        const auto length = static_cast<std::uint32_t>(name.size());
-        xcb_change_property(connection_.x, XCB_PROP_MODE_REPLACE, id_, connection_.atom("_NET_WM_NAME"),
-                            connection_.atom("UTF8_STRING"), 8, length, name.data());
-        xcb_change_property(connection_.x, XCB_PROP_MODE_REPLACE, id_, XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8, length,
-                            name.data());
+    void raise() const {
+        const std::uint32_t above = XCB_STACK_MODE_ABOVE;
+        xcb_configure_window(connection_.x, id_, XCB_CONFIG_WINDOW_STACK_MODE, &above);
     }
 
     void draw(const Draw& draw) const {
@@ -93,6 +91,14 @@ public:
     }
 
 private:
+    void setName(const std::string& name) const {
+        const auto length = static_cast<std::uint32_t>(name.size());
+        xcb_change_property(connection_.x, XCB_PROP_MODE_REPLACE, id_, connection_.atom("_NET_WM_NAME"),
+                            connection_.atom("UTF8_STRING"), 8, length, name.data());
+        xcb_change_property(connection_.x, XCB_PROP_MODE_REPLACE, id_, XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8, length,
+                            name.data());
+    }
+
     void setNumbers(const char* property, xcb_atom_t type, std::initializer_list<std::uint32_t> values) const {
         xcb_change_property(connection_.x, XCB_PROP_MODE_REPLACE, id_, connection_.atom(property), type, 32,
                             static_cast<std::uint32_t>(values.size()), values.begin());
@@ -113,7 +119,6 @@ private:
     const Connection& connection_;
     const Rect bounds_;
     const xcb_window_t id_;
-    std::string name_;
 };
 
 class XProgramWindows : public ProgramWindows {
@@ -134,12 +139,20 @@ public:
     }
 
     void update(const PresentationProgramModel& model) override {
-        document_.reset();
-        if (!model.documents().empty()) document_ = model.documents().front();
-        shown_.reset();
-        if (const auto* const presented = model.presentedDocument()) shown_ = *presented;
-        place(documentWindow_, document_, model.documentFrame(), false);
-        place(showWindow_, shown_, model.screen(), true);
+        documents_ = model.documents();
+        std::erase_if(documentWindows_, [this](const auto& entry) { return !documentWithID(entry.first); });
+        for (auto document = documents_.rbegin(); document != documents_.rend(); ++document) {
+            auto& window = documentWindows_[document->id];
+            if (!window) window = std::make_unique<Window>(*connection_, model.documentFrame(), document->name, false);
+            window->raise();
+        }
+        presented_.reset();
+        if (const auto* const presented = model.presentedDocument()) presented_ = *presented;
+        if (!presented_) showWindow_.reset();
+        if (presented_ && !showWindow_) {
+            showWindow_ = std::make_unique<Window>(*connection_, model.screen(), presented_->name, true);
+        }
+        if (showWindow_) showWindow_->raise();
         draw();
     }
 
@@ -156,36 +169,31 @@ public:
     }
 
 private:
-    void place(std::optional<Window>& window, const std::optional<ProgramDocument>& document, const Rect& frame,
-               bool fullScreen) {
-        if (!document) {
-            window.reset();
-        } else if (window) {
-            window->rename(document->name);
-        } else {
-            window.emplace(*connection_, frame, document->name, fullScreen);
-        }
+    [[nodiscard]] const ProgramDocument* documentWithID(const std::string& id) const {
+        const auto found = std::find_if(documents_.begin(), documents_.end(),
+                                        [&id](const auto& document) { return document.id == id; });
+        return found == documents_.end() ? nullptr : &*found;
     }
 
     void draw() {
-        if (documentWindow_) {
-            documentWindow_->draw([this](cairo_t* cairo, double width, double height) {
-                drawDocumentWindow(cairo, width, height, *document_);
+        for (const ProgramDocument& document : documents_) {
+            documentWindows_.at(document.id)->draw([&document](cairo_t* cairo, double width, double height) {
+                drawDocumentWindow(cairo, width, height, document);
             });
         }
         if (showWindow_) {
             showWindow_->draw([this](cairo_t* cairo, double width, double height) {
-                drawSlide(cairo, width, height, *shown_, shown_->currentSlide);
+                drawSlide(cairo, width, height, *presented_, presented_->currentSlide);
             });
         }
         xcb_flush(connection_->x);
     }
 
     const std::unique_ptr<Connection> connection_;
-    std::optional<ProgramDocument> document_;
-    std::optional<ProgramDocument> shown_;
-    std::optional<Window> documentWindow_;
-    std::optional<Window> showWindow_;
+    std::vector<ProgramDocument> documents_;  ///< as the model had them at the last update
+    std::optional<ProgramDocument> presented_;
+    std::map<std::string, std::unique_ptr<Window>> documentWindows_;  ///< by the document's ID
+    std::unique_ptr<Window> showWindow_;
 };
 
 }  // namespace

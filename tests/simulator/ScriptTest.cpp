@@ -1,0 +1,115 @@
+#include "presenters/simulator/Script.h"
+
+#include <gtest/gtest.h>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+template <typename T>
+T parsed(const char* text) {
+    const auto line = script::parseLine(text);
+    EXPECT_EQ(line.error, "");
+    return std::get<T>(line.command.value());
+}
+
+TEST(Script, BadLinesAreNamedWithWhatIsAllowed) {
+    struct Case {
+        const char* text;
+        const char* message;  ///< a part of it
+    };
+    const std::vector<Case> cases{
+        {"lunch", "There is no command \"lunch\"; the commands are: wait, launch, open,"},
+        {"wait", "wait: the time is missing. Usage: wait SECONDS"},
+        {"wait soon", "the time must be seconds like 0.5, not \"soon\""},
+        {"wait -1", "not \"-1\""},
+        {"wait nan", "not \"nan\""},
+        {"wait 1e9", "not \"1e9\""},
+        {"wait 1s", "not \"1s\""},
+        {"launch now", "launch: \"now\" is not expected here. Usage: launch"},
+        {"open", "the name is missing"},
+        {"open Deck slides", "the count of slides is missing"},
+        {"open Deck slides 10001", "the count of slides must be a number from 0 to 10000, not \"10001\""},
+        {"open Deck slides 99999999999999999999", "from 0 to 10000"},
+        {"open Deck hidden 3,", "the hidden slides must be slide numbers like 3,5, not \"3,\""},
+        {"open Deck hidden 0", "like 3,5"},
+        {"open Deck pages 3", "\"pages\" is not expected here. Usage: open NAME [slides N]"},
+        {"open \"Deck", "quotation mark is not closed"},
+        {"open De\xfck", "not in UTF-8"},
+        {"start Deck 3", "\"3\" is not expected here. Usage: start [NAME] [at N]"},
+        {"start at", "the slide is missing"},
+        {"slide three", "the slide must be a number from 0 to 10000, not \"three\""},
+        {"pid 0", "from 1 to 2147483647"},
+        {"fault", "the fault is missing"},
+        {"fault exports-png", "There is no fault \"exports-png\"; the faults are: lacks-playing, refuses,"},
+        {"fault lacks-playing yes", "The fault \"lacks-playing\" takes no value."},
+        {"fault refuses print", "cannot take \"print\"; give it calls out of presentingState,windows,save,stop,export"},
+        {"fault answers-late", "cannot take \"\"; give it seconds like 0.7."},
+        {"fault dies-in-export 0", "cannot take \"0\"; give it"},
+        {"fault leaves-out 3 5", "\"5\" is not expected here"},
+        {"heal everything", "There is no fault \"everything\""},
+        {"wait-for applause", "it waits for a save or for an export. Usage: wait-for save|export [SECONDS]"},
+    };
+    for (const Case& each : cases) {
+        const auto line = script::parseLine(each.text);
+        EXPECT_FALSE(line.command) << each.text;
+        EXPECT_NE(line.error.find(each.message), std::string::npos) << each.text << " gave: " << line.error;
+    }
+}
+
+TEST(Script, NothingStandsInBlankLinesAndComments) {
+    for (const char* const text : {"", " \t\r", "# launch", "  #"}) {
+        const auto line = script::parseLine(text);
+        EXPECT_FALSE(line.command) << text;
+        EXPECT_EQ(line.error, "") << text;
+    }
+}
+
+TEST(Script, WordsMayBeQuotedAndOptionsComeInAnyOrder) {
+    const auto open = parsed<script::Open>("\topen \"Optics # 1\" file \"/decks/My Deck.key\" slides 12 hidden 3,5\r");
+    EXPECT_EQ(open.document.name, "Optics # 1");
+    EXPECT_EQ(open.document.file, "/decks/My Deck.key");
+    EXPECT_EQ(open.document.slideCount, 12);
+    EXPECT_EQ(open.document.hiddenSlides, (std::set<std::int64_t>{3, 5}));
+    EXPECT_EQ(parsed<script::Open>("open Deck file ../a.key").document.file,
+              (std::filesystem::current_path() / "../a.key").lexically_normal());
+    EXPECT_FALSE(parsed<script::Open>("open Deck").document.file);
+
+    EXPECT_EQ(parsed<script::Start>("start at 3").slide, 3);
+    EXPECT_FALSE(parsed<script::Start>("start at 3").name);
+    EXPECT_EQ(parsed<script::Start>("start Deck").name, "Deck");
+    EXPECT_EQ(parsed<script::Start>("start Deck at 0 # black").slide, 0);
+    EXPECT_EQ(parsed<script::Wait>("wait 0.25").duration, 250ms);
+    EXPECT_EQ(parsed<script::WaitFor>("wait-for export 2").limit, 2s);
+    EXPECT_EQ(parsed<script::Print>("print now  \"the end\"").text, "now the end");
+}
+
+TEST(Faults, EachGoesOnAndOffAndAWrongValueChangesNothing) {
+    const std::vector<std::pair<const char*, const char*>> faults{
+        {"lacks-playing", ""},     {"refuses", "save"},     {"exports-jpeg", ""},    {"exports-nothing", ""},
+        {"disk-full", ""},         {"leaves-out", "3"},     {"exports-slowly", "2"}, {"saves-slowly", "3"},
+        {"writes-in-pieces", "4"}, {"answers-late", "0.7"}, {"never-answers", ""},   {"dies-in-export", "2"},
+    };
+    const auto summary = [](const PresentationProgramFaults& f) {
+        return std::make_tuple(f.lacksPlaying, f.refusedCalls, f.exportsJpeg, f.exportsNothing, f.diskFull,
+                               f.leftOutImages, f.imageTime, f.saveTime, f.imagePieces, f.answersLate, f.neverAnswers,
+                               f.diesInExport);
+    };
+    const auto healthy = summary({});
+    std::set<decltype(summary({}))> seen{healthy};
+    PresentationProgramFaults all;
+    for (const auto& [name, value] : faults) {
+        PresentationProgramFaults one;
+        EXPECT_FALSE(one.switchOn(name, value)) << name;
+        EXPECT_TRUE(seen.insert(summary(one)).second) << name << " does the same as another or nothing";
+        EXPECT_TRUE(one.switchOn(name, "wrong value")) << name;
+        EXPECT_TRUE(seen.contains(summary(one))) << name;
+        EXPECT_FALSE(one.switchOff(name)) << name;
+        EXPECT_EQ(summary(one), healthy) << name;
+        EXPECT_FALSE(all.switchOn(name, value)) << name;
+    }
+    EXPECT_FALSE(all.switchOff(""));
+    EXPECT_EQ(summary(all), healthy);
+}
+
+}  // namespace

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <sys/types.h>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// A keynote-simulator under test, driven through its standard input and output. Every wait has a deadline and fails
+/// the test with an exception after it. What still runs at the end is killed.
+class SimulatorProcess {
+public:
+    explicit SimulatorProcess(std::vector<std::string> arguments = {"-", "--no-window"});
+    ~SimulatorProcess();
+    SimulatorProcess(const SimulatorProcess&) = delete;
+    SimulatorProcess& operator=(const SimulatorProcess&) = delete;
+
+    /// Sends a command and waits until it is acknowledged.
+    void play(const std::string& command);
+    /// Sends a command and does not wait.
+    void send(const std::string& command) const;
+    void closeInput();
+    /// Reads lines up to one that begins so, and answers that one.
+    std::string waitForLine(const std::string& beginning);
+    /// Waits for the end: the exit status; a signal that ended it counts as 128 and more.
+    int exitStatus();
+    /// Standard error, after `exitStatus`.
+    std::string complaints();
+    [[nodiscard]] pid_t pid() const { return pid_; }
+
+private:
+    pid_t pid_ = -1;
+    int input_ = -1;
+    int output_ = -1;
+    int errors_ = -1;
+    std::string unread_;
+    std::optional<int> status_;
+};

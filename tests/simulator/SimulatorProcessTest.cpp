@@ -1,0 +1,263 @@
+#include "bus/BusConnection.h"
+#include "bus/Convert.h"
+#include "bus/Names.h"
+#include "tests/simulator/SimulatorProcess.h"
+
+#include <bus/PresentationProgramProxy.h>
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+#include <jpeglib.h>
+#include <sdbus-c++/sdbus-c++.h>
+#include <unistd.h>
+#include <csignal>
+#include <cstdio>  // jpeglib.h needs it
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+using namespace std::chrono_literals;
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* kInterface = "com.veldrin.PresentationProgram";
+constexpr auto kDeadline = 20s;
+
+/// Turns the connection's loop until the condition holds.
+bool turnUntil(sdbus::IConnection& connection, const std::function<bool()>& condition) {
+    const auto deadline = std::chrono::steady_clock::now() + kDeadline;
+    while (!condition() && std::chrono::steady_clock::now() < deadline) {
+        if (connection.processPendingRequest()) continue;
+        usleep(1000);
+    }
+    return condition();
+}
+
+/// What a capture service does: the generated glue, so that the process is held to the contract.
+class Client : public sdbus::ProxyInterfaces<com::veldrin::PresentationProgram_proxy, sdbus::Properties_proxy> {
+public:
+    Client(sdbus::IConnection& connection, pid_t pid)
+        : ProxyInterfaces(connection, fmt::format("com.apple.iWork.Keynote.instance{}", pid), bus::kProgramPath) {
+        registerProxy();
+    }
+    ~Client() { unregisterProxy(); }
+    Client(const Client&) = delete;
+    Client& operator=(const Client&) = delete;
+
+    std::map<std::string, sdbus::Variant> announced;
+
+private:
+    void onPropertiesChanged(const std::string& interface, const std::map<std::string, sdbus::Variant>& changed,
+                             const std::vector<std::string>& /*invalidated*/) override {
+        if (interface == kInterface) announced = changed;
+    }
+};
+
+struct Image {
+    unsigned width = 0;
+    unsigned height = 0;
+};
+
+/// Decodes the whole file; the library ends the test when it is no JPEG.
+Image decode(const fs::path& path) {
+    FILE* const file = std::fopen(path.c_str(), "rb");
+    if (!file) return {};
+    jpeg_decompress_struct reader{};
+    jpeg_error_mgr errors{};
+    reader.err = jpeg_std_error(&errors);
+    jpeg_create_decompress(&reader);
+    jpeg_stdio_src(&reader, file);
+    jpeg_read_header(&reader, TRUE);
+    jpeg_start_decompress(&reader);
+    std::vector<JSAMPLE> row(static_cast<std::size_t>(reader.output_width) * 4);
+    JSAMPROW rows = row.data();
+    while (reader.output_scanline < reader.output_height) jpeg_read_scanlines(&reader, &rows, 1);
+    const Image image{reader.output_width, reader.output_height};
+    jpeg_finish_decompress(&reader);
+    jpeg_destroy_decompress(&reader);
+    std::fclose(file);
+    return image;
+}
+
+std::string nameOfError(const std::function<void()>& call) {
+    try {
+        call();
+        return "none";
+    } catch (const sdbus::Error& error) {
+        return error.getName();
+    }
+}
+
+class SimulatorProcessTest : public testing::Test {
+protected:
+    SimulatorProcessTest() {
+        std::string pattern = (fs::temp_directory_path() / "simulator-test-XXXXXX").string();
+        directory = mkdtemp(pattern.data());
+    }
+    ~SimulatorProcessTest() override { fs::remove_all(directory); }
+
+    std::string url(const char* name) { return bus::urlFromPath(directory / name); }
+
+    void exportImages(Client& client, const char* target) {
+        client.export_("document-1", url(target), "Kimg",
+                       {{"compressionFactor", sdbus::Variant(0.8)},
+                        {"imageFormat", sdbus::Variant("Kifj")},
+                        {"allStages", sdbus::Variant(false)}});
+    }
+
+    fs::path directory;
+    std::unique_ptr<sdbus::IConnection> connection = bus::openSessionBus();
+};
+
+TEST_F(SimulatorProcessTest, AnswersWhatACaptureServiceAsks) {
+    SimulatorProcess simulator;
+    Client client(*connection, simulator.pid());
+    simulator.play("print ready");
+    EXPECT_EQ(nameOfError([&] { client.presentingState(); }), "org.freedesktop.DBus.Error.ServiceUnknown");
+    simulator.play("launch");
+    EXPECT_EQ(client.presentingState().size(), 1U);  // playing alone
+    EXPECT_EQ(client.ProcessIdentifier(), static_cast<std::uint32_t>(simulator.pid()));
+    EXPECT_EQ(client.BundleIdentifier(), "com.apple.iWork.Keynote");
+    const auto bundle = bus::pathFromURL(client.BundleURL());
+    ASSERT_TRUE(bundle);
+    EXPECT_TRUE(fs::exists(*bundle / "Contents/Info.plist")) << *bundle;
+
+    simulator.play("open \"Übung 1\" slides 4 hidden 2 file \"/decks/Übung 1.key\"");
+    simulator.play("start");
+    simulator.play("next");
+    auto state = client.presentingState();
+    EXPECT_TRUE(state.at("playing").get<bool>());
+    EXPECT_EQ(state.at("slideNumber").get<std::int64_t>(), 3);
+    EXPECT_EQ(state.at("documentFile").get<std::string>(), "file:///decks/%C3%9Cbung%201.key");
+    const auto windows = client.windows();
+    ASSERT_EQ(windows.size(), 2U);
+    EXPECT_EQ(windows[0].get<0>(), "Übung 1");
+    EXPECT_EQ(windows[0].get<1>().get<2>(), 1440);
+
+    simulator.play("fault lacks-playing");
+    EXPECT_FALSE(client.presentingState().contains("playing"));
+    simulator.play("heal");
+    client.stop(state.at("documentID").get<std::string>());
+    EXPECT_FALSE(client.presentingState().at("playing").get<bool>());
+    EXPECT_EQ(nameOfError([&] { client.stop("document-1"); }), bus::kProgramFailed);
+    EXPECT_EQ(nameOfError([&] { client.save("document-1", "/no/url"); }), bus::kProgramFailed);
+
+    simulator.play("pid 4711");
+    EXPECT_TRUE(turnUntil(*connection, [&] { return client.announced.contains("ProcessIdentifier"); }));
+    EXPECT_EQ(client.ProcessIdentifier(), 4711U);
+    simulator.play("quit");
+    EXPECT_EQ(nameOfError([&] { client.presentingState(); }), "org.freedesktop.DBus.Error.ServiceUnknown");
+    simulator.play("launch");
+    EXPECT_EQ(client.presentingState().size(), 1U);
+    simulator.closeInput();
+    EXPECT_EQ(simulator.exitStatus(), 0);
+    EXPECT_EQ(simulator.complaints(), "");
+}
+
+TEST_F(SimulatorProcessTest, WritesTheArchiveAndImagesThatDecode) {
+    SimulatorProcess simulator;
+    Client client(*connection, simulator.pid());
+    simulator.play("launch");
+    simulator.play("open Optics slides 3");
+    simulator.play("start");
+    client.save("document-1", url("deck.key"));
+    exportImages(client, "new/slide");
+    simulator.play("wait-for export");
+    EXPECT_GT(fs::file_size(directory / "deck.key"), 0U);
+    std::set<std::string> contents;
+    for (const char* const name : {"slide.001.jpg", "slide.002.jpg", "slide.003.jpg"}) {
+        const auto path = directory / "new/slide" / name;
+        const Image image = decode(path);
+        EXPECT_EQ(image.width, 1440U);
+        EXPECT_EQ(image.height, 810U);
+        std::ifstream file(path, std::ios::binary);
+        contents.emplace(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    }
+    EXPECT_EQ(contents.size(), 3U) << "two slides look the same";
+    EXPECT_EQ(std::distance(fs::directory_iterator(directory / "new/slide"), {}), 3);
+}
+
+TEST_F(SimulatorProcessTest, AFileThatCannotBeWrittenIsTold) {
+    SimulatorProcess simulator;
+    Client client(*connection, simulator.pid());
+    simulator.play("launch");
+    simulator.play("open Optics slides 2");
+    std::ofstream(directory / "file") << "in the way";
+    exportImages(client, "file/slide");
+    EXPECT_NE(simulator.waitForLine("event exported 0 images").find("Not a directory"), std::string::npos);
+    client.save("document-1", url("missing/deck.key"));
+    EXPECT_NE(simulator.waitForLine("event saved").find("No such file"), std::string::npos);
+}
+
+TEST_F(SimulatorProcessTest, AnswersLateNeverOrInTheMiddleOfAnExport) {
+    SimulatorProcess simulator;
+    Client client(*connection, simulator.pid());
+    simulator.play("launch");
+    simulator.play("open Optics slides 5");
+    simulator.play("fault answers-late 0.3");
+    const auto before = std::chrono::steady_clock::now();
+    EXPECT_EQ(client.presentingState().at("slideNumber").get<std::int64_t>(), 1);
+    EXPECT_GE(std::chrono::steady_clock::now() - before, 300ms);
+    simulator.play("heal");
+    connection->setMethodCallTimeout(200ms);
+    simulator.play("fault never-answers");
+    EXPECT_EQ(nameOfError([&] { client.windows(); }), "org.freedesktop.DBus.Error.Timeout");
+    simulator.play("heal never-answers");
+    connection->setMethodCallTimeout(kDeadline);
+    EXPECT_EQ(client.windows().size(), 1U);
+
+    simulator.play("fault dies-in-export 2");
+    exportImages(client, "slide");
+    EXPECT_EQ(simulator.exitStatus(), 128 + SIGKILL);
+    EXPECT_TRUE(fs::exists(directory / "slide/slide.002.jpg"));
+    EXPECT_FALSE(fs::exists(directory / "slide/slide.003.jpg"));
+}
+
+TEST_F(SimulatorProcessTest, BadScriptsEndItBeforeAnythingHappens) {
+    const auto script = directory / "bad.simulation";
+    std::ofstream(script) << "launch\n\n# fine\nopen\nlunch\n";
+    SimulatorProcess file({script.string(), "--no-window"});
+    EXPECT_EQ(file.exitStatus(), 2);
+    EXPECT_EQ(file.complaints(), fmt::format("keynote-simulator: {}:4: open: the name is missing. Usage: open NAME "
+                                             "[slides N] [hidden N,N] [file PATH]\n",
+                                             script.string()));
+    EXPECT_THROW(file.waitForLine("ok"), std::runtime_error);
+
+    SimulatorProcess input;
+    input.play("launch");
+    input.send("slide one");
+    EXPECT_EQ(input.exitStatus(), 2);
+    EXPECT_EQ(input.complaints().find("keynote-simulator: standard input:2: slide: the slide must be"), 0U);
+
+    SimulatorProcess missing({(directory / "none").string()});
+    EXPECT_EQ(missing.exitStatus(), 2);
+    SimulatorProcess stopped({"-", "--no-window"});
+    stopped.send("next");
+    EXPECT_EQ(stopped.exitStatus(), 1);
+}
+
+TEST_F(SimulatorProcessTest, LeavesCleanlyOnRequestAndWhenTheBusIsGone) {
+    for (const int signal : {SIGTERM, SIGINT}) {
+        SimulatorProcess simulator;
+        simulator.play("launch");
+        simulator.send("wait 3600");
+        kill(simulator.pid(), signal);
+        EXPECT_EQ(simulator.exitStatus(), 0);
+    }
+    const std::string own = std::getenv("DBUS_SESSION_BUS_ADDRESS");
+    setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere", 1);
+    SimulatorProcess lost;
+    setenv("DBUS_SESSION_BUS_ADDRESS", own.c_str(), 1);
+    EXPECT_EQ(lost.exitStatus(), 3);
+    EXPECT_NE(lost.complaints().find("The session bus does not answer"), std::string::npos);
+}
+
+TEST_F(SimulatorProcessTest, TheShippedLectureIsAGoodScript) {
+    SimulatorProcess simulator({LECTURE, "--no-window"});
+    simulator.waitForLine("ok start");
+    Client client(*connection, simulator.pid());
+    EXPECT_TRUE(client.presentingState().at("playing").get<bool>());
+}
+
+}  // namespace
