@@ -5,7 +5,9 @@
 
 namespace bus {
 
-std::unique_ptr<sdbus::IConnection> openSessionBus() { return sdbus::createSessionBusConnection(); }
+std::unique_ptr<sdbus::IConnection> openSessionBus() {
+    return sdbus::createSessionBusConnection();
+}
 
 EventLoopThread::EventLoopThread(sdbus::IConnection& connection, std::function<void()> onLost)
     : connection_(connection), thread_([&connection, onLost = std::move(onLost)] {

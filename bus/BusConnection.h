@@ -1,8 +1,8 @@
 #pragma once
 
+#include <sdbus-c++/IConnection.h>
 #include <functional>
 #include <memory>
-#include <sdbus-c++/IConnection.h>
 #include <thread>
 
 namespace bus {

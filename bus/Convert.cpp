@@ -2,6 +2,7 @@
 
 #include "bus/Names.h"
 
+#include <algorithm>
 #include <charconv>
 
 namespace bus {
@@ -37,7 +38,43 @@ std::optional<std::string> percentDecoded(std::string_view text) {
     return result;
 }
 
+/// How many bytes of valid UTF-8 the character at the start of a non-empty text has; 0 when it is none, or NUL.
+std::size_t characterLength(std::string_view text) {
+    const auto byte = [text](std::size_t i) { return i < text.size() ? static_cast<unsigned char>(text[i]) : 0U; };
+    const auto continues = [&](std::size_t i) { return (byte(i) & 0xC0U) == 0x80U; };
+    const unsigned first = byte(0);
+    const unsigned second = byte(1);
+    if (first < 0x80) return first == 0 ? 0 : 1;
+    if (first < 0xC2 || first > 0xF4 || !continues(1)) return 0;
+    if (first < 0xE0) return 2;
+    if (!continues(2)) return 0;
+    const bool overlongOrSurrogate = (first == 0xE0 && second < 0xA0) || (first == 0xED && second > 0x9F);
+    if (first < 0xF0) return overlongOrSurrogate ? 0 : 3;
+    const bool outOfRange = (first == 0xF0 && second < 0x90) || (first == 0xF4 && second > 0x8F);
+    return outOfRange || !continues(3) ? 0 : 4;
+}
+
+std::string errorNameFrom(const Error& error) {
+    std::string name = kErrorPrefix + error.domain() + ".Code" + std::to_string(error.code());
+    for (char& c : name) {
+        const bool allowed = isUnreserved(static_cast<unsigned char>(c)) && c != '-' && c != '~';
+        if (!allowed) c = '_';
+    }
+    return name;
+}
+
 }  // namespace
+
+std::string validUTF8(std::string_view text) {
+    std::string result;
+    result.reserve(text.size());
+    while (!text.empty()) {
+        const std::size_t length = characterLength(text);
+        result += length == 0 ? "\uFFFD" : text.substr(0, length);
+        text.remove_prefix(std::max<std::size_t>(length, 1));
+    }
+    return result;
+}
 
 std::string urlFromPath(const Path& path) {
     static constexpr std::string_view kHex = "0123456789ABCDEF";
@@ -63,9 +100,13 @@ std::optional<Path> pathFromURL(std::string_view url) {
     return std::nullopt;
 }
 
-std::string textFrom(const std::optional<std::string>& value) { return value.value_or(std::string()); }
+std::string textFrom(const std::optional<std::string>& value) {
+    return value ? validUTF8(*value) : std::string();
+}
 
-std::string textFrom(const std::optional<Path>& url) { return url ? urlFromPath(*url) : std::string(); }
+std::string textFrom(const std::optional<Path>& url) {
+    return url ? urlFromPath(*url) : std::string();
+}
 
 std::optional<std::string> optionalFrom(const std::string& text) {
     if (text.empty()) return std::nullopt;
@@ -85,8 +126,8 @@ std::optional<Path> optionalPathFrom(const std::string& url) {
 ErrorStruct structFrom(const ErrorPtr& error) {
     if (!error) return {};
     std::map<std::string, sdbus::Variant> info;
-    for (const auto& [key, value] : error->userInfo()) info.emplace(key, sdbus::Variant(value));
-    return ErrorStruct(error->domain(), static_cast<std::int32_t>(error->code()), std::move(info));
+    for (const auto& [key, value] : error->userInfo()) info.emplace(validUTF8(key), sdbus::Variant(validUTF8(value)));
+    return ErrorStruct(validUTF8(error->domain()), static_cast<std::int32_t>(error->code()), std::move(info));
 }
 
 ErrorPtr errorFrom(const ErrorStruct& value) {
@@ -100,7 +141,7 @@ ErrorPtr errorFrom(const ErrorStruct& value) {
 }
 
 sdbus::Error busErrorFrom(const Error& error) {
-    return {kErrorPrefix + error.domain() + ".Code" + std::to_string(error.code()), error.localizedDescription()};
+    return {errorNameFrom(error), validUTF8(error.localizedDescription())};
 }
 
 ErrorPtr errorFrom(const sdbus::Error& error) {
@@ -108,17 +149,23 @@ ErrorPtr errorFrom(const sdbus::Error& error) {
     const auto codeAt = name.rfind(".Code");
     if (name.starts_with(kErrorPrefix) && codeAt != std::string::npos) {
         const std::size_t start = std::string_view(kErrorPrefix).size();
+        std::string digits = name.substr(codeAt + 5);
+        if (digits.starts_with('_')) digits.front() = '-';
         std::int64_t code = 0;
-        const auto* end = name.data() + name.size();
-        if (std::from_chars(name.data() + codeAt + 5, end, code).ptr == end) {
+        const auto* end = digits.data() + digits.size();
+        if (std::from_chars(digits.data(), end, code).ptr == end) {
             return makeError(name.substr(start, codeAt - start), code, error.getMessage());
         }
     }
     return makeError(name, 0, error.getMessage());
 }
 
-std::int64_t microsecondsFrom(Date date) { return date.time_since_epoch().count(); }
+std::int64_t microsecondsFrom(Date date) {
+    return date.time_since_epoch().count();
+}
 
-Date dateFrom(std::int64_t microseconds) { return Date(std::chrono::microseconds(microseconds)); }
+Date dateFrom(std::int64_t microseconds) {
+    return Date(std::chrono::microseconds(microseconds));
+}
 
 }  // namespace bus

@@ -4,10 +4,10 @@
 #include "ports/Error.h"
 #include "ports/Geometry.h"
 
-#include <filesystem>
-#include <optional>
 #include <sdbus-c++/Error.h>
 #include <sdbus-c++/Types.h>
+#include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -24,6 +24,9 @@ using Path = std::filesystem::path;
 /// NUL byte.
 [[nodiscard]] std::optional<Path> pathFromURL(std::string_view url);
 
+/// The text with every byte that is not part of valid UTF-8 (or is NUL) replaced by U+FFFD: the bus refuses others.
+[[nodiscard]] std::string validUTF8(std::string_view text);
+
 /// Nothing becomes the empty text, and the other way round.
 [[nodiscard]] std::string textFrom(const std::optional<std::string>& value);
 [[nodiscard]] std::string textFrom(const std::optional<Path>& url);
@@ -34,7 +37,8 @@ using Path = std::filesystem::path;
 [[nodiscard]] ErrorStruct structFrom(const ErrorPtr& error);
 /// Null for an empty domain. User information that is not text is left out.
 [[nodiscard]] ErrorPtr errorFrom(const ErrorStruct& value);
-/// An error value as D-Bus error: name `kErrorPrefix` + domain + ".Code" + code, message the description.
+/// An error value as D-Bus error: name `kErrorPrefix` + domain + ".Code" + code, message the description. A minus sign
+/// becomes "_", as do characters of the domain that such a name cannot hold.
 [[nodiscard]] sdbus::Error busErrorFrom(const Error& error);
 /// The error value that a D-Bus error carries; for a foreign one, its name as domain and code 0.
 [[nodiscard]] ErrorPtr errorFrom(const sdbus::Error& error);

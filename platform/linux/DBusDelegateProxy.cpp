@@ -1,0 +1,49 @@
+#include "platform/linux/DBusDelegateProxy.h"
+
+#include "bus/Convert.h"
+#include "bus/Names.h"
+
+#include <utility>
+
+DBusDelegateProxy::DBusDelegateProxy(std::shared_ptr<SessionBus> bus, const std::string& host)
+    : bus_(std::move(bus)), proxy_(sdbus::createProxy(bus_->connection(), host, bus::kDelegatePath)), calls_(*proxy_) {}
+
+template <typename Send>
+void DBusDelegateProxy::send(const Send& call) noexcept {
+    if (!valid_ || bus_->hasStopped()) return;
+    try {
+        call();
+    } catch (const std::exception&) {
+        // Sending fails only when the bus is gone; the bus thread sees that too and ends the process.
+    }
+}
+
+void DBusDelegateProxy::startedPresenting(const std::optional<std::string>& presentationID,
+                                          const std::optional<std::filesystem::path>& originalDocumentPath,
+                                          const std::optional<std::string>& archive, const ErrorPtr& error) {
+    send([&] {
+        calls_.startedPresenting(bus::textFrom(presentationID), bus::textFrom(originalDocumentPath),
+                                 bus::textFrom(archive), bus::structFrom(error));
+    });
+}
+
+void DBusDelegateProxy::stoppedPresenting(const std::optional<std::string>& presentationID, const ErrorPtr& error) {
+    send([&] { calls_.stoppedPresenting(bus::textFrom(presentationID), bus::structFrom(error)); });
+}
+
+void DBusDelegateProxy::slideDeckPresentedSlide(const std::optional<std::string>& presentationID,
+                                                std::int64_t presentedSlide, Date at,
+                                                const std::optional<std::filesystem::path>& imageFilePathURL) {
+    send([&] {
+        calls_.slideDeckPresentedSlide(bus::textFrom(presentationID), presentedSlide, bus::microsecondsFrom(at),
+                                       bus::textFrom(imageFilePathURL));
+    });
+}
+
+void DBusDelegateProxy::detectedKeynoteLaunched() {
+    send([&] { calls_.detectedKeynoteLaunched(); });
+}
+
+void DBusDelegateProxy::detectedKeynoteTerminated() {
+    send([&] { calls_.detectedKeynoteTerminated(); });
+}

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "platform/linux/SessionBus.h"
+#include "ports/KeynoteCaptureServiceDelegate.h"
+
+#include <bus/KeynoteCaptureServiceDelegateProxy.h>
+#include <atomic>
+#include <memory>
+#include <string>
+
+/// A host's end of the connection: each call is one message that expects no reply. Any thread; may outlive the host and
+/// the bus, and is silent then.
+class DBusDelegateProxy final : public KeynoteCaptureServiceDelegate {
+public:
+    /// The host's unique name on the bus.
+    DBusDelegateProxy(std::shared_ptr<SessionBus> bus, const std::string& host);
+
+    /// The host has left: nothing is sent any more.
+    void invalidate() { valid_ = false; }
+
+    void startedPresenting(const std::optional<std::string>& presentationID,
+                           const std::optional<std::filesystem::path>& originalDocumentPath,
+                           const std::optional<std::string>& archive, const ErrorPtr& error) override;
+    void stoppedPresenting(const std::optional<std::string>& presentationID, const ErrorPtr& error) override;
+    void slideDeckPresentedSlide(const std::optional<std::string>& presentationID, std::int64_t presentedSlide, Date at,
+                                 const std::optional<std::filesystem::path>& imageFilePathURL) override;
+    void detectedKeynoteLaunched() override;
+    void detectedKeynoteTerminated() override;
+
+private:
+    struct Calls : com::veldrin::KeynoteCaptureServiceDelegate_proxy {
+        explicit Calls(sdbus::IProxy& proxy) : KeynoteCaptureServiceDelegate_proxy(proxy) {}
+    };
+
+    template <typename Send>
+    void send(const Send& call) noexcept;
+
+    const std::shared_ptr<SessionBus> bus_;
+    const std::unique_ptr<sdbus::IProxy> proxy_;
+    Calls calls_;
+    std::atomic<bool> valid_ = true;
+};

@@ -1,0 +1,274 @@
+#include "platform/linux/DBusScripting.h"
+
+#include "bus/BusConnection.h"
+#include "bus/Convert.h"
+#include "bus/Names.h"
+
+#include <sdbus-c++/sdbus-c++.h>
+#include <algorithm>
+#include <mutex>
+#include <utility>
+
+namespace {
+
+constexpr const char* kInterface = "com.veldrin.PresentationProgram";
+constexpr std::chrono::milliseconds kDefaultTimeout{60000};
+constexpr int kMostDiscarded = 1024;
+constexpr std::size_t kMostWindows = 1000;
+constexpr std::size_t kLongestText = 16384;
+constexpr std::size_t kLongestMessage = 1024;
+
+using State = std::map<std::string, sdbus::Variant>;
+using WindowStruct = sdbus::Struct<std::string, bus::RectStruct, std::int64_t, std::int64_t>;
+
+bool isTimeout(const sdbus::Error& error) {
+    return error.getName() == "org.freedesktop.DBus.Error.Timeout" ||
+           error.getName() == "org.freedesktop.DBus.Error.TimedOut";
+}
+
+ErrorPtr errorFrom(const std::string& event, const sdbus::Error& error) {
+    if (isTimeout(error)) {
+        return makeError(NSOSStatusErrorDomain, kAppleEventTimeout,
+                         "The presentation program did not answer \"" + event + "\" in time.");
+    }
+    return makeError(NSOSStatusErrorDomain, kAppleEventFailed,
+                     "The presentation program could not be asked for \"" + event +
+                         "\": " + bus::validUTF8(error.getMessage().substr(0, kLongestMessage)));
+}
+
+sdbus::Error malformed(const std::string& what) {
+    return {bus::kProgramFailed, "its answer is malformed (" + what + ")"};
+}
+
+/// The value under a key; nothing when it is absent. Another type is a malformed answer.
+template <typename T>
+std::optional<T> valueOf(const State& state, const char* key) {
+    const auto found = state.find(key);
+    if (found == state.end()) return std::nullopt;
+    if (!found->second.containsValueOfType<T>()) throw malformed(key);
+    return found->second.get<T>();
+}
+
+const std::string& shortText(const std::string& text, const char* what) {
+    if (text.size() > kLongestText) throw malformed(what);
+    return text;
+}
+
+PresentingState stateFrom(const State& values) {
+    PresentingState state;
+    state.playing = valueOf<bool>(values, "playing");
+    const auto id = valueOf<std::string>(values, "documentID");
+    if (!id) return state;
+    ScriptingDocumentState document;
+    document.id = shortText(*id, "documentID");
+    const auto url = valueOf<std::string>(values, "documentFile").value_or("");
+    if (!url.empty()) {
+        document.file = bus::pathFromURL(shortText(url, "documentFile"));
+        if (!document.file) throw malformed("documentFile");
+    }
+    document.currentSlideNumber = valueOf<std::int64_t>(values, "slideNumber").value_or(0);
+    state.firstDocument = std::move(document);
+    return state;
+}
+
+std::vector<ScriptingWindow> windowsFrom(const std::vector<WindowStruct>& structs) {
+    if (structs.size() > kMostWindows) throw malformed("too many windows");
+    std::vector<ScriptingWindow> windows;
+    windows.reserve(structs.size());
+    for (const auto& window : structs) {
+        const auto& [x, y, width, height] = static_cast<const bus::RectStruct::tuple&>(window.get<1>());
+        windows.push_back(
+            {shortText(window.get<0>(), "name"), {x, y, width, height}, window.get<2>(), window.get<3>()});
+    }
+    return windows;
+}
+
+sdbus::Variant variantFrom(const ExportProperties::mapped_type& value) {
+    if (const auto* text = std::get_if<std::string>(&value)) return sdbus::Variant(bus::validUTF8(*text));
+    if (const auto* number = std::get_if<double>(&value)) return sdbus::Variant(*number);
+    return sdbus::Variant(std::get<bool>(value));
+}
+
+State variantsFrom(const ExportProperties& properties) {
+    State variants;
+    for (const auto& [key, value] : properties) variants.emplace(bus::validUTF8(key), variantFrom(value));
+    return variants;
+}
+
+}  // namespace
+
+/// The connection that all applications share. Throws `sdbus::Error`.
+class DBusScripting::Channel {
+public:
+    /// Sends one event to an owner and hands its reply to `read`. Any thread; one at a time.
+    template <typename... Arguments, typename Read>
+    void call(const std::string& owner, const char* event, std::chrono::milliseconds timeout, const Read& read,
+              const Arguments&... arguments) {
+        const std::lock_guard lock(mutex_);
+        prepare(owner);
+        try {
+            auto message = proxy_->createMethodCall(kInterface, event);
+            static_cast<void>((message << ... << arguments));
+            auto reply = proxy_->callMethod(message, timeout);
+            read(reply);
+        } catch (const sdbus::Error&) {
+            closeIfBroken();
+            throw;
+        }
+    }
+
+private:
+    void prepare(const std::string& owner) {
+        if (connection_) discardArrived();
+        if (!connection_) {
+            connection_ = bus::openSessionBus();
+            owner_.clear();
+        }
+        if (owner_ == owner) return;
+        proxy_ = sdbus::createProxy(*connection_, owner, bus::kProgramPath);
+        owner_ = owner;
+    }
+
+    void discardArrived() {
+        try {
+            for (int i = 0; i < kMostDiscarded && connection_->processPendingRequest(); ++i) {
+            }
+        } catch (const sdbus::Error&) {
+            closeIfBroken();
+        }
+    }
+
+    /// A closed connection has nothing to poll.
+    void closeIfBroken() {
+        try {
+            static_cast<void>(connection_->getEventLoopPollData());
+        } catch (const sdbus::Error&) {
+            proxy_.reset();
+            connection_.reset();
+        }
+    }
+
+    std::mutex mutex_;
+    std::unique_ptr<sdbus::IConnection> connection_;
+    std::unique_ptr<sdbus::IProxy> proxy_;
+    std::string owner_;  ///< whom the proxy calls
+};
+
+class DBusScripting::Application final : public ScriptingApplication, public std::enable_shared_from_this<Application> {
+public:
+    Application(pid_t processIdentifier, BusNameOfProcess busNameOfProcess, std::shared_ptr<Channel> channel)
+        : processIdentifier_(processIdentifier),
+          busNameOfProcess_(std::move(busNameOfProcess)),
+          channel_(std::move(channel)) {}
+
+    [[nodiscard]] bool isRunning() const override { return busNameOfProcess_(processIdentifier_).has_value(); }
+
+    [[nodiscard]] PresentingState presentingState() override {
+        PresentingState state;
+        auto error = send("presentingState", [&state](sdbus::MethodReply& reply) {
+            State values;
+            reply >> values;
+            state = stateFrom(values);
+        });
+        const std::lock_guard lock(mutex_);
+        lastError_ = std::move(error);
+        return state;
+    }
+
+    [[nodiscard]] ErrorPtr lastError() const override {
+        const std::lock_guard lock(mutex_);
+        return lastError_;
+    }
+
+    [[nodiscard]] std::vector<ScriptingWindow> windows() override {
+        std::vector<ScriptingWindow> windows;
+        static_cast<void>(send("windows", [&windows](sdbus::MethodReply& reply) {
+            std::vector<WindowStruct> structs;
+            reply >> structs;
+            windows = windowsFrom(structs);
+        }));
+        return windows;
+    }
+
+    [[nodiscard]] std::shared_ptr<ScriptingDocument> documentWithID(const std::string& id) override;
+
+    void setTimeout(std::chrono::milliseconds timeout) override {
+        const std::lock_guard lock(mutex_);
+        timeout_ = std::max(timeout, std::chrono::milliseconds(1));
+    }
+
+    void setDelegate(std::weak_ptr<ScriptingDelegate> delegate) override {
+        const std::lock_guard lock(mutex_);
+        delegate_ = std::move(delegate);
+    }
+
+    /// Sends a command, whose reply says nothing.
+    template <typename... Arguments>
+    void command(const char* event, const Arguments&... arguments) {
+        static_cast<void>(send(
+            event, [](sdbus::MethodReply&) {}, arguments...));
+    }
+
+private:
+    /// Sends one event. A failure reaches the delegate and is answered.
+    template <typename Read, typename... Arguments>
+    ErrorPtr send(const char* event, const Read& read, const Arguments&... arguments) {
+        std::unique_lock lock(mutex_);
+        const auto timeout = timeout_;
+        const auto delegate = delegate_;
+        lock.unlock();
+        ErrorPtr error;
+        try {
+            const auto owner = busNameOfProcess_(processIdentifier_);
+            if (!owner) throw sdbus::Error(bus::kProgramFailed, "it is not running");
+            channel_->call(*owner, event, timeout, read, arguments...);
+        } catch (const sdbus::Error& failure) {
+            error = errorFrom(event, failure);
+        }
+        if (!error) return nullptr;
+        if (const auto listener = delegate.lock()) listener->eventDidFail(event, *error);
+        return error;
+    }
+
+    const pid_t processIdentifier_;
+    const BusNameOfProcess busNameOfProcess_;
+    const std::shared_ptr<Channel> channel_;
+    mutable std::mutex mutex_;
+    std::chrono::milliseconds timeout_ = kDefaultTimeout;  ///< this and what follows guarded by `mutex_`
+    std::weak_ptr<ScriptingDelegate> delegate_;
+    ErrorPtr lastError_;
+};
+
+class DBusScripting::Document final : public ScriptingDocument {
+public:
+    Document(std::string id, std::shared_ptr<Application> application)
+        : id_(std::move(id)), application_(std::move(application)) {}
+
+    [[nodiscard]] const std::string& id() const override { return id_; }
+    void save(const std::filesystem::path& target) override {
+        application_->command("save", bus::validUTF8(id_), bus::urlFromPath(target));
+    }
+    void stop() override { application_->command("stop", bus::validUTF8(id_)); }
+    void exportTo(const std::filesystem::path& target, const std::string& formatCode,
+                  const ExportProperties& properties) override {
+        application_->command("export", bus::validUTF8(id_), bus::urlFromPath(target), bus::validUTF8(formatCode),
+                              variantsFrom(properties));
+    }
+
+private:
+    const std::string id_;
+    const std::shared_ptr<Application> application_;
+};
+
+std::shared_ptr<ScriptingDocument> DBusScripting::Application::documentWithID(const std::string& id) {
+    return std::make_shared<Document>(id, shared_from_this());
+}
+
+DBusScripting::DBusScripting(BusNameOfProcess busNameOfProcess)
+    : busNameOfProcess_(std::move(busNameOfProcess)), channel_(std::make_shared<Channel>()) {}
+
+DBusScripting::~DBusScripting() = default;
+
+std::shared_ptr<ScriptingApplication> DBusScripting::applicationForProcess(pid_t processIdentifier) {
+    return std::make_shared<Application>(processIdentifier, busNameOfProcess_, channel_);
+}

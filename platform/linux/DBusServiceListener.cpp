@@ -1,0 +1,246 @@
+#include "platform/linux/DBusServiceListener.h"
+
+#include "bus/Convert.h"
+#include "bus/Names.h"
+#include "platform/linux/AsioDispatch.h"
+#include "platform/linux/DBusServiceConnection.h"
+#include "platform/linux/PendingReply.h"
+#include "ports/Log.h"
+
+#include <bus/KeynoteCaptureServiceProtocolAdaptor.h>
+#include <cstdlib>
+#include <map>
+
+namespace {
+
+constexpr std::size_t kMostHosts = 256;
+constexpr std::size_t kLongestText = 16384;
+constexpr const char* kLimitsExceeded = "org.freedesktop.DBus.Error.LimitsExceeded";
+constexpr const char* kFailed = "org.freedesktop.DBus.Error.Failed";
+
+void requireShort(const std::string& text) {
+    if (text.size() <= kLongestText) return;
+    throw sdbus::Error(kLimitsExceeded, "A text is longer than 16384 bytes; pass a shorter one.");
+}
+
+}  // namespace
+
+/// The hosts by unique name. Bus thread.
+class DBusServiceListener::Hosts {
+public:
+    Hosts(std::shared_ptr<SessionBus> bus, sdbus::IProxy& daemon, ServiceListenerDelegate* delegate,
+          const HostHooks& hooks)
+        : bus_(std::move(bus)), daemon_(daemon), delegate_(delegate), hooks_(hooks) {}
+
+    [[nodiscard]] bool empty() const { return hosts_.empty(); }
+
+    /// The object that serves a host, made at its first call. Throws `sdbus::Error` when there is none.
+    std::shared_ptr<KeynoteCaptureServiceProtocol> objectFor(const std::string& name) {
+        const auto found = hosts_.find(name);
+        auto object = (found != hosts_.end() ? found->second : accept(name)).connection->servingObject();
+        if (!object) throw sdbus::Error(kFailed, "The capture service has no object to serve this host any more.");
+        return object;
+    }
+
+private:
+    struct Host {
+        std::shared_ptr<DBusServiceConnection> connection;
+        sdbus::Slot watch;
+    };
+
+    const Host& accept(const std::string& name) {
+        if (hosts_.size() == kMostHosts) {
+            throw sdbus::Error(kLimitsExceeded, "The capture service has 256 hosts already; disconnect one first.");
+        }
+        // Watched first, so that nothing is made for a host whose leaving could be missed.
+        auto watch = watchLeaving(name);
+        const auto connection = std::make_shared<DBusServiceConnection>(bus_, name);
+        const bool accepted = delegate_ != nullptr && delegate_->listenerShouldAcceptNewConnection(connection);
+        if (!accepted || !connection->servingObject()) {
+            throw sdbus::Error(kFailed,
+                               "The capture service could not set itself up for this host, probably because a "
+                               "directory cannot be created; see its log, then call again.");
+        }
+        if (hooks_.hostCame) hooks_.hostCame();
+        checkPresence(name);
+        return hosts_.emplace(name, Host{connection, std::move(watch)}).first->second;
+    }
+
+    sdbus::Slot watchLeaving(const std::string& name) {
+        const std::string match =
+            "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',"
+            "interface='org.freedesktop.DBus',member='NameOwnerChanged',arg0='" +
+            name + "'";
+        return bus_->connection().addMatch(match, [this, name](sdbus::Message&) { removeLater(name); });
+    }
+
+    /// A host that left before it was watched.
+    void checkPresence(const std::string& name) {
+        daemon_.callMethodAsync("NameHasOwner")
+            .onInterface(kBusDaemon)
+            .withArguments(name)
+            .uponReplyInvoke([this, name](const sdbus::Error* error, bool present) {
+                if (error == nullptr && !present) removeLater(name);
+            });
+    }
+
+    void removeLater(const std::string& name) {
+        bus_->post([this, name] { remove(name); });
+    }
+
+    void remove(const std::string& name) {
+        auto node = hosts_.extract(name);
+        if (!node) return;
+        node.mapped().connection->invalidate();
+        if (hooks_.hostLeft) hooks_.hostLeft();
+    }
+
+    const std::shared_ptr<SessionBus> bus_;
+    sdbus::IProxy& daemon_;
+    ServiceListenerDelegate* const delegate_;
+    const HostHooks& hooks_;
+    std::map<std::string, Host> hosts_;
+};
+
+/// The object on the bus. Its methods run under the library's lock: they take the call and serve it afterwards.
+class DBusServiceListener::ExportedObject final : private com::veldrin::KeynoteCaptureServiceProtocol_adaptor {
+public:
+    static std::unique_ptr<ExportedObject> publish(const std::shared_ptr<SessionBus>& bus, Hosts& hosts) {
+        auto object = sdbus::createObject(bus->connection(), bus::kServicePath);
+        std::unique_ptr<ExportedObject> exported(new ExportedObject(bus, hosts, std::move(object)));
+        exported->object_->finishRegistration();
+        bus->connection().requestName(bus::kServiceName);
+        return exported;
+    }
+
+private:
+    using Service = KeynoteCaptureServiceProtocol;
+    using VoidReply = std::shared_ptr<PendingReply<>>;
+    using DescriptionReply = std::shared_ptr<PendingReply<std::string>>;
+
+    ExportedObject(std::shared_ptr<SessionBus> bus, Hosts& hosts, std::unique_ptr<sdbus::IObject> object)
+        : KeynoteCaptureServiceProtocol_adaptor(*object),
+          bus_(std::move(bus)),
+          hosts_(hosts),
+          object_(std::move(object)) {}
+
+    /// Serves a call of the present message's sender once the library's lock is released. The one place where a failure
+    /// of a call becomes an error on the bus.
+    template <typename... Results, typename Call>
+    void serve(sdbus::Result<Results...>&& result, Call call) {
+        const std::string host = object_->getCurrentlyProcessedMessage()->getSender();
+        auto pending = std::make_shared<sdbus::Result<Results...>>(std::move(result));
+        bus_->post([this, host, pending = std::move(pending), call = std::move(call)] {
+            const auto reply = std::make_shared<PendingReply<Results...>>(bus_, std::move(*pending));
+            try {
+                call(*hosts_.objectFor(host), reply);
+            } catch (const sdbus::Error& error) {
+                reply->fail(error);
+            } catch (const std::exception& error) {
+                reply->fail(sdbus::Error(kFailed, bus::validUTF8(error.what())));
+            } catch (...) {
+                reply->fail(sdbus::Error(kFailed, "The call failed for an unknown reason."));
+            }
+        });
+    }
+
+    void startDetectionAndCaptureTo(sdbus::Result<>&& result, std::string captureDirectoryURL,
+                                    std::string recordingId) override {
+        serve(std::move(result), [url = std::move(captureDirectoryURL), id = std::move(recordingId)](
+                                     Service& service, const VoidReply& reply) {
+            requireShort(url);
+            requireShort(id);
+            service.startDetectionAndCaptureTo(
+                bus::optionalPathFrom(url), bus::optionalFrom(id),
+                [reply](const ErrorPtr& error) { error ? reply->fail(bus::busErrorFrom(*error)) : reply->succeed(); });
+        });
+    }
+    void stopDetectionAndCapture(sdbus::Result<>&& result) override {
+        serve(std::move(result), [](Service& service, const VoidReply&) { service.stopDetectionAndCapture(); });
+    }
+    void stopPresenting(sdbus::Result<>&& result) override {
+        serve(std::move(result), [](Service& service, const VoidReply&) { service.stopPresenting(); });
+    }
+    void setKeynotePollingInterval(sdbus::Result<>&& result, double seconds) override {
+        serve(std::move(result),
+              [seconds](Service& service, const VoidReply&) { service.setKeynotePollingInterval(seconds); });
+    }
+    void descriptionOfScriptableWindowsWithReply(sdbus::Result<std::string>&& result) override {
+        serve(std::move(result), [](Service& service, const DescriptionReply& reply) {
+            service.descriptionOfScriptableWindowsWithReply(textReply(reply));
+        });
+    }
+    void descriptionOfKeynoteWindowsWithReply(sdbus::Result<std::string>&& result) override {
+        serve(std::move(result), [](Service& service, const DescriptionReply& reply) {
+            service.descriptionOfKeynoteWindowsWithReply(textReply(reply));
+        });
+    }
+
+    static TextReply textReply(const DescriptionReply& reply) {
+        return [reply](const std::optional<std::string>& text) { reply->succeed(bus::textFrom(text)); };
+    }
+
+    const std::shared_ptr<SessionBus> bus_;
+    Hosts& hosts_;
+    const std::unique_ptr<sdbus::IObject> object_;
+};
+
+DBusServiceListener::DBusServiceListener(std::shared_ptr<SessionBus> bus, AsioDispatch& dispatch,
+                                         ConsoleLog& consoleLog, HostHooks hooks)
+    : bus_(std::move(bus)), dispatch_(dispatch), consoleLog_(consoleLog), hooks_(std::move(hooks)) {}
+
+DBusServiceListener::~DBusServiceListener() {
+    if (bus_) bus_->stop();
+}
+
+int DBusServiceListener::resume() {
+    if (!publish()) return EXIT_FAILURE;
+    bus_->start([this] {
+        consoleLog_.write("Lost the connection to the session bus; the capture service ends.");
+        dispatch_.stop(EXIT_FAILURE);
+    });
+    const int status = dispatch_.run();
+    bus_->stop();
+    return status;
+}
+
+/// Exports the object, then takes the name, so that the first call finds everything in place.
+bool DBusServiceListener::publish() {
+    if (!bus_) return false;
+    try {
+        daemon_ = sdbus::createProxy(bus_->connection(), kBusDaemon, kBusDaemonPath);
+        hosts_ = std::make_unique<Hosts>(bus_, *daemon_, delegate_, hooks_);
+        exportedObject_ = ExportedObject::publish(bus_, *hosts_);
+        return true;
+    } catch (const sdbus::Error& error) {
+        consoleLog_.write("Cannot serve as " + std::string(bus::kServiceName) +
+                          " on the session bus: " + error.getMessage() + ". Is another capture service running?");
+        return false;
+    }
+}
+
+void DBusServiceListener::endIfUnused() {
+    bus_->post([this] { giveNameBack(); });
+}
+
+/// The daemon's next answer comes after every call that was sent to the name while it was ours.
+void DBusServiceListener::giveNameBack() {
+    try {
+        bus_->connection().releaseName(bus::kServiceName);
+        daemon_->callMethodAsync("GetId")
+            .onInterface(kBusDaemon)
+            .uponReplyInvoke(
+                [this](const sdbus::Error*, const std::string&) { bus_->post([this] { endOrTakeNameAgain(); }); });
+    } catch (const sdbus::Error&) {
+        dispatch_.stop(EXIT_SUCCESS);
+    }
+}
+
+void DBusServiceListener::endOrTakeNameAgain() {
+    try {
+        if (hosts_->empty()) return dispatch_.stop(EXIT_SUCCESS);
+        bus_->connection().requestName(bus::kServiceName);
+    } catch (const sdbus::Error&) {
+        // A new process has the name by now; this one serves the hosts it has.
+    }
+}

@@ -1,0 +1,24 @@
+#include "platform/linux/LinuxPlatform.h"
+
+namespace {
+
+/// The program that the service watches, whoever plays it on this system.
+constexpr const char* kWatchedBundleIdentifier = "com.apple.iWork.Keynote";
+
+}  // namespace
+
+LinuxPlatform::LinuxPlatform(const Options& options)
+    : workspace_(bus_, dispatch_.mainQueue(), {kWatchedBundleIdentifier}),
+      scripting_([this](pid_t process) { return workspace_.busNameOfProcess(process); }),
+      idleTermination_(dispatch_, options.exitWhenIdle, [this] { listener_.endIfUnused(); }),
+      listener_(bus_, dispatch_, consoleLog_,
+                {[this] { idleTermination_.hostConnected(); }, [this] { idleTermination_.hostLeft(); }}),
+      platform_{clock_,        dispatch_, fileManager_,     bundles_,    workspace_, scripting_,
+                windowServer_, text_,     idleTermination_, unifiedLog_, consoleLog_} {}
+
+std::shared_ptr<SessionBus> LinuxPlatform::openBus() {
+    std::string problem;
+    auto bus = SessionBus::open(problem);
+    if (!bus) consoleLog_.write(problem);
+    return bus;
+}

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "platform/linux/AsioDispatch.h"
+#include "platform/linux/DBusScripting.h"
+#include "platform/linux/DBusServiceListener.h"
+#include "platform/linux/DBusWorkspace.h"
+#include "platform/linux/DirectoryBundles.h"
+#include "platform/linux/IcuTextServices.h"
+#include "platform/linux/IdleTermination.h"
+#include "platform/linux/JournalLog.h"
+#include "platform/linux/LinuxFileManager.h"
+#include "platform/linux/StandardErrorLog.h"
+#include "platform/linux/SystemClock.h"
+#include "platform/linux/X11WindowServer.h"
+#include "ports/Platform.h"
+
+#include <optional>
+
+/// Linux behind every port, for one process. Made on the main thread; the members are in the order of their needs.
+class LinuxPlatform {
+public:
+    struct Options {
+        /// How long the process may be idle before it ends; nothing keeps it until it is told to end.
+        std::optional<Duration> exitWhenIdle;
+    };
+
+    explicit LinuxPlatform(const Options& options);
+
+    [[nodiscard]] const Platform& platform() const { return platform_; }
+    [[nodiscard]] ServiceListener& listener() { return listener_; }
+
+private:
+    [[nodiscard]] std::shared_ptr<SessionBus> openBus();
+
+    StandardErrorLog consoleLog_;
+    JournalLog unifiedLog_;
+    SystemClock clock_;
+    AsioDispatch dispatch_{consoleLog_};
+    LinuxFileManager fileManager_;
+    DirectoryBundles bundles_;
+    IcuTextServices text_;
+    X11WindowServer windowServer_{consoleLog_};
+    const std::shared_ptr<SessionBus> bus_ = openBus();
+    DBusWorkspace workspace_;
+    DBusScripting scripting_;
+    IdleTermination idleTermination_;
+    DBusServiceListener listener_;
+    const Platform platform_;
+};

@@ -1,0 +1,269 @@
+#include "platform/linux/X11WindowServer.h"
+
+#include "bus/Convert.h"
+#include "ports/Log.h"
+
+#include <xcb/randr.h>
+#include <xcb/xcb.h>
+#include <xcb/xcb_ewmh.h>
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <string_view>
+
+namespace {
+
+constexpr std::chrono::seconds kRetryPeriod{3};
+constexpr std::size_t kMostWindows = 2000;
+constexpr std::uint32_t kLongestNameInWords = 256;
+
+struct Free {
+    void operator()(void* memory) const { std::free(memory); }
+};
+template <typename T>
+using Reply = std::unique_ptr<T, Free>;
+using PropertyReply = Reply<xcb_get_property_reply_t>;
+using WindowIDs = std::vector<xcb_window_t>;
+
+/// The 32-bit values of a property; none when it is missing or of another format.
+std::vector<std::uint32_t> valuesOf(const PropertyReply& reply) {
+    if (!reply || reply->format != 32) return {};
+    const auto* values = static_cast<const std::uint32_t*>(xcb_get_property_value(reply.get()));
+    return {values, values + xcb_get_property_value_length(reply.get()) / 4};
+}
+
+std::optional<std::string> textOf(const PropertyReply& reply) {
+    if (!reply || reply->format != 8) return std::nullopt;
+    const auto* text = static_cast<const char*>(xcb_get_property_value(reply.get()));
+    const auto length = static_cast<std::size_t>(xcb_get_property_value_length(reply.get()));
+    if (length == 0) return std::nullopt;
+    return bus::validUTF8({text, length});
+}
+
+}  // namespace
+
+/// A connection to a display. Every function sends all its requests before it waits for the first reply. A reply that
+/// is missing means that the window or the display has gone meanwhile.
+class X11WindowServer::Display {
+public:
+    /// Null when there is none.
+    static std::unique_ptr<Display> open() {
+        std::unique_ptr<Display> display(new Display);
+        return display->isBroken() ? nullptr : std::move(display);
+    }
+
+    ~Display() {
+        xcb_ewmh_connection_wipe(&atoms_);
+        xcb_disconnect(connection_);
+    }
+    Display(const Display&) = delete;
+    Display& operator=(const Display&) = delete;
+
+    [[nodiscard]] bool isBroken() const { return screen_ == nullptr || xcb_connection_has_error(connection_) != 0; }
+
+    [[nodiscard]] std::vector<WindowRecord> windows() {
+        const auto candidates = visibleWindows();
+        std::vector<Questions> questions;
+        questions.reserve(candidates.size());
+        for (const auto window : candidates) questions.push_back(ask(window));
+        std::vector<WindowRecord> records;
+        for (const auto& question : questions) {
+            if (auto record = answer(question)) records.push_back(std::move(*record));
+        }
+        return records;
+    }
+
+    [[nodiscard]] std::vector<Rect> screens() {
+        std::vector<Rect> screens;
+        if (hasMonitors_) {
+            const auto cookie = xcb_randr_get_monitors(connection_, screen_->root, 1);
+            const Reply<xcb_randr_get_monitors_reply_t> reply(
+                xcb_randr_get_monitors_reply(connection_, cookie, nullptr));
+            auto monitor =
+                reply ? xcb_randr_get_monitors_monitors_iterator(reply.get()) : xcb_randr_monitor_info_iterator_t{};
+            for (; monitor.rem > 0; xcb_randr_monitor_info_next(&monitor)) {
+                const auto& info = *monitor.data;
+                screens.push_back({static_cast<double>(info.x), static_cast<double>(info.y),
+                                   static_cast<double>(info.width), static_cast<double>(info.height)});
+            }
+        }
+        if (screens.empty() && !isBroken()) {
+            const auto cookie = xcb_get_geometry(connection_, screen_->root);
+            const Reply<xcb_get_geometry_reply_t> root(xcb_get_geometry_reply(connection_, cookie, nullptr));
+            if (root) screens.push_back({0, 0, static_cast<double>(root->width), static_cast<double>(root->height)});
+        }
+        return screens;
+    }
+
+private:
+    /// What is asked about one window.
+    struct Questions {
+        xcb_window_t window = XCB_NONE;
+        xcb_get_geometry_cookie_t geometry{};
+        xcb_translate_coordinates_cookie_t origin{};
+        xcb_get_property_cookie_t process{};
+        xcb_get_property_cookie_t type{};
+        xcb_get_property_cookie_t frame{};
+        xcb_get_property_cookie_t name{};
+        xcb_get_property_cookie_t oldName{};
+    };
+
+    Display() {
+        int screenNumber = 0;
+        connection_ = xcb_connect(nullptr, &screenNumber);
+        if (xcb_connection_has_error(connection_) != 0) return;
+        auto* const interned = xcb_ewmh_init_atoms(connection_, &atoms_);
+        if (xcb_ewmh_init_atoms_replies(&atoms_, interned, nullptr) == 0) {
+            atoms_ = {};  // it has wiped them
+            return;
+        }
+        if (screenNumber >= 0 && screenNumber < atoms_.nb_screens) screen_ = atoms_.screens[screenNumber];
+        hasMonitors_ = knowsMonitors();
+    }
+
+    /// Whether the display has RandR 1.5.
+    [[nodiscard]] bool knowsMonitors() {
+        const auto* extension = xcb_get_extension_data(connection_, &xcb_randr_id);
+        if (extension == nullptr || extension->present == 0) return false;
+        const auto cookie = xcb_randr_query_version(connection_, 1, 5);
+        const Reply<xcb_randr_query_version_reply_t> version(
+            xcb_randr_query_version_reply(connection_, cookie, nullptr));
+        return version && (version->major_version > 1 || version->minor_version >= 5);
+    }
+
+    [[nodiscard]] xcb_get_property_cookie_t property(xcb_window_t window, xcb_atom_t name, std::uint32_t words) {
+        return xcb_get_property(connection_, 0, window, name, XCB_GET_PROPERTY_TYPE_ANY, 0, words);
+    }
+    [[nodiscard]] PropertyReply reply(xcb_get_property_cookie_t cookie) {
+        return PropertyReply(xcb_get_property_reply(connection_, cookie, nullptr));
+    }
+
+    /// The windows on screen that may be somebody's, front window first: two round trips.
+    [[nodiscard]] WindowIDs visibleWindows() {
+        const auto managerCookie = property(screen_->root, atoms_._NET_SUPPORTING_WM_CHECK, 1);
+        const auto managedCookie = property(screen_->root, atoms_._NET_CLIENT_LIST_STACKING, kMostWindows);
+        const auto treeCookie = xcb_query_tree(connection_, screen_->root);
+        const auto manager = valuesOf(reply(managerCookie));
+        WindowIDs managed = valuesOf(reply(managedCookie));
+        WindowIDs topLevel = childrenFrom(treeCookie);
+        std::reverse(managed.begin(), managed.end());
+        std::reverse(topLevel.begin(), topLevel.end());
+
+        // The list of a window manager that died stays behind; its check window does not.
+        const auto checkCookie =
+            property(manager.empty() ? screen_->root : manager.front(), atoms_._NET_SUPPORTING_WM_CHECK, 1);
+        const auto managedStates = askStates(managed);
+        const auto topLevelStates = askStates(topLevel);
+        const bool hasManager = !manager.empty() && valuesOf(reply(checkCookie)) == manager;
+
+        WindowIDs visible;
+        for (std::size_t i = 0; i < topLevel.size(); ++i) {
+            const auto state = stateFrom(topLevelStates[i]);
+            const bool known = std::find(managed.begin(), managed.end(), topLevel[i]) != managed.end();
+            const bool counts = !hasManager || (state && state->override_redirect != 0 && !known);
+            if (counts && isVisible(state)) visible.push_back(topLevel[i]);
+        }
+        for (std::size_t i = 0; i < managed.size(); ++i) {
+            const auto state = stateFrom(managedStates[i]);
+            if (hasManager && isVisible(state)) visible.push_back(managed[i]);
+        }
+        return visible;
+    }
+
+    [[nodiscard]] WindowIDs childrenFrom(xcb_query_tree_cookie_t cookie) {
+        const Reply<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(connection_, cookie, nullptr));
+        if (!tree) return {};
+        const auto* children = xcb_query_tree_children(tree.get());
+        const auto count = static_cast<std::size_t>(xcb_query_tree_children_length(tree.get()));
+        return {children, children + std::min(count, kMostWindows)};
+    }
+
+    [[nodiscard]] std::vector<xcb_get_window_attributes_cookie_t> askStates(const WindowIDs& windows) {
+        std::vector<xcb_get_window_attributes_cookie_t> cookies;
+        cookies.reserve(windows.size());
+        for (const auto window : windows) cookies.push_back(xcb_get_window_attributes(connection_, window));
+        return cookies;
+    }
+    [[nodiscard]] Reply<xcb_get_window_attributes_reply_t> stateFrom(xcb_get_window_attributes_cookie_t cookie) {
+        return Reply<xcb_get_window_attributes_reply_t>(xcb_get_window_attributes_reply(connection_, cookie, nullptr));
+    }
+    [[nodiscard]] static bool isVisible(const Reply<xcb_get_window_attributes_reply_t>& state) {
+        return state && state->map_state == XCB_MAP_STATE_VIEWABLE && state->_class == XCB_WINDOW_CLASS_INPUT_OUTPUT;
+    }
+
+    [[nodiscard]] Questions ask(xcb_window_t window) {
+        Questions questions;
+        questions.window = window;
+        questions.geometry = xcb_get_geometry(connection_, window);
+        questions.origin = xcb_translate_coordinates(connection_, window, screen_->root, 0, 0);
+        questions.process = property(window, atoms_._NET_WM_PID, 1);
+        questions.type = property(window, atoms_._NET_WM_WINDOW_TYPE, 16);
+        questions.frame = property(window, atoms_._NET_FRAME_EXTENTS, 4);
+        questions.name = property(window, atoms_._NET_WM_NAME, kLongestNameInWords);
+        questions.oldName = property(window, XCB_ATOM_WM_NAME, kLongestNameInWords);
+        return questions;
+    }
+
+    /// Nothing for a window that has gone, tells no process, or is the desktop. Takes every reply in any case.
+    [[nodiscard]] std::optional<WindowRecord> answer(const Questions& questions) {
+        const Reply<xcb_get_geometry_reply_t> geometry(
+            xcb_get_geometry_reply(connection_, questions.geometry, nullptr));
+        const Reply<xcb_translate_coordinates_reply_t> origin(
+            xcb_translate_coordinates_reply(connection_, questions.origin, nullptr));
+        const auto process = valuesOf(reply(questions.process));
+        const auto types = valuesOf(reply(questions.type));
+        auto frame = valuesOf(reply(questions.frame));
+        auto name = textOf(reply(questions.name));
+        const auto oldName = textOf(reply(questions.oldName));
+        const bool isDesktop = std::find(types.begin(), types.end(), atoms_._NET_WM_WINDOW_TYPE_DESKTOP) != types.end();
+        if (!geometry || !origin || process.size() != 1 || isDesktop) return std::nullopt;
+
+        // The frame's widths at the left, right, top and bottom; without a frame, the window's own border.
+        if (frame.size() != 4) frame.assign(4, geometry->border_width);
+        const auto [left, right, top, bottom] =
+            std::array{double(frame[0]), double(frame[1]), double(frame[2]), double(frame[3])};
+        WindowRecord record;
+        record.ownerPID = static_cast<pid_t>(process.front());
+        record.bounds = {origin->dst_x - left, origin->dst_y - top, geometry->width + left + right,
+                         geometry->height + top + bottom};
+        record.name = name ? std::move(name) : oldName;
+        record.number = questions.window;
+        return record;
+    }
+
+    xcb_connection_t* connection_ = nullptr;
+    xcb_ewmh_connection_t atoms_{};
+    xcb_screen_t* screen_ = nullptr;  ///< null when the connection failed
+    bool hasMonitors_ = false;
+};
+
+X11WindowServer::X11WindowServer(ConsoleLog& consoleLog) : consoleLog_(consoleLog) {}
+
+X11WindowServer::~X11WindowServer() = default;
+
+/// The display, connected if possible; else null. With the lock held.
+X11WindowServer::Display* X11WindowServer::display() {
+    if (display_ && display_->isBroken()) display_.reset();
+    const auto now = std::chrono::steady_clock::now();
+    if (!display_ && now >= nextAttempt_) {
+        display_ = Display::open();
+        nextAttempt_ = now + kRetryPeriod;
+    }
+    if (!display_ && !reported_) {
+        reported_ = true;
+        consoleLog_.write("There is no X11 display to look at; windows and screens count as none.");
+    }
+    return display_.get();
+}
+
+std::vector<WindowRecord> X11WindowServer::windows() {
+    const std::lock_guard lock(mutex_);
+    auto* const current = display();
+    return current != nullptr ? current->windows() : std::vector<WindowRecord>();
+}
+
+std::vector<Rect> X11WindowServer::screens() {
+    const std::lock_guard lock(mutex_);
+    auto* const current = display();
+    return current != nullptr ? current->screens() : std::vector<Rect>();
+}
