@@ -76,7 +76,8 @@ bool KeynoteCaptureSlideImageFileMonitor::findAndMove(const std::string& name) {
 }
 
 void KeynoteCaptureSlideImageFileMonitor::moveItem(const fs::path& from, const fs::path& to) {
-    moveImageFileQueue_->async([from, to] {
+    // The task keeps its queue: what was seen is moved even when the monitor is dropped meanwhile.
+    moveImageFileQueue_->async([queue = moveImageFileQueue_, from, to] {
         const ErrorPtr error = platform().fileManager.moveItem(from, to);
         if (!error) return;
         VELLog("Image File Monitor - Could not move slide image file from:%@ to:%@\nError: %@", from, to, error);

@@ -19,10 +19,10 @@ public:
 
 private:
     void fire() {
+        handler_();
         const auto missed = (dispatch_.now_ - next_) / period_;
         next_ += (missed + 1) * period_;
         arm();
-        handler_();
     }
 
     SimulatedDispatch& dispatch_;
@@ -84,7 +84,7 @@ Date SimulatedDispatch::now() const {
 
 void SimulatedDispatch::runFor(Duration span) {
     const Instant end = now_ + span;
-    while (!waiting_.empty() && waiting_.begin()->first.first <= std::max(end, now_)) {
+    while (!waiting_.empty() && waiting_.begin()->first.first <= end) {
         auto node = waiting_.extract(waiting_.begin());
         now_ = std::max(now_, node.key().first);
         node.mapped()();

@@ -1,0 +1,95 @@
+#pragma once
+
+#include "KeynoteCaptureService/KeynoteCaptureService.h"
+#include "KeynoteCaptureService/ServiceDelegate.h"
+#include "platform/simulated/SimulatedPlatform.h"
+#include "ports/KeynoteCaptureServiceDelegate.h"
+#include "ports/ServiceListener.h"
+
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include <vector>
+
+using namespace std::chrono_literals;
+
+/// Notes every call in order, one line each, beginning with the virtual time in milliseconds. Presentation identifiers
+/// appear as P1, P2, … in the order made.
+class RecordingHost final : public KeynoteCaptureServiceDelegate {
+public:
+    explicit RecordingHost(const SimulatedDispatch& dispatch) : dispatch_(dispatch) {}
+
+    void startedPresenting(const std::optional<std::string>& presentationID,
+                           const std::optional<std::filesystem::path>& originalDocumentPath,
+                           const std::optional<std::string>& archive, const ErrorPtr& error) override;
+    void stoppedPresenting(const std::optional<std::string>& presentationID, const ErrorPtr& error) override;
+    void slideDeckPresentedSlide(const std::optional<std::string>& presentationID, std::int64_t presentedSlide, Date at,
+                                 const std::optional<std::filesystem::path>& imageFilePathURL) override;
+    void detectedKeynoteLaunched() override { note("launched"); }
+    void detectedKeynoteTerminated() override { note("terminated"); }
+
+    void note(const std::string& what);
+
+    std::vector<std::string> calls;
+
+private:
+    const SimulatedDispatch& dispatch_;
+};
+
+/// A presentation program on the simulated platform.
+class Program {
+public:
+    Program(SimulatedPlatform& platform, pid_t pid, const std::string& version = "14.0");
+
+    /// Appears among the running applications and answers events.
+    void launch();
+    void quit();
+    /// Opens a deck in front of the others; answers its ID.
+    std::string open(const std::string& name, std::int64_t slides = 8);
+
+    SimulatedPlatform& platform;
+    const pid_t pid;
+    PresentationProgramModel model;
+    std::shared_ptr<SimulatedApplication> application;
+};
+
+/// A connection as the listener makes them.
+class SimulatedConnection final : public ServiceConnection {
+public:
+    explicit SimulatedConnection(std::shared_ptr<KeynoteCaptureServiceDelegate> host) : host_(std::move(host)) {}
+
+    [[nodiscard]] std::shared_ptr<KeynoteCaptureServiceDelegate> remoteObjectProxy() override { return host_; }
+    void setExportedObject(std::shared_ptr<KeynoteCaptureServiceProtocol> object) override {
+        object_ = std::move(object);
+    }
+    [[nodiscard]] std::shared_ptr<KeynoteCaptureServiceProtocol> exportedObject() const override { return object_; }
+    void setInvalidationHandler(std::function<void()> handler) override { invalidate = std::move(handler); }
+    void resume() override { resumed = true; }
+
+    std::function<void()> invalidate;
+    bool resumed = false;
+
+private:
+    std::shared_ptr<KeynoteCaptureServiceDelegate> host_;
+    std::shared_ptr<KeynoteCaptureServiceProtocol> object_;
+};
+
+/// A service with its host and one program with pid 100, all in virtual time.
+class Scenario : public testing::Test {
+protected:
+    using Calls = std::vector<std::string>;
+
+    Scenario();
+
+    /// Makes the service if need be, and starts it into /captures with the recording ID "R".
+    void start();
+    void run(Duration span) { platform.dispatch.runFor(span); }
+    /// How many log lines contain the text.
+    [[nodiscard]] std::size_t logged(const std::string& text) const;
+    [[nodiscard]] std::string captureDirectory(int presentation) const;
+
+    SimulatedPlatform platform;
+    Program keynote{platform, 100};
+    std::shared_ptr<RecordingHost> host = std::make_shared<RecordingHost>(platform.dispatch);
+    std::shared_ptr<KeynoteCaptureService> service;
+};
