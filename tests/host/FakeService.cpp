@@ -1,0 +1,106 @@
+#include "tests/host/FakeService.h"
+
+#include "bus/Names.h"
+
+#include <fmt/format.h>
+
+#include <chrono>
+#include <stdexcept>
+#include <utility>
+
+DelegateProxy::DelegateProxy(sdbus::IConnection& connection, const std::string& host)
+    : DelegateProxy(sdbus::createProxy(connection, host, bus::kDelegatePath)) {}
+
+DelegateProxy::DelegateProxy(std::unique_ptr<sdbus::IProxy> proxy)
+    : KeynoteCaptureServiceDelegate_proxy(*proxy), proxy_(std::move(proxy)) {}
+
+void DelegateProxy::detectedKeynoteTerminatedAndWait() {
+    proxy_->callMethod("detectedKeynoteTerminated").onInterface(INTERFACE_NAME).withTimeout(std::chrono::seconds(15));
+}
+
+FakeService::FakeService(const std::string& address, std::map<std::string, Reaction> reactions, Starts starts)
+    : BusObject(address, bus::kServicePath),
+      KeynoteCaptureServiceProtocol_adaptor(*object),
+      reactions_(std::move(reactions)),
+      starts_(starts) {
+    object->finishRegistration();
+    connection->requestName(bus::kServiceName);
+    loop_ = std::make_unique<bus::EventLoopThread>(*connection, [] {});
+}
+
+std::vector<std::string> FakeService::waitForCalls(std::size_t count) {
+    std::unique_lock lock(mutex_);
+    if (!changed_.wait_for(lock, std::chrono::seconds(15), [&] { return calls_.size() >= count; })) {
+        throw std::runtime_error("too few calls");
+    }
+    return calls_;
+}
+
+DelegateProxy& FakeService::host() {
+    const std::lock_guard lock(mutex_);
+    return *host_;
+}
+
+std::string FakeService::hostName() {
+    const std::lock_guard lock(mutex_);
+    return sender_;
+}
+
+void FakeService::leave() {
+    loop_.reset();
+    unanswered_.clear();
+    host_.reset();
+    object.reset();
+    connection.reset();
+}
+
+void FakeService::note(const std::string& method, const std::string& arguments) {
+    {
+        const std::lock_guard lock(mutex_);
+        const std::string sender = object->getCurrentlyProcessedMessage()->getSender();
+        if (calls_.empty() || sender != sender_) host_ = std::make_unique<DelegateProxy>(*connection, sender);
+        sender_ = sender;
+        calls_.push_back(arguments.empty() ? method : method + " " + arguments);
+    }
+    const auto reaction = reactions_.find(method);
+    if (reaction != reactions_.end()) reaction->second(*this);
+    changed_.notify_all();
+}
+
+void FakeService::startDetectionAndCaptureTo(sdbus::Result<>&& result, std::string directory, std::string recording) {
+    note("startDetectionAndCaptureTo", directory + " " + recording);
+    switch (starts_) {
+        case Starts::accepted:
+            return result.returnResults();
+        case Starts::refused:
+            return result.returnError(bus::busErrorFrom(
+                *makeError("KeynoteCaptureServiceErrorDomain", 1, "A file stands at the capture directory")));
+        case Starts::unanswered:
+            unanswered_.push_back(std::move(result));
+    }
+}
+
+void FakeService::stopDetectionAndCapture(sdbus::Result<>&& result) {
+    note("stopDetectionAndCapture");
+    result.returnResults();
+}
+
+void FakeService::stopPresenting(sdbus::Result<>&& result) {
+    note("stopPresenting");
+    result.returnResults();
+}
+
+void FakeService::setKeynotePollingInterval(sdbus::Result<>&& result, double seconds) {
+    note("setKeynotePollingInterval", fmt::format("{}", seconds));
+    result.returnResults();
+}
+
+void FakeService::descriptionOfScriptableWindowsWithReply(sdbus::Result<std::string>&& result) {
+    note("descriptionOfScriptableWindowsWithReply");
+    result.returnResults("Window Name: Slides\n");
+}
+
+void FakeService::descriptionOfKeynoteWindowsWithReply(sdbus::Result<std::string>&& result) {
+    note("descriptionOfKeynoteWindowsWithReply");
+    result.returnResults("kCGWindowName = \"a\x1b[31mred\";\n");
+}
