@@ -154,6 +154,8 @@ public:
         }
         if (showWindow_) showWindow_->raise();
         draw();
+        // A round trip: whoever hears that a command is done finds its windows on the screen.
+        owned(xcb_get_input_focus_reply(connection_->x, xcb_get_input_focus(connection_->x), nullptr));
     }
 
     [[nodiscard]] int descriptor() const override { return xcb_get_file_descriptor(connection_->x); }

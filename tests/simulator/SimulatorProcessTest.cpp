@@ -1,7 +1,7 @@
 #include "bus/BusConnection.h"
 #include "bus/Convert.h"
 #include "bus/Names.h"
-#include "tests/simulator/SimulatorProcess.h"
+#include "tests/simulator/DrivenProcess.h"
 
 #include <bus/PresentationProgramProxy.h>
 #include <fmt/format.h>
@@ -21,6 +21,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
+const std::vector<std::string> kSimulator{KEYNOTE_SIMULATOR, "-", "--no-window"};
 constexpr const char* kInterface = "com.veldrin.PresentationProgram";
 constexpr auto kDeadline = 20s;
 
@@ -111,7 +112,7 @@ protected:
 };
 
 TEST_F(SimulatorProcessTest, AnswersWhatACaptureServiceAsks) {
-    SimulatorProcess simulator;
+    DrivenProcess simulator(kSimulator);
     Client client(*connection, simulator.pid());
     simulator.play("print ready");
     EXPECT_EQ(nameOfError([&] { client.presentingState(); }), "org.freedesktop.DBus.Error.ServiceUnknown");
@@ -156,7 +157,7 @@ TEST_F(SimulatorProcessTest, AnswersWhatACaptureServiceAsks) {
 }
 
 TEST_F(SimulatorProcessTest, WritesTheArchiveAndImagesThatDecode) {
-    SimulatorProcess simulator;
+    DrivenProcess simulator(kSimulator);
     Client client(*connection, simulator.pid());
     simulator.play("launch");
     simulator.play("open Optics slides 3");
@@ -179,7 +180,7 @@ TEST_F(SimulatorProcessTest, WritesTheArchiveAndImagesThatDecode) {
 }
 
 TEST_F(SimulatorProcessTest, AFileThatCannotBeWrittenIsTold) {
-    SimulatorProcess simulator;
+    DrivenProcess simulator(kSimulator);
     Client client(*connection, simulator.pid());
     simulator.play("launch");
     simulator.play("open Optics slides 2");
@@ -191,7 +192,7 @@ TEST_F(SimulatorProcessTest, AFileThatCannotBeWrittenIsTold) {
 }
 
 TEST_F(SimulatorProcessTest, AnswersLateNeverOrInTheMiddleOfAnExport) {
-    SimulatorProcess simulator;
+    DrivenProcess simulator(kSimulator);
     Client client(*connection, simulator.pid());
     simulator.play("launch");
     simulator.play("open Optics slides 5");
@@ -217,44 +218,50 @@ TEST_F(SimulatorProcessTest, AnswersLateNeverOrInTheMiddleOfAnExport) {
 TEST_F(SimulatorProcessTest, BadScriptsEndItBeforeAnythingHappens) {
     const auto script = directory / "bad.simulation";
     std::ofstream(script) << "launch\n\n# fine\nopen\nlunch\n";
-    SimulatorProcess file({script.string(), "--no-window"});
+    DrivenProcess file({KEYNOTE_SIMULATOR, script.string(), "--no-window"});
     EXPECT_EQ(file.exitStatus(), 2);
     EXPECT_EQ(file.complaints(), fmt::format("keynote-simulator: {}:4: open: the name is missing. Usage: open NAME "
                                              "[slides N] [hidden N,N] [file PATH]\n",
                                              script.string()));
     EXPECT_THROW(file.waitForLine("ok"), std::runtime_error);
 
-    SimulatorProcess input;
+    DrivenProcess input(kSimulator);
     input.play("launch");
     input.send("slide one");
     EXPECT_EQ(input.exitStatus(), 2);
     EXPECT_EQ(input.complaints().find("keynote-simulator: standard input:2: slide: the slide must be"), 0U);
 
-    SimulatorProcess missing({(directory / "none").string()});
+    DrivenProcess missing({KEYNOTE_SIMULATOR, (directory / "none").string()});
     EXPECT_EQ(missing.exitStatus(), 2);
-    SimulatorProcess stopped({"-", "--no-window"});
+    DrivenProcess stopped({KEYNOTE_SIMULATOR, "-", "--no-window"});
     stopped.send("next");
     EXPECT_EQ(stopped.exitStatus(), 1);
 }
 
 TEST_F(SimulatorProcessTest, LeavesCleanlyOnRequestAndWhenTheBusIsGone) {
     for (const int signal : {SIGTERM, SIGINT}) {
-        SimulatorProcess simulator;
+        DrivenProcess simulator(kSimulator);
         simulator.play("launch");
         simulator.send("wait 3600");
         kill(simulator.pid(), signal);
         EXPECT_EQ(simulator.exitStatus(), 0);
     }
     const std::string own = std::getenv("DBUS_SESSION_BUS_ADDRESS");
-    setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere", 1);
-    SimulatorProcess lost;
+    DrivenProcess daemon({"dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address"});
+    setenv("DBUS_SESSION_BUS_ADDRESS", daemon.waitForLine("unix:").c_str(), 1);
+    DrivenProcess orphan(kSimulator);
+    orphan.play("launch");
+    kill(daemon.pid(), SIGKILL);
+    EXPECT_EQ(orphan.exitStatus(), 3);
+    EXPECT_EQ(orphan.complaints(), "keynote-simulator: The session bus has gone.\n");
+    DrivenProcess homeless(kSimulator);
     setenv("DBUS_SESSION_BUS_ADDRESS", own.c_str(), 1);
-    EXPECT_EQ(lost.exitStatus(), 3);
-    EXPECT_NE(lost.complaints().find("The session bus does not answer"), std::string::npos);
+    EXPECT_EQ(homeless.exitStatus(), 3);
+    EXPECT_NE(homeless.complaints().find("The session bus does not answer"), std::string::npos);
 }
 
 TEST_F(SimulatorProcessTest, TheShippedLectureIsAGoodScript) {
-    SimulatorProcess simulator({LECTURE, "--no-window"});
+    DrivenProcess simulator({KEYNOTE_SIMULATOR, LECTURE, "--no-window"});
     simulator.waitForLine("ok start");
     Client client(*connection, simulator.pid());
     EXPECT_TRUE(client.presentingState().at("playing").get<bool>());

@@ -1,4 +1,4 @@
-#include "tests/simulator/SimulatorProcess.h"
+#include "tests/simulator/DrivenProcess.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -25,15 +25,14 @@ void closeAndForget(int& descriptor) {
 
 }  // namespace
 
-SimulatorProcess::SimulatorProcess(std::vector<std::string> arguments) {
+DrivenProcess::DrivenProcess(std::vector<std::string> arguments) {
     std::array<int, 2> input{};
     std::array<int, 2> output{};
     std::array<int, 2> errors{};
     for (auto* const ends : {&input, &output, &errors}) {
         if (pipe2(ends->data(), O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
     }
-    std::string program = KEYNOTE_SIMULATOR;
-    std::vector<char*> argv{program.data()};
+    std::vector<char*> argv;
     for (std::string& argument : arguments) argv.push_back(argument.data());
     argv.push_back(nullptr);
     pid_ = fork();
@@ -41,7 +40,7 @@ SimulatorProcess::SimulatorProcess(std::vector<std::string> arguments) {
         dup2(input[0], STDIN_FILENO);
         dup2(output[1], STDOUT_FILENO);
         dup2(errors[1], STDERR_FILENO);
-        execv(program.c_str(), argv.data());
+        execvp(argv.front(), argv.data());
         _exit(127);
     }
     close(input[0]);
@@ -52,7 +51,7 @@ SimulatorProcess::SimulatorProcess(std::vector<std::string> arguments) {
     errors_ = errors[0];
 }
 
-SimulatorProcess::~SimulatorProcess() {
+DrivenProcess::~DrivenProcess() {
     if (!status_) {
         kill(pid_, SIGKILL);
         waitpid(pid_, nullptr, 0);
@@ -60,23 +59,23 @@ SimulatorProcess::~SimulatorProcess() {
     for (int* const descriptor : {&input_, &output_, &errors_}) closeAndForget(*descriptor);
 }
 
-void SimulatorProcess::play(const std::string& command) {
+void DrivenProcess::play(const std::string& command) {
     send(command);
     waitForLine("ok " + command);
 }
 
-void SimulatorProcess::send(const std::string& command) const {
+void DrivenProcess::send(const std::string& command) const {
     const std::string line = command + '\n';
     if (write(input_, line.data(), line.size()) != static_cast<ssize_t>(line.size())) {
-        throw std::runtime_error("the simulator takes no more commands");
+        throw std::runtime_error("the process takes no more commands");
     }
 }
 
-void SimulatorProcess::closeInput() {
+void DrivenProcess::closeInput() {
     closeAndForget(input_);
 }
 
-std::string SimulatorProcess::waitForLine(const std::string& beginning) {
+std::string DrivenProcess::waitForLine(const std::string& beginning) {
     while (true) {
         const auto end = unread_.find('\n');
         if (end != std::string::npos) {
@@ -93,7 +92,7 @@ std::string SimulatorProcess::waitForLine(const std::string& beginning) {
     }
 }
 
-int SimulatorProcess::exitStatus() {
+int DrivenProcess::exitStatus() {
     if (status_) return *status_;
     const auto descriptor = static_cast<int>(syscall(SYS_pidfd_open, pid_, 0));
     waitForInput(descriptor, "the end of the process");
@@ -104,7 +103,7 @@ int SimulatorProcess::exitStatus() {
     return *status_;
 }
 
-std::string SimulatorProcess::complaints() {
+std::string DrivenProcess::complaints() {
     std::string text;
     std::array<char, 4096> buffer{};
     for (ssize_t size = 0; (size = read(errors_, buffer.data(), buffer.size())) > 0;) {

@@ -7,14 +7,15 @@
 
 /// A keynote-simulator under test, driven through its standard input and output. Every wait has a deadline and fails
 /// the test with an exception after it. What still runs at the end is killed.
-class SimulatorProcess {
+class DrivenProcess {
 public:
-    explicit SimulatorProcess(std::vector<std::string> arguments = {"-", "--no-window"});
-    ~SimulatorProcess();
-    SimulatorProcess(const SimulatorProcess&) = delete;
-    SimulatorProcess& operator=(const SimulatorProcess&) = delete;
+    /// The first argument is the program.
+    explicit DrivenProcess(std::vector<std::string> arguments);
+    ~DrivenProcess();
+    DrivenProcess(const DrivenProcess&) = delete;
+    DrivenProcess& operator=(const DrivenProcess&) = delete;
 
-    /// Sends a command and waits until it is acknowledged.
+    /// Sends a command to a simulator and waits until it is acknowledged.
     void play(const std::string& command);
     /// Sends a command and does not wait.
     void send(const std::string& command) const;
