@@ -1,0 +1,34 @@
+#include "KeynoteCaptureService/ServiceDelegate.h"
+#include "platform/linux/LinuxPlatform.h"
+
+#include <CLI/CLI.hpp>
+#include <clocale>
+
+/// The process: wires the platform behind the ports and serves hosts until it is told to end.
+int main(int argc, char** argv) {
+    std::setlocale(LC_ALL, "");
+
+    CLI::App arguments("Watches a presentation program for hosts that record lectures. Started by the session bus.",
+                       "KeynoteCaptureService");
+    arguments.set_version_flag("--version", KCS_VERSION);
+    double idleSeconds = 0;
+    const auto* idle = arguments
+                           .add_option("--exit-when-idle", idleSeconds,
+                                       "End after this many seconds without a host; otherwise run until told to end")
+                           ->type_name("SECONDS")
+                           ->check(CLI::PositiveNumber);
+    try {
+        arguments.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return arguments.exit(error) == 0 ? 0 : 2;
+    }
+
+    LinuxPlatform::Options options;
+    if (idle->count() > 0) options.exitWhenIdle = delayFromSeconds(idleSeconds);
+    LinuxPlatform linuxPlatform(options);
+    installPlatform(&linuxPlatform.platform());
+
+    ServiceDelegate delegate;
+    linuxPlatform.listener().setDelegate(&delegate);
+    return linuxPlatform.listener().resume();
+}
