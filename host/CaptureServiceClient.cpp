@@ -79,6 +79,9 @@ public:
         link->begin();
         return link;
     }
+    virtual ~Link() = default;
+    Link(const Link&) = delete;
+    Link& operator=(const Link&) = delete;
 
     void start(const std::string& directory, const std::string& recording, ErrorReply reply) {
         guarded(reply, [&] {

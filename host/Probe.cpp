@@ -109,13 +109,13 @@ bool Probe::waitUntil(std::chrono::milliseconds atMost, Done done) {
     while (!fatal_ && !done()) {
         const Event event = inbox_.next(deadline);
         if (std::holds_alternative<TimedOut>(event)) return false;
-        std::visit([this](const auto& each) { note(each); }, event);
+        std::visit([this](const auto& each) { this->note(each); }, event);
     }
     return !fatal_;
 }
 
 void Probe::note(const DelegateCall& call) {
-    std::visit([this](const auto& each) { note(each); }, call);
+    std::visit([this](const auto& each) { this->note(each); }, call);
 }
 
 void Probe::note(const ProgramLaunched& /*call*/) {

@@ -18,7 +18,7 @@ public:
 
     std::optional<ExitStatus> operator()(const DelegateCall& call) {
         if (!writer_->write(call)) return outputFailed();
-        std::visit([this](const auto& each) { note(each); }, call);
+        std::visit([this](const auto& each) { this->note(each); }, call);
         if (stopping_ && unfinishedShows_.empty()) return finished();
         return std::nullopt;
     }

@@ -28,6 +28,7 @@ ChildProcess::ChildProcess(std::vector<std::string> arguments, const std::string
     std::array<int, 2> errors{};
     if (pipe2(output.data(), O_CLOEXEC) != 0 || pipe2(errors.data(), O_CLOEXEC) != 0) throw std::runtime_error("pipe");
     std::vector<char*> argv;
+    argv.reserve(arguments.size() + 1);
     for (auto& each : arguments) argv.push_back(each.data());
     argv.push_back(nullptr);
     pid_ = fork();

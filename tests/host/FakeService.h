@@ -44,7 +44,7 @@ public:
     /// `reactions` run on the bus thread when the named operation has arrived. Refused starts get error code 1.
     explicit FakeService(const std::string& address, std::map<std::string, Reaction> reactions = {},
                          Starts starts = Starts::accepted);
-    ~FakeService() = default;
+    virtual ~FakeService() = default;
     FakeService(const FakeService&) = delete;
     FakeService& operator=(const FakeService&) = delete;
 

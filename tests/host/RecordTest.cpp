@@ -76,10 +76,9 @@ TEST_F(RecordTest, WritesAlignedLinesThatHostileNamesCannotGarble) {
     host.slideDeckPresentedSlide("ID", 7, 1772716029123456, "file:///captures/ID/slide.007.jpg");
     host.stoppedPresenting("ID", errorStruct(5));
     const std::string time = "[0-9][0-9]:[0-9][0-9]:[0-9][0-9]\\.[0-9][0-9][0-9]  ";
-    EXPECT_THAT(
-        tool.readLine().value(),
-        MatchesRegex(time + "show started         /a\\\\nb\\\\u\\{1b\\}\\[2J\xEF\xBF\xBD\\\\u\\{202e\\}\\.key, "
-                            "archived as /captures/ID/ID\\.key, error: two\\\\nlines"));
+    EXPECT_THAT(tool.readLine().value(),
+                MatchesRegex(time + "show started         /a\\\\nb\\\\u\\{1b\\}\\[2J\xEF\xBF\xBD\\\\u\\{202e\\}\\.key, "
+                                    "archived as /captures/ID/ID\\.key, error: two\\\\nlines"));
     EXPECT_THAT(tool.readLine().value(),
                 MatchesRegex("..:07:09\\.123  slide             7  /captures/ID/slide\\.007\\.jpg"));
     EXPECT_THAT(tool.readLine().value(), MatchesRegex(time + "show ended  +error: Not all slide images arrived.*"));
