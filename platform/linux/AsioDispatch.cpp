@@ -49,7 +49,7 @@ Duration clampedDelay(Duration delay) {
 
 }  // namespace
 
-/// What queues share.
+/// What queues share. It lives as long as any of them, so that one which outlives the dispatch does no harm.
 struct AsioDispatch::Core {
     explicit Core(ConsoleLog& log) : consoleLog(log) {}
 
@@ -68,7 +68,6 @@ struct AsioDispatch::Core {
     EventLoop pool{kPoolThreads};
     const asio::executor_work_guard<asio::io_context::executor_type> mainWork{main.get_executor()};
     const asio::executor_work_guard<asio::io_context::executor_type> poolWork{pool.get_executor()};
-    std::unique_ptr<Queue> mainQueue;
 
     std::mutex mutex;                     ///< guards what follows
     std::condition_variable syncChanged;  ///< a task of `sync` has ended, or the main loop has
@@ -80,8 +79,8 @@ struct AsioDispatch::Core {
 /// A queue: a serial executor with a label. Tasks know the queue weakly, so they end with it.
 class AsioDispatch::Queue final : public DispatchQueue {
 public:
-    Queue(Core& core, asio::any_io_executor executor, std::string label)
-        : self_(std::make_shared<const Self>(Self{core, std::move(executor), std::move(label)})) {}
+    Queue(std::shared_ptr<Core> core, asio::any_io_executor executor, std::string label, bool isMain = false)
+        : self_(std::make_shared<const Self>(Self{std::move(core), std::move(executor), std::move(label), isMain})) {}
 
     void async(Task task) override {
         asio::post(self_->executor, [queue = Weak(self_), task = std::move(task)] { run(queue, task); });
@@ -96,14 +95,15 @@ private:
     friend class TimerHandle;
 
     struct Self {
-        Core& core;
+        std::shared_ptr<Core> core;  // before the executor, which needs it to the end
         asio::any_io_executor executor;
         std::string label;
+        bool isMain = false;
     };
     using Weak = std::weak_ptr<const Self>;
 
     static void run(const Weak& queue, const Task& task) {
-        if (const auto self = queue.lock()) runTask(task, self->label, self->core.consoleLog);
+        if (const auto self = queue.lock()) runTask(task, self->label, self->core->consoleLog);
     }
 
     const std::shared_ptr<const Self> self_;
@@ -147,8 +147,8 @@ private:
 
 class AsioDispatch::TimerHandle final : public Registration {
 public:
-    TimerHandle(std::shared_ptr<Timer> timer, asio::any_io_executor executor)
-        : timer_(std::move(timer)), executor_(std::move(executor)) {}
+    TimerHandle(const Queue::Self& queue, std::shared_ptr<Timer> timer)
+        : core_(queue.core), executor_(queue.executor), timer_(std::move(timer)) {}
     ~TimerHandle() override {
         timer_->cancel();
         // The wait ends on the queue, which also frees the handler there, never in the middle of its own call.
@@ -158,8 +158,9 @@ public:
     TimerHandle& operator=(const TimerHandle&) = delete;
 
 private:
+    const std::shared_ptr<Core> core_;  // first, because the others need it to the end
+    const asio::any_io_executor executor_;
     std::shared_ptr<Timer> timer_;
-    asio::any_io_executor executor_;
 };
 
 void AsioDispatch::Queue::after(Duration delay, Task task) {
@@ -170,7 +171,7 @@ void AsioDispatch::Queue::after(Duration delay, Task task) {
 }
 
 void AsioDispatch::Queue::sync(const Task& task) {
-    Core& core = self_->core;
+    Core& core = *self_->core;
     bool done = false;
     asio::post(self_->executor, [&] {
         runTask(task, self_->label, core.consoleLog);
@@ -178,20 +179,19 @@ void AsioDispatch::Queue::sync(const Task& task) {
         done = true;
         core.syncChanged.notify_all();
     });
-    const bool isMain = this == core.mainQueue.get();
     std::unique_lock lock(core.mutex);
-    core.syncChanged.wait(lock, [&] { return done || (isMain && core.mainLoopEnded); });
+    core.syncChanged.wait(lock, [&] { return done || (self_->isMain && core.mainLoopEnded); });
 }
 
 Handle AsioDispatch::Queue::makeTimer(const TimerSchedule& schedule, Task handler) {
     auto timer = std::make_shared<Timer>(self_, schedule, std::move(handler));
     timer->wait();
-    return std::make_unique<TimerHandle>(std::move(timer), self_->executor);
+    return std::make_unique<TimerHandle>(*self_, std::move(timer));
 }
 
-AsioDispatch::AsioDispatch(ConsoleLog& consoleLog) : core_(std::make_unique<Core>(consoleLog)) {
-    core_->mainQueue = std::make_unique<Queue>(*core_, core_->main.get_executor(), "main");
-}
+AsioDispatch::AsioDispatch(ConsoleLog& consoleLog)
+    : core_(std::make_shared<Core>(consoleLog)),
+      mainQueue_(std::make_unique<Queue>(core_, core_->main.get_executor(), "main", true)) {}
 
 AsioDispatch::~AsioDispatch() {
     core_->endMainLoop();
@@ -202,13 +202,13 @@ AsioDispatch::~AsioDispatch() {
 }
 
 DispatchQueue& AsioDispatch::mainQueue() {
-    return *core_->mainQueue;
+    return *mainQueue_;
 }
 
 std::shared_ptr<DispatchQueue> AsioDispatch::makeSerialQueue(std::string label) {
     const std::lock_guard lock(core_->mutex);
     core_->startPool();
-    return std::make_shared<Queue>(*core_, asio::make_strand(core_->pool.get_executor()), std::move(label));
+    return std::make_shared<Queue>(core_, asio::make_strand(core_->pool.get_executor()), std::move(label));
 }
 
 int AsioDispatch::run() {

@@ -12,8 +12,8 @@ class ConsoleLog;
 /// task could then wait for the thread that its caller holds.
 ///
 /// A task that throws is reported on the console log and otherwise ignored. A timer's leeway is not used: a tick comes
-/// as soon as it is due. The dispatch must outlive its queues and timers. Destroying it waits for tasks that are under
-/// way and drops the others.
+/// as soon as it is due. Destroying the dispatch waits for tasks that are under way and drops the others; queues and
+/// timers that are still held then never run again.
 class AsioDispatch final : public Dispatch {
 public:
     /// The console log must outlive the dispatch.
@@ -37,5 +37,6 @@ private:
     class Queue;
     class Timer;
     class TimerHandle;
-    const std::unique_ptr<Core> core_;
+    const std::shared_ptr<Core> core_;
+    const std::unique_ptr<Queue> mainQueue_;
 };

@@ -112,13 +112,17 @@ TEST_F(AsioDispatchTest, EndsWithTasksWaitingThatOwnQueuesAndTimers) {
         load->timers[1] = queue->makeTimer({1h, 1h, 0s}, [alive] {});
         return load;
     };
-    const auto queue = own->makeSerialQueue("queue");
+    auto queue = own->makeSerialQueue("queue");
     main.async([load = makeLoad()] {});
     main.after(1h, [load = makeLoad()] {});
     queue->after(1h, [load = makeLoad()] {});
     auto timer = main.makeTimer({1h, 1h, 0s}, [load = makeLoad()] {});
     main.async([timer = std::shared_ptr<Registration>(std::move(timer))] {});
+    Handle held = queue->makeTimer({1h, 1h, 0s}, [alive] {});
     own.reset();
+    queue->async([] {});
+    held.reset();
+    queue.reset();
     EXPECT_EQ(alive.use_count(), 1) << "something that waited was never freed";
 }
 

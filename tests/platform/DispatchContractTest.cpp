@@ -126,8 +126,10 @@ TEST_P(DispatchContract, RunsTheTasksOfAQueueInOrderAndOneAtATime) {
     }
     std::vector<int> expected(kTasks);
     for (int i = 0; i < kTasks; ++i) expected[static_cast<std::size_t>(i)] = i;
-    for (auto& mine : progress) {
+    for (std::size_t q = 0; q < queues.size(); ++q) {
+        auto& mine = progress[q];
         EXPECT_TRUE(harness->runUntil([&] { return mine.order.size() == kTasks; }));
+        queues[q]->sync([] {});
         EXPECT_EQ(mine.order.entries(), expected);
         EXPECT_FALSE(mine.overlapped);
     }
@@ -144,6 +146,7 @@ TEST_P(DispatchContract, RunsATaskSubmittedByATaskAfterIt) {
         queue->async([&] { order.add(2); });
     });
     EXPECT_TRUE(harness->runUntil([&] { return order.size() == 3; }));
+    queue->sync([] {});
     EXPECT_EQ(order.entries(), (std::vector{1, 2, 3}));
 }
 
@@ -171,6 +174,7 @@ TEST_P(DispatchContract, RunsDelayedTasksByDeadlineAndNotEarly) {
     }
     queue->after(Duration::max(), [&] { order.add(0s); });
     EXPECT_TRUE(harness->runUntil([&] { return order.size() == 3; }));
+    queue->sync([] {});
     EXPECT_EQ(order.entries(), (std::vector<Duration>{-1h, 30ms, 60ms}));
 }
 
@@ -233,6 +237,7 @@ TEST_P(DispatchContract, TimerIsSilentOnceItIsDroppedOnItsQueueThoughATickIsDue)
         dropped = true;
     });
     EXPECT_TRUE(harness->runUntil([&] { return dropped.load(); }));
+    queue->sync([] {});
     harness->runFor(30ms);
     EXPECT_EQ(ticks, ticksAtDrop);
 }
