@@ -1,0 +1,94 @@
+#include <gtest/gtest.h>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <regex>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+/// Which folders of ours the files of a folder may include, besides its own. The longest matching folder counts.
+const std::map<std::string, std::set<std::string>> kMayInclude = {
+    {"KeynoteCaptureService", {"recorder-shared", "MacShared", "ports"}},
+    {"recorder-shared", {"MacShared", "ports"}},
+    {"MacShared", {"ports"}},
+    {"ports", {}},
+    {"platform/linux", {"ports", "bus"}},
+    {"platform/simulated", {"ports"}},
+    {"bus", {"ports"}},
+    {"presenters/simulator", {"bus", "ports", "platform/simulated"}},
+    {"presenters/impress", {"bus", "ports"}},
+    {"host", {"bus", "MacShared", "ports"}},
+};
+
+/// The wiring: the one file of the product that knows the platform.
+const fs::path kWiring = "KeynoteCaptureService/main.cpp";
+
+/// What the product gets from the ports instead: time, threads, descriptors, systems and buses.
+const std::regex kForbiddenInProduct(
+    R"(<(sdbus-c\+\+|systemd|boost|xcb|unistd\.h|fcntl\.h|thread|dlfcn\.h|sys/(?!types\.h))|_clock::now|sleep_(for|until)|)"
+    R"(#\s*if.*(__linux__|__APPLE__|_WIN32))");
+const std::set<std::string> kProduct = {"KeynoteCaptureService", "recorder-shared", "MacShared", "MacShared/SOAP"};
+
+std::string folderOf(const fs::path& file) {
+    return file.parent_path().generic_string();
+}
+
+std::vector<fs::path> sources(const std::string& folder) {
+    std::vector<fs::path> files;
+    const fs::path root = KCS_SOURCE_DIR;
+    for (const auto& entry : fs::recursive_directory_iterator(root / folder)) {
+        const auto extension = entry.path().extension();
+        if (extension == ".h" || extension == ".cpp") files.push_back(entry.path().lexically_relative(root));
+    }
+    return files;
+}
+
+std::vector<std::string> linesOf(const fs::path& file) {
+    std::ifstream in(fs::path(KCS_SOURCE_DIR) / file);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(in, line);) lines.push_back(line);
+    return lines;
+}
+
+bool isBelow(const std::string& folder, const std::string& parent) {
+    return folder == parent || folder.starts_with(parent + "/");
+}
+
+TEST(Architecture, FoldersIncludeOnlyWhatTheyMay) {
+    const std::regex include(R"re(^\s*#\s*include\s*"([^"]+)")re");
+    std::size_t seen = 0;
+    for (const auto& [folder, allowed] : kMayInclude) {
+        for (const fs::path& file : sources(folder)) {
+            if (file == kWiring) continue;
+            for (const std::string& line : linesOf(file)) {
+                std::smatch match;
+                if (!std::regex_search(line, match, include)) continue;
+                ++seen;
+                const std::string included = folderOf(match[1].str());
+                bool fine = isBelow(included, folder);
+                for (const std::string& other : allowed) fine = fine || isBelow(included, other);
+                EXPECT_TRUE(fine) << file << " must not include " << match[1];
+            }
+        }
+    }
+    EXPECT_GT(seen, 100U) << "the test looks at the wrong place";
+}
+
+TEST(Architecture, ProductTouchesThePlatformThroughPortsOnly) {
+    for (const std::string& folder : kProduct) {
+        if (!fs::exists(fs::path(KCS_SOURCE_DIR) / folder)) continue;
+        for (const fs::path& file : sources(folder)) {
+            if (file == kWiring) continue;
+            for (const std::string& line : linesOf(file)) {
+                EXPECT_FALSE(std::regex_search(line, kForbiddenInProduct)) << file << ": " << line;
+            }
+        }
+    }
+}
+
+}  // namespace
