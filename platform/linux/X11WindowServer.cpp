@@ -65,7 +65,7 @@ public:
         const auto candidates = visibleWindows();
         std::vector<Questions> questions;
         questions.reserve(candidates.size());
-        for (const auto window : candidates) questions.push_back(ask(window));
+        for (const auto& candidate : candidates) questions.push_back(ask(candidate));
         std::vector<WindowRecord> records;
         for (const auto& question : questions) {
             if (auto record = answer(question)) records.push_back(std::move(*record));
@@ -96,9 +96,15 @@ public:
     }
 
 private:
+    struct Candidate {
+        xcb_window_t window = XCB_NONE;
+        bool framed = false;  ///< inside a frame of the window manager
+        xcb_get_window_attributes_cookie_t attributes{};
+    };
+
     /// What is asked about one window.
     struct Questions {
-        xcb_window_t window = XCB_NONE;
+        Candidate candidate;
         xcb_get_geometry_cookie_t geometry{};
         xcb_translate_coordinates_cookie_t origin{};
         xcb_get_property_cookie_t process{};
@@ -139,35 +145,27 @@ private:
     }
 
     /// The windows on screen that may be somebody's, front window first: two round trips.
-    [[nodiscard]] WindowIDs visibleWindows() {
-        const auto managerCookie = property(screen_->root, atoms_._NET_SUPPORTING_WM_CHECK, 1);
+    [[nodiscard]] std::vector<Candidate> visibleWindows() {
         const auto managedCookie = property(screen_->root, atoms_._NET_CLIENT_LIST_STACKING, kMostWindows);
         const auto treeCookie = xcb_query_tree(connection_, screen_->root);
-        const auto manager = valuesOf(reply(managerCookie));
         WindowIDs managed = valuesOf(reply(managedCookie));
-        WindowIDs topLevel = childrenFrom(treeCookie);
-        std::reverse(managed.begin(), managed.end());
-        std::reverse(topLevel.begin(), topLevel.end());
+        const WindowIDs topLevel = childrenFrom(treeCookie);
 
-        // The list of a window manager that died stays behind; its check window does not.
-        const auto checkCookie =
-            property(manager.empty() ? screen_->root : manager.front(), atoms_._NET_SUPPORTING_WM_CHECK, 1);
-        const auto managedStates = askStates(managed);
-        const auto topLevelStates = askStates(topLevel);
-        const bool hasManager = !manager.empty() && valuesOf(reply(checkCookie)) == manager;
-
-        WindowIDs visible;
-        for (std::size_t i = 0; i < topLevel.size(); ++i) {
-            const auto state = stateFrom(topLevelStates[i]);
-            const bool known = std::find(managed.begin(), managed.end(), topLevel[i]) != managed.end();
-            const bool counts = !hasManager || (state && state->override_redirect != 0 && !known);
-            if (counts && isVisible(state)) visible.push_back(topLevel[i]);
+        std::vector<Candidate> candidates;
+        for (auto window = topLevel.rbegin(); window != topLevel.rend(); ++window) {
+            // What stays in the list of a window manager that died is top-level again.
+            const auto last = std::remove(managed.begin(), managed.end(), *window);
+            managed.erase(last, managed.end());
+            candidates.push_back({*window, false, {}});
         }
-        for (std::size_t i = 0; i < managed.size(); ++i) {
-            const auto state = stateFrom(managedStates[i]);
-            if (hasManager && isVisible(state)) visible.push_back(managed[i]);
+        for (auto window = managed.rbegin(); window != managed.rend(); ++window) {
+            candidates.push_back({*window, true, {}});
         }
-        return visible;
+        for (auto& [window, framed, cookie] : candidates) cookie = xcb_get_window_attributes(connection_, window);
+        const auto last = std::remove_if(candidates.begin(), candidates.end(),
+                                         [this](const Candidate& candidate) { return !isVisible(candidate); });
+        candidates.erase(last, candidates.end());
+        return candidates;
     }
 
     [[nodiscard]] WindowIDs childrenFrom(xcb_query_tree_cookie_t cookie) {
@@ -178,22 +176,16 @@ private:
         return {children, children + std::min(count, kMostWindows)};
     }
 
-    [[nodiscard]] std::vector<xcb_get_window_attributes_cookie_t> askStates(const WindowIDs& windows) {
-        std::vector<xcb_get_window_attributes_cookie_t> cookies;
-        cookies.reserve(windows.size());
-        for (const auto window : windows) cookies.push_back(xcb_get_window_attributes(connection_, window));
-        return cookies;
-    }
-    [[nodiscard]] Reply<xcb_get_window_attributes_reply_t> stateFrom(xcb_get_window_attributes_cookie_t cookie) {
-        return Reply<xcb_get_window_attributes_reply_t>(xcb_get_window_attributes_reply(connection_, cookie, nullptr));
-    }
-    [[nodiscard]] static bool isVisible(const Reply<xcb_get_window_attributes_reply_t>& state) {
+    [[nodiscard]] bool isVisible(const Candidate& candidate) {
+        const Reply<xcb_get_window_attributes_reply_t> state(
+            xcb_get_window_attributes_reply(connection_, candidate.attributes, nullptr));
         return state && state->map_state == XCB_MAP_STATE_VIEWABLE && state->_class == XCB_WINDOW_CLASS_INPUT_OUTPUT;
     }
 
-    [[nodiscard]] Questions ask(xcb_window_t window) {
+    [[nodiscard]] Questions ask(const Candidate& candidate) {
+        const auto window = candidate.window;
         Questions questions;
-        questions.window = window;
+        questions.candidate = candidate;
         questions.geometry = xcb_get_geometry(connection_, window);
         questions.origin = xcb_translate_coordinates(connection_, window, screen_->root, 0, 0);
         questions.process = property(window, atoms_._NET_WM_PID, 1);
@@ -204,7 +196,8 @@ private:
         return questions;
     }
 
-    /// Nothing for a window that has gone, tells no process, or is the desktop. Takes every reply in any case.
+    /// Nothing for a window that has gone, is the desktop, or tells no process, as frames do not. Takes every reply in
+    /// any case.
     [[nodiscard]] std::optional<WindowRecord> answer(const Questions& questions) {
         const Reply<xcb_get_geometry_reply_t> geometry(
             xcb_get_geometry_reply(connection_, questions.geometry, nullptr));
@@ -219,7 +212,7 @@ private:
         if (!geometry || !origin || process.size() != 1 || isDesktop) return std::nullopt;
 
         // The frame's widths at the left, right, top and bottom; without a frame, the window's own border.
-        if (frame.size() != 4) frame.assign(4, geometry->border_width);
+        if (!questions.candidate.framed || frame.size() != 4) frame.assign(4, geometry->border_width);
         const auto [left, right, top, bottom] =
             std::array{double(frame[0]), double(frame[1]), double(frame[2]), double(frame[3])};
         WindowRecord record;
@@ -227,7 +220,7 @@ private:
         record.bounds = {origin->dst_x - left, origin->dst_y - top, geometry->width + left + right,
                          geometry->height + top + bottom};
         record.name = name ? std::move(name) : oldName;
-        record.number = questions.window;
+        record.number = questions.candidate.window;
         return record;
     }
 

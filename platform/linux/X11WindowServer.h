@@ -10,9 +10,9 @@ class ConsoleLog;
 
 /// The windows and screens of the X11 display that `DISPLAY` names.
 ///
-/// With a window manager that tells its windows (EWMH) these are listed with their frames; windows that bypass it,
-/// as some programs' shows do, come in front. Without one, the display's top-level windows are listed as they are.
-/// Only windows on screen that tell their process count. Front window first.
+/// Windows that a window manager (EWMH) has framed are listed with their frames, behind the windows that it has not:
+/// these are all of them without a window manager, and with one those that bypass it, as some programs' shows do. Only
+/// windows on screen that tell their process count. Front window first.
 ///
 /// Asking takes three round trips to the display, whatever the number of windows. Without a display both lists are
 /// empty and the log says so once; the display is tried again every three seconds. Windows of other systems (native

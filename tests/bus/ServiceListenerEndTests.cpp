@@ -1,0 +1,66 @@
+#include "tests/bus/ListenerTest.h"
+
+namespace {
+
+TEST_F(ListenerTest, EndsWhenTheBusGoesAway) {
+    TestHost host;
+    ASSERT_EQ(host.call("stopPresenting"), "ok");
+    daemon.end();
+    runner.join();
+    EXPECT_EQ(status, 1);
+    EXPECT_EQ(consoleLog.notes.lines(),
+              std::vector<std::string>{"Lost the connection to the session bus; the capture service ends."});
+    delegate.hosts.front()->detectedKeynoteTerminated();
+}
+
+TEST_F(ListenerTest, RefusesToRunBesideAnotherService) {
+    NotedConsoleLog secondLog;
+    AsioDispatch secondDispatch(secondLog);
+    DBusServiceListener second(SessionBus::open(problem), secondDispatch, secondLog, {});
+    second.setDelegate(&delegate);
+    EXPECT_EQ(second.resume(), 1);
+    ASSERT_EQ(secondLog.notes.lines().size(), 1U);
+    EXPECT_NE(secondLog.notes.lines().front().find("Is another capture service running?"), std::string::npos);
+    TestHost host;
+    EXPECT_EQ(host.call("stopPresenting"), "ok");
+}
+
+TEST_F(ListenerTest, AnswersNothingToCallsThatEndWithIt) {
+    TestHost host;
+    std::string outcome;
+    std::thread waiting([&] { outcome = host.start("hold"); });
+    ASSERT_EQ(delegate.notes.waitFor(1).back(), "1 start /tmp/c hold");
+    EXPECT_EQ(end(), 0);
+    delegate.held.clear();
+    daemon.end();
+    waiting.join();
+    EXPECT_NE(outcome, "ok");
+}
+
+TEST_F(ListenerTest, EndsUnusedOnlyWithoutHosts) {
+    auto host = std::make_unique<TestHost>();
+    ASSERT_EQ(host->call("stopPresenting"), "ok");
+    listener.endIfUnused();
+    // The request is served before the next call of this host.
+    ASSERT_EQ(host->call("stopPresenting"), "ok");
+    EXPECT_TRUE(eventually([&] { return isNameOwned(); }));
+    EXPECT_EQ(status, -1);
+    host.reset();
+    ASSERT_TRUE(eventually([&] { return left == 1; }));
+    listener.endIfUnused();
+    runner.join();
+    EXPECT_EQ(status, 0);
+}
+
+TEST(SessionBus, SaysWhyItCannotBeReached) {
+    ::setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
+    std::string problem;
+    EXPECT_EQ(SessionBus::open(problem), nullptr);
+    EXPECT_NE(problem.find("Cannot reach the session bus"), std::string::npos) << problem;
+    NotedConsoleLog log;
+    AsioDispatch dispatch(log);
+    DBusServiceListener listener(nullptr, dispatch, log, {});
+    EXPECT_EQ(listener.resume(), 1);
+}
+
+}  // namespace

@@ -1,0 +1,166 @@
+#include "platform/linux/DBusWorkspace.h"
+#include "tests/bus/FakeProgram.h"
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+/// A workspace on a running bus, with a main queue that runs on a thread and an observer that notes the list.
+class WorkspaceTest : public testing::Test {
+protected:
+    void begin() {
+        workspace =
+            std::make_unique<DBusWorkspace>(sessionBus, dispatch.mainQueue(), std::vector<std::string>{kKeynote});
+        observation = workspace->observeRunningApplications([this] { observed.add(list()); });
+        sessionBus->start([] {});
+        mainLoop = std::thread([this] { static_cast<void>(dispatch.run()); });
+    }
+    void TearDown() override {
+        dispatch.stop(0);
+        if (mainLoop.joinable()) mainLoop.join();
+        sessionBus->stop();
+        workspace.reset();
+        observation.reset();
+    }
+
+    [[nodiscard]] std::string list() const {
+        std::string text;
+        for (const auto& application : workspace->runningApplications()) {
+            text += fmt::format("{} ", application->processIdentifier());
+        }
+        return text;
+    }
+    [[nodiscard]] bool becomes(const std::string& expected) const {
+        return eventually([&] { return list() == expected; });
+    }
+    static FakeProgram::Facts program(int number, std::uint32_t process) {
+        FakeProgram::Facts facts;
+        facts.name = fmt::format("{}.instance{}", kKeynote, number);
+        facts.process = sdbus::Variant(process);
+        return facts;
+    }
+
+    PrivateBus daemon;
+    NotedConsoleLog consoleLog;
+    AsioDispatch dispatch{consoleLog};
+    std::string problem;
+    std::shared_ptr<SessionBus> sessionBus = SessionBus::open(problem);
+    std::unique_ptr<DBusWorkspace> workspace;
+    Notes observed;
+    Handle observation;
+    std::thread mainLoop;
+};
+
+TEST_F(WorkspaceTest, ListsProgramsInTheOrderInWhichTheyAppeared) {
+    const FakeProgram before1(program(9, 11));
+    const FakeProgram before2(program(3, 12));
+    const FakeProgram before3(program(5, 13));
+    begin();
+    EXPECT_TRUE(becomes("11 12 13 ")) << list();
+    auto seen = std::make_unique<FakeProgram>(program(1, 14));
+    EXPECT_TRUE(becomes("11 12 13 14 ")) << list();
+    const FakeProgram last(program(2, 15));
+    EXPECT_TRUE(becomes("11 12 13 14 15 ")) << list();
+    seen.reset();
+    EXPECT_TRUE(becomes("11 12 13 15 ")) << list();
+
+    const auto application = workspace->runningApplications().front();
+    EXPECT_EQ(application->bundleIdentifier(), kKeynote);
+    EXPECT_EQ(application->bundleURL(), "/Applications/Keynote.app");
+    EXPECT_EQ(workspace->busNameOfProcess(15), last.uniqueName());
+    EXPECT_EQ(workspace->busNameOfProcess(14), std::nullopt);
+    EXPECT_TRUE(eventually([&] { return observed.lines().back() == "11 12 13 15 "; }));
+    EXPECT_EQ(observed.lines().front(), "") << "the observer is called at once";
+}
+
+TEST_F(WorkspaceTest, FollowsAChangedProcess) {
+    FakeProgram keynote(program(1, 20));
+    begin();
+    ASSERT_TRUE(becomes("20 "));
+    const auto application = workspace->runningApplications().front();
+    Notes changes;
+    Handle observer;
+    dispatch.mainQueue().sync([&] {
+        observer = application->observeProcessIdentifier(
+            [&] { changes.add(fmt::format("{}", application->processIdentifier())); });
+    });
+    keynote.changeProcess(21);
+    EXPECT_EQ(changes.waitFor(2), (Lines{"20", "21"}));
+    keynote.changeProcess(21);
+    keynote.changeProcess(0);
+    keynote.changeProcess(0x80000000U);
+    keynote.changeProcess(22);
+    EXPECT_EQ(changes.waitFor(3), (Lines{"20", "21", "22"})) << "only real changes count";
+    EXPECT_EQ(workspace->busNameOfProcess(22), keynote.uniqueName());
+
+    dispatch.mainQueue().sync([&] { observer.reset(); });
+    keynote.changeProcess(23);
+    ASSERT_TRUE(becomes("23 "));
+    dispatch.mainQueue().sync([] {});
+    EXPECT_EQ(changes.lines().size(), 3U);
+}
+
+TEST_F(WorkspaceTest, HearsNobodyElseAboutAProcess) {
+    FakeProgram keynote(program(1, 20));
+    auto facts = program(1, 66);
+    facts.name = "org.example.Impostor";
+    FakeProgram impostor(facts);
+    begin();
+    ASSERT_TRUE(becomes("20 "));
+    impostor.changeProcess(67);
+    keynote.changeProcess(21);
+    EXPECT_TRUE(becomes("21 "));
+}
+
+TEST_F(WorkspaceTest, NeverListsProgramsThatDoNotTellSensibly) {
+    begin();
+    std::vector<FakeProgram::Facts> bad(9, program(0, 30));
+    bad[0].answers = false;
+    bad[1].process = sdbus::Variant(std::int32_t{30});
+    bad[2].process = sdbus::Variant(std::uint32_t{0});
+    bad[3].process = sdbus::Variant(std::uint32_t{0xFFFFFFFF});
+    bad[4].identifier = sdbus::Variant(std::string("com.apple.iWork.Pages"));
+    bad[5].identifier = sdbus::Variant(std::uint32_t{1});
+    bad[6].url = sdbus::Variant(std::string("http://example.org/Keynote.app"));
+    bad[7].url = sdbus::Variant("file:///" + std::string(20000, 'a'));
+    bad[8].url = sdbus::Variant(std::uint32_t{1});
+    std::vector<std::unique_ptr<FakeProgram>> programs;
+    for (std::size_t i = 0; i < bad.size(); ++i) {
+        bad[i].name = fmt::format("{}.instance{}", kKeynote, 100 + i);
+        programs.push_back(std::make_unique<FakeProgram>(bad[i]));
+    }
+    auto stranger = program(1, 31);
+    stranger.name = std::string(kKeynote) + "Else.instance1";
+    const FakeProgram notWatched(stranger);
+    auto foreign = program(1, 31);
+    foreign.name = std::string(kKeynote) + ".helper";
+    const FakeProgram noInstance(foreign);
+    // Programs are asked in their order, so those before have answered once this one has.
+    const FakeProgram good(program(1, 32));
+    EXPECT_TRUE(becomes("32 ")) << list();
+    sessionBus->post([&] { observed.add("settled"); });
+    ASSERT_TRUE(eventually([&] { return observed.count("settled") == 1; }));
+    EXPECT_EQ(list(), "32 ");
+}
+
+TEST_F(WorkspaceTest, AsksAgainWhenANameChangesHands) {
+    begin();
+    auto first = std::make_unique<FakeProgram>(program(1, 40));
+    ASSERT_TRUE(becomes("40 "));
+    const auto record = workspace->runningApplications().front();
+    first->leaveName();
+    const FakeProgram second(program(1, 41));
+    EXPECT_TRUE(becomes("41 "));
+    EXPECT_NE(workspace->runningApplications().front(), record);
+    EXPECT_EQ(record->processIdentifier(), 40) << "the old record stays as it was";
+}
+
+TEST_F(WorkspaceTest, OutlivesTheBus) {
+    const FakeProgram keynote(program(1, 50));
+    begin();
+    ASSERT_TRUE(becomes("50 "));
+    daemon.end();
+    EXPECT_EQ(list(), "50 ");
+}
+
+}  // namespace
