@@ -15,15 +15,20 @@ namespace {
 
 /// Shorter than a caller's own half second, so that it hears why.
 constexpr auto kPatience = 400ms;
+constexpr auto kPatienceWhileSaving = 100ms;
 
 sdbus::Error refusal(const std::string& sentence) {
     return {bus::kProgramFailed, sentence};
 }
 
+sdbus::Error noAnswer() {
+    return refusal("LibreOffice does not answer. Try again.");
+}
+
 std::filesystem::path pathFrom(const std::string& url) {
-    auto path = bus::pathFromURL(url);
-    if (!path || !path->has_filename()) throw refusal("Not the URL of a file: pass one like file:///home/me/copy.key.");
-    return *path;
+    const auto path = bus::pathFromURL(url);
+    if (!path) throw refusal("Not a file URL: pass one like file:///home/me/slides.");
+    return path->has_filename() ? *path : path->parent_path();
 }
 
 template <typename Value>
@@ -55,6 +60,19 @@ std::filesystem::path bundleDirectory() {
     return {};
 }
 
+constexpr auto kState = [](Office& office) { return office.state(); };
+
+std::map<std::string, sdbus::Variant> dictionaryFrom(const OfficeState& state) {
+    std::map<std::string, sdbus::Variant> result{{"playing", sdbus::Variant(state.playing)}};
+    if (!state.document) return result;
+    result.emplace("documentID", sdbus::Variant(state.document->id));
+    result.emplace("slideNumber", sdbus::Variant(state.document->slideNumber));
+    if (const auto file = bus::pathFromURL(state.document->url)) {
+        result.emplace("documentFile", sdbus::Variant(bus::urlFromPath(*file)));
+    }
+    return result;
+}
+
 /// Runs work for which nobody waits; its failure goes to standard error.
 void runLogged(const char* what, const std::function<void()>& work) {
     try {
@@ -75,33 +93,35 @@ ImpressProgram::~ImpressProgram() {
     unregisterAdaptor();
 }
 
-/// The answer to a question about the office; throws the refusal that the caller of the bus gets.
+/// The office's answer, or nothing when it did not come in time; throws the refusal that the caller of the bus gets.
 template <typename Question>
-auto ImpressProgram::ask(Question question) {
+auto ImpressProgram::tryAsk(Question question, std::chrono::milliseconds patience) {
     try {
-        auto answer = officeThread_.ask(
+        return officeThread_.ask(
             [this, question] {
                 if (!office_) office_.emplace(connection_.context());
                 return question(*office_);
             },
-            kPatience);
-        if (!answer) throw refusal("LibreOffice does not answer. Try again.");
-        return *answer;
+            patience);
     } catch (const css::uno::Exception& exception) {
         throw refusal("LibreOffice failed: " + textFrom(exception));
     }
 }
 
+template <typename Question>
+auto ImpressProgram::ask(Question question) {
+    auto answer = tryAsk(question, kPatience);
+    if (!answer) throw noAnswer();
+    return *answer;
+}
+
 std::map<std::string, sdbus::Variant> ImpressProgram::presentingState() {
-    const OfficeState state = ask([](Office& office) { return office.state(); });
-    std::map<std::string, sdbus::Variant> result{{"playing", sdbus::Variant(state.playing)}};
-    if (!state.document) return result;
-    result.emplace("documentID", sdbus::Variant(state.document->id));
-    result.emplace("slideNumber", sdbus::Variant(state.document->slideNumber));
-    if (const auto file = bus::pathFromURL(state.document->url)) {
-        result.emplace("documentFile", sdbus::Variant(bus::urlFromPath(*file)));
+    if (auto state = tryAsk(kState, saving_ ? kPatienceWhileSaving : kPatience)) {
+        lastState_ = std::move(*state);
+    } else if (!saving_) {
+        throw noAnswer();
     }
-    return result;
+    return dictionaryFrom(lastState_);
 }
 
 std::vector<sdbus::Struct<std::string, sdbus::Struct<double, double, double, double>, int64_t, int64_t>>
@@ -116,7 +136,12 @@ ImpressProgram::windows() {
 
 void ImpressProgram::save(const std::string& documentID, const std::string& targetURL) {
     DocumentCopy copy{documentWithID(documentID), pathFrom(targetURL)};
-    accept([copy = std::move(copy)] { runLogged("Saving a copy", [&] { copy.run(); }); });
+    lastState_ = ask(kState);
+    accept([this, copy = std::move(copy)] {
+        saving_ = true;
+        runLogged("Saving a copy", [&] { copy.run(); });
+        saving_ = false;
+    });
 }
 
 void ImpressProgram::stop(const std::string& documentID) {

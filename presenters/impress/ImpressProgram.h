@@ -6,15 +6,16 @@
 #include "presenters/impress/OfficeConnection.h"
 #include "presenters/impress/OfficeThread.h"
 
-#include <filesystem>
+#include <atomic>
+#include <chrono>
 #include <optional>
 
 /// The office on the bus: answers the scripting channel of `bus/com.veldrin.PresentationProgram.xml`.
 ///
-/// The bus thread never waits for the office longer than `kPatience`: it hands a question to the office thread and
-/// refuses the call when no answer came in time. Saving and exporting work on the command thread. An office that is
-/// stopped or stuck thus holds up neither the bus nor this process, and nothing is reported that the office did not
-/// say.
+/// The bus thread hands each question to the office thread, waits a bounded time, and refuses the call when no answer
+/// came. Saving and exporting work on the command thread. An office that is stopped or stuck thus holds up neither the
+/// bus nor this process, and nothing is reported that the office did not say. While the office saves for us it answers
+/// nobody and moves nothing: what it said last holds until it is done.
 class ImpressProgram final : public sdbus::AdaptorInterfaces<com::veldrin::PresentationProgram_adaptor> {
 public:
     /// Exports the object. Both arguments must outlive this object.
@@ -34,12 +35,16 @@ private:
     std::string BundleURL() override;
 
     template <typename Question>
+    auto tryAsk(Question question, std::chrono::milliseconds patience);
+    template <typename Question>
     auto ask(Question question);
     css::uno::Reference<css::frame::XModel> documentWithID(const std::string& id);
     void accept(std::function<void()> command);
 
     const OfficeConnection& connection_;
     std::optional<Office> office_;  ///< made and used on the office thread
+    OfficeState lastState_;         ///< used on the bus thread
+    std::atomic<bool> saving_ = false;
     CommandQueue commands_;
     OfficeThread officeThread_;
 };

@@ -22,8 +22,7 @@ namespace {
 /// The office's libraries by themselves know only their own types; those of documents and shows lie beside them.
 void addOfficeTypes() {
     rtl::OUString library;
-    osl::Module::getUrlFromAddress(reinterpret_cast<oslGenericFunction>(cppu::bootstrap),
-                                   library);
+    osl::Module::getUrlFromAddress(reinterpret_cast<oslGenericFunction>(cppu::bootstrap), library);
     const rtl::OUString types = library.copy(0, library.lastIndexOf('/')) + "/types/offapi.rdb";
     rtl::Bootstrap::set("URE_MORE_TYPES", types);
 }

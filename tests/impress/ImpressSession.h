@@ -1,0 +1,74 @@
+#pragma once
+
+#include "bus/PresentationProgramProxy.h"
+#include "presenters/impress/OfficeConnection.h"
+#include "tests/impress/ChildProcess.h"
+
+#include <com/sun/star/frame/XModel.hpp>
+#include <com/sun/star/presentation/XPresentation2.hpp>
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// The scripting channel of the program under test.
+class ProgramProxy final : public sdbus::ProxyInterfaces<com::veldrin::PresentationProgram_proxy> {
+public:
+    ProgramProxy(sdbus::IConnection& connection, const std::string& name);
+    ~ProgramProxy();
+};
+
+/// What a poll said.
+struct PolledState {
+    bool playing = false;
+    std::string documentID;
+    std::string documentFile;
+    std::int64_t slideNumber = 0;
+};
+
+/// A screen, a bus, an office with an empty profile, and the bridge, all of their own.
+class ImpressSession {
+public:
+    ImpressSession();
+    ~ImpressSession();
+
+    /// A folder that goes with the session.
+    [[nodiscard]] const std::filesystem::path& folder() const { return folder_; }
+    /// Names on the bus under which a program answers.
+    [[nodiscard]] std::vector<std::string> programNames();
+    /// Waits for the program's name, which says the office's process.
+    [[nodiscard]] bool waitForProgram();
+    [[nodiscard]] std::unique_ptr<ProgramProxy> program();
+    /// Starts another office; the one before must have ended.
+    void startOffice();
+    /// Starts another bridge in place of the one that runs.
+    void startBridge(const std::vector<std::string>& arguments = {});
+    [[nodiscard]] const ChildProcess& bridge() const { return *bridge_; }
+    /// A connection of the test itself to the office, to do what a user does.
+    [[nodiscard]] const OfficeConnection& office();
+    [[nodiscard]] css::uno::Reference<css::frame::XModel> open(const std::filesystem::path& deck);
+    /// The document's show.
+    [[nodiscard]] static css::uno::Reference<css::presentation::XPresentation2> showOf(
+        const css::uno::Reference<css::frame::XModel>& document);
+
+private:
+    [[nodiscard]] std::vector<std::string> environment() const;
+
+    std::filesystem::path folder_;
+    std::string pipe_;
+    std::unique_ptr<ChildProcess> screen_;
+    std::string display_;
+    std::unique_ptr<ChildProcess> windowManager_;
+    std::unique_ptr<ChildProcess> busDaemon_;
+    std::string busAddress_;
+    std::unique_ptr<sdbus::IConnection> connection_;
+    std::unique_ptr<ChildProcess> officeProcess_;
+    std::unique_ptr<ChildProcess> bridge_;
+    std::optional<OfficeConnection> office_;
+};
+
+/// One poll, repeated while the office is too busy to answer.
+[[nodiscard]] PolledState poll(ProgramProxy& program);
