@@ -1,9 +1,9 @@
 #include "MacShared/Description.h"
 
+#include <fmt/format.h>
 #include <algorithm>
 #include <cctype>
 #include <ctime>
-#include <fmt/format.h>
 
 namespace {
 
@@ -54,7 +54,9 @@ std::string describeDictionary(const Dictionary& dictionary, const std::string& 
 
 }  // namespace
 
-std::string description(double number) { return fmt::format("{}", number); }
+std::string description(double number) {
+    return fmt::format("{}", number);
+}
 
 std::string description(Date date) {
     const auto seconds = std::chrono::floor<std::chrono::seconds>(date);
@@ -71,11 +73,17 @@ std::string description(const Error& error) {
                        text == error.userInfo().end() ? "(null)" : text->second);
 }
 
-std::string description(const std::set<std::string>& members) { return describeMembers(members, "{(", ")}"); }
+std::string description(const std::set<std::string>& members) {
+    return describeMembers(members, "{(", ")}");
+}
 
-std::string description(const std::vector<std::string>& members) { return describeMembers(members, "(", ")"); }
+std::string description(const std::vector<std::string>& members) {
+    return describeMembers(members, "(", ")");
+}
 
-std::string description(const Dictionary& dictionary) { return describeDictionary(dictionary, ""); }
+std::string description(const Dictionary& dictionary) {
+    return describeDictionary(dictionary, "");
+}
 
 std::string stringFromRect(const Rect& rect) {
     return fmt::format("{{{{{}, {}}}, {{{}, {}}}}}", rect.x, rect.y, rect.width, rect.height);

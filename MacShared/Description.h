@@ -18,10 +18,18 @@
 
 /// The text that `%@` prints for a value: what the platform's own objects describe themselves with.
 
-[[nodiscard]] inline std::string description(std::string_view text) { return std::string(text); }
-[[nodiscard]] inline std::string description(const char* text) { return text; }
-[[nodiscard]] inline std::string description(const std::string& text) { return text; }
-[[nodiscard]] inline std::string description(const std::filesystem::path& path) { return path.native(); }
+[[nodiscard]] inline std::string description(std::string_view text) {
+    return std::string(text);
+}
+[[nodiscard]] inline std::string description(const char* text) {
+    return text;
+}
+[[nodiscard]] inline std::string description(const std::string& text) {
+    return text;
+}
+[[nodiscard]] inline std::string description(const std::filesystem::path& path) {
+    return path.native();
+}
 template <std::integral T>
 [[nodiscard]] std::string description(T number) {
     return std::to_string(number);

@@ -36,7 +36,9 @@ constexpr bool accepts(char letter) {
     using Value = std::remove_cvref_t<T>;
     switch (letter) {
         case '@':
-            return requires(const Value& value) { description(value); };
+            return requires(const Value& value) {
+                description(value);
+            };
         case 's':
             return std::convertible_to<Value, std::string_view>;
         case 'd':

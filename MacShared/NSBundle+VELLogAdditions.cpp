@@ -43,7 +43,9 @@ std::unique_ptr<FileHandle> openLogFile() {
 
 }  // namespace
 
-void beginNewLogRun() { currentRun() = std::make_unique<LogRun>(); }
+void beginNewLogRun() {
+    currentRun() = std::make_unique<LogRun>();
+}
 
 const DateFormatter& VELLogDateFormatter() {
     LogRun& run = *currentRun();
@@ -59,8 +61,7 @@ std::optional<std::filesystem::path> applicationSupportDirectory() {
     auto url = findOrCreateDirectory(services.fileManager, SearchPathDirectory::applicationSupport,
                                      SearchPathDomain::user, name, &error);
     if (error) {
-        services.consoleLog.write(
-            formatMessage("Unable to find or create application support directory:\n%@", error));
+        services.consoleLog.write(formatMessage("Unable to find or create application support directory:\n%@", error));
     }
     return url;
 }
@@ -82,7 +83,8 @@ std::shared_ptr<const DefaultLog> defaultLog(const std::shared_ptr<const Bundle>
     const std::lock_guard lock(run.placesMutex);
     auto& place = run.places[bundle];
     if (!place) {
-        place = std::make_shared<const DefaultLog>(DefaultLog{bundle->infoString("CFBundleIdentifier").value_or(""), ""});
+        place =
+            std::make_shared<const DefaultLog>(DefaultLog{bundle->infoString("CFBundleIdentifier").value_or(""), ""});
     }
     return place;
 }

@@ -22,9 +22,8 @@ public:
     /// `stoppedPresenting:error:`: the slide show has ended and its images are in place, or error code 5.
     virtual void stoppedPresenting(const std::optional<std::string>& presentationID, const ErrorPtr& error) = 0;
     /// `slideDeck:presentedSlide:at:imageFilePathURL:`: a slide is shown; where its image will be.
-    virtual void slideDeckPresentedSlide(const std::optional<std::string>& presentationID,
-                                         std::int64_t presentedSlide, Date at,
-                                         const std::optional<std::filesystem::path>& imageFilePathURL) = 0;
+    virtual void slideDeckPresentedSlide(const std::optional<std::string>& presentationID, std::int64_t presentedSlide,
+                                         Date at, const std::optional<std::filesystem::path>& imageFilePathURL) = 0;
     /// `detectedKeynoteLaunched`: a supported presentation program is being watched.
     virtual void detectedKeynoteLaunched() = 0;
     /// `detectedKeynoteTerminated`: the watched presentation program is gone.

@@ -33,7 +33,11 @@ inline const Platform* installedPlatform = nullptr;
 
 /// Makes a platform the one behind `platform()`. Called once by the wiring, before other threads start; tests call
 /// it for each simulated platform. The platform must outlive its use.
-inline void installPlatform(const Platform* installed) { detail::installedPlatform = installed; }
+inline void installPlatform(const Platform* installed) {
+    detail::installedPlatform = installed;
+}
 
 /// The installed platform; there must be one.
-[[nodiscard]] inline const Platform& platform() { return *detail::installedPlatform; }
+[[nodiscard]] inline const Platform& platform() {
+    return *detail::installedPlatform;
+}

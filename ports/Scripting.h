@@ -3,6 +3,7 @@
 #include "ports/Error.h"
 #include "ports/Geometry.h"
 
+#include <sys/types.h>
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
@@ -10,7 +11,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <sys/types.h>
 #include <variant>
 #include <vector>
 

@@ -2,10 +2,10 @@
 
 #include "ports/Geometry.h"
 
+#include <sys/types.h>
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <sys/types.h>
 #include <vector>
 
 /// One window as the window server knows it. The comments name the platform's dictionary keys.

@@ -2,12 +2,12 @@
 
 #include "ports/Registration.h"
 
+#include <sys/types.h>
 #include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
-#include <sys/types.h>
 #include <vector>
 
 /// One running application. Callable from any thread.
