@@ -43,7 +43,7 @@ std::filesystem::path installedBundle() {
     const auto folder = executable.parent_path();
     // Beside bin in the build tree, beside libexec where it is installed.
     for (const char* const up : {"..", "../.."}) {
-        const auto bundle = (folder / up / "share/keynote-capture/KeynoteSimulator.app").lexically_normal();
+        auto bundle = (folder / up / "share/keynote-capture/KeynoteSimulator.app").lexically_normal();
         if (std::filesystem::is_directory(bundle, failure)) return bundle;
     }
     return {};

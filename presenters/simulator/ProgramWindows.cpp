@@ -28,11 +28,17 @@ Reply<T> owned(T* reply) {
 struct Connection {
     xcb_connection_t* x = nullptr;
     xcb_screen_t* screen = nullptr;
+    cairo_device_t* device = nullptr;  ///< set once something is drawn
 
     Connection() = default;
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
-    ~Connection() { xcb_disconnect(x); }
+    ~Connection() {
+        // Cairo keeps what it knows of a connection until its device is finished, which must come first.
+        if (device) cairo_device_finish(device);
+        cairo_device_destroy(device);
+        xcb_disconnect(x);
+    }
 
     [[nodiscard]] xcb_atom_t atom(std::string_view name) const {
         const auto cookie = xcb_intern_atom(x, 0, static_cast<std::uint16_t>(name.size()), name.data());
@@ -55,7 +61,7 @@ using Draw = std::function<void(cairo_t*, double width, double height)>;
 /// One window, on the screen as long as it lives.
 class Window {
 public:
-    Window(const Connection& connection, const Rect& bounds, const std::string& name, bool fullScreen)
+    Window(Connection& connection, const Rect& bounds, const std::string& name, bool fullScreen)
         : connection_(connection), bounds_(bounds), id_(xcb_generate_id(connection.x)) {
         const std::array<std::uint32_t, 2> values{connection.screen->black_pixel, XCB_EVENT_MASK_EXPOSURE};
         xcb_create_window(connection.x, XCB_COPY_FROM_PARENT, id_, connection.screen->root,
@@ -82,6 +88,7 @@ public:
         const auto height = static_cast<int>(bounds_.height);
         const std::unique_ptr<cairo_surface_t, decltype(&cairo_surface_destroy)> surface(
             cairo_xcb_surface_create(connection_.x, id_, connection_.visual(), width, height), cairo_surface_destroy);
+        if (!connection_.device) connection_.device = cairo_device_reference(cairo_surface_get_device(surface.get()));
         const std::unique_ptr<cairo_t, decltype(&cairo_destroy)> cairo(cairo_create(surface.get()), cairo_destroy);
         cairo_push_group(cairo.get());
         draw(cairo.get(), width, height);
@@ -116,7 +123,7 @@ private:
         if (fullScreen) setNumbers("_NET_WM_STATE", XCB_ATOM_ATOM, {connection_.atom("_NET_WM_STATE_FULLSCREEN")});
     }
 
-    const Connection& connection_;
+    Connection& connection_;
     const Rect bounds_;
     const xcb_window_t id_;
 };
@@ -178,6 +185,7 @@ private:
     }
 
     void draw() {
+        if (xcb_connection_has_error(connection_->x) != 0) return;
         for (const ProgramDocument& document : documents_) {
             documentWindows_.at(document.id)->draw([&document](cairo_t* cairo, double width, double height) {
                 drawDocumentWindow(cairo, width, height, document);

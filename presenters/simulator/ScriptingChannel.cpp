@@ -83,10 +83,11 @@ ScriptingChannel::ScriptingChannel(sdbus::IConnection& connection, PresentationP
       model_(model),
       queue_(queue),
       name_(fmt::format("{}{}{}", kBundleIdentifier, bus::kInstanceInfix, ::getpid())),
+      bundleURL_(bus::urlFromPath(bundle)),
       processIdentifier_(static_cast<std::uint32_t>(::getpid())),
       object_(sdbus::createObject(connection, bus::kProgramPath)) {
     exportCalls();
-    exportProperties(bus::urlFromPath(bundle));
+    exportProperties();
     object_->finishRegistration();
 }
 
@@ -156,7 +157,7 @@ void ScriptingChannel::exportCalls() {
         });
 }
 
-void ScriptingChannel::exportProperties(const std::string& bundleURL) {
+void ScriptingChannel::exportProperties() {
     object_->registerProperty("ProcessIdentifier").onInterface(kInterface).withGetter([this] {
         return processIdentifier_;
     });
@@ -166,7 +167,7 @@ void ScriptingChannel::exportProperties(const std::string& bundleURL) {
         .withUpdateBehavior(sdbus::Flags::CONST_PROPERTY_VALUE);
     object_->registerProperty("BundleURL")
         .onInterface(kInterface)
-        .withGetter([bundleURL] { return bundleURL; })
+        .withGetter([this] { return bundleURL_; })
         .withUpdateBehavior(sdbus::Flags::CONST_PROPERTY_VALUE);
 }
 

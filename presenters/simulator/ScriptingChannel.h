@@ -26,7 +26,7 @@ public:
 
 private:
     void exportCalls();
-    void exportProperties(const std::string& bundleURL);
+    void exportProperties();
     /// Carries a call out as the faults want it: now, later or never. Late calls see the model as it is then.
     void whenAnswering(Task answer);
 
@@ -34,6 +34,7 @@ private:
     PresentationProgramModel& model_;
     DispatchQueue& queue_;
     const std::string name_;
+    const std::string bundleURL_;
     std::uint32_t processIdentifier_;
     bool isRunning_ = false;
     std::unique_ptr<sdbus::IObject> object_;

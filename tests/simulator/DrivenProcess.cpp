@@ -33,6 +33,7 @@ DrivenProcess::DrivenProcess(std::vector<std::string> arguments) {
         if (pipe2(ends->data(), O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
     }
     std::vector<char*> argv;
+    argv.reserve(arguments.size() + 1);
     for (std::string& argument : arguments) argv.push_back(argument.data());
     argv.push_back(nullptr);
     pid_ = fork();
@@ -79,7 +80,7 @@ std::string DrivenProcess::waitForLine(const std::string& beginning) {
     while (true) {
         const auto end = unread_.find('\n');
         if (end != std::string::npos) {
-            const std::string line = unread_.substr(0, end);
+            std::string line = unread_.substr(0, end);
             unread_.erase(0, end + 1);
             if (line.starts_with(beginning)) return line;
             continue;

@@ -37,7 +37,7 @@ protected:
 
     PresentingState poll() {
         ErrorPtr error;
-        const auto state = model.presentingState(error);
+        auto state = model.presentingState(error);
         EXPECT_FALSE(error);
         return state;
     }

@@ -36,7 +36,7 @@ bool turnUntil(sdbus::IConnection& connection, const std::function<bool()>& cond
 }
 
 /// What a capture service does: the generated glue, so that the process is held to the contract.
-class Client : public sdbus::ProxyInterfaces<com::veldrin::PresentationProgram_proxy, sdbus::Properties_proxy> {
+class Client final : public sdbus::ProxyInterfaces<com::veldrin::PresentationProgram_proxy, sdbus::Properties_proxy> {
 public:
     Client(sdbus::IConnection& connection, pid_t pid)
         : ProxyInterfaces(connection, fmt::format("com.apple.iWork.Keynote.instance{}", pid), bus::kProgramPath) {
@@ -90,14 +90,24 @@ std::string nameOfError(const std::function<void()>& call) {
     }
 }
 
+/// A directory that is removed at the end.
+class TestDirectory {
+public:
+    TestDirectory() {
+        std::string pattern = (fs::temp_directory_path() / "simulator-test-XXXXXX").string();
+        if (mkdtemp(pattern.data())) path_ = pattern;
+    }
+    ~TestDirectory() { fs::remove_all(path_); }
+    TestDirectory(const TestDirectory&) = delete;
+    TestDirectory& operator=(const TestDirectory&) = delete;
+    fs::path operator/(const char* name) const { return path_ / name; }
+
+private:
+    fs::path path_;
+};
+
 class SimulatorProcessTest : public testing::Test {
 protected:
-    SimulatorProcessTest() {
-        std::string pattern = (fs::temp_directory_path() / "simulator-test-XXXXXX").string();
-        directory = mkdtemp(pattern.data());
-    }
-    ~SimulatorProcessTest() override { fs::remove_all(directory); }
-
     std::string url(const char* name) { return bus::urlFromPath(directory / name); }
 
     void exportImages(Client& client, const char* target) {
@@ -107,7 +117,7 @@ protected:
                         {"allStages", sdbus::Variant(false)}});
     }
 
-    fs::path directory;
+    TestDirectory directory;
     std::unique_ptr<sdbus::IConnection> connection = bus::openSessionBus();
 };
 
@@ -246,7 +256,8 @@ TEST_F(SimulatorProcessTest, LeavesCleanlyOnRequestAndWhenTheBusIsGone) {
         kill(simulator.pid(), signal);
         EXPECT_EQ(simulator.exitStatus(), 0);
     }
-    const std::string own = std::getenv("DBUS_SESSION_BUS_ADDRESS");
+    const char* const address = std::getenv("DBUS_SESSION_BUS_ADDRESS");
+    const std::string own = address ? address : "";
     DrivenProcess daemon({"dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address"});
     setenv("DBUS_SESSION_BUS_ADDRESS", daemon.waitForLine("unix:").c_str(), 1);
     DrivenProcess orphan(kSimulator);
