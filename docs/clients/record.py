@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3 -u
 """Records with the capture service: record.py DIRECTORY. Needs python3-dbus and python3-gi."""
 import pathlib, sys
 import dbus, dbus.mainloop.glib, dbus.service
