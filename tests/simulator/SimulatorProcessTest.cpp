@@ -36,13 +36,13 @@ bool turnUntil(sdbus::IConnection& connection, const std::function<bool()>& cond
 }
 
 /// What a capture service does: the generated glue, so that the process is held to the contract.
-class Client final : public sdbus::ProxyInterfaces<com::veldrin::PresentationProgram_proxy, sdbus::Properties_proxy> {
+class Client : public sdbus::ProxyInterfaces<com::veldrin::PresentationProgram_proxy, sdbus::Properties_proxy> {
 public:
     Client(sdbus::IConnection& connection, pid_t pid)
         : ProxyInterfaces(connection, fmt::format("com.apple.iWork.Keynote.instance{}", pid), bus::kProgramPath) {
         registerProxy();
     }
-    ~Client() { unregisterProxy(); }
+    virtual ~Client() { unregisterProxy(); }
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;
 
