@@ -1,6 +1,6 @@
 #include "platform/linux/DirectoryBundles.h"
 #include "platform/linux/PropertyList.h"
-#include "tests/platform/TemporaryDirectory.h"
+#include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -17,6 +17,11 @@ std::string xmlWith(const std::string& content) {
 
 std::string entry(const std::string& key, const std::string& value) {
     return "<key>" + key + "</key><string>" + value + "</string>";
+}
+
+/// A text of less than 15 letters as an object.
+std::string ascii(const std::string& text) {
+    return static_cast<char>(0x50 + text.size()) + text;
 }
 
 /// A binary property list of these objects, the first one on top; offsets of two bytes and references of one.
@@ -56,14 +61,8 @@ TEST_F(BundleTest, ReadsXmlAndBinaryDictionaries) {
     for (const char* absent : {"N", "D", "B", "C", ""}) EXPECT_EQ(info(xml, absent), std::nullopt) << absent;
 
     const std::string longText(300, 'v');
-    const auto binary = binaryOf({std::string("\xD4\x01\x02\x03\x03\x04\x05\x06\x00", 9),
-                                  "\x51"
-                                  "A",
-                                  "\x51"
-                                  "B",
-                                  "\x51"
-                                  "N",
-                                  std::string("\x5F\x11\x01\x2C", 4) + longText,
+    const auto binary = binaryOf({std::string("\xD4\x01\x02\x03\x03\x04\x05\x06\x00", 9), ascii("A"), ascii("B"),
+                                  ascii("N"), std::string("\x5F\x11\x01\x2C", 4) + longText,
                                   std::string("\x64\x00\xE4\x20\xAC\xD8\x3D\xDE\x00", 9), "\x10\x07"});
     EXPECT_EQ(info(binary, "A"), longText);
     EXPECT_EQ(info(binary, "B"), "ä€😀");
@@ -71,11 +70,7 @@ TEST_F(BundleTest, ReadsXmlAndBinaryDictionaries) {
 }
 
 TEST_F(BundleTest, TakesDamagedDictionariesForAbsent) {
-    const auto good = binaryOf({"\xD1\x01\x02",
-                                "\x51"
-                                "A",
-                                "\x51"
-                                "B"});
+    const auto good = binaryOf({"\xD1\x01\x02", ascii("A"), ascii("B")});
     EXPECT_EQ(info(good, "A"), "B");
     for (std::size_t length = 0; length < good.size(); ++length) {
         EXPECT_EQ(info(good.substr(0, length), "A"), std::nullopt) << length;
@@ -101,13 +96,7 @@ TEST_F(BundleTest, SurvivesDictionariesBuiltToExhaustTheirReader) {
     EXPECT_EQ(info(xmlWith(entry("A", "x") + "<key>D</key>" + deep), "A"), std::nullopt);
 
     // Forty arrays that each hold the next one twice: 2^40 objects when they are copied.
-    std::vector<std::string> objects{std::string("\xD2\x01\x03\x02\x04", 5),
-                                     "\x51"
-                                     "A",
-                                     "\x51"
-                                     "x",
-                                     "\x51"
-                                     "D"};
+    std::vector<std::string> objects{std::string("\xD2\x01\x03\x02\x04", 5), ascii("A"), ascii("x"), ascii("D")};
     for (int i = 0; i < 40; ++i) {
         const auto next = static_cast<char>(objects.size() + 1);
         objects.push_back({'\xA2', next, next});

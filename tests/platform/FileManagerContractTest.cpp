@@ -1,6 +1,6 @@
 #include "platform/linux/LinuxFileManager.h"
 #include "platform/simulated/SimulatedFileManager.h"
-#include "tests/platform/TemporaryDirectory.h"
+#include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
 #include <cerrno>

@@ -1,6 +1,6 @@
 #include "platform/linux/LinuxFileManager.h"
-#include "tests/platform/PrivateMounts.h"
-#include "tests/platform/TemporaryDirectory.h"
+#include "tests/support/PrivateMounts.h"
+#include "tests/support/TemporaryDirectory.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

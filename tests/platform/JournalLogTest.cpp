@@ -1,5 +1,5 @@
 #include "platform/linux/JournalLog.h"
-#include "tests/platform/PrivateMounts.h"
+#include "tests/support/PrivateMounts.h"
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>
