@@ -68,7 +68,8 @@ void KeynoteCaptureService::startOnMainQueue(const std::optional<Path>& captureD
         return fail(captureError(KeynoteCaptureServiceError::missingStartArgument, descriptions.missingRecordingID));
     }
     baseCaptureDirectoryURL_ = captureDirectoryURL;
-    baseWorkingDirectoryURL_ = sandboxRootURL_ / *recordingID;
+    // Joined as text: an identifier that begins with a slash must not replace the root.
+    baseWorkingDirectoryURL_ = sandboxRootURL_.native() + '/' + *recordingID;
     ErrorPtr error;
     if (!createDirectoryIfNeededAtFilePath(baseCaptureDirectoryURL_, error)) return fail(error);
     if (!createDirectoryIfNeededAtFilePath(baseWorkingDirectoryURL_, error)) return fail(error);
