@@ -1,0 +1,125 @@
+#include "KeynoteCaptureService/KeynoteCaptureService.h"
+#include "platform/linux/LinuxPlatform.h"
+
+#include <benchmark/benchmark.h>
+#include <systemd/sd-bus.h>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr int kPolls = 50;
+
+/// The real dispatch, except that timers of the main queue tick when they are told to.
+class HandTickedDispatch final : public Dispatch, private DispatchQueue {
+public:
+    explicit HandTickedDispatch(Dispatch& real) : real_(real) {}
+
+    [[nodiscard]] DispatchQueue& mainQueue() override { return *this; }
+    [[nodiscard]] std::shared_ptr<DispatchQueue> makeSerialQueue(std::string label) override {
+        return real_.makeSerialQueue(std::move(label));
+    }
+    /// What the timer made last does at each tick; empty before there is one.
+    [[nodiscard]] const Task& tick() const { return tick_; }
+
+private:
+    class Timer final : public Registration {};
+
+    void async(Task task) override { real_.mainQueue().async(std::move(task)); }
+    void after(Duration delay, Task task) override { real_.mainQueue().after(delay, std::move(task)); }
+    void sync(const Task& task) override { real_.mainQueue().sync(task); }
+    [[nodiscard]] Handle makeTimer(const TimerSchedule& /*schedule*/, Task handler) override {
+        tick_ = std::move(handler);
+        return std::make_unique<Timer>();
+    }
+    [[nodiscard]] const std::string& label() const override { return real_.mainQueue().label(); }
+
+    Dispatch& real_;
+    Task tick_;
+};
+
+/// The service on the real adapters, which looks at a program that presents.
+class Scene {
+public:
+    explicit Scene(const std::filesystem::path& directory)
+        : service_(KeynoteCaptureService::initWithDelegate(nullptr)) {
+        service_->startDetectionAndCaptureTo(directory, "benchmark", [](const ErrorPtr& error) {
+            std::cerr << error->localizedDescription() << std::endl;
+            std::exit(EXIT_FAILURE);
+        });
+    }
+
+    [[nodiscard]] bool isPresenting() const {
+        return service_->isKeynotePresenting() && service_->currentSlideNumber() > 0;
+    }
+
+private:
+    const std::shared_ptr<KeynoteCaptureService> service_;
+};
+
+/// One poll, as the timer causes it.
+void ours(benchmark::State& state, const Task& tick, const Scene& scene) {
+    for ([[maybe_unused]] auto _ : state) tick();
+    if (!scene.isPresenting()) state.SkipWithError("the program does not present");
+}
+
+/// The display's part of a poll.
+void display(benchmark::State& state, WindowServer& windowServer) {
+    for ([[maybe_unused]] auto _ : state) {
+        const auto screens = windowServer.screens();
+        const auto windows = windowServer.windows();
+        if (screens.empty() || windows.empty()) state.SkipWithError("the program shows no window");
+    }
+}
+
+/// One question and its answer, without contents, to the same program.
+void peer(benchmark::State& state, const std::string& program) {
+    sd_bus* bus = nullptr;
+    if (sd_bus_open_user(&bus) < 0) return state.SkipWithError("no session bus");
+    for ([[maybe_unused]] auto _ : state) {
+        const int answer = sd_bus_call_method(bus, program.c_str(), "/", "org.freedesktop.DBus.Peer", "Ping", nullptr,
+                                              nullptr, nullptr);
+        if (answer < 0) state.SkipWithError("no answer");
+    }
+    sd_bus_flush_close_unref(bus);
+}
+
+void measure(const HandTickedDispatch& dispatch, const Scene& scene) {
+    const auto application = platform().workspace.runningApplications().back();
+    const auto program =
+        application->bundleIdentifier() + ".instance" + std::to_string(application->processIdentifier());
+    const auto setUp = [](auto* registered) { registered->Iterations(kPolls)->UseRealTime(); };
+    setUp(benchmark::RegisterBenchmark("ours", ours, dispatch.tick(), std::cref(scene)));
+    setUp(benchmark::RegisterBenchmark("peer", peer, program));
+    setUp(benchmark::RegisterBenchmark("display", display, std::ref(platform().windowServer)));
+    benchmark::RunSpecifiedBenchmarks();
+    static_cast<void>(std::raise(SIGTERM));
+}
+
+/// Polls until the program presents, then measures.
+void measureWhenPresenting(const HandTickedDispatch& dispatch, const Scene& scene) {
+    if (dispatch.tick()) dispatch.tick()();
+    if (scene.isPresenting()) return measure(dispatch, scene);
+    platform().dispatch.mainQueue().after(50ms, [&] { measureWhenPresenting(dispatch, scene); });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    LinuxPlatform linuxPlatform({});
+    const Platform& real = linuxPlatform.platform();
+    HandTickedDispatch dispatch(real.dispatch);
+    const Platform services{real.clock,       dispatch,        real.fileManager,  real.bundles,
+                            real.workspace,   real.scripting,  real.windowServer, real.text,
+                            real.processInfo, real.unifiedLog, real.consoleLog};
+    installPlatform(&services);
+
+    const Scene scene(std::filesystem::temp_directory_path() / ("poll-" + std::to_string(::getpid())));
+    measureWhenPresenting(dispatch, scene);
+    return linuxPlatform.listener().resume();
+}

@@ -1,0 +1,2 @@
+def measure(programs):
+    return []

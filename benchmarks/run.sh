@@ -1,0 +1,17 @@
+#!/usr/bin/env bash
+# Builds, measures against peers and physical limits, and prints a table.  usage: benchmarks/run.sh [NAME...]
+# The names are log, poll, polling, start, tick (all of them unless told otherwise, three minutes), and impress.
+# Exit status: 0 every figure is within its limit, 1 one is not or could not be measured, 2 wrong usage.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+build=build/release
+target=(benchmarks)
+[[ " $* " != *" impress "* ]] || target+=(keynote-impress)
+mkdir -p build
+[ -z "${KCS_BUILT:-}" ] || target=()
+if [ ${#target[@]} -gt 0 ]; then
+    packaging/install-dependencies.sh
+    { cmake --preset release && cmake --build "$build" --target "${target[@]}"; } >build/benchmarks.log 2>&1 \
+        || { tail -40 build/benchmarks.log; exit 1; }
+fi
+exec python3 benchmarks/measure.py --programs "$build/bin" "$@"
