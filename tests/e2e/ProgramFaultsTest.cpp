@@ -1,0 +1,127 @@
+/// Presentation programs that hang, refuse, vanish and come in pairs.
+
+#include "tests/e2e/CaptureTest.h"
+
+#include <csignal>
+
+namespace {
+
+using testing::ElementsAre;
+
+constexpr const char* kSkipped = "Skipping this polling update";
+
+class ProgramFaultsTest : public CaptureTest {
+protected:
+    void SetUp() override {
+        startService();
+        host_.record(captures());
+    }
+
+    /// Waits until polls are skipped, more than were skipped before.
+    void waitForSkippedPolls(int count) const { waitForLog(kSkipped, countInLog(kSkipped) + count); }
+
+    Host host_;
+};
+
+TEST_F(ProgramFaultsTest, AProgramThatHangsOrRefusesIsFollowedAgainAfterwards) {
+    const auto program = present(host_);
+    host_.waitFor("P1 slide 1");
+
+    program->send(SIGSTOP);
+    waitForSkippedPolls(2);
+    waitForLog("<!> Got an AppleEvent timeout");
+    program->send(SIGCONT);
+    program->play("next");
+    host_.waitFor("P1 slide 2");
+
+    program->play("fault never-answers");
+    program->play("next");
+    waitForSkippedPolls(2);
+    program->play("heal");
+    host_.waitFor("P1 slide 3");
+
+    program->play("fault refuses presentingState,windows");
+    program->play("next");
+    waitForSkippedPolls(2);
+    waitForLog("<!> Sending Apple Event to Keynote failed. Error:");
+    program->play("heal");
+    host_.waitFor("P1 slide 4");
+
+    program->play("stop");
+    EXPECT_THAT(host_.waitFor("P1 stopped"), ElementsAre("launched", "P1 started", "P1 slide 1", "P1 slide 2",
+                                                         "P1 slide 3", "P1 slide 4", "P1 stopped"));
+    program->closeInput();
+    host_.waitFor("terminated");
+    EXPECT_EQ(filesIn(directoryOf(host_)), (std::set<std::string>{*host_.presentation(1).archive, "slide.001.jpg",
+                                                                  "slide.002.jpg", "slide.003.jpg", "slide.004.jpg"}));
+}
+
+TEST_F(ProgramFaultsTest, AnArchiveThatTheProgramRefusesLeavesAnEmptyFileAndTheShowGoesOn) {
+    const auto program = launchProgram();
+    host_.waitFor("launched");
+    program->play("open Optics slides 2");
+    program->play("fault refuses save");
+    program->play("start");
+    host_.waitFor("P1 slide 1");
+    program->play("stop");
+    EXPECT_THAT(host_.waitFor("P1 stopped"), ElementsAre("launched", "P1 started", "P1 slide 1", "P1 stopped"));
+    EXPECT_EQ(contentsOf(directoryOf(host_) / *host_.presentation(1).archive), "");
+    EXPECT_TRUE(isWholeImage(directoryOf(host_) / "slide.001.jpg"));
+}
+
+TEST_F(ProgramFaultsTest, OfTwoProgramsTheFirstIsFollowedUntilBothHaveGone) {
+    const auto first = present(host_, "Optics slides 3");
+    host_.waitFor("P1 slide 1");
+    const auto second = launchProgram();
+    second->play("open Acoustics slides 9");
+    second->play("start at 7");
+    waitForLog("More than 1 running Keynote application? Using the last.");
+    first->play("next");
+    host_.waitFor("P1 slide 2");
+    first->play("stop");
+    host_.waitFor("P1 stopped");
+    first->closeInput();
+    EXPECT_EQ(first->exitStatus(), 0);
+    waitForLog("Scripting Application is not running yet.", 2);
+    EXPECT_THAT(host_.settled(), ElementsAre("launched", "P1 started", "P1 slide 1", "P1 slide 2", "P1 stopped"))
+        << "nothing is told while another program is there";
+    second->closeInput();
+    EXPECT_EQ(host_.waitFor("terminated").size(), 6U);
+
+    const auto third = launchProgram();
+    host_.waitFor("launched", 2);
+    third->play("open Mechanics slides 2");
+    third->play("start");
+    EXPECT_THAT(host_.waitFor("P2 slide 1"),
+                ElementsAre("launched", "P1 started", "P1 slide 1", "P1 slide 2", "P1 stopped", "terminated",
+                            "launched", "P2 started", "P2 slide 1"));
+}
+
+TEST_F(ProgramFaultsTest, OfTwoDocumentsTheFirstInTheListCounts) {
+    const auto program = launchProgram();
+    host_.waitFor("launched");
+    program->play("open Optics slides 3 file /decks/optics.key");
+    program->play("open Acoustics slides 9 file /decks/acoustics.key");
+    program->play("start Optics at 2");
+    host_.waitFor("P1 slide 1");
+    EXPECT_EQ(host_.presentation(1).document, "/decks/acoustics.key");
+    program->play("activate Optics");
+    host_.waitFor("P1 slide 2");
+    program->play("stop");
+    EXPECT_THAT(host_.waitFor("P1 stopped"),
+                ElementsAre("launched", "P1 started", "P1 slide 1", "P1 slide 2", "P1 stopped"));
+    EXPECT_EQ(filesIn(exportsOf(host_)), std::set<std::string>{"slide.003.jpg"})
+        << "the images come from the document that was last polled, and those shown were moved";
+    EXPECT_NE(contentsOf(directoryOf(host_) / *host_.presentation(1).archive).find("Acoustics"), std::string::npos);
+}
+
+TEST_F(ProgramFaultsTest, AProcessIdentifierThatChangesIsFollowed) {
+    const auto program = present(host_);
+    host_.waitFor("P1 slide 1");
+    program->play("pid 4711");
+    waitForLog(">>> Running Keynote Application process ID changed.", 2);
+    program->play("next");
+    EXPECT_THAT(host_.waitFor("P1 slide 2"), ElementsAre("launched", "P1 started", "P1 slide 1", "P1 slide 2"));
+}
+
+}  // namespace
