@@ -15,7 +15,7 @@ constexpr const char* kLogPattern = "Y-MM-dd HH:mm:ss.SSSZ";
 
 Date date(int year, unsigned month, unsigned day, Date::duration time = {}) {
     using namespace std::chrono;
-    return sys_days(std::chrono::year(year) / month / day) + time;
+    return sys_days(std::chrono::year(year) / std::chrono::month(month) / std::chrono::day(day)) + time;
 }
 
 std::string format(const char* locale, Date date, const char* zone = "Europe/Berlin") {
