@@ -19,12 +19,15 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr auto kLongestStart = 30s;
+/// A show that starts while the deck's window is still being laid out stays black, and the office tells no end of that.
+constexpr auto kSettling = 3s;
 
 Reference<XPresentation2> open(const Reference<css::uno::XComponentContext>& office,
                                const std::filesystem::path& deck) {
     const auto desktop = css::frame::Desktop::create(office);
     const auto url = unoText(bus::urlFromPath(std::filesystem::absolute(deck)));
-    const auto document = desktop->loadComponentFromURL(url, "_default", 0, properties({}));
+    // Read only: neither leaves a lock file beside the deck nor asks what to do about somebody else's.
+    const auto document = desktop->loadComponentFromURL(url, "_default", 0, properties({property("ReadOnly", true)}));
     const Reference<css::presentation::XPresentationSupplier> supplier(document, UNO_QUERY_THROW);
     return {supplier->getPresentation(), UNO_QUERY_THROW};
 }
@@ -53,17 +56,19 @@ int numberOfCurrentSlide(const Reference<XSlideShowController>& controller) {
 bool Show::run(const Reference<css::uno::XComponentContext>& office) const {
     const auto presentation = open(office, deck);
     std::cout << "opened " << deck.string() << std::endl;
+    std::this_thread::sleep_for(kSettling);
     const auto controller = start(presentation);
     if (!controller.is()) {
         std::cout << "the show did not start" << std::endl;
         return false;
     }
     std::cout << "show started" << std::endl;
-    for (bool last = false; !last && presentation->isRunning();) {
+    while (true) {
         std::cout << "showing slide " << numberOfCurrentSlide(controller) << std::endl;
-        last = controller->getCurrentSlideIndex() + 1 >= controller->getSlideCount();
+        const bool last = controller->getCurrentSlideIndex() + 1 >= controller->getSlideCount();
         std::this_thread::sleep_for(advance);
-        if (!last) controller->gotoNextSlide();
+        if (last || !presentation->isRunning()) break;
+        controller->gotoNextSlide();
     }
     presentation->end();
     std::cout << "show ended" << std::endl;

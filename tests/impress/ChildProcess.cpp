@@ -64,10 +64,15 @@ ChildProcess::ChildProcess(const std::vector<std::string>& command, const std::v
 ChildProcess::~ChildProcess() {
     kill(-process_, SIGCONT);
     kill(-process_, SIGTERM);
-    const auto ended = [this] { return waitpid(process_, nullptr, WNOHANG) != 0; };
-    const bool gone = eventually(ended, 5);
+    (void)eventually([this] { return hasEnded(); }, 5);
     kill(-process_, SIGKILL);
-    if (!gone) waitpid(process_, nullptr, 0);
+    waitpid(process_, nullptr, 0);
+}
+
+bool ChildProcess::hasEnded() const {
+    siginfo_t information{};
+    waitid(P_PID, static_cast<id_t>(process_), &information, WEXITED | WNOHANG | WNOWAIT);
+    return information.si_pid == process_;
 }
 
 std::string ChildProcess::output() const {

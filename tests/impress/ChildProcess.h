@@ -16,6 +16,7 @@ public:
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
 
+    [[nodiscard]] bool hasEnded() const;
     /// What it wrote to standard output until now.
     [[nodiscard]] std::string output() const;
     /// The first line of its standard output; waits for it.

@@ -61,8 +61,7 @@ ImpressSession::ImpressSession() : folder_(makeFolder()), pipe_("impress-test-" 
 
 ImpressSession::~ImpressSession() {
     bridge_.reset();
-    office_.reset();
-    officeProcess_.reset();
+    endOffice();
     connection_->leaveEventLoop();
     connection_.reset();
     busDaemon_.reset();
@@ -70,6 +69,20 @@ ImpressSession::~ImpressSession() {
     screen_.reset();
     std::error_code ignored;
     std::filesystem::remove_all(folder_, ignored);
+}
+
+/// Asks it to leave, so that it takes its pipes with it.
+void ImpressSession::endOffice() {
+    try {
+        css::frame::Desktop::create(office().context())->terminate();
+        (void)eventually([this] { return officeProcess_->hasEnded(); }, 10);
+    } catch (const css::uno::Exception&) {
+        // already gone
+    } catch (const std::bad_optional_access&) {
+        // never came
+    }
+    office_.reset();
+    officeProcess_.reset();
 }
 
 std::vector<std::string> ImpressSession::environment() const {

@@ -55,6 +55,7 @@ public:
         const css::uno::Reference<css::frame::XModel>& document);
 
 private:
+    void endOffice();
     [[nodiscard]] std::vector<std::string> environment() const;
 
     std::filesystem::path folder_;
