@@ -1,4 +1,5 @@
 #include "bus/Convert.h"
+#include "host/DateParts.h"
 #include "host/EventWriter.h"
 
 #include <fmt/chrono.h>
@@ -23,9 +24,8 @@ Json json(const ErrorPtr& error) {
 
 /// ISO 8601, UTC, microseconds.
 Json json(Date date) {
-    const auto second = std::chrono::floor<std::chrono::seconds>(date);
-    return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:06}Z", fmt::gmtime(second.time_since_epoch().count()),
-                       (date - second).count());
+    const auto [second, microsecond] = partsOf(date);
+    return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:06}Z", fmt::gmtime(second), microsecond);
 }
 
 struct JSONFields {

@@ -1,3 +1,4 @@
+#include "host/DateParts.h"
 #include "host/EventWriter.h"
 #include "host/PrintableText.h"
 
@@ -17,9 +18,8 @@ struct Line {
 };
 
 std::string clockTime(Date date) {
-    const auto second = std::chrono::floor<std::chrono::seconds>(date);
-    return fmt::format("{:%H:%M:%S}.{:03}", fmt::localtime(second.time_since_epoch().count()),
-                       std::chrono::floor<std::chrono::milliseconds>(date - second).count());
+    const auto [second, microsecond] = partsOf(date);
+    return fmt::format("{:%H:%M:%S}.{:03}", fmt::localtime(second), microsecond / 1000);
 }
 
 std::string printable(const std::optional<std::filesystem::path>& path) {
