@@ -3,10 +3,15 @@
 
 #include <CLI/CLI.hpp>
 #include <clocale>
+#include <csignal>
 
 /// The process: wires the platform behind the ports and serves hosts until it is told to end.
 int main(int argc, char** argv) {
-    std::setlocale(LC_ALL, "");
+    // Language and characters follow the user; numbers in messages keep their point.
+    std::setlocale(LC_CTYPE, "");
+    std::setlocale(LC_MESSAGES, "");
+    // Standard error may be closed at the other end; that must not end a recording.
+    std::signal(SIGPIPE, SIG_IGN);
 
     CLI::App arguments("Watches a presentation program for hosts that record lectures. Started by the session bus.",
                        "KeynoteCaptureService");

@@ -18,6 +18,7 @@
 #include <mutex>
 #include <optional>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace asio = boost::asio;
@@ -194,9 +195,13 @@ AsioDispatch::AsioDispatch(ConsoleLog& consoleLog)
       mainQueue_(std::make_unique<Queue>(core_, core_->main.get_executor(), "main", true)) {}
 
 AsioDispatch::~AsioDispatch() {
+    finish();
+}
+
+void AsioDispatch::finish() {
     core_->endMainLoop();
     core_->pool.stop();
-    for (auto& thread : core_->threads) thread.join();
+    for (auto& thread : std::exchange(core_->threads, {})) thread.join();
     core_->main.dropTasks();
     core_->pool.dropTasks();
 }

@@ -12,8 +12,7 @@ class ConsoleLog;
 /// task could then wait for the thread that its caller holds.
 ///
 /// A task that throws is reported on the console log and otherwise ignored. A timer's leeway is not used: a tick comes
-/// as soon as it is due. Destroying the dispatch waits for tasks that are under way and drops the others; queues and
-/// timers that are still held then never run again.
+/// as soon as it is due. Queues and timers that are still held when the dispatch has finished never run again.
 class AsioDispatch final : public Dispatch {
 public:
     /// The console log must outlive the dispatch.
@@ -31,6 +30,9 @@ public:
     /// Makes `run` return after the task under way; main tasks that wait are dropped, and those who wait for one in
     /// `sync` return without it. Any thread; the first call's status counts, also when it comes before `run`.
     void stop(int status);
+    /// Waits for tasks that are under way and drops the others. After `run`, by whoever owns what tasks use; at the
+    /// latest when the dispatch is destroyed.
+    void finish();
 
 private:
     struct Core;

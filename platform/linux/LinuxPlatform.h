@@ -25,6 +25,10 @@ public:
     };
 
     explicit LinuxPlatform(const Options& options);
+    /// Tasks under way end first: they use the other services.
+    ~LinuxPlatform() { dispatch_.finish(); }
+    LinuxPlatform(const LinuxPlatform&) = delete;
+    LinuxPlatform& operator=(const LinuxPlatform&) = delete;
 
     [[nodiscard]] const Platform& platform() const { return platform_; }
     [[nodiscard]] ServiceListener& listener() { return listener_; }
@@ -39,7 +43,7 @@ private:
     LinuxFileManager fileManager_;
     DirectoryBundles bundles_;
     IcuTextServices text_;
-    X11WindowServer windowServer_{consoleLog_};
+    X11WindowServer windowServer_{consoleLog_, dispatch_.mainQueue()};
     const std::shared_ptr<SessionBus> bus_ = openBus();
     DBusWorkspace workspace_;
     DBusScripting scripting_;

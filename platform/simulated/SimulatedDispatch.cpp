@@ -5,15 +5,17 @@
 /// A repeating timer: each tick puts the next one in.
 class SimulatedDispatch::Timer final : public Registration, public std::enable_shared_from_this<Timer> {
 public:
-    Timer(SimulatedDispatch& dispatch, const TimerSchedule& schedule, Task handler)
+    Timer(SimulatedDispatch& dispatch, std::weak_ptr<const bool> queue, const TimerSchedule& schedule, Task handler)
         : dispatch_(dispatch),
+          queue_(std::move(queue)),
           next_(dispatch.now_ + schedule.start),
           period_(std::clamp(schedule.period, kShortestTimerPeriod, kLongestDelay)),
           handler_(std::move(handler)) {}
 
     void arm() {
         dispatch_.add(next_, [weak = weak_from_this()] {
-            if (const auto timer = weak.lock()) timer->fire();
+            const auto timer = weak.lock();
+            if (timer && !timer->queue_.expired()) timer->fire();
         });
     }
 
@@ -26,6 +28,7 @@ private:
     }
 
     SimulatedDispatch& dispatch_;
+    const std::weak_ptr<const bool> queue_;  ///< expired: the queue is gone
     Instant next_;
     const Duration period_;
     const Task handler_;
@@ -53,7 +56,7 @@ public:
             explicit TimerHandle(std::shared_ptr<Timer> owned) : timer(std::move(owned)) {}
             std::shared_ptr<Timer> timer;
         };
-        auto timer = std::make_shared<Timer>(dispatch_, schedule, std::move(handler));
+        auto timer = std::make_shared<Timer>(dispatch_, alive_, schedule, std::move(handler));
         timer->arm();
         return std::make_unique<TimerHandle>(std::move(timer));
     }
