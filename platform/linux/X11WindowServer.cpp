@@ -1,6 +1,7 @@
 #include "platform/linux/X11WindowServer.h"
 
 #include "bus/Convert.h"
+#include "ports/Dispatch.h"
 #include "ports/Log.h"
 
 #include <xcb/randr.h>
@@ -10,10 +11,14 @@
 #include <array>
 #include <cstdlib>
 #include <string_view>
+#include <utility>
 
 namespace {
 
 constexpr std::chrono::seconds kRetryPeriod{3};
+constexpr std::chrono::seconds kUnusedPeriod{5};
+constexpr std::uint32_t kRootEvents = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE;
+constexpr std::uint32_t kWindowEvents = XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE;
 constexpr std::size_t kMostWindows = 2000;
 constexpr std::uint32_t kLongestNameInWords = 256;
 
@@ -61,16 +66,11 @@ public:
 
     [[nodiscard]] bool isBroken() const { return screen_ == nullptr || xcb_connection_has_error(connection_) != 0; }
 
-    [[nodiscard]] std::vector<WindowRecord> windows() {
-        const auto candidates = visibleWindows();
-        std::vector<Questions> questions;
-        questions.reserve(candidates.size());
-        for (const auto& candidate : candidates) questions.push_back(ask(candidate));
-        std::vector<WindowRecord> records;
-        for (const auto& question : questions) {
-            if (auto record = answer(question)) records.push_back(std::move(*record));
-        }
-        return records;
+    [[nodiscard]] const std::vector<WindowRecord>& windows() {
+        // Whatever changed before this question is told before its answer.
+        const Reply<void> answered(xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr));
+        if (!answered || takeEvents() || !known_) known_ = look();
+        return *known_;
     }
 
     [[nodiscard]] std::vector<Rect> screens() {
@@ -125,6 +125,33 @@ private:
         }
         if (screenNumber >= 0 && screenNumber < atoms_.nb_screens) screen_ = atoms_.screens[screenNumber];
         hasMonitors_ = knowsMonitors();
+        if (screen_ != nullptr) watch(screen_->root, kRootEvents);
+    }
+
+    void watch(xcb_window_t window, std::uint32_t events) {
+        xcb_change_window_attributes(connection_, window, XCB_CW_EVENT_MASK, &events);
+    }
+
+    /// Whether anything has changed since this was asked. An error tells of a window that has gone, which was told.
+    [[nodiscard]] bool takeEvents() {
+        bool changed = false;
+        while (const Reply<xcb_generic_event_t> event{xcb_poll_for_queued_event(connection_)}) {
+            changed = changed || event->response_type != 0;
+        }
+        return changed;
+    }
+
+    /// All windows, asked one by one. What changes meanwhile is told by an event.
+    [[nodiscard]] std::vector<WindowRecord> look() {
+        const auto candidates = visibleWindows();
+        std::vector<Questions> questions;
+        questions.reserve(candidates.size());
+        for (const auto& candidate : candidates) questions.push_back(ask(candidate));
+        std::vector<WindowRecord> records;
+        for (const auto& question : questions) {
+            if (auto record = answer(question)) records.push_back(std::move(*record));
+        }
+        return records;
     }
 
     /// Whether the display has RandR 1.5.
@@ -161,7 +188,10 @@ private:
         for (auto window = managed.rbegin(); window != managed.rend(); ++window) {
             candidates.push_back({*window, true, {}});
         }
-        for (auto& [window, framed, cookie] : candidates) cookie = xcb_get_window_attributes(connection_, window);
+        for (auto& [window, framed, cookie] : candidates) {
+            watch(window, kWindowEvents);
+            cookie = xcb_get_window_attributes(connection_, window);
+        }
         const auto last = std::remove_if(candidates.begin(), candidates.end(),
                                          [this](const Candidate& candidate) { return !isVisible(candidate); });
         candidates.erase(last, candidates.end());
@@ -206,7 +236,7 @@ private:
         const auto process = valuesOf(reply(questions.process));
         const auto types = valuesOf(reply(questions.type));
         auto frame = valuesOf(reply(questions.frame));
-        auto name = textOf(reply(questions.name));
+        const auto name = textOf(reply(questions.name));
         const auto oldName = textOf(reply(questions.oldName));
         const bool isDesktop = std::find(types.begin(), types.end(), atoms_._NET_WM_WINDOW_TYPE_DESKTOP) != types.end();
         if (!geometry || !origin || process.size() != 1 || isDesktop) return std::nullopt;
@@ -219,7 +249,7 @@ private:
         record.ownerPID = static_cast<pid_t>(process.front());
         record.bounds = {origin->dst_x - left, origin->dst_y - top, geometry->width + left + right,
                          geometry->height + top + bottom};
-        record.name = name ? std::move(name) : oldName;
+        record.name = name ? name : oldName;
         record.number = questions.candidate.window;
         return record;
     }
@@ -228,9 +258,11 @@ private:
     xcb_ewmh_connection_t atoms_{};
     xcb_screen_t* screen_ = nullptr;  ///< null when the connection failed
     bool hasMonitors_ = false;
+    std::optional<std::vector<WindowRecord>> known_;  ///< still true unless an event tells otherwise
 };
 
-X11WindowServer::X11WindowServer(ConsoleLog& consoleLog) : consoleLog_(consoleLog) {}
+X11WindowServer::X11WindowServer(ConsoleLog& consoleLog, DispatchQueue& queue)
+    : consoleLog_(consoleLog), queue_(queue) {}
 
 X11WindowServer::~X11WindowServer() = default;
 
@@ -241,12 +273,24 @@ X11WindowServer::Display* X11WindowServer::display() {
     if (!display_ && now >= nextAttempt_) {
         display_ = Display::open();
         nextAttempt_ = now + kRetryPeriod;
+        if (display_) {
+            unusedTimer_ = queue_.makeTimer({kUnusedPeriod, kUnusedPeriod, {}}, [this] { closeWhenUnused(); });
+        }
     }
+    used_ = true;
     if (!display_ && !reported_) {
         reported_ = true;
         consoleLog_.write("There is no X11 display to look at; windows and screens count as none.");
     }
     return display_.get();
+}
+
+void X11WindowServer::closeWhenUnused() {
+    const std::lock_guard lock(mutex_);
+    if (std::exchange(used_, false)) return;
+    display_.reset();
+    unusedTimer_.reset();
+    nextAttempt_ = {};
 }
 
 std::vector<WindowRecord> X11WindowServer::windows() {

@@ -1,4 +1,5 @@
 #include "platform/linux/X11WindowServer.h"
+#include "platform/simulated/SimulatedDispatch.h"
 #include "tests/bus/BusTest.h"
 
 #include <fmt/format.h>
@@ -60,7 +61,8 @@ protected:
     xcb_ewmh_connection_t ewmh{};
     xcb_screen_t* screen = nullptr;
     NotedConsoleLog consoleLog;
-    X11WindowServer server{consoleLog};
+    SimulatedDispatch dispatch;
+    X11WindowServer server{consoleLog, dispatch.mainQueue()};
 };
 
 TEST_F(X11WindowServerTest, ListsWindowsWithoutAWindowManager) {
@@ -119,6 +121,52 @@ TEST_F(X11WindowServerTest, ListsWindowsOfAWindowManagerWithTheirFrames) {
     EXPECT_EQ(server.windows().size(), 2U);
 }
 
+TEST_F(X11WindowServerTest, SeesWhatChangesBetweenTwoLooks) {
+    const auto window = makeWindow({10, 20, 300, 200}, 41, "before");
+    map(window);
+    EXPECT_EQ(recordOf(window)->name, "before");
+
+    xcb_ewmh_set_wm_name(&ewmh, window, 5, "after");
+    settle();
+    EXPECT_EQ(recordOf(window)->name, "after");
+    const std::uint32_t whole[] = {0, 0, static_cast<std::uint32_t>(kWidth), static_cast<std::uint32_t>(kHeight)};
+    xcb_configure_window(connection, window,
+                         XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y | XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT,
+                         whole);
+    settle();
+    EXPECT_EQ(recordOf(window)->bounds, (Rect{0, 0, kWidth, kHeight}));
+    xcb_ewmh_set_wm_pid(&ewmh, window, 42);
+    settle();
+    EXPECT_EQ(recordOf(window)->ownerPID, 42);
+
+    map(makeWindow({0, 0, 20, 20}, 43, "in front"));
+    EXPECT_EQ(server.windows().front().ownerPID, 43);
+    const std::uint32_t above = XCB_STACK_MODE_ABOVE;
+    xcb_configure_window(connection, window, XCB_CONFIG_WINDOW_STACK_MODE, &above);
+    settle();
+    EXPECT_EQ(server.windows().front().ownerPID, 42);
+    xcb_unmap_window(connection, window);
+    settle();
+    EXPECT_EQ(recordOf(window), std::nullopt);
+}
+
+TEST_F(X11WindowServerTest, HoldsNoConnectionWhenNobodyAsks) {
+    const auto descriptors = [] {
+        const std::filesystem::directory_iterator open("/proc/self/fd");
+        return std::distance(begin(open), end(open));
+    };
+    map(makeWindow({0, 0, 10, 10}, 41, "w"));
+    const auto before = descriptors();
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(server.windows().size(), 1U);
+        dispatch.runFor(std::chrono::seconds(4));
+        EXPECT_EQ(descriptors(), before + 1) << "asked every four seconds, it stays connected";
+    }
+    dispatch.runFor(std::chrono::seconds(10));
+    EXPECT_EQ(descriptors(), before);
+    EXPECT_EQ(server.windows().size(), 1U);
+}
+
 TEST_F(X11WindowServerTest, OutlivesItsDisplay) {
     map(makeWindow({0, 0, 10, 10}, 41, "w"));
     EXPECT_EQ(server.windows().size(), 1U);
@@ -132,7 +180,8 @@ TEST_F(X11WindowServerTest, OutlivesItsDisplay) {
 TEST(X11WindowServer, SaysOnceThatThereIsNoDisplay) {
     ::unsetenv("DISPLAY");
     NotedConsoleLog log;
-    X11WindowServer server(log);
+    SimulatedDispatch dispatch;
+    X11WindowServer server(log, dispatch.mainQueue());
     EXPECT_TRUE(server.windows().empty());
     EXPECT_TRUE(server.screens().empty());
     EXPECT_EQ(log.notes.lines().size(), 1U);
