@@ -78,41 +78,6 @@ TEST_F(PresentationProgramModelTest, AShowPassesOverHiddenSlidesAndEndsAfterTheL
     EXPECT_EQ(changes, before + 1);
 }
 
-TEST_F(PresentationProgramModelTest, TheFrontDocumentIsPolledWhicheverIsPresented) {
-    const auto first = open("First", 9);
-    const auto second = open("Second", 9);
-    ASSERT_FALSE(model.startShow(first, 7));
-    EXPECT_EQ(poll().firstDocument->id, second);
-    EXPECT_EQ(polledSlide(), 1);
-    ASSERT_FALSE(model.goToSlide(8));  // the presented one moves, not the front one
-    EXPECT_EQ(polledSlide(), 1);
-    ASSERT_FALSE(model.activateDocument(first));
-    EXPECT_EQ(polledSlide(), 8);
-    EXPECT_TRUE(model.stop(second));
-    EXPECT_EQ(poll().playing, true);
-    ASSERT_FALSE(model.closeDocument(first));
-    EXPECT_EQ(poll().playing, false);
-    EXPECT_EQ(poll().firstDocument->id, second);
-}
-
-TEST_F(PresentationProgramModelTest, OnlyTheShowsWindowIsAsLargeAsTheScreen) {
-    const Rect screen{100, 50, 1281, 719};
-    model.setScreen(screen);
-    const auto first = open("First", 2);
-    open("Second", 2);
-    ASSERT_FALSE(model.startShow(first));
-    ErrorPtr error;
-    const auto windows = model.windows(error);
-    ASSERT_EQ(windows.size(), 3U);
-    EXPECT_EQ(windows[0].name, "First");
-    EXPECT_EQ(windows[0].bounds, screen);
-    EXPECT_EQ(windows[1].name, "Second");
-    EXPECT_LT(windows[1].bounds.width, screen.width);
-    EXPECT_GE(windows[1].bounds.x, screen.x);
-    EXPECT_EQ(windows[2].index, 3);
-    EXPECT_NE(windows[1].id, windows[2].id);
-}
-
 TEST_F(PresentationProgramModelTest, JobsAreDoneInTheOrderAcceptedAndTakeTheirTime) {
     const auto id = open("Optics", 3, {2});
     ASSERT_FALSE(model.save(id, "/capture/deck.key"));
@@ -133,14 +98,6 @@ TEST_F(PresentationProgramModelTest, JobsAreDoneInTheOrderAcceptedAndTakeTheirTi
     EXPECT_EQ(ended[1].imagesWritten, 3);
     EXPECT_FALSE(ended[1].error);
     EXPECT_EQ(model.pendingJobs(ProgramJob::Kind::imageExport), 0U);
-}
-
-TEST_F(PresentationProgramModelTest, SlideNumbersBeyondThreeDigitsAreNotCut) {
-    const auto id = open("Long", 1000);
-    ASSERT_FALSE(model.exportTo(id, "/work/slide", "Kimg", {}));
-    time.runFor(60s);
-    EXPECT_TRUE(image("slide.042.jpg"));
-    EXPECT_TRUE(image("slide.1000.jpg"));
 }
 
 TEST_F(PresentationProgramModelTest, ExportFaultsChangeWhatArrives) {
@@ -170,21 +127,6 @@ TEST_F(PresentationProgramModelTest, ExportFaultsChangeWhatArrives) {
         EXPECT_EQ(ended.back().imagesWritten, each.written);
         EXPECT_EQ(ended.back().error != nullptr, each.fails);
     }
-}
-
-TEST_F(PresentationProgramModelTest, ImagesGrowInPlaceAndTheWriterFollowsARename) {
-    const auto id = open("Optics", 1);
-    fault("exports-slowly", "0.9");
-    fault("writes-in-pieces", "3");
-    ASSERT_FALSE(model.exportTo(id, "/work/slide", "Kimg", usual));
-    time.runFor(300ms);
-    EXPECT_EQ(image("slide.001.jpg"), "1@0");
-    ASSERT_FALSE(files.moveItem("/work/slide/slide.001.jpg", "/work/moved.jpg"));
-    time.runFor(300ms);
-    EXPECT_EQ(files.contents("/work/moved.jpg"), "1@0.8.");
-    time.runFor(300ms);
-    EXPECT_EQ(files.contents("/work/moved.jpg"), "1@0.8.....");
-    EXPECT_FALSE(image("slide.001.jpg"));
 }
 
 TEST_F(PresentationProgramModelTest, ADiskThatFillsDuringAnExportLeavesWhatIsThere) {
@@ -252,13 +194,6 @@ TEST_F(PresentationProgramModelTest, CallsAreRefusedWithASentence) {
     EXPECT_TRUE(refused);
     time.runFor(1s);
     EXPECT_EQ(ended.size(), 1U);
-}
-
-TEST_F(PresentationProgramModelTest, AProgramWithoutPlayingTellsTheRest) {
-    fault("lacks-playing");
-    ASSERT_FALSE(model.startShow(open("Optics", 3), 2));
-    EXPECT_FALSE(poll().playing);
-    EXPECT_EQ(polledSlide(), 2);
 }
 
 }  // namespace
