@@ -30,6 +30,7 @@ int takeSignals() {
 
 [[noreturn]] void replaceProcess(const std::vector<std::string>& arguments) {
     std::vector<char*> pointers;
+    pointers.reserve(arguments.size() + 1);
     for (const auto& argument : arguments) pointers.push_back(const_cast<char*>(argument.c_str()));
     pointers.push_back(nullptr);
     constexpr unsigned kCloseOnExec = 1U << 2U;

@@ -4,6 +4,7 @@
 #include "presenters/impress/PendingFile.h"
 
 #include <fmt/format.h>
+#include <algorithm>
 #include <chrono>
 #include <com/sun/star/beans/XPropertySet.hpp>
 #include <com/sun/star/drawing/GraphicExportFilter.hpp>

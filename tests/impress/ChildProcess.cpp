@@ -20,6 +20,7 @@ std::string contents(const std::string& file) {
 
 std::vector<char*> pointers(const std::vector<std::string>& texts) {
     std::vector<char*> result;
+    result.reserve(texts.size() + 1);
     for (const auto& text : texts) result.push_back(const_cast<char*>(text.c_str()));
     result.push_back(nullptr);
     return result;

@@ -5,7 +5,9 @@
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
+#include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <com/sun/star/drawing/XDrawPagesSupplier.hpp>
 #include <com/sun/star/drawing/XDrawView.hpp>
 #include <com/sun/star/presentation/XSlideShowController.hpp>
@@ -13,7 +15,6 @@
 #include <csignal>
 #include <fstream>
 #include <iterator>
-#include <limits>
 
 using css::frame::XModel;
 using css::uno::Reference;
@@ -50,7 +51,7 @@ std::filesystem::path writeColourDeck(const std::filesystem::path& folder) {
 )",
             number);
     }
-    const auto file = folder / "colours & more.fodp";
+    auto file = folder / "colours & more.fodp";
     std::ofstream(file)
         << R"(<?xml version="1.0" encoding="UTF-8"?>
 <office:document xmlns:office="urn:oasis:names:tc:opendocument:xmlns:office:1.0" xmlns:style="urn:oasis:names:tc:opendocument:xmlns:style:1.0" xmlns:draw="urn:oasis:names:tc:opendocument:xmlns:drawing:1.0" xmlns:fo="urn:oasis:names:tc:opendocument:xmlns:xsl-fo-compatible:1.0" xmlns:presentation="urn:oasis:names:tc:opendocument:xmlns:presentation:1.0" xmlns:svg="urn:oasis:names:tc:opendocument:xmlns:svg-compatible:1.0" office:version="1.3" office:mimetype="application/vnd.oasis.opendocument.presentation">
