@@ -6,7 +6,6 @@
 
 #include <sdbus-c++/sdbus-c++.h>
 #include <csignal>
-#include <cstdlib>
 #include <stdexcept>
 
 namespace fs = std::filesystem;
@@ -16,15 +15,6 @@ namespace {
 constexpr const char* kSandbox = "Library/Containers/com.apple.iWork.Keynote/Data/Documents/Veldrin";
 
 }  // namespace
-
-TestHome::TestHome() {
-    setenv("HOME", directory_.path.c_str(), 1);
-    setenv("LC_ALL", "C.UTF-8", 1);
-    for (const char* const variable :
-         {"XDG_DATA_HOME", "XDG_CONFIG_HOME", "XDG_RUNTIME_DIR", "DISPLAY", "WAYLAND_DISPLAY", "LANGUAGE"}) {
-        unsetenv(variable);
-    }
-}
 
 void CaptureTest::TearDown() {
     if (!service_) return;

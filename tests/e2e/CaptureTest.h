@@ -4,6 +4,7 @@
 #include "tests/support/ChildProcess.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/TestHome.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,16 +13,6 @@
 #include <set>
 #include <string>
 #include <vector>
-
-/// A home directory of the test's own, in an environment without a display that speaks English.
-class TestHome {
-public:
-    TestHome();
-    [[nodiscard]] const std::filesystem::path& path() const { return directory_.path; }
-
-private:
-    TemporaryDirectory directory_;
-};
 
 /// The real processes on a bus and in a home of the test's own. The service is started by the test, not by the bus, so
 /// that the test sees how it ends: after each test it must end on request with status 0, and without complaints of

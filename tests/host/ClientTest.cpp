@@ -113,7 +113,7 @@ TEST_F(ClientTest, NothingAsATextForTheServiceToJudge) {
 
 TEST_F(ClientTest, LosingTheBusIsToldAndLaterCallsFailAtOnce) {
     Awaited<bool> lost;
-    auto bus = std::make_unique<PrivateBus>(directory_.path());
+    auto bus = std::make_unique<PrivateBus>();
     const auto client = connect([&] { lost.set(true); });
     bus.reset();
     lost.get();

@@ -5,7 +5,6 @@
 #include <gmock/gmock.h>
 
 #include <csignal>
-#include <fstream>
 
 namespace {
 
@@ -150,12 +149,10 @@ TEST_F(RecordTest, AMissingOrBrokenServiceIsStatusThree) {
     EXPECT_EQ(unknown.exitStatus(), 3);
     EXPECT_THAT(unknown.complaints(), HasSubstr("check that it is installed"));
 
-    std::ofstream(directory_.path() / "broken.service")
-        << "[D-BUS Service]\nName=com.veldrin.KeynoteCaptureService\nExec=/bin/false\n";
-    const TestDirectory services;
-    std::filesystem::rename(directory_.path() / "broken.service", services.path() / "broken.service");
+    writeFile(directory_.path() / "dbus-1/services/broken.service",
+              "[D-BUS Service]\nName=com.veldrin.KeynoteCaptureService\nExec=/bin/false\n");
     {
-        const PrivateBus broken(services.path());
+        const PrivateBus broken(directory_.path());
         ChildProcess unstartable(recordJSON());
         EXPECT_EQ(unstartable.exitStatus(), 3);
     }

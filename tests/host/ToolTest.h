@@ -1,8 +1,9 @@
 #pragma once
 
-#include "tests/host/ChildProcess.h"
 #include "tests/host/FakeService.h"
-#include "tests/host/PrivateBus.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/PrivateBus.h"
+#include "tests/support/TestHome.h"
 
 #include <gtest/gtest.h>
 
@@ -18,6 +19,6 @@ protected:
     }
     [[nodiscard]] static bus::ErrorStruct noError() { return bus::structFrom(nullptr); }
 
-    TestDirectory directory_;
-    PrivateBus bus_{directory_.path()};
+    TestHome directory_;
+    PrivateBus bus_;
 };

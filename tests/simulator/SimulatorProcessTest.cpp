@@ -1,7 +1,7 @@
 #include "bus/BusConnection.h"
 #include "bus/Convert.h"
 #include "bus/Names.h"
-#include "tests/simulator/DrivenProcess.h"
+#include "tests/support/ChildProcess.h"
 
 #include <bus/PresentationProgramProxy.h>
 #include <fmt/format.h>
@@ -122,7 +122,7 @@ protected:
 };
 
 TEST_F(SimulatorProcessTest, AnswersWhatACaptureServiceAsks) {
-    DrivenProcess simulator(kSimulator);
+    ChildProcess simulator(kSimulator);
     Client client(*connection, simulator.pid());
     simulator.play("print ready");
     EXPECT_EQ(nameOfError([&] { client.presentingState(); }), "org.freedesktop.DBus.Error.ServiceUnknown");
@@ -167,7 +167,7 @@ TEST_F(SimulatorProcessTest, AnswersWhatACaptureServiceAsks) {
 }
 
 TEST_F(SimulatorProcessTest, WritesTheArchiveAndImagesThatDecode) {
-    DrivenProcess simulator(kSimulator);
+    ChildProcess simulator(kSimulator);
     Client client(*connection, simulator.pid());
     simulator.play("launch");
     simulator.play("open Optics slides 3");
@@ -190,7 +190,7 @@ TEST_F(SimulatorProcessTest, WritesTheArchiveAndImagesThatDecode) {
 }
 
 TEST_F(SimulatorProcessTest, AFileThatCannotBeWrittenIsTold) {
-    DrivenProcess simulator(kSimulator);
+    ChildProcess simulator(kSimulator);
     Client client(*connection, simulator.pid());
     simulator.play("launch");
     simulator.play("open Optics slides 2");
@@ -202,7 +202,7 @@ TEST_F(SimulatorProcessTest, AFileThatCannotBeWrittenIsTold) {
 }
 
 TEST_F(SimulatorProcessTest, AnswersLateNeverOrInTheMiddleOfAnExport) {
-    DrivenProcess simulator(kSimulator);
+    ChildProcess simulator(kSimulator);
     Client client(*connection, simulator.pid());
     simulator.play("launch");
     simulator.play("open Optics slides 5");
@@ -228,51 +228,51 @@ TEST_F(SimulatorProcessTest, AnswersLateNeverOrInTheMiddleOfAnExport) {
 TEST_F(SimulatorProcessTest, BadScriptsEndItBeforeAnythingHappens) {
     const auto script = directory / "bad.simulation";
     std::ofstream(script) << "launch\n\n# fine\nopen\nlunch\n";
-    DrivenProcess file({KEYNOTE_SIMULATOR, script.string(), "--no-window"});
+    ChildProcess file({KEYNOTE_SIMULATOR, script.string(), "--no-window"});
     EXPECT_EQ(file.exitStatus(), 2);
     EXPECT_EQ(file.complaints(), fmt::format("keynote-simulator: {}:4: open: the name is missing. Usage: open NAME "
                                              "[slides N] [hidden N,N] [file PATH]\n",
                                              script.string()));
     EXPECT_THROW(file.waitForLine("ok"), std::runtime_error);
 
-    DrivenProcess input(kSimulator);
+    ChildProcess input(kSimulator);
     input.play("launch");
-    input.send("slide one");
+    input.writeLine("slide one");
     EXPECT_EQ(input.exitStatus(), 2);
     EXPECT_EQ(input.complaints().find("keynote-simulator: standard input:2: slide: the slide must be"), 0U);
 
-    DrivenProcess missing({KEYNOTE_SIMULATOR, (directory / "none").string()});
+    ChildProcess missing({KEYNOTE_SIMULATOR, (directory / "none").string()});
     EXPECT_EQ(missing.exitStatus(), 2);
-    DrivenProcess stopped({KEYNOTE_SIMULATOR, "-", "--no-window"});
-    stopped.send("next");
+    ChildProcess stopped({KEYNOTE_SIMULATOR, "-", "--no-window"});
+    stopped.writeLine("next");
     EXPECT_EQ(stopped.exitStatus(), 1);
 }
 
 TEST_F(SimulatorProcessTest, LeavesCleanlyOnRequestAndWhenTheBusIsGone) {
     for (const int signal : {SIGTERM, SIGINT}) {
-        DrivenProcess simulator(kSimulator);
+        ChildProcess simulator(kSimulator);
         simulator.play("launch");
-        simulator.send("wait 3600");
-        kill(simulator.pid(), signal);
+        simulator.writeLine("wait 3600");
+        simulator.send(signal);
         EXPECT_EQ(simulator.exitStatus(), 0);
     }
     const char* const address = std::getenv("DBUS_SESSION_BUS_ADDRESS");
     const std::string own = address ? address : "";
-    DrivenProcess daemon({"dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address"});
+    ChildProcess daemon({"dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address"});
     setenv("DBUS_SESSION_BUS_ADDRESS", daemon.waitForLine("unix:").c_str(), 1);
-    DrivenProcess orphan(kSimulator);
+    ChildProcess orphan(kSimulator);
     orphan.play("launch");
-    kill(daemon.pid(), SIGKILL);
+    daemon.send(SIGKILL);
     EXPECT_EQ(orphan.exitStatus(), 3);
     EXPECT_EQ(orphan.complaints(), "keynote-simulator: The session bus has gone.\n");
-    DrivenProcess homeless(kSimulator);
+    ChildProcess homeless(kSimulator);
     setenv("DBUS_SESSION_BUS_ADDRESS", own.c_str(), 1);
     EXPECT_EQ(homeless.exitStatus(), 3);
     EXPECT_NE(homeless.complaints().find("The session bus does not answer"), std::string::npos);
 }
 
 TEST_F(SimulatorProcessTest, TheShippedLectureIsAGoodScript) {
-    DrivenProcess simulator({KEYNOTE_SIMULATOR, LECTURE, "--no-window"});
+    ChildProcess simulator({KEYNOTE_SIMULATOR, LECTURE, "--no-window"});
     simulator.waitForLine("ok start");
     Client client(*connection, simulator.pid());
     EXPECT_TRUE(client.presentingState().at("playing").get<bool>());
