@@ -11,7 +11,8 @@ std::filesystem::path current;
 }  // namespace
 
 PendingFile::PendingFile(std::filesystem::path target)
-    : target_(std::move(target)), path_(target_.parent_path() / ("." + target_.filename().string() + ".part")) {
+    : target_(std::move(target)),
+      path_(target_.parent_path() / std::string(".").append(target_.filename().native()).append(".part")) {
     const std::lock_guard lock(currentMutex);
     current = path_;
 }
