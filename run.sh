@@ -51,7 +51,7 @@ else
         DISPLAY=:$(cat "$work/display")
         export DISPLAY
         start openbox 2>/dev/null
-        show=(--present "$deck" --advance 2)
+        show=(--present "$deck" --advance 3)
     fi
     pipe=keynote-capture-$$
     start soffice --accept="pipe,name=$pipe;urp;" --norestore --nologo --nodefault --nofirststartwizard \
