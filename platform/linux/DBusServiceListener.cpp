@@ -112,6 +112,9 @@ public:
         bus->connection().requestName(bus::kServiceName);
         return exported;
     }
+    virtual ~ExportedObject() = default;
+    ExportedObject(const ExportedObject&) = delete;
+    ExportedObject& operator=(const ExportedObject&) = delete;
 
 private:
     using Service = KeynoteCaptureServiceProtocol;

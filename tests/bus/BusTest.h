@@ -5,32 +5,20 @@
 #include "platform/linux/AsioDispatch.h"
 #include "platform/linux/SessionBus.h"
 #include "ports/Log.h"
-#include "tests/bus/TestProcess.h"
+#include "tests/support/Deadline.h"
+#include "tests/support/PrivateBus.h"
 
 #include <gtest/gtest.h>
 #include <sdbus-c++/sdbus-c++.h>
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
-#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
-
-/// A session bus of the test's own.
-class PrivateBus {
-public:
-    PrivateBus() : daemon_({"dbus-daemon", "--session", "--nofork", "--print-address=3"}) {
-        ::setenv("DBUS_SESSION_BUS_ADDRESS", daemon_.readLine().c_str(), 1);
-    }
-    void end() { daemon_.end(); }
-
-private:
-    TestProcess daemon_;
-};
 
 /// Lines that several threads write; the test waits for what it expects.
 class Notes {
@@ -48,10 +36,10 @@ public:
         const auto all = lines();
         return std::count(all.begin(), all.end(), line);
     }
-    /// The lines, once there are so many; what there is after ten seconds.
+    /// The lines, once there are so many; what there is at the deadline.
     std::vector<std::string> waitFor(std::size_t count) const {
         std::unique_lock lock(mutex_);
-        changed_.wait_for(lock, std::chrono::seconds(10), [&] { return lines_.size() >= count; });
+        changed_.wait_for(lock, kDeadline, [&] { return lines_.size() >= count; });
         return lines_;
     }
 
@@ -66,16 +54,6 @@ public:
     void write(std::string_view message) override { notes.add(std::string(message)); }
     Notes notes;
 };
-
-/// Asks until it is so; false after ten seconds.
-inline bool eventually(const std::function<bool()>& isSo) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!isSo()) {
-        if (std::chrono::steady_clock::now() > deadline) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
-}
 
 /// Calls a method and tells "ok" or the name of the error; the message goes to `message`.
 template <typename... Arguments>

@@ -75,9 +75,9 @@ private:
         object_->registerMethod("presentingState")
             .onInterface(kProgramInterface)
             .implementedAs([this](sdbus::Result<State>&& result) {
+                if (!holds) refuses ? result.returnError(*refuses) : result.returnResults(state);
+                if (holds) held_.push_back(std::move(result));
                 calls.add("presentingState");
-                if (holds) return held_.push_back(std::move(result));
-                refuses ? result.returnError(*refuses) : result.returnResults(state);
             });
         object_->registerMethod("windows").onInterface(kProgramInterface).implementedAs([this] {
             calls.add("windows");

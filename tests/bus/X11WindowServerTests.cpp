@@ -1,10 +1,11 @@
 #include "platform/linux/X11WindowServer.h"
 #include "platform/simulated/SimulatedDispatch.h"
 #include "tests/bus/BusTest.h"
+#include "tests/support/TemporaryDirectory.h"
 
-#include <fmt/format.h>
 #include <xcb/xcb.h>
 #include <xcb/xcb_ewmh.h>
+#include <csignal>
 #include <cstring>
 #include <filesystem>
 
@@ -17,8 +18,7 @@ constexpr double kHeight = 768;
 class X11WindowServerTest : public testing::Test {
 protected:
     void SetUp() override {
-        const auto number = display.readLine();
-        ASSERT_FALSE(number.empty()) << "Xvfb did not start";
+        const auto number = display.waitForLine("");
         ::setenv("DISPLAY", (":" + number).c_str(), 1);
         connection = xcb_connect(nullptr, nullptr);
         ASSERT_EQ(xcb_connection_has_error(connection), 0);
@@ -56,7 +56,7 @@ protected:
         return std::nullopt;
     }
 
-    TestProcess display{{"Xvfb", "-displayfd", "3", "-screen", "0", "1024x768x24", "-nolisten", "tcp"}};
+    ChildProcess display{{"Xvfb", "-displayfd", "1", "-screen", "0", "1024x768x24", "-nolisten", "tcp"}};
     xcb_connection_t* connection = nullptr;
     xcb_ewmh_connection_t ewmh{};
     xcb_screen_t* screen = nullptr;
@@ -87,9 +87,10 @@ TEST_F(X11WindowServerTest, ListsWindowsWithoutAWindowManager) {
 }
 
 TEST_F(X11WindowServerTest, ListsWindowsOfAWindowManagerWithTheirFrames) {
-    const auto ready = std::filesystem::temp_directory_path() / fmt::format("bus-tests-{}", ::getpid());
-    TestProcess manager({"openbox", "--sm-disable", "--startup", "touch " + ready.string()});
-    ASSERT_TRUE(eventually([&] { return std::filesystem::remove(ready); }));
+    const TemporaryDirectory directory;
+    const auto ready = directory.path / "ready";
+    ChildProcess manager({"openbox", "--sm-disable", "--startup", "touch " + ready.string()});
+    ASSERT_TRUE(eventually([&] { return std::filesystem::exists(ready); }));
 
     const auto window = makeWindow({100, 100, 300, 200}, 41, "Document");
     const auto menu = makeWindow({5, 5, 20, 30}, 43, "Menu", true);
@@ -113,7 +114,7 @@ TEST_F(X11WindowServerTest, ListsWindowsOfAWindowManagerWithTheirFrames) {
     settle();
     ASSERT_TRUE(eventually(isFramed));
 
-    manager.end();
+    manager.send(SIGKILL);
     EXPECT_TRUE(eventually([&] {
         const auto record = recordOf(window);
         return record && record->bounds.width == 300 && record->bounds.height == 200;
@@ -170,7 +171,8 @@ TEST_F(X11WindowServerTest, HoldsNoConnectionWhenNobodyAsks) {
 TEST_F(X11WindowServerTest, OutlivesItsDisplay) {
     map(makeWindow({0, 0, 10, 10}, 41, "w"));
     EXPECT_EQ(server.windows().size(), 1U);
-    display.end();
+    display.send(SIGKILL);
+    static_cast<void>(display.exitStatus());
     EXPECT_TRUE(server.windows().empty());
     EXPECT_TRUE(server.screens().empty());
     EXPECT_TRUE(server.windows().empty());
