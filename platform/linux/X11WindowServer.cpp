@@ -17,7 +17,10 @@ namespace {
 
 constexpr std::chrono::seconds kRetryPeriod{3};
 constexpr std::chrono::seconds kUnusedPeriod{5};
-constexpr std::uint32_t kRootEvents = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE;
+constexpr std::uint32_t kRootEvents =
+    XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE;
+constexpr std::uint16_t kScreenEvents =
+    XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE | XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE | XCB_RANDR_NOTIFY_MASK_OUTPUT_CHANGE;
 constexpr std::uint32_t kWindowEvents = XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE;
 constexpr std::size_t kMostWindows = 2000;
 constexpr std::uint32_t kLongestNameInWords = 256;
@@ -69,30 +72,15 @@ public:
     [[nodiscard]] const std::vector<WindowRecord>& windows() {
         // Whatever changed before this question is told before its answer.
         const Reply<void> answered(xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr));
-        if (!answered || takeEvents() || !known_) known_ = look();
-        return *known_;
+        forgetWhatChanged();
+        if (!windows_) windows_ = findWindows();
+        return *windows_;
     }
 
-    [[nodiscard]] std::vector<Rect> screens() {
-        std::vector<Rect> screens;
-        if (hasMonitors_) {
-            const auto cookie = xcb_randr_get_monitors(connection_, screen_->root, 1);
-            const Reply<xcb_randr_get_monitors_reply_t> reply(
-                xcb_randr_get_monitors_reply(connection_, cookie, nullptr));
-            auto monitor =
-                reply ? xcb_randr_get_monitors_monitors_iterator(reply.get()) : xcb_randr_monitor_info_iterator_t{};
-            for (; monitor.rem > 0; xcb_randr_monitor_info_next(&monitor)) {
-                const auto& info = *monitor.data;
-                screens.push_back({static_cast<double>(info.x), static_cast<double>(info.y),
-                                   static_cast<double>(info.width), static_cast<double>(info.height)});
-            }
-        }
-        if (screens.empty() && !isBroken()) {
-            const auto cookie = xcb_get_geometry(connection_, screen_->root);
-            const Reply<xcb_get_geometry_reply_t> root(xcb_get_geometry_reply(connection_, cookie, nullptr));
-            if (root) screens.push_back({0, 0, static_cast<double>(root->width), static_cast<double>(root->height)});
-        }
-        return screens;
+    [[nodiscard]] const std::vector<Rect>& screens() {
+        forgetWhatChanged();
+        if (!screens_) screens_ = findScreens();
+        return *screens_;
     }
 
 private:
@@ -125,24 +113,28 @@ private:
         }
         if (screenNumber >= 0 && screenNumber < atoms_.nb_screens) screen_ = atoms_.screens[screenNumber];
         hasMonitors_ = knowsMonitors();
-        if (screen_ != nullptr) watch(screen_->root, kRootEvents);
+        if (screen_ == nullptr) return;
+        watch(screen_->root, kRootEvents);
+        if (hasMonitors_) xcb_randr_select_input(connection_, screen_->root, kScreenEvents);
     }
 
     void watch(xcb_window_t window, std::uint32_t events) {
         xcb_change_window_attributes(connection_, window, XCB_CW_EVENT_MASK, &events);
     }
 
-    /// Whether anything has changed since this was asked. An error tells of a window that has gone, which was told.
-    [[nodiscard]] bool takeEvents() {
+    /// Takes the events that have arrived. An error tells of a window that has gone, which an event told.
+    void forgetWhatChanged() {
         bool changed = false;
-        while (const Reply<xcb_generic_event_t> event{xcb_poll_for_queued_event(connection_)}) {
+        while (const Reply<xcb_generic_event_t> event{xcb_poll_for_event(connection_)}) {
             changed = changed || event->response_type != 0;
         }
-        return changed;
+        if (!changed && !isBroken()) return;
+        windows_.reset();
+        screens_.reset();
     }
 
     /// All windows, asked one by one. What changes meanwhile is told by an event.
-    [[nodiscard]] std::vector<WindowRecord> look() {
+    [[nodiscard]] std::vector<WindowRecord> findWindows() {
         const auto candidates = visibleWindows();
         std::vector<Questions> questions;
         questions.reserve(candidates.size());
@@ -152,6 +144,28 @@ private:
             if (auto record = answer(question)) records.push_back(std::move(*record));
         }
         return records;
+    }
+
+    [[nodiscard]] std::vector<Rect> findScreens() {
+        std::vector<Rect> screens;
+        if (hasMonitors_) {
+            const auto cookie = xcb_randr_get_monitors(connection_, screen_->root, 1);
+            const Reply<xcb_randr_get_monitors_reply_t> reply(
+                xcb_randr_get_monitors_reply(connection_, cookie, nullptr));
+            auto monitor =
+                reply ? xcb_randr_get_monitors_monitors_iterator(reply.get()) : xcb_randr_monitor_info_iterator_t{};
+            for (; monitor.rem > 0; xcb_randr_monitor_info_next(&monitor)) {
+                const auto& info = *monitor.data;
+                screens.push_back({static_cast<double>(info.x), static_cast<double>(info.y),
+                                   static_cast<double>(info.width), static_cast<double>(info.height)});
+            }
+        }
+        if (screens.empty() && !isBroken()) {
+            const auto cookie = xcb_get_geometry(connection_, screen_->root);
+            const Reply<xcb_get_geometry_reply_t> root(xcb_get_geometry_reply(connection_, cookie, nullptr));
+            if (root) screens.push_back({0, 0, static_cast<double>(root->width), static_cast<double>(root->height)});
+        }
+        return screens;
     }
 
     /// Whether the display has RandR 1.5.
@@ -258,7 +272,9 @@ private:
     xcb_ewmh_connection_t atoms_{};
     xcb_screen_t* screen_ = nullptr;  ///< null when the connection failed
     bool hasMonitors_ = false;
-    std::optional<std::vector<WindowRecord>> known_;  ///< still true unless an event tells otherwise
+    /// Still so unless an event tells otherwise; nothing when it is to be asked.
+    std::optional<std::vector<WindowRecord>> windows_;
+    std::optional<std::vector<Rect>> screens_;
 };
 
 X11WindowServer::X11WindowServer(ConsoleLog& consoleLog, DispatchQueue& queue)

@@ -16,9 +16,9 @@ class DispatchQueue;
 /// these are all of them without a window manager, and with one those that bypass it, as some programs' shows do. Only
 /// windows on screen that tell their process count. Front window first.
 ///
-/// The display tells what changes, so asking takes one round trip, and three more after a change, whatever the number
-/// of windows. What it tells is kept by the display until somebody asks: when nobody has for five to ten seconds the
-/// connection is closed, and opened anew by the next who asks.
+/// The display tells what changes, so asking for the windows takes one round trip, and three more after a change,
+/// whatever their number; asking for the screens takes one after a change. What nobody asks for is kept by the display,
+/// so the connection is closed when nobody has for five to ten seconds, and opened anew by the next who asks.
 ///
 /// Without a display both lists are empty and the log says so once; the display is tried again every three seconds.
 /// Windows of other systems (native Wayland clients) cannot be seen.
