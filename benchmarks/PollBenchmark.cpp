@@ -1,12 +1,11 @@
 #include "KeynoteCaptureService/KeynoteCaptureService.h"
+#include "benchmarks/Failure.h"
 #include "platform/linux/LinuxPlatform.h"
 
 #include <benchmark/benchmark.h>
 #include <systemd/sd-bus.h>
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
-#include <iostream>
 
 namespace {
 
@@ -47,10 +46,8 @@ class Scene {
 public:
     explicit Scene(const std::filesystem::path& directory)
         : service_(KeynoteCaptureService::initWithDelegate(nullptr)) {
-        service_->startDetectionAndCaptureTo(directory, "benchmark", [](const ErrorPtr& error) {
-            std::cerr << error->localizedDescription() << std::endl;
-            std::exit(EXIT_FAILURE);
-        });
+        service_->startDetectionAndCaptureTo(
+            directory, "benchmark", [](const ErrorPtr& error) { fail(error->localizedDescription().c_str()); });
     }
 
     [[nodiscard]] bool isPresenting() const {
@@ -64,7 +61,7 @@ private:
 /// One poll, as the timer causes it.
 void ours(benchmark::State& state, const Task& tick, const Scene& scene) {
     for ([[maybe_unused]] auto _ : state) tick();
-    if (!scene.isPresenting()) state.SkipWithError("the program does not present");
+    if (!scene.isPresenting()) fail("the program does not present");
 }
 
 /// The display's part of a poll.
@@ -72,18 +69,18 @@ void display(benchmark::State& state, WindowServer& windowServer) {
     for ([[maybe_unused]] auto _ : state) {
         const auto screens = windowServer.screens();
         const auto windows = windowServer.windows();
-        if (screens.empty() || windows.empty()) state.SkipWithError("the program shows no window");
+        if (screens.empty() || windows.empty()) fail("the program shows no window");
     }
 }
 
 /// One question and its answer, without contents, to the same program.
 void peer(benchmark::State& state, const std::string& program) {
     sd_bus* bus = nullptr;
-    if (sd_bus_open_user(&bus) < 0) return state.SkipWithError("no session bus");
+    if (sd_bus_open_user(&bus) < 0) fail("no session bus");
     for ([[maybe_unused]] auto _ : state) {
         const int answer = sd_bus_call_method(bus, program.c_str(), "/", "org.freedesktop.DBus.Peer", "Ping", nullptr,
                                               nullptr, nullptr);
-        if (answer < 0) state.SkipWithError("no answer");
+        if (answer < 0) fail("no answer");
     }
     sd_bus_flush_close_unref(bus);
 }

@@ -44,7 +44,9 @@ class Session:
         screen = self.start("Xvfb", "-displayfd", "1", "-screen", "0", "1440x900x24", "-nolisten", "tcp",
                             stdout=subprocess.PIPE)
         self.environment["DISPLAY"] = ":" + screen.stdout.readline().strip()
-        self.start("openbox")
+        ready = self.folder / "ready"
+        self.start("openbox", "--sm-disable", "--startup", f"touch {ready}")
+        wait_for(ready.exists, "the window manager")
 
     def __exit__(self, *_):
         for process in reversed(self._processes):
@@ -61,8 +63,10 @@ class Session:
 
     def run(self, *command):
         """Runs a program and answers its standard output."""
-        return subprocess.run([str(word) for word in command], env=self.environment, text=True, check=True,
-                              stdout=subprocess.PIPE, stderr=subprocess.DEVNULL).stdout
+        process = subprocess.run([str(word) for word in command], env=self.environment, text=True, capture_output=True)
+        if process.returncode != 0:
+            raise RuntimeError(f"{command[0]}: status {process.returncode}\n{process.stderr}")
+        return process.stdout
 
     @staticmethod
     def end(process, patience=10):
