@@ -81,7 +81,7 @@ TEST_F(ProgramFaultsTest, OfTwoProgramsTheFirstIsFollowedUntilBothHaveGone) {
     first->play("stop");
     host_.waitFor("P1 stopped");
     first->closeInput();
-    EXPECT_EQ(first->exitStatus(), 0);
+    EXPECT_EQ(first->exitStatus(), 0) << first->complaints();
     waitForLog("Scripting Application is not running yet.", 2);
     EXPECT_THAT(host_.settled(), ElementsAre("launched", "P1 started", "P1 slide 1", "P1 slide 2", "P1 stopped"))
         << "nothing is told while another program is there";
