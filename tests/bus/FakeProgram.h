@@ -75,9 +75,11 @@ private:
         object_->registerMethod("presentingState")
             .onInterface(kProgramInterface)
             .implementedAs([this](sdbus::Result<State>&& result) {
-                if (!holds) refuses ? result.returnError(*refuses) : result.returnResults(state);
-                if (holds) held_.push_back(std::move(result));
+                held_.push_back(std::move(result));
                 calls.add("presentingState");
+                if (holds) return;
+                refuses ? held_.back().returnError(*refuses) : held_.back().returnResults(state);
+                held_.pop_back();
             });
         object_->registerMethod("windows").onInterface(kProgramInterface).implementedAs([this] {
             calls.add("windows");

@@ -40,11 +40,21 @@ TEST_F(ListenerTest, AnswersNothingToCallsThatEndWithIt) {
 TEST_F(ListenerTest, EndsUnusedOnlyWithoutHosts) {
     auto host = std::make_unique<TestHost>();
     ASSERT_EQ(host->call("stopPresenting"), "ok");
+    Notes name;
+    const auto watcher = bus::openSessionBus();
+    const auto watch =
+        watcher->addMatch("type='signal',member='NameOwnerChanged',arg0='" + std::string(bus::kServiceName) + "'",
+                          [&](sdbus::Message& message) {
+                              std::string owner;
+                              message >> owner >> owner >> owner;
+                              name.add(owner.empty() ? "given back" : "taken");
+                          });
+    const bus::EventLoopThread loop(*watcher, [] {});
     listener.endIfUnused();
-    // The request is served before the next call of this host.
-    ASSERT_EQ(host->call("stopPresenting"), "ok");
-    EXPECT_TRUE(eventually([&] { return isNameOwned(); }));
+    EXPECT_EQ(name.waitFor(2), (std::vector<std::string>{"given back", "taken"}));
     EXPECT_EQ(status, -1);
+    EXPECT_EQ(host->call("stopPresenting"), "ok");
+
     host.reset();
     ASSERT_TRUE(eventually([&] { return left == 1; }));
     listener.endIfUnused();

@@ -140,7 +140,7 @@ public:
     explicit NotingDelegateObject(sdbus::IConnection& connection) : AdaptorInterfaces(connection, bus::kDelegatePath) {
         registerAdaptor();
     }
-    ~NotingDelegateObject() { unregisterAdaptor(); }
+    virtual ~NotingDelegateObject() { unregisterAdaptor(); }
 
     Notes notes;
 
