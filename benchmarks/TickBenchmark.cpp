@@ -58,7 +58,7 @@ void ours(benchmark::State& state) {
     for ([[maybe_unused]] auto _ : state) scene.tick();
 
     // Each of these was a look: one more finds what has come.
-    std::ofstream(scene.inDirectory() / *scene.names().begin());
+    const std::ofstream image(scene.inDirectory() / *scene.names().begin());
     scene.tick();
     if (monitor->filesLeftToVerify().size() != scene.names().size() - 1) fail("the monitor did not look");
 }
