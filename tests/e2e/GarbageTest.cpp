@@ -126,6 +126,7 @@ TEST_F(GarbageTest, TextsThatNameNoDirectoryAreRefused) {
 TEST_F(GarbageTest, UnknownMembersPathsAndProgramsAreNobody) {
     const auto nothing = [](auto&) {};
     std::vector<std::unique_ptr<Client>> clients;
+    clients.reserve(40);
     for (int i = 0; i < 40; ++i) clients.push_back(std::make_unique<Client>());
     for (auto& client : clients) {
         for (const std::string member : {"launch", "startDetectionAndCaptureTo2", "StopPresenting", "x"}) {
