@@ -14,4 +14,4 @@ if [ ${#target[@]} -gt 0 ]; then
     { cmake --preset release && cmake --build "$build" --target "${target[@]}"; } >build/benchmarks.log 2>&1 \
         || { tail -40 build/benchmarks.log; exit 1; }
 fi
-exec python3 benchmarks/measure.py --programs "$build/bin" "$@"
+exec python3 -B benchmarks/measure.py --programs "$build/bin" "$@"
