@@ -85,6 +85,7 @@ TEST_F(HostsTest, ASecondStartBeginsAnewAndGivesUpWhatWasAwaited) {
     other.record(captures("other"));
     program->play("start");
     other.waitFor("P1 slide 1");
+    host.waitFor("P3 slide 1");
     program->play("stop");
     other.waitFor("P1 stopped");
     EXPECT_THAT(host.settled(), ElementsAre("launched", "P1 started", "P1 slide 1",  //
