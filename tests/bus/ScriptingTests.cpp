@@ -96,17 +96,6 @@ TEST_F(ScriptingTest, GivesUpWaitingAndThrowsLateRepliesAway) {
     EXPECT_EQ(keynote->lastError(), nullptr);
 }
 
-TEST_F(ScriptingTest, TellsRefusals) {
-    program.refuses = sdbus::Error(bus::kProgramFailed, "The show " + std::string(5000, 'x'));
-    keynote->documentWithID("D1")->stop();
-    EXPECT_EQ(delegate->failures, Lines{failed("stop")});
-    EXPECT_NE(delegate->description.find("The show xxx"), std::string::npos);
-    EXPECT_LT(delegate->description.size(), 2000U);
-    EXPECT_EQ(keynote->lastError(), nullptr) << "only polls count";
-    static_cast<void>(keynote->presentingState());
-    EXPECT_EQ(keynote->lastError()->code(), kAppleEventFailed);
-}
-
 TEST_F(ScriptingTest, TakesMalformedAnswersForFailures) {
     const std::string text(20000, 'a');
     const State bad[] = {
@@ -125,31 +114,6 @@ TEST_F(ScriptingTest, TakesMalformedAnswersForFailures) {
         EXPECT_EQ(read.playing, std::nullopt);
         EXPECT_EQ(delegate->failures, Lines{failed("presentingState")}) << delegate->description;
     }
-}
-
-TEST_F(ScriptingTest, TakesAnswersOfOtherTypesForFailures) {
-    const auto connection = bus::openSessionBus();
-    const auto object = sdbus::createObject(*connection, bus::kProgramPath);
-    object->registerMethod("presentingState").onInterface(kProgramInterface).implementedAs([] {});
-    object->registerMethod("windows").onInterface(kProgramInterface).implementedAs([] { return std::string("none"); });
-    object->finishRegistration();
-    const bus::EventLoopThread loop(*connection, [] {});
-    owner = connection->getUniqueName();
-    static_cast<void>(keynote->presentingState());
-    EXPECT_TRUE(keynote->windows().empty());
-    EXPECT_EQ(delegate->failures, (Lines{failed("presentingState"), failed("windows")}));
-}
-
-TEST_F(ScriptingTest, FailsAtOnceWithoutAProgram) {
-    keynote->setTimeout(milliseconds(60000));
-    owner = ":1.9999";
-    static_cast<void>(keynote->presentingState());
-    owner.reset();
-    EXPECT_FALSE(keynote->isRunning());
-    EXPECT_TRUE(keynote->windows().empty());
-    keynote->documentWithID("D1")->stop();
-    EXPECT_EQ(delegate->failures, (Lines{failed("presentingState"), failed("windows"), failed("stop")}));
-    EXPECT_TRUE(program.calls.lines().empty());
 }
 
 TEST_F(ScriptingTest, OpensItsConnectionAnewWhenTheBusIsBack) {

@@ -2,29 +2,6 @@
 
 namespace {
 
-TEST_F(ListenerTest, EndsWhenTheBusGoesAway) {
-    TestHost host;
-    ASSERT_EQ(host.call("stopPresenting"), "ok");
-    daemon.end();
-    runner.join();
-    EXPECT_EQ(status, 1);
-    EXPECT_EQ(consoleLog.notes.lines(),
-              std::vector<std::string>{"Lost the connection to the session bus; the capture service ends."});
-    delegate.hosts.front()->detectedKeynoteTerminated();
-}
-
-TEST_F(ListenerTest, RefusesToRunBesideAnotherService) {
-    NotedConsoleLog secondLog;
-    AsioDispatch secondDispatch(secondLog);
-    DBusServiceListener second(SessionBus::open(problem), secondDispatch, secondLog, {});
-    second.setDelegate(&delegate);
-    EXPECT_EQ(second.resume(), 1);
-    ASSERT_EQ(secondLog.notes.lines().size(), 1U);
-    EXPECT_NE(secondLog.notes.lines().front().find("Is another capture service running?"), std::string::npos);
-    TestHost host;
-    EXPECT_EQ(host.call("stopPresenting"), "ok");
-}
-
 TEST_F(ListenerTest, AnswersNothingToCallsThatEndWithIt) {
     TestHost host;
     std::string outcome;

@@ -115,13 +115,4 @@ TEST_F(ProgramFaultsTest, OfTwoDocumentsTheFirstInTheListCounts) {
     EXPECT_NE(contentsOf(directoryOf(host_) / *host_.presentation(1).archive).find("Acoustics"), std::string::npos);
 }
 
-TEST_F(ProgramFaultsTest, AProcessIdentifierThatChangesIsFollowed) {
-    const auto program = present(host_);
-    host_.waitFor("P1 slide 1");
-    program->play("pid 4711");
-    waitForLog(">>> Running Keynote Application process ID changed.", 2);
-    program->play("next");
-    EXPECT_THAT(host_.waitFor("P1 slide 2"), ElementsAre("launched", "P1 started", "P1 slide 1", "P1 slide 2"));
-}
-
 }  // namespace

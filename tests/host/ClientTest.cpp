@@ -57,20 +57,6 @@ TEST_F(ClientTest, AServiceThatDoesNotAnswerIsAnErrorInTime) {
     EXPECT_EQ(error->code(), kCaptureServiceNoAnswer);
 }
 
-TEST_F(ClientTest, AServiceThatLeavesBeforeItAnswersFailsTheStartAndOnlyThat) {
-    std::atomic<int> losses = 0;
-    Awaited<ErrorPtr> failure;
-    auto service = std::make_unique<FakeService>(bus_.address(), std::map<std::string, FakeService::Reaction>{},
-                                                 FakeService::Starts::unanswered);
-    auto client = connect([&] { ++losses; });
-    client->startDetectionAndCaptureTo("/c", "r", [&](const ErrorPtr& error) { failure.set(error); });
-    service->waitForCalls(1);
-    service->leave();
-    EXPECT_EQ(failure.get()->code(), kCaptureServiceNoAnswer);
-    client.reset();
-    EXPECT_EQ(losses, 0);
-}
-
 TEST_F(ClientTest, ARestartedServiceIsHeardAfterANewStart) {
     Awaited<bool> lost;
     const auto client = connect([&] { lost.set(true); });
@@ -102,13 +88,6 @@ TEST_F(ClientTest, WhatCannotBeSentIsAnErrorAndNothingIsAnswered) {
     Awaited<std::optional<std::string>> windows;
     client->descriptionOfKeynoteWindowsWithReply([&](const auto& text) { windows.set(text); });
     EXPECT_EQ(windows.get(), std::nullopt) << "there is no service";
-}
-
-TEST_F(ClientTest, NothingAsATextForTheServiceToJudge) {
-    FakeService service(bus_.address());
-    const auto client = connect();
-    client->startDetectionAndCaptureTo(std::nullopt, std::nullopt, {});
-    EXPECT_EQ(service.waitForCalls(1).front(), "startDetectionAndCaptureTo  ");
 }
 
 TEST_F(ClientTest, LosingTheBusIsToldAndLaterCallsFailAtOnce) {

@@ -90,15 +90,6 @@ TEST_F(ProbeTest, NothingToActOnIsTold) {
     EXPECT_THAT(litter(), ElementsAre());
 }
 
-TEST_F(ProbeTest, AnInterruptionLeavesNothing) {
-    FakeService service(bus_.address(), {{"startDetectionAndCaptureTo", showRuns()}});
-    ChildProcess tool(ToolTest::tool({"stop-presenting"}));
-    service.waitForCalls(2);
-    tool.send(SIGINT);
-    EXPECT_EQ(tool.exitStatus(), 1);
-    EXPECT_THAT(litter(), ElementsAre());
-}
-
 TEST_F(ProbeTest, NoServiceIsStatusThree) {
     for (const char* command : {"windows", "stop-presenting"}) {
         ChildProcess tool(ToolTest::tool({command}));

@@ -97,15 +97,6 @@ TEST_F(RecordTest, SendsTheIntervalBeforeAnAbsoluteDirectoryAndStopsAtTheEnd) {
                             "stopDetectionAndCapture"));
 }
 
-TEST_F(RecordTest, MakesRecordingIDsThatDiffer) {
-    FakeService service(bus_.address());
-    ChildProcess first(tool({"record", "--to", "/c"}));
-    ChildProcess second(tool({"record", "--to", "/c"}));
-    const auto calls = service.waitForCalls(2);
-    EXPECT_THAT(calls[0], MatchesRegex("startDetectionAndCaptureTo file:///c keynote-capture-.+"));
-    EXPECT_NE(calls[0], calls[1]);
-}
-
 TEST_F(RecordTest, AnInterruptionWaitsForTheImagesOfEveryShow) {
     FakeService service(bus_.address());
     ChildProcess tool(recordJSON());
@@ -196,19 +187,6 @@ TEST_F(RecordTest, CallsFromStrangersChangeNothing) {
     EXPECT_EQ(tool.exitStatus(), 0) << "no show runs that it would wait for";
 }
 
-TEST_F(RecordTest, MalformedCallsAreSkipped) {
-    FakeService service(bus_.address());
-    ChildProcess tool(recordJSON());
-    service.waitForCalls(1);
-    service.host().startedPresenting("ID", "http://not/a/file", "", noError());
-    service.host().slideDeckPresentedSlide("ID", 1, 0, "file:///nul%00byte");
-    service.host().slideDeckPresentedSlide("ID", std::numeric_limits<std::int64_t>::max(),
-                                           std::numeric_limits<std::int64_t>::max(), "");
-    EXPECT_THAT(tool.readLine().value(), HasSubstr(R"("presentedSlide":9223372036854775807)"));
-    service.host().slideDeckPresentedSlide("ID", 1, std::numeric_limits<std::int64_t>::min(), "");
-    EXPECT_THAT(tool.readLine().value(), HasSubstr(R"("presentedSlide":1,"at":"-290308-12-21T19:59:05.224192Z")"));
-}
-
 TEST_F(RecordTest, AReaderThatGoesEndsItAtOnce) {
     FakeService service(bus_.address());
     ChildProcess tool(recordJSON());
@@ -217,15 +195,6 @@ TEST_F(RecordTest, AReaderThatGoesEndsItAtOnce) {
     EXPECT_EQ(tool.exitStatus(), 0);
     EXPECT_EQ(service.waitForCalls(2).back(), "stopDetectionAndCapture");
     EXPECT_EQ(tool.complaints(), "");
-}
-
-TEST_F(RecordTest, AFullOutputIsAnError) {
-    FakeService service(bus_.address());
-    ChildProcess tool({"sh", "-c", std::string("exec ") + KEYNOTE_CAPTURE + " record --to /c --json >/dev/full"});
-    service.waitForCalls(1);
-    service.host().detectedKeynoteLaunched();
-    EXPECT_EQ(tool.exitStatus(), 1);
-    EXPECT_THAT(tool.complaints(), HasSubstr("Cannot write the events"));
 }
 
 TEST_F(RecordTest, WrongUsageSendsNothing) {

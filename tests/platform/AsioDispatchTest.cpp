@@ -33,11 +33,6 @@ TEST_F(AsioDispatchTest, ReportsATaskThatThrowsAndGoesOn) {
                                         "A task on the queue \"main\" failed: in a timer"}));
 }
 
-TEST_F(AsioDispatchTest, SyncReturnsThoughTheTaskThrows) {
-    dispatch.makeSerialQueue("queue")->sync([] { throw std::runtime_error("x"); });
-    EXPECT_EQ(console.messages.size(), 1U);
-}
-
 TEST_F(AsioDispatchTest, TheFirstStopDecidesTheStatusAndMayComeFirst) {
     dispatch.stop(3);
     dispatch.stop(4);
@@ -62,17 +57,6 @@ TEST_F(AsioDispatchTest, SyncRunsBehindTheTasksBeforeIt) {
     bool seen = false;
     queue->sync([&] { seen = first; });
     EXPECT_TRUE(seen);
-}
-
-TEST_F(AsioDispatchTest, AQueueThatWaitsDoesNotHoldUpAnother) {
-    const auto waiting = dispatch.makeSerialQueue("waiting");
-    const auto other = dispatch.makeSerialQueue("other");
-    std::promise<void> release;
-    std::future_status result{};
-    waiting->async([&] { result = release.get_future().wait_for(10s); });
-    other->sync([&] { release.set_value(); });
-    waiting->sync([] {});
-    EXPECT_EQ(result, std::future_status::ready);
 }
 
 TEST_F(AsioDispatchTest, WhoeverWaitsForTheMainQueueIsReleasedWhenItEnds) {

@@ -135,21 +135,6 @@ TEST_P(DispatchContract, RunsTheTasksOfAQueueInOrderAndOneAtATime) {
     }
 }
 
-TEST_P(DispatchContract, RunsATaskSubmittedByATaskAfterIt) {
-    const auto queue = dispatch.makeSerialQueue("queue");
-    Record<int> order;
-    queue->async([&] {
-        queue->async([&] {
-            queue->async([&] { order.add(3); });
-            order.add(1);
-        });
-        queue->async([&] { order.add(2); });
-    });
-    EXPECT_TRUE(harness->runUntil([&] { return order.size() == 3; }));
-    queue->sync([] {});
-    EXPECT_EQ(order.entries(), (std::vector{1, 2, 3}));
-}
-
 TEST_P(DispatchContract, SyncReturnsWhenTheTaskHasEnded) {
     const auto queue = dispatch.makeSerialQueue("queue");
     int ran = 0;

@@ -189,42 +189,6 @@ TEST_F(SimulatorProcessTest, WritesTheArchiveAndImagesThatDecode) {
     EXPECT_EQ(std::distance(fs::directory_iterator(directory / "new/slide"), {}), 3);
 }
 
-TEST_F(SimulatorProcessTest, AFileThatCannotBeWrittenIsTold) {
-    ChildProcess simulator(kSimulator);
-    Client client(*connection, simulator.pid());
-    simulator.play("launch");
-    simulator.play("open Optics slides 2");
-    std::ofstream(directory / "file") << "in the way";
-    exportImages(client, "file/slide");
-    EXPECT_NE(simulator.waitForLine("event exported 0 images").find("Not a directory"), std::string::npos);
-    client.save("document-1", url("missing/deck.key"));
-    EXPECT_NE(simulator.waitForLine("event saved").find("No such file"), std::string::npos);
-}
-
-TEST_F(SimulatorProcessTest, AnswersLateNeverOrInTheMiddleOfAnExport) {
-    ChildProcess simulator(kSimulator);
-    Client client(*connection, simulator.pid());
-    simulator.play("launch");
-    simulator.play("open Optics slides 5");
-    simulator.play("fault answers-late 0.3");
-    const auto before = std::chrono::steady_clock::now();
-    EXPECT_EQ(client.presentingState().at("slideNumber").get<std::int64_t>(), 1);
-    EXPECT_GE(std::chrono::steady_clock::now() - before, 300ms);
-    simulator.play("heal");
-    connection->setMethodCallTimeout(200ms);
-    simulator.play("fault never-answers");
-    EXPECT_EQ(nameOfError([&] { client.windows(); }), "org.freedesktop.DBus.Error.Timeout");
-    simulator.play("heal never-answers");
-    connection->setMethodCallTimeout(kDeadline);
-    EXPECT_EQ(client.windows().size(), 1U);
-
-    simulator.play("fault dies-in-export 2");
-    exportImages(client, "slide");
-    EXPECT_EQ(simulator.exitStatus(), 128 + SIGKILL);
-    EXPECT_TRUE(fs::exists(directory / "slide/slide.002.jpg"));
-    EXPECT_FALSE(fs::exists(directory / "slide/slide.003.jpg"));
-}
-
 TEST_F(SimulatorProcessTest, BadScriptsEndItBeforeAnythingHappens) {
     const auto script = directory / "bad.simulation";
     std::ofstream(script) << "launch\n\n# fine\nopen\nlunch\n";
@@ -246,29 +210,6 @@ TEST_F(SimulatorProcessTest, BadScriptsEndItBeforeAnythingHappens) {
     ChildProcess stopped({KEYNOTE_SIMULATOR, "-", "--no-window"});
     stopped.writeLine("next");
     EXPECT_EQ(stopped.exitStatus(), 1);
-}
-
-TEST_F(SimulatorProcessTest, LeavesCleanlyOnRequestAndWhenTheBusIsGone) {
-    for (const int signal : {SIGTERM, SIGINT}) {
-        ChildProcess simulator(kSimulator);
-        simulator.play("launch");
-        simulator.writeLine("wait 3600");
-        simulator.send(signal);
-        EXPECT_EQ(simulator.exitStatus(), 0);
-    }
-    const char* const address = std::getenv("DBUS_SESSION_BUS_ADDRESS");
-    const std::string own = address ? address : "";
-    ChildProcess daemon({"dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address"});
-    setenv("DBUS_SESSION_BUS_ADDRESS", daemon.waitForLine("unix:").c_str(), 1);
-    ChildProcess orphan(kSimulator);
-    orphan.play("launch");
-    daemon.send(SIGKILL);
-    EXPECT_EQ(orphan.exitStatus(), 3);
-    EXPECT_EQ(orphan.complaints(), "keynote-simulator: The session bus has gone.\n");
-    ChildProcess homeless(kSimulator);
-    setenv("DBUS_SESSION_BUS_ADDRESS", own.c_str(), 1);
-    EXPECT_EQ(homeless.exitStatus(), 3);
-    EXPECT_NE(homeless.complaints().find("The session bus does not answer"), std::string::npos);
 }
 
 TEST_F(SimulatorProcessTest, TheShippedLectureIsAGoodScript) {
