@@ -152,18 +152,6 @@ TEST_F(X11WindowServerTest, SeesWhatChangesBetweenTwoLooks) {
     EXPECT_EQ(recordOf(window), std::nullopt);
 }
 
-TEST_F(X11WindowServerTest, SeesThatAScreenIsAttached) {
-    EXPECT_EQ(server.screens().size(), 1U);
-    xcb_randr_monitor_info_t projector{ewmh.WM_PROTOCOLS, 0, 0, 0, 640, 0, 320, 240, 85, 64};
-    xcb_randr_set_monitor(connection, screen->root, &projector);
-    settle();
-    const auto isSeen = [&] {
-        const auto screens = server.screens();
-        return std::count(screens.begin(), screens.end(), Rect{640, 0, 320, 240}) == 1;
-    };
-    EXPECT_TRUE(eventually(isSeen));
-}
-
 TEST_F(X11WindowServerTest, HoldsNoConnectionWhenNobodyAsks) {
     const auto descriptors = [] {
         const std::filesystem::directory_iterator open("/proc/self/fd");
