@@ -38,6 +38,11 @@ work=$(mktemp -d)
 captures=$root/build/captures/$(date +%Y-%m-%d_%H%M%S)
 mkdir -p "$captures"
 start "$build/bin/KeynoteCaptureService" >"$work/service.log" 2>&1
+for _ in $(seq 100); do
+    dbus-send --session --print-reply --dest=org.freedesktop.DBus / org.freedesktop.DBus.GetNameOwner \
+        string:com.veldrin.KeynoteCaptureService >/dev/null 2>&1 && break
+    sleep 0.1
+done
 start "$build/bin/keynote-capture" record --to "$captures"
 recorder=${started[-1]}
 
