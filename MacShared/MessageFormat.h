@@ -71,7 +71,8 @@ template <class... Args>
 class MessageFormat {
 public:
     template <std::size_t N>
-    consteval MessageFormat(const char (&format)[N]) : text_(format, N - 1) {  // NOLINT(google-explicit-constructor)
+    /// Not explicit, so that a literal can stand where a format is wanted.
+    consteval MessageFormat(const char (&format)[N]) : text_(format, N - 1) {
         constexpr bool (*kAccepts[])(char) = {messageFormat::accepts<Args>..., nullptr};
         std::size_t count = 0;
         for (std::size_t i = 0; i < text_.size(); ++i) {
