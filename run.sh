@@ -55,7 +55,7 @@ else
         for _ in $(seq 100); do [ -s "$work/display" ] && break; sleep 0.1; done
         DISPLAY=:$(cat "$work/display")
         export DISPLAY
-        start openbox 2>/dev/null
+        start openbox >/dev/null 2>&1
         show=(--present "$deck" --advance 3)
     fi
     pipe=keynote-capture-$$
