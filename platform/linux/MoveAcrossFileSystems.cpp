@@ -106,7 +106,7 @@ public:
     /// Takes over contents, permissions and times; durable on return.
     int fill(const Source& source) {
         if (!file_) return errno;
-        std::array<char, 32768> buffer;  // NOLINT(cppcoreguidelines-pro-type-member-init): filled by read
+        std::array<char, 32768> buffer{};
         off_t position = 0;
         for (;;) {
             const auto count = ::pread(source.descriptor(), buffer.data(), buffer.size(), position);
