@@ -2,6 +2,7 @@
 #include "bus/Convert.h"
 #include "bus/Names.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/TemporaryDirectory.h"
 
 #include <bus/PresentationProgramProxy.h>
 #include <fmt/format.h>
@@ -90,25 +91,9 @@ std::string nameOfError(const std::function<void()>& call) {
     }
 }
 
-/// A directory that is removed at the end.
-class TestDirectory {
-public:
-    TestDirectory() {
-        std::string pattern = (fs::temp_directory_path() / "simulator-test-XXXXXX").string();
-        if (mkdtemp(pattern.data())) path_ = pattern;
-    }
-    ~TestDirectory() { fs::remove_all(path_); }
-    TestDirectory(const TestDirectory&) = delete;
-    TestDirectory& operator=(const TestDirectory&) = delete;
-    fs::path operator/(const char* name) const { return path_ / name; }
-
-private:
-    fs::path path_;
-};
-
 class SimulatorProcessTest : public testing::Test {
 protected:
-    std::string url(const char* name) { return bus::urlFromPath(directory / name); }
+    std::string url(const char* name) { return bus::urlFromPath(directory.path / name); }
 
     void exportImages(Client& client, const char* target) {
         client.export_("document-1", url(target), "Kimg",
@@ -117,7 +102,7 @@ protected:
                         {"allStages", sdbus::Variant(false)}});
     }
 
-    TestDirectory directory;
+    TemporaryDirectory directory;
     std::unique_ptr<sdbus::IConnection> connection = bus::openSessionBus();
 };
 
@@ -175,10 +160,10 @@ TEST_F(SimulatorProcessTest, WritesTheArchiveAndImagesThatDecode) {
     client.save("document-1", url("deck.key"));
     exportImages(client, "new/slide");
     simulator.play("wait-for export");
-    EXPECT_GT(fs::file_size(directory / "deck.key"), 0U);
+    EXPECT_GT(fs::file_size(directory.path / "deck.key"), 0U);
     std::set<std::string> contents;
     for (const char* const name : {"slide.001.jpg", "slide.002.jpg", "slide.003.jpg"}) {
-        const auto path = directory / "new/slide" / name;
+        const auto path = directory.path / "new/slide" / name;
         const Image image = decode(path);
         EXPECT_EQ(image.width, 1440U);
         EXPECT_EQ(image.height, 810U);
@@ -186,11 +171,11 @@ TEST_F(SimulatorProcessTest, WritesTheArchiveAndImagesThatDecode) {
         contents.emplace(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
     }
     EXPECT_EQ(contents.size(), 3U) << "two slides look the same";
-    EXPECT_EQ(std::distance(fs::directory_iterator(directory / "new/slide"), {}), 3);
+    EXPECT_EQ(std::distance(fs::directory_iterator(directory.path / "new/slide"), {}), 3);
 }
 
 TEST_F(SimulatorProcessTest, BadScriptsEndItBeforeAnythingHappens) {
-    const auto script = directory / "bad.simulation";
+    const auto script = directory.path / "bad.simulation";
     std::ofstream(script) << "launch\n\n# fine\nopen\nlunch\n";
     ChildProcess file({KEYNOTE_SIMULATOR, script.string(), "--no-window"});
     EXPECT_EQ(file.exitStatus(), 2);
@@ -205,7 +190,7 @@ TEST_F(SimulatorProcessTest, BadScriptsEndItBeforeAnythingHappens) {
     EXPECT_EQ(input.exitStatus(), 2);
     EXPECT_EQ(input.complaints().find("keynote-simulator: standard input:2: slide: the slide must be"), 0U);
 
-    ChildProcess missing({KEYNOTE_SIMULATOR, (directory / "none").string()});
+    ChildProcess missing({KEYNOTE_SIMULATOR, (directory.path / "none").string()});
     EXPECT_EQ(missing.exitStatus(), 2);
     ChildProcess stopped({KEYNOTE_SIMULATOR, "-", "--no-window"});
     stopped.writeLine("next");
