@@ -152,20 +152,6 @@ TEST_F(X11WindowServerTest, SeesWhatChangesBetweenTwoLooks) {
     EXPECT_EQ(recordOf(window), std::nullopt);
 }
 
-TEST_F(X11WindowServerTest, SeesThatAScreenIsAttached) {
-    EXPECT_EQ(server.screens().size(), 1U);
-    xcb_randr_monitor_info_t projector{ewmh.WM_PROTOCOLS, 0, 0, 0, 640, 0, 320, 240, 85, 64};
-    // The unchecked form of this call may close its connection for a wrong length.
-    const auto attached = xcb_randr_set_monitor_checked(connection, screen->root, &projector);
-    ASSERT_EQ(xcb_request_check(connection, attached), nullptr);
-    ASSERT_EQ(xcb_connection_has_error(connection), 0);
-    const auto isSeen = [&] {
-        const auto screens = server.screens();
-        return std::count(screens.begin(), screens.end(), Rect{640, 0, 320, 240}) == 1;
-    };
-    EXPECT_TRUE(eventually(isSeen));
-}
-
 TEST_F(X11WindowServerTest, HoldsNoConnectionWhenNobodyAsks) {
     const auto descriptors = [] {
         const std::filesystem::directory_iterator open("/proc/self/fd");
