@@ -18,25 +18,38 @@ bool isDirectory(const fs::path& path) {
     return fs::is_directory(path, ignored);
 }
 
+std::optional<std::string> stringIn(const PropertyStrings& strings, const std::string& key) {
+    const auto found = strings.find(key);
+    return found == strings.end() ? std::nullopt : std::optional(found->second);
+}
+
 class DirectoryBundle : public Bundle {
 public:
-    DirectoryBundle(fs::path path, PropertyStrings info) : path_(std::move(path)), info_(std::move(info)) {}
+    DirectoryBundle(fs::path path, fs::path resources, PropertyStrings info)
+        : path_(std::move(path)), resources_(std::move(resources)), info_(std::move(info)) {}
 
     [[nodiscard]] const fs::path& path() const override { return path_; }
     [[nodiscard]] std::optional<std::string> infoString(const std::string& key) const override {
-        const auto found = info_.find(key);
-        return found == info_.end() ? std::nullopt : std::optional(found->second);
+        return stringIn(info_, key);
     }
     [[nodiscard]] std::string localizedString(const std::string& english) const override { return english; }
+    [[nodiscard]] std::optional<fs::path> pathForResource(const std::string& name, const std::string& ofType,
+                                                          const fs::path& inDirectory) const override {
+        auto path = resources_ / inDirectory / (ofType.empty() ? name : name + "." + ofType);
+        std::error_code ignored;
+        return fs::exists(path, ignored) ? std::optional(std::move(path)) : std::nullopt;
+    }
 
 private:
     const fs::path path_;
+    const fs::path resources_;
     const PropertyStrings info_;
 };
 
 class MainBundle final : public DirectoryBundle {
 public:
-    MainBundle(const fs::path& resources, PropertyStrings info) : DirectoryBundle(resources, std::move(info)) {
+    MainBundle(const fs::path& resources, PropertyStrings info)
+        : DirectoryBundle(resources, resources, std::move(info)) {
         ::bindtextdomain(kDomain, (resources.parent_path() / "locale").c_str());
         ::bind_textdomain_codeset(kDomain, "UTF-8");
     }
@@ -75,5 +88,10 @@ DirectoryBundles::DirectoryBundles(const fs::path& executable) : mainBundle_(mak
 
 std::shared_ptr<const Bundle> DirectoryBundles::bundleAtPath(const fs::path& path) {
     if (!isDirectory(path)) return nullptr;
-    return std::make_shared<const DirectoryBundle>(path, readPropertyStrings(path / "Contents/Info.plist"));
+    return std::make_shared<const DirectoryBundle>(path, path / "Contents/Resources",
+                                                   readPropertyStrings(path / "Contents/Info.plist"));
+}
+
+std::optional<std::string> DirectoryBundles::propertyListString(const fs::path& file, const std::string& key) {
+    return stringIn(readPropertyStrings(file), key);
 }

@@ -4,7 +4,8 @@
 
 #include <memory>
 
-/// Bundles in directories. The information dictionary is `Contents/Info.plist`, XML or binary.
+/// Bundles in directories. The information dictionary is `Contents/Info.plist`, XML or binary; resources lie in
+/// `Contents/Resources`.
 ///
 /// The main bundle has its resources and `Info.plist` in `share/keynote-capture`, either beside the executable's folder
 /// (`bin/X`, the build tree) or one folder further up (`libexec/keynote-capture/X`, installed). An `Info.plist` that
@@ -20,6 +21,8 @@ public:
     [[nodiscard]] std::shared_ptr<const Bundle> mainBundle() override { return mainBundle_; }
     /// Reads the information dictionary at once.
     [[nodiscard]] std::shared_ptr<const Bundle> bundleAtPath(const std::filesystem::path& path) override;
+    [[nodiscard]] std::optional<std::string> propertyListString(const std::filesystem::path& file,
+                                                                const std::string& key) override;
 
 private:
     const std::shared_ptr<const Bundle> mainBundle_;

@@ -1,5 +1,7 @@
 #include "platform/linux/IdleTermination.h"
 
+#include "platform/linux/SystemVersion.h"
+
 #include <cstdint>
 #include <mutex>
 #include <utility>
@@ -64,4 +66,7 @@ void IdleTermination::hostConnected() {
 }
 void IdleTermination::hostLeft() {
     state_->count(0, -1);
+}
+std::string IdleTermination::operatingSystemVersionString() const {
+    return systemVersionString();
 }

@@ -18,6 +18,7 @@ public:
 
     void disableAutomaticTermination(const std::string& reason) override;
     void enableAutomaticTermination(const std::string& reason) override;
+    [[nodiscard]] std::string operatingSystemVersionString() const override;
     /// A host has connected. Any thread.
     void hostConnected();
     /// A host that had connected is gone. Any thread.

@@ -32,11 +32,22 @@ public:
     }
 };
 
+std::optional<std::string> stringIn(const SimulatedBundle::Info& strings, const std::string& key) {
+    const auto found = strings.find(key);
+    return found == strings.end() ? std::nullopt : std::optional(found->second);
+}
+
 }  // namespace
 
 std::optional<std::string> SimulatedBundle::infoString(const std::string& key) const {
-    const auto found = info_.find(key);
-    return found == info_.end() ? std::nullopt : std::optional(found->second);
+    return stringIn(info_, key);
+}
+
+std::optional<std::filesystem::path> SimulatedBundle::pathForResource(const std::string& name,
+                                                                      const std::string& ofType,
+                                                                      const std::filesystem::path& inDirectory) const {
+    const auto resource = inDirectory / (ofType.empty() ? name : name + "." + ofType);
+    return resources_.contains(resource) ? std::optional(path_ / "Contents/Resources" / resource) : std::nullopt;
 }
 
 SimulatedBundles::SimulatedBundles() {
@@ -44,12 +55,18 @@ SimulatedBundles::SimulatedBundles() {
         {{"CFBundleExecutable", "KeynoteCaptureService"}, {"CFBundleIdentifier", "com.veldrin.KeynoteCaptureService"}});
 }
 
-void SimulatedBundles::setMainBundle(SimulatedBundle::Info info) {
-    main_ = std::make_shared<const SimulatedBundle>("/KeynoteCaptureService", std::move(info));
+void SimulatedBundles::setMainBundle(SimulatedBundle::Info info, SimulatedBundle::Resources resources) {
+    main_ = std::make_shared<const SimulatedBundle>("/KeynoteCaptureService", std::move(info), std::move(resources));
 }
 
-void SimulatedBundles::install(const std::filesystem::path& path, SimulatedBundle::Info info) {
-    installed_[path] = std::make_shared<const SimulatedBundle>(path, std::move(info));
+void SimulatedBundles::install(const std::filesystem::path& path, SimulatedBundle::Info info,
+                               SimulatedBundle::Resources resources) {
+    installed_[path] = std::make_shared<const SimulatedBundle>(path, std::move(info), std::move(resources));
+}
+
+std::optional<std::string> SimulatedBundles::propertyListString(const std::filesystem::path& file,
+                                                                const std::string& key) {
+    return stringIn(propertyLists[file], key);
 }
 
 std::shared_ptr<const Bundle> SimulatedBundles::bundleAtPath(const std::filesystem::path& path) {

@@ -8,23 +8,30 @@
 
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
-/// A bundle of given strings.
+/// A bundle of given strings and resources.
 class SimulatedBundle final : public Bundle {
 public:
     using Info = std::map<std::string, std::string>;
+    /// What lies in `Contents/Resources`, by its path from there.
+    using Resources = std::set<std::filesystem::path>;
 
-    SimulatedBundle(std::filesystem::path path, Info info) : path_(std::move(path)), info_(std::move(info)) {}
+    SimulatedBundle(std::filesystem::path path, Info info, Resources resources)
+        : path_(std::move(path)), info_(std::move(info)), resources_(std::move(resources)) {}
 
     [[nodiscard]] const std::filesystem::path& path() const override { return path_; }
     [[nodiscard]] std::optional<std::string> infoString(const std::string& key) const override;
     [[nodiscard]] std::string localizedString(const std::string& english) const override { return english; }
+    [[nodiscard]] std::optional<std::filesystem::path> pathForResource(
+        const std::string& name, const std::string& ofType, const std::filesystem::path& inDirectory) const override;
 
 private:
     const std::filesystem::path path_;
     const Info info_;
+    const Resources resources_;
 };
 
 class SimulatedBundles final : public Bundles {
@@ -32,9 +39,14 @@ public:
     SimulatedBundles();
     [[nodiscard]] std::shared_ptr<const Bundle> mainBundle() override { return main_; }
     [[nodiscard]] std::shared_ptr<const Bundle> bundleAtPath(const std::filesystem::path& path) override;
+    [[nodiscard]] std::optional<std::string> propertyListString(const std::filesystem::path& file,
+                                                                const std::string& key) override;
 
-    void setMainBundle(SimulatedBundle::Info info);
-    void install(const std::filesystem::path& path, SimulatedBundle::Info info);
+    void setMainBundle(SimulatedBundle::Info info, SimulatedBundle::Resources resources = {});
+    void install(const std::filesystem::path& path, SimulatedBundle::Info info,
+                 SimulatedBundle::Resources resources = {});
+
+    std::map<std::filesystem::path, SimulatedBundle::Info> propertyLists;  ///< by file
 
 private:
     std::shared_ptr<const Bundle> main_;
@@ -70,6 +82,7 @@ class SimulatedProcessInfo final : public ProcessInfo {
 public:
     void disableAutomaticTermination(const std::string& reason) override { ++disables[reason]; }
     void enableAutomaticTermination(const std::string& reason) override { --disables[reason]; }
+    [[nodiscard]] std::string operatingSystemVersionString() const override { return "Version 13.4 (Build 22F66)"; }
 
     std::map<std::string, int> disables;  ///< disables less enables, by reason
 };
