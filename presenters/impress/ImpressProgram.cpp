@@ -21,6 +21,10 @@ sdbus::Error refusal(const std::string& sentence) {
     return {bus::kProgramFailed, sentence};
 }
 
+sdbus::Error notYet() {
+    return refusal("The bridge to LibreOffice cannot do this yet.");
+}
+
 sdbus::Error noAnswer() {
     return refusal("LibreOffice does not answer. Try again.");
 }
@@ -134,6 +138,27 @@ ImpressProgram::windows() {
     return result;
 }
 
+void ImpressProgram::activate() {
+    throw notYet();
+}
+
+void ImpressProgram::open(sdbus::Result<std::string>&& result, std::string /*pathURL*/) {
+    result.returnError(notYet());
+}
+
+void ImpressProgram::close(sdbus::Result<>&& result, std::string /*documentID*/, std::string /*saving*/) {
+    result.returnError(notYet());
+}
+
+void ImpressProgram::slideNumbers(sdbus::Result<std::vector<int64_t>>&& result, std::string /*documentID*/) {
+    result.returnError(notYet());
+}
+
+void ImpressProgram::documentText(sdbus::Result<std::string, std::vector<SlideStruct>>&& result,
+                                  std::string /*documentID*/) {
+    result.returnError(notYet());
+}
+
 void ImpressProgram::save(const std::string& documentID, const std::string& targetURL) {
     DocumentCopy copy{documentWithID(documentID), pathFrom(targetURL)};
     lastState_ = ask(kState);
@@ -168,6 +193,10 @@ std::string ImpressProgram::BundleIdentifier() {
 std::string ImpressProgram::BundleURL() {
     const auto directory = bundleDirectory();
     return directory.empty() ? std::string() : bus::urlFromPath(directory);
+}
+
+std::string ImpressProgram::Version() {
+    return "14.0";
 }
 
 Reference<css::frame::XModel> ImpressProgram::documentWithID(const std::string& id) {

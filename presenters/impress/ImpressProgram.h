@@ -23,9 +23,18 @@ public:
     ~ImpressProgram();
 
 private:
+    using TableStruct = sdbus::Struct<std::string, std::vector<std::vector<std::string>>>;
+    using SlideStruct = sdbus::Struct<int64_t, bool, std::string, std::string, std::string, std::vector<std::string>,
+                                      std::vector<TableStruct>>;
+
     std::map<std::string, sdbus::Variant> presentingState() override;
     std::vector<sdbus::Struct<std::string, sdbus::Struct<double, double, double, double>, int64_t, int64_t>> windows()
         override;
+    void activate() override;
+    void open(sdbus::Result<std::string>&& result, std::string pathURL) override;
+    void close(sdbus::Result<>&& result, std::string documentID, std::string saving) override;
+    void slideNumbers(sdbus::Result<std::vector<int64_t>>&& result, std::string documentID) override;
+    void documentText(sdbus::Result<std::string, std::vector<SlideStruct>>&& result, std::string documentID) override;
     void save(const std::string& documentID, const std::string& targetURL) override;
     void stop(const std::string& documentID) override;
     void export_(const std::string& documentID, const std::string& targetURL, const std::string& format,
@@ -33,6 +42,7 @@ private:
     uint32_t ProcessIdentifier() override;
     std::string BundleIdentifier() override;
     std::string BundleURL() override;
+    std::string Version() override;
 
     template <typename Question>
     auto tryAsk(Question question, std::chrono::milliseconds patience);
