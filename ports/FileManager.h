@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
 
 /// What stands at a path, symbolic links followed.
@@ -41,8 +42,13 @@ public:
     /// Opens an existing file for writing at its start; null with `error` set when it cannot.
     [[nodiscard]] virtual std::unique_ptr<FileHandle> openForWriting(const std::filesystem::path& path,
                                                                      ErrorPtr& error) = 0;
+    /// The path with every symbolic link on it followed; nothing when nothing stands there.
+    [[nodiscard]] virtual std::optional<std::filesystem::path> resolvingSymbolicLinks(
+        const std::filesystem::path& path) const = 0;
     /// The user's home directory.
     [[nodiscard]] virtual std::filesystem::path homeDirectory() const = 0;
+    /// The home directory of another user by name; nothing when there is no such user.
+    [[nodiscard]] virtual std::optional<std::filesystem::path> homeDirectoryForUser(const std::string& user) const = 0;
     /// The user's Application Support directory, created when missing; nothing when there is none.
     [[nodiscard]] virtual std::optional<std::filesystem::path> applicationSupportDirectory() = 0;
 };

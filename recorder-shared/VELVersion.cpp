@@ -26,7 +26,7 @@ int VELVersion::compareTo(const std::optional<VELVersion>& other) const {
     return components_ > theirs ? 1 : -1;
 }
 
-bool VELVersion::isAtleastVersion(const std::string& version) const {
+bool VELVersion::isAtleastVersion(const std::optional<std::string>& version) const {
     return compareTo(versionWithString(version)) >= 0;
 }
 

@@ -31,8 +31,8 @@ public:
     /// `isEqual:`
     [[nodiscard]] bool isEqual(const VELVersion& other) const { return compareTo(other) == 0; }
     /// `isAtleastVersion:`: whether this version is equal to or greater than that of the text. Every version is at
-    /// least one that does not parse.
-    [[nodiscard]] bool isAtleastVersion(const std::string& version) const;
+    /// least one that does not parse, and nothing.
+    [[nodiscard]] bool isAtleastVersion(const std::optional<std::string>& version) const;
 
     /// `stringValue`: always four components, each as its low 32 bits.
     [[nodiscard]] std::string stringValue() const;

@@ -41,6 +41,16 @@ std::optional<path> absolutePathFromEnvironment(const char* variable) {
     return path(value);
 }
 
+template <class Find, class Key>
+std::optional<path> homeInPasswordDatabase(Find find, Key key) {
+    std::vector<char> buffer(16384);
+    struct passwd entry {};
+    struct passwd* found = nullptr;
+    const int error = find(key, &entry, buffer.data(), buffer.size(), &found);
+    if (error != 0 || found == nullptr || found->pw_dir == nullptr || *found->pw_dir != '/') return std::nullopt;
+    return found->pw_dir;
+}
+
 }  // namespace
 
 FileKind LinuxFileManager::kindOf(const path& path) const {
@@ -81,14 +91,19 @@ std::unique_ptr<FileHandle> LinuxFileManager::openForWriting(const path& path, E
     return file ? std::make_unique<LinuxFileHandle>(std::move(file)) : nullptr;
 }
 
+std::optional<path> LinuxFileManager::resolvingSymbolicLinks(const path& path) const {
+    std::error_code error;
+    auto resolved = std::filesystem::canonical(path, error);
+    return error ? std::nullopt : std::optional(std::move(resolved));
+}
+
 path LinuxFileManager::homeDirectory() const {
     if (auto home = absolutePathFromEnvironment("HOME")) return *home;
-    std::vector<char> buffer(16384);
-    struct passwd entry {};
-    struct passwd* found = nullptr;
-    const int error = ::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &found);
-    if (error != 0 || found == nullptr || found->pw_dir == nullptr || *found->pw_dir != '/') return "/";
-    return found->pw_dir;
+    return homeInPasswordDatabase(::getpwuid_r, ::getuid()).value_or("/");
+}
+
+std::optional<path> LinuxFileManager::homeDirectoryForUser(const std::string& user) const {
+    return homeInPasswordDatabase(::getpwnam_r, user.c_str());
 }
 
 std::optional<path> LinuxFileManager::applicationSupportDirectory() {

@@ -15,8 +15,12 @@ public:
     [[nodiscard]] ErrorPtr moveItem(const std::filesystem::path& from, const std::filesystem::path& to) override;
     [[nodiscard]] std::unique_ptr<FileHandle> openForWriting(const std::filesystem::path& path,
                                                              ErrorPtr& error) override;
+    [[nodiscard]] std::optional<std::filesystem::path> resolvingSymbolicLinks(
+        const std::filesystem::path& path) const override;
     /// `$HOME` when it is absolute, else the password database's entry, else "/".
     [[nodiscard]] std::filesystem::path homeDirectory() const override;
+    /// From the password database.
+    [[nodiscard]] std::optional<std::filesystem::path> homeDirectoryForUser(const std::string& user) const override;
     /// `$XDG_DATA_HOME` when it is absolute, else `.local/share` in the home directory.
     [[nodiscard]] std::optional<std::filesystem::path> applicationSupportDirectory() override;
 };

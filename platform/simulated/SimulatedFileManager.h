@@ -23,7 +23,9 @@ public:
     [[nodiscard]] ErrorPtr createFile(const Path& path, std::string_view contents) override;
     [[nodiscard]] ErrorPtr moveItem(const Path& from, const Path& to) override;
     [[nodiscard]] std::unique_ptr<FileHandle> openForWriting(const Path& path, ErrorPtr& error) override;
-    [[nodiscard]] Path homeDirectory() const override { return "/home/lecturer"; }
+    [[nodiscard]] std::optional<Path> resolvingSymbolicLinks(const Path& path) const override;
+    [[nodiscard]] Path homeDirectory() const override { return homes.at(""); }
+    [[nodiscard]] std::optional<Path> homeDirectoryForUser(const std::string& user) const override;
     [[nodiscard]] std::optional<Path> applicationSupportDirectory() override { return applicationSupport; }
 
     [[nodiscard]] std::unique_ptr<File> openFile(const Path& path, ErrorPtr& error) override;
@@ -37,6 +39,10 @@ public:
 
     /// Directories in which nothing can be created, renamed or removed.
     std::set<Path> readOnly;
+    /// Home directories by user; the empty name is this user.
+    std::map<std::string, Path> homes{{"", "/home/lecturer"}};
+    /// What `resolvingSymbolicLinks` makes of a path; of any other one itself, when something stands there.
+    std::map<Path, Path> symbolicLinks;
     /// Where applications keep their files; nothing imitates a platform without such a place.
     std::optional<Path> applicationSupport = "/home/lecturer/.local/share";
 

@@ -1,5 +1,6 @@
 #include "platform/linux/DirectoryBundles.h"
 #include "platform/linux/PropertyList.h"
+#include "platform/linux/SystemVersion.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -158,6 +159,45 @@ TEST_F(BundleTest, FindsTheMainBundleBesideTheExecutable) {
     DirectoryBundles bare(root.path / "elsewhere/bin/Service");
     EXPECT_EQ(bare.mainBundle()->infoString("CFBundleExecutable"), "Service");
     EXPECT_EQ(bare.mainBundle()->infoString("CFBundleIdentifier"), std::nullopt);
+}
+
+TEST_F(BundleTest, FindsResources) {
+    const auto resources = root.path / "X.app/Contents/Resources";
+    std::filesystem::create_directories(resources / "Animations/Extra.plugin");
+    writeFile(resources / "README", "");
+    const auto bundle = bundles.bundleAtPath(root.path / "X.app");
+    EXPECT_EQ(bundle->pathForResource("Extra", "plugin", "Animations"), resources / "Animations/Extra.plugin");
+    EXPECT_EQ(bundle->pathForResource("Extra", "plugin"), std::nullopt);
+    EXPECT_EQ(bundle->pathForResource("README", ""), resources / "README");
+
+    const auto own = root.path / "build/share/keynote-capture/Extra.plugin";
+    std::filesystem::create_directories(own);
+    const auto main = DirectoryBundles(root.path / "build/bin/Service").mainBundle();
+    EXPECT_EQ(main->pathForResource("Extra", "plugin"), own);
+}
+
+TEST_F(BundleTest, ReadsSingleTextsOfPropertyLists) {
+    const auto file = root.path / "list.plist";
+    EXPECT_EQ(bundles.propertyListString(file, "A"), std::nullopt);
+    writeFile(file, xmlWith(entry("A", "1")));
+    EXPECT_EQ(bundles.propertyListString(file, "A"), "1");
+    EXPECT_EQ(bundles.propertyListString(file, "B"), std::nullopt);
+}
+
+TEST(SystemVersion, PrefersThePointRelease) {
+    TemporaryDirectory etc;
+    const auto version = [&] {
+        const auto text = systemVersionString(etc.path);
+        EXPECT_TRUE(text.ends_with(")")) << text;
+        return text.substr(0, text.find(" (Build "));
+    };
+    EXPECT_EQ(version(), "Version unknown");
+    writeFile(etc.path / "os-release", "ID=debian\nVERSION_ID=\"12\"\nVERSION=\"12 (x)\"\n");
+    EXPECT_EQ(version(), "Version 12");
+    writeFile(etc.path / "debian_version", "trixie/sid\n");
+    EXPECT_EQ(version(), "Version 12");
+    writeFile(etc.path / "debian_version", "12.8\n");
+    EXPECT_EQ(version(), "Version 12.8");
 }
 
 TEST_F(BundleTest, TranslatesIntoTheUsersLanguage) {

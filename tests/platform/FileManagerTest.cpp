@@ -169,4 +169,15 @@ TEST_F(LinuxFileManagerTest, FindsTheUsersDirectories) {
     EXPECT_NE(files.homeDirectory(), root.path);
 }
 
+TEST_F(LinuxFileManagerTest, FollowsLinksAndKnowsOtherUsers) {
+    fs::create_directories(root.path / "far/away");
+    fs::create_symlink("far/away", root.path / "link");
+    fs::create_symlink("loop", root.path / "loop");
+    EXPECT_EQ(files.resolvingSymbolicLinks(root.path / "link"), fs::canonical(root.path) / "far/away");
+    EXPECT_EQ(files.resolvingSymbolicLinks(root.path / "loop"), std::nullopt);
+    EXPECT_EQ(files.resolvingSymbolicLinks(root.path / "link/gone"), std::nullopt);
+    EXPECT_EQ(files.homeDirectoryForUser("root"), "/root");
+    EXPECT_EQ(files.homeDirectoryForUser("no such user"), std::nullopt);
+}
+
 }  // namespace
