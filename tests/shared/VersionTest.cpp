@@ -1,3 +1,4 @@
+#include "MacShared/VELVersionInfo.h"
 #include "platform/simulated/SimulatedPlatform.h"
 #include "recorder-shared/KeynoteInstallHelper.h"
 #include "recorder-shared/VELVersion.h"
@@ -68,6 +69,21 @@ TEST_F(Version, SupportedBands) {
         EXPECT_EQ(KeynoteInstallHelper::isSupportedKeynoteVersionForNewPlugin(text), isNew) << text.value_or("nil");
         EXPECT_EQ(KeynoteInstallHelper::isSupportedKeynoteVersion(text), legacy || isNew) << text.value_or("nil");
     }
+}
+
+TEST_F(Version, OfSystemAndProgram) {
+    constexpr const char* kFile = "/System/Library/CoreServices/SystemVersion.plist";
+    EXPECT_EQ(VELVersionInfo::osVersionString(), "Version 13.4 (Build 22F66)");
+    ASSERT_FALSE(platform.files.createDirectory("/System/Library/CoreServices"));
+    ASSERT_FALSE(platform.files.createFile(kFile, "unreadable"));
+    EXPECT_EQ(VELVersionInfo::osVersionString(), std::nullopt) << "no falling back once there is a file";
+    platform.bundles.propertyLists[kFile] = {{"ProductVersion", "13.4"}};
+    EXPECT_EQ(VELVersionInfo::osVersionString(), "13.4");
+
+    EXPECT_EQ(VELVersionInfo::buildVersionString(), std::nullopt);
+    platform.bundles.setMainBundle({{"CFBundleShortVersionString", "1.2"}, {"CFBundleVersion", "34"}});
+    EXPECT_EQ(VELVersionInfo::appVersionString(), "1.2");
+    EXPECT_EQ(VELVersionInfo::buildVersionString(), "34");
 }
 
 }  // namespace

@@ -1,0 +1,26 @@
+#include "MacShared/VELVersionInfo.h"
+
+#include "ports/Bundle.h"
+#include "ports/FileManager.h"
+#include "ports/Platform.h"
+#include "ports/ProcessInfo.h"
+
+namespace {
+constexpr const char* kSystemVersionFile = "/System/Library/CoreServices/SystemVersion.plist";
+}
+
+std::optional<std::string> VELVersionInfo::osVersionString() {
+    const auto& services = platform();
+    if (services.fileManager.kindOf(kSystemVersionFile) == FileKind::none) {
+        return services.processInfo.operatingSystemVersionString();
+    }
+    return services.bundles.propertyListString(kSystemVersionFile, "ProductVersion");
+}
+
+std::optional<std::string> VELVersionInfo::appVersionString() {
+    return platform().bundles.mainBundle()->infoString("CFBundleShortVersionString");
+}
+
+std::optional<std::string> VELVersionInfo::buildVersionString() {
+    return platform().bundles.mainBundle()->infoString("CFBundleVersion");
+}
