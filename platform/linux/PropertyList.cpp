@@ -1,6 +1,7 @@
 #include "platform/linux/PropertyList.h"
 
 #include "platform/linux/FileDescriptor.h"
+#include "platform/linux/OpenEntry.h"
 
 #include <fcntl.h>
 #include <plist/plist.h>
@@ -18,11 +19,20 @@ constexpr std::size_t kMostContainers = 4096;
 using Node = std::unique_ptr<void, decltype(&plist_free)>;
 using Text = std::unique_ptr<char, decltype(&std::free)>;
 
-/// Empty for anything but a regular file of bearable size.
-std::string readSmallFile(const std::filesystem::path& path) {
-    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+/// Whether an O_PATH descriptor stands for a regular file. Until this is known nothing is opened in earnest: a device
+/// may act on being opened.
+bool isRegular(const FileDescriptor& path) {
     struct stat status {};
-    if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
+    return path && ::fstat(path.get(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+/// The file behind an O_PATH descriptor; empty for anything but a regular file of bearable size.
+std::string readSmallFile(const FileDescriptor& path) {
+    if (!isRegular(path)) return {};
+    const auto name = "/proc/self/fd/" + std::to_string(path.get());
+    const FileDescriptor file(::open(name.c_str(), O_RDONLY | O_CLOEXEC));
+    struct stat status {};
+    if (!file || ::fstat(file.get(), &status) != 0) return {};
     if (status.st_size <= 0 || status.st_size > static_cast<off_t>(kLargestFile)) return {};
     std::string contents(static_cast<std::size_t>(status.st_size), '\0');
     std::size_t length = 0;
@@ -70,9 +80,18 @@ PropertyStrings xmlPropertyStrings(std::string_view contents) {
     }
 }
 
+PropertyStrings stringsIn(std::string_view contents) {
+    return contents.starts_with("bplist00") ? binaryPropertyStrings(contents) : xmlPropertyStrings(contents);
+}
+
 }  // namespace
 
 PropertyStrings readPropertyStrings(const std::filesystem::path& path) {
-    const auto contents = readSmallFile(path);
-    return contents.starts_with("bplist00") ? binaryPropertyStrings(contents) : xmlPropertyStrings(contents);
+    return stringsIn(readSmallFile(FileDescriptor(::open(path.c_str(), O_PATH | O_CLOEXEC))));
+}
+
+std::optional<PropertyStrings> readPropertyStringsIn(int directory, const char* name) {
+    const auto file = openEntry(directory, name, O_PATH);
+    if (!isRegular(file)) return std::nullopt;
+    return stringsIn(readSmallFile(file));
 }

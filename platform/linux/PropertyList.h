@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -11,6 +12,9 @@ using PropertyStrings = std::map<std::string, std::string, std::less<>>;
 /// Reads the property list (XML or binary) in a regular file of at most 1 MiB. Empty when it is none, when it is
 /// damaged, or when it is built to exhaust its reader.
 [[nodiscard]] PropertyStrings readPropertyStrings(const std::filesystem::path& path);
+
+/// The same for a file in an open directory, but through no link. Nothing when no regular file of that name lies there.
+[[nodiscard]] std::optional<PropertyStrings> readPropertyStringsIn(int directory, const char* name);
 
 /// The same from memory, for a list that begins with `bplist00`.
 [[nodiscard]] PropertyStrings binaryPropertyStrings(std::string_view contents);
