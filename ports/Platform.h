@@ -5,6 +5,7 @@ class Clock;
 class ConsoleLog;
 class Dispatch;
 class FileManager;
+class MetadataQueries;
 class ProcessInfo;
 class Scripting;
 class TextServices;
@@ -18,6 +19,7 @@ struct Platform {
     Dispatch& dispatch;
     FileManager& fileManager;
     Bundles& bundles;
+    MetadataQueries& metadataQueries;
     Workspace& workspace;
     Scripting& scripting;
     WindowServer& windowServer;

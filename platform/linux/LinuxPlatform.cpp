@@ -13,8 +13,8 @@ LinuxPlatform::LinuxPlatform(const Options& options)
       idleTermination_(dispatch_, options.exitWhenIdle, [this] { listener_.endIfUnused(); }),
       listener_(bus_, dispatch_, consoleLog_,
                 {[this] { idleTermination_.hostConnected(); }, [this] { idleTermination_.hostLeft(); }}),
-      platform_{clock_,        dispatch_, fileManager_,     bundles_,    workspace_, scripting_,
-                windowServer_, text_,     idleTermination_, unifiedLog_, consoleLog_} {}
+      platform_{clock_,     dispatch_,     fileManager_, bundles_,         computerSearch_, workspace_,
+                scripting_, windowServer_, text_,        idleTermination_, unifiedLog_,     consoleLog_} {}
 
 std::shared_ptr<SessionBus> LinuxPlatform::openBus() {
     std::string problem;

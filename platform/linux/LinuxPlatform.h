@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/linux/AsioDispatch.h"
+#include "platform/linux/ComputerSearch.h"
 #include "platform/linux/DBusScripting.h"
 #include "platform/linux/DBusServiceListener.h"
 #include "platform/linux/DBusWorkspace.h"
@@ -42,6 +43,7 @@ private:
     AsioDispatch dispatch_{consoleLog_};
     LinuxFileManager fileManager_;
     DirectoryBundles bundles_;
+    ComputerSearch computerSearch_{dispatch_.mainQueue()};
     IcuTextServices text_;
     X11WindowServer windowServer_{consoleLog_, dispatch_.mainQueue()};
     const std::shared_ptr<SessionBus> bus_ = openBus();

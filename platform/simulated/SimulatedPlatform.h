@@ -2,6 +2,7 @@
 
 #include "platform/simulated/SimulatedDispatch.h"
 #include "platform/simulated/SimulatedFileManager.h"
+#include "platform/simulated/SimulatedMetadataQueries.h"
 #include "platform/simulated/SimulatedScripting.h"
 #include "platform/simulated/SimulatedServices.h"
 #include "platform/simulated/SimulatedWorkspace.h"
@@ -18,6 +19,7 @@ public:
     SimulatedDispatch dispatch;
     SimulatedFileManager files;
     SimulatedBundles bundles;
+    SimulatedMetadataQueries metadataQueries{dispatch};
     SimulatedWorkspace workspace;
     SimulatedScripting scripting{dispatch};
     SimulatedWindowServer windowServer;
@@ -27,6 +29,6 @@ public:
     SimulatedConsoleLog consoleLog;
 
 private:
-    const Platform services_{dispatch,     dispatch, files,       bundles,    workspace, scripting,
-                             windowServer, text,     processInfo, unifiedLog, consoleLog};
+    const Platform services_{dispatch,  dispatch,     files, bundles,     metadataQueries, workspace,
+                             scripting, windowServer, text,  processInfo, unifiedLog,      consoleLog};
 };

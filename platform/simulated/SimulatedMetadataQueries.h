@@ -1,0 +1,34 @@
+#pragma once
+
+#include "platform/simulated/SimulatedDispatch.h"
+#include "ports/MetadataQuery.h"
+
+#include <list>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// Searches that find what a test says, after a time that it says.
+class SimulatedMetadataQueries final : public MetadataQueries {
+public:
+    using Results = std::vector<std::optional<std::filesystem::path>>;
+
+    explicit SimulatedMetadataQueries(SimulatedDispatch& dispatch) : dispatch_(dispatch) {}
+
+    [[nodiscard]] std::shared_ptr<MetadataQuery> makeQuery(const std::string& queryText) override;
+    [[nodiscard]] Handle observeDidFinish(Observer observer) override;
+
+    std::map<std::string, Results> results;  ///< by query text, as they are when the search starts
+    Duration searchTime = std::chrono::seconds(1);
+    bool failsToStart = false;
+
+private:
+    class Query;
+
+    void notify(const MetadataQuery& sender);
+
+    SimulatedDispatch& dispatch_;
+    std::list<std::weak_ptr<const Observer>> observers_;
+};
