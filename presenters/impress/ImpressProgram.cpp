@@ -2,27 +2,29 @@
 
 #include "bus/Convert.h"
 #include "bus/Names.h"
+#include "presenters/impress/DocumentClosing.h"
 #include "presenters/impress/DocumentCopy.h"
+#include "presenters/impress/DocumentOpening.h"
 #include "presenters/impress/SlideExport.h"
 
 #include <cmath>
 #include <iostream>
+#include <memory>
+#include <tuple>
+#include <utility>
 
-using css::uno::Reference;
 using namespace std::chrono_literals;
 
 namespace {
 
 /// Shorter than a caller's own half second, so that it hears why.
 constexpr auto kPatience = 400ms;
-constexpr auto kPatienceWhileSaving = 100ms;
+constexpr auto kPatienceWhileOccupied = 100ms;
+/// An office that has said nothing for longer is stuck, whatever it was ordered to do.
+constexpr auto kLongestOccupation = 60s;
 
 sdbus::Error refusal(const std::string& sentence) {
     return {bus::kProgramFailed, sentence};
-}
-
-sdbus::Error notYet() {
-    return refusal("The bridge to LibreOffice cannot do this yet.");
 }
 
 sdbus::Error noAnswer() {
@@ -77,19 +79,82 @@ std::map<std::string, sdbus::Variant> dictionaryFrom(const OfficeState& state) {
     return result;
 }
 
+Saving savingFrom(const std::string& code) {
+    if (code == "no  ") return Saving::no;
+    if (code == "ask ") return Saving::ask;
+    if (code == "yes ") return Saving::yes;
+    throw refusal("Unknown way to close: pass \"no  \", \"ask \" or \"yes \".");
+}
+
 /// Runs work for which nobody waits; its failure goes to standard error.
 void runLogged(const char* what, const std::function<void()>& work) {
     try {
         work();
     } catch (const css::uno::Exception& exception) {
         std::cerr << what << " failed: " << textFrom(exception) << "\n";
+    } catch (const std::exception& exception) {
+        std::cerr << what << " failed: " << exception.what() << "\n";
     }
+}
+
+template <typename... Values>
+using Reply = std::shared_ptr<sdbus::Result<Values...>>;
+
+template <typename... Values>
+Reply<Values...> replyFrom(sdbus::Result<Values...>&& result) {
+    return std::make_shared<sdbus::Result<Values...>>(std::move(result));
+}
+
+/// Runs `work`; its failure becomes the answer.
+template <typename... Values>
+void answerFailure(const Reply<Values...>& reply, const std::function<void()>& work) {
+    try {
+        work();
+    } catch (const sdbus::Error& error) {
+        reply->returnError(error);
+    } catch (const css::uno::Exception& exception) {
+        reply->returnError(refusal("LibreOffice failed: " + textFrom(exception)));
+    } catch (const std::exception& exception) {
+        reply->returnError(refusal(exception.what()));
+    }
+}
+
+/// A command that answers what `work` returns.
+template <typename... Values, typename Work>
+CommandLanes::Command answering(const Reply<Values...>& reply, Work work) {
+    return [reply, work = std::move(work)] {
+        answerFailure(reply,
+                      [&] { std::apply([&](const auto&... values) { reply->returnResults(values...); }, work()); });
+    };
+}
+
+class Counted {
+public:
+    explicit Counted(std::atomic<int>& counter) : counter_(counter) { ++counter_; }
+    ~Counted() { --counter_; }
+    Counted(const Counted&) = delete;
+    Counted& operator=(const Counted&) = delete;
+
+private:
+    std::atomic<int>& counter_;
+};
+
+void requireAccepted(bool accepted) {
+    if (!accepted) throw refusal("Too many commands are waiting. Try again later.");
 }
 
 }  // namespace
 
 ImpressProgram::ImpressProgram(sdbus::IConnection& bus, const OfficeConnection& office)
     : AdaptorInterfaces(bus, bus::kProgramPath), connection_(office) {
+    departures_ = bus.addMatch(
+        "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',"
+        "interface='org.freedesktop.DBus',member='NameOwnerChanged',arg2=''",
+        [this](sdbus::Message& message) {
+            std::string name;
+            message >> name;
+            callerLeft(name);
+        });
     registerAdaptor();
 }
 
@@ -97,14 +162,23 @@ ImpressProgram::~ImpressProgram() {
     unregisterAdaptor();
 }
 
+bool ImpressProgram::isIdle(std::chrono::steady_clock::duration duration) const {
+    return lanes_.isEmpty() && openers_.isEmpty() && std::chrono::steady_clock::now() - lastCall_.load() >= duration;
+}
+
 /// The office's answer, or nothing when it did not come in time; throws the refusal that the caller of the bus gets.
 template <typename Question>
 auto ImpressProgram::tryAsk(Question question, std::chrono::milliseconds patience) {
+    called();
     try {
         return officeThread_.ask(
             [this, question] {
                 if (!office_) office_.emplace(connection_.context());
-                return question(*office_);
+                auto result = question(*office_);
+                auto documents = office_->documents();
+                const std::lock_guard lock(documentsMutex_);
+                documents_ = std::move(documents);
+                return result;
             },
             patience);
     } catch (const css::uno::Exception& exception) {
@@ -120,12 +194,15 @@ auto ImpressProgram::ask(Question question) {
 }
 
 std::map<std::string, sdbus::Variant> ImpressProgram::presentingState() {
-    if (auto state = tryAsk(kState, saving_ ? kPatienceWhileSaving : kPatience)) {
-        lastState_ = std::move(*state);
-    } else if (!saving_) {
+    const bool working = occupied_ > 0 || drawing_ > 0;
+    const auto now = std::chrono::steady_clock::now();
+    if (auto state = tryAsk(kState, occupied_ > 0 ? kPatienceWhileOccupied : kPatience)) {
+        lastState_ = std::move(state);
+        lastAnswer_ = now;
+    } else if (!working || !lastState_ || now - lastAnswer_ > kLongestOccupation) {
         throw noAnswer();
     }
-    return dictionaryFrom(lastState_);
+    return dictionaryFrom(*lastState_);
 }
 
 std::vector<sdbus::Struct<std::string, sdbus::Struct<double, double, double, double>, int64_t, int64_t>>
@@ -139,34 +216,64 @@ ImpressProgram::windows() {
 }
 
 void ImpressProgram::activate() {
-    throw notYet();
+    (void)ask([](Office& office) {
+        office.activate();
+        return true;
+    });
 }
 
-void ImpressProgram::open(sdbus::Result<std::string>&& result, std::string /*pathURL*/) {
-    result.returnError(notYet());
+void ImpressProgram::open(sdbus::Result<std::string>&& result, std::string pathURL) {
+    const auto reply = replyFrom(std::move(result));
+    answerFailure(reply, [&] {
+        const auto caller = getObject().getCurrentlyProcessedMessage()->getSender();
+        const auto path = pathFrom(pathURL);
+        (void)presentingState();
+        openers_.began(caller);
+        requireAccepted(lanes_.pushInOrder(
+            answering(reply, [this, caller, path] { return std::make_tuple(openFor(caller, path)); })));
+    });
 }
 
-void ImpressProgram::close(sdbus::Result<>&& result, std::string /*documentID*/, std::string /*saving*/) {
-    result.returnError(notYet());
+void ImpressProgram::close(sdbus::Result<>&& result, std::string documentID, std::string saving) {
+    const auto reply = replyFrom(std::move(result));
+    answerFailure(reply, [&] {
+        const DocumentClosing closing{documentWithID(documentID), savingFrom(saving)};
+        requireAccepted(lanes_.pushInLane(documentID, answering(reply, [this, documentID, closing] {
+                                              if (openers_.closed(documentID)) closing.run();
+                                              return std::tuple<>();
+                                          })));
+    });
 }
 
-void ImpressProgram::slideNumbers(sdbus::Result<std::vector<int64_t>>&& result, std::string /*documentID*/) {
-    result.returnError(notYet());
+void ImpressProgram::slideNumbers(sdbus::Result<std::vector<int64_t>>&& result, std::string documentID) {
+    const auto reply = replyFrom(std::move(result));
+    answerFailure(reply, [&] {
+        // In a lane of its own: the number of pages is known however long their export takes.
+        requireAccepted(
+            lanes_.pushInLane("numbers " + documentID, answering(reply, [document = documentWithID(documentID)] {
+                                  return std::make_tuple(slideNumbersOf(document));
+                              })));
+    });
 }
 
-void ImpressProgram::documentText(sdbus::Result<std::string, std::vector<SlideStruct>>&& result,
-                                  std::string /*documentID*/) {
-    result.returnError(notYet());
+void ImpressProgram::documentText(sdbus::Result<std::string, std::vector<DocumentText::Slide>>&& result,
+                                  std::string documentID) {
+    const auto reply = replyFrom(std::move(result));
+    answerFailure(reply, [&] {
+        requireAccepted(lanes_.pushInLane(documentID, answering(reply, [document = documentWithID(documentID)] {
+                                              auto text = DocumentText::read(document);
+                                              return std::make_tuple(std::move(text.name), std::move(text.slides));
+                                          })));
+    });
 }
 
 void ImpressProgram::save(const std::string& documentID, const std::string& targetURL) {
     DocumentCopy copy{documentWithID(documentID), pathFrom(targetURL)};
-    lastState_ = ask(kState);
-    accept([this, copy = std::move(copy)] {
-        saving_ = true;
+    (void)presentingState();
+    requireAccepted(lanes_.pushInOrder([this, copy = std::move(copy)] {
+        const Counted occupation(occupied_);
         runLogged("Saving a copy", [&] { copy.run(); });
-        saving_ = false;
-    });
+    }));
 }
 
 void ImpressProgram::stop(const std::string& documentID) {
@@ -178,8 +285,10 @@ void ImpressProgram::export_(const std::string& documentID, const std::string& t
                              const std::map<std::string, sdbus::Variant>& properties) {
     if (format != "Kimg") throw refusal("Only images can be exported: pass the format Kimg.");
     SlideExport order{documentWithID(documentID), pathFrom(targetURL), qualityFrom(properties)};
-    accept(
-        [this, order = std::move(order)] { runLogged("Exporting images", [&] { order.run(connection_.context()); }); });
+    requireAccepted(lanes_.pushInLane(documentID, [this, order = std::move(order)] {
+        const Counted drawing(drawing_);
+        runLogged("Exporting images", [&] { order.run(connection_.context()); });
+    }));
 }
 
 uint32_t ImpressProgram::ProcessIdentifier() {
@@ -196,15 +305,43 @@ std::string ImpressProgram::BundleURL() {
 }
 
 std::string ImpressProgram::Version() {
-    return "14.0";
+    return BUNDLE_VERSION;
 }
 
-Reference<css::frame::XModel> ImpressProgram::documentWithID(const std::string& id) {
-    auto document = ask([id](Office& office) { return office.document(id); });
-    if (!document.is()) throw refusal("No presentation with the ID " + id + " is open.");
-    return document;
+/// While the office stands still for us, the documents are those that it had before.
+ImpressProgram::Model ImpressProgram::documentWithID(const std::string& id) {
+    const bool occupied = occupied_ > 0;
+    const bool answered = tryAsk(kState, occupied ? kPatienceWhileOccupied : kPatience).has_value();
+    if (!answered && !occupied) throw noAnswer();
+    const std::lock_guard lock(documentsMutex_);
+    const auto found = documents_.find(id);
+    if (found == documents_.end()) throw refusal("No presentation with the ID " + id + " is open.");
+    return found->second;
 }
 
-void ImpressProgram::accept(std::function<void()> command) {
-    if (!commands_.push(std::move(command))) throw refusal("Too many commands are waiting. Try again later.");
+std::string ImpressProgram::openFor(const std::string& caller, const std::filesystem::path& path) {
+    const Counted occupation(occupied_);
+    const auto document = DocumentOpening{path}.run(connection_.context());
+    const auto id = identifierOf(document);
+    {
+        const std::lock_guard lock(documentsMutex_);
+        documents_.emplace(id, document);
+    }
+    if (!openers_.opened(caller, id) && isHidden(document)) DocumentClosing{document, Saving::ask}.run();
+    return id;
+}
+
+/// Runs on the bus thread; what it leaves to do is done in the documents' lanes.
+void ImpressProgram::callerLeft(const std::string& caller) {
+    for (const auto& id : openers_.left(caller)) {
+        const std::lock_guard lock(documentsMutex_);
+        const auto found = documents_.find(id);
+        if (found == documents_.end()) continue;
+        const bool accepted = lanes_.pushInLane(id, [document = found->second] {
+            runLogged("Closing a document", [&] {
+                if (isHidden(document)) DocumentClosing{document, Saving::ask}.run();
+            });
+        });
+        if (!accepted) std::cerr << "A document stays open: too many commands are waiting.\n";
+    }
 }

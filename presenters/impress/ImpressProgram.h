@@ -1,31 +1,40 @@
 #pragma once
 
 #include "bus/PresentationProgramAdaptor.h"
-#include "presenters/impress/CommandQueue.h"
+#include "presenters/impress/CommandLanes.h"
+#include "presenters/impress/DocumentText.h"
 #include "presenters/impress/Office.h"
 #include "presenters/impress/OfficeConnection.h"
 #include "presenters/impress/OfficeThread.h"
+#include "presenters/impress/Openers.h"
 
 #include <atomic>
 #include <chrono>
+#include <filesystem>
+#include <map>
+#include <mutex>
 #include <optional>
+#include <string>
+#include <vector>
 
 /// The office on the bus: answers the scripting channel of `bus/com.veldrin.PresentationProgram.xml`.
 ///
 /// The bus thread hands each question to the office thread, waits a bounded time, and refuses the call when no answer
-/// came. Saving and exporting work on the command thread. An office that is stopped or stuck thus holds up neither the
-/// bus nor this process, and nothing is reported that the office did not say. While the office saves for us it answers
-/// nobody and moves nothing: what it said last holds until it is done.
+/// came. What can take longer works in lanes: opening and saving in order, everything else in a lane of its document,
+/// so that a large document holds up no other. An office that is stopped or stuck thus holds up neither the
+/// bus nor this process, and nothing is reported that the office did not say. While the office loads or stores for us
+/// it answers nobody and moves nothing: what it said last holds until it is done.
 class ImpressProgram final : public sdbus::AdaptorInterfaces<com::veldrin::PresentationProgram_adaptor> {
 public:
     /// Exports the object. Both arguments must outlive this object.
     ImpressProgram(sdbus::IConnection& bus, const OfficeConnection& office);
     ~ImpressProgram();
 
+    /// Whether nobody has called for this long, nothing is being done, and no caller has a document open. Any thread.
+    [[nodiscard]] bool isIdle(std::chrono::steady_clock::duration duration) const;
+
 private:
-    using TableStruct = sdbus::Struct<std::string, std::vector<std::vector<std::string>>>;
-    using SlideStruct = sdbus::Struct<int64_t, bool, std::string, std::string, std::string, std::vector<std::string>,
-                                      std::vector<TableStruct>>;
+    using Model = css::uno::Reference<css::frame::XModel>;
 
     std::map<std::string, sdbus::Variant> presentingState() override;
     std::vector<sdbus::Struct<std::string, sdbus::Struct<double, double, double, double>, int64_t, int64_t>> windows()
@@ -34,7 +43,8 @@ private:
     void open(sdbus::Result<std::string>&& result, std::string pathURL) override;
     void close(sdbus::Result<>&& result, std::string documentID, std::string saving) override;
     void slideNumbers(sdbus::Result<std::vector<int64_t>>&& result, std::string documentID) override;
-    void documentText(sdbus::Result<std::string, std::vector<SlideStruct>>&& result, std::string documentID) override;
+    void documentText(sdbus::Result<std::string, std::vector<DocumentText::Slide>>&& result,
+                      std::string documentID) override;
     void save(const std::string& documentID, const std::string& targetURL) override;
     void stop(const std::string& documentID) override;
     void export_(const std::string& documentID, const std::string& targetURL, const std::string& format,
@@ -44,18 +54,27 @@ private:
     std::string BundleURL() override;
     std::string Version() override;
 
+    void called() { lastCall_ = std::chrono::steady_clock::now(); }
     template <typename Question>
     auto tryAsk(Question question, std::chrono::milliseconds patience);
     template <typename Question>
     auto ask(Question question);
-    css::uno::Reference<css::frame::XModel> documentWithID(const std::string& id);
-    void accept(std::function<void()> command);
+    [[nodiscard]] Model documentWithID(const std::string& id);
+    [[nodiscard]] std::string openFor(const std::string& caller, const std::filesystem::path& path);
+    void callerLeft(const std::string& caller);
 
     const OfficeConnection& connection_;
     std::optional<Office> office_;  ///< made and used on the office thread
-    OfficeState lastState_;         ///< used on the bus thread
-    std::atomic<bool> saving_ = false;
-    CommandQueue commands_;
+    std::mutex documentsMutex_;
+    std::map<std::string, Model> documents_;            ///< as last seen; guarded by `documentsMutex_`
+    std::optional<OfficeState> lastState_;              ///< used on the bus thread, as is the next one
+    std::chrono::steady_clock::time_point lastAnswer_;  ///< when the office said so
+    std::atomic<int> occupied_ = 0;                     ///< orders under way for which the office stands still
+    std::atomic<int> drawing_ = 0;                      ///< orders under way that let it go on now and then
+    std::atomic<std::chrono::steady_clock::time_point> lastCall_ = std::chrono::steady_clock::now();
+    Openers openers_;
+    sdbus::Slot departures_;
+    CommandLanes lanes_;
     OfficeThread officeThread_;
 };
 

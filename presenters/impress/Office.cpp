@@ -1,6 +1,9 @@
 #include "presenters/impress/Office.h"
 
+#include "presenters/impress/DocumentClosing.h"
+
 #include <algorithm>
+#include <com/sun/star/awt/XTopWindow.hpp>
 #include <com/sun/star/awt/XWindow.hpp>
 #include <com/sun/star/frame/Desktop.hpp>
 #include <com/sun/star/frame/FrameSearchFlag.hpp>
@@ -17,16 +20,22 @@ using css::uno::UNO_QUERY_THROW;
 
 namespace {
 
-bool isPresentation(const Reference<css::frame::XModel>& model) {
-    const Reference<css::lang::XServiceInfo> info(model, UNO_QUERY);
-    return info.is() && info->supportsService("com.sun.star.presentation.PresentationDocument");
-}
-
 OfficeState::Document describe(const std::string& id, const Reference<css::frame::XModel>& model) {
     return {id, textFrom(model->getURL()), 0};
 }
 
 }  // namespace
+
+std::string identifierOf(const Reference<css::frame::XModel>& document) {
+    rtl::OUString id;
+    Reference<css::beans::XPropertySet>(document, UNO_QUERY_THROW)->getPropertyValue("RuntimeUID") >>= id;
+    return textFrom(id);
+}
+
+bool isPresentation(const Reference<css::frame::XModel>& document) {
+    const Reference<css::lang::XServiceInfo> info(document, UNO_QUERY);
+    return info.is() && info->supportsService("com.sun.star.presentation.PresentationDocument");
+}
 
 Office::Office(const Reference<css::uno::XComponentContext>& context)
     : desktop_(css::frame::Desktop::create(context), UNO_QUERY_THROW), frames_(desktop_->getFrames()) {}
@@ -49,7 +58,7 @@ std::optional<OfficeState> Office::presentedState() {
     const Document* asked = nullptr;
     for (const Window& window : windows_) {
         const Document* document = window.document.get();
-        if (!document || document == asked) continue;
+        if (!document || document->hidden || document == asked) continue;
         asked = document;
         if (!document->presentation->isRunning()) continue;
         const auto controller = document->presentation->getController();
@@ -80,6 +89,22 @@ std::vector<OfficeWindow> Office::windows() {
 Reference<css::frame::XModel> Office::document(const std::string& id) {
     const auto document = find(id);
     return document ? document->model : Reference<css::frame::XModel>();
+}
+
+std::map<std::string, Reference<css::frame::XModel>> Office::documents() const {
+    std::map<std::string, Reference<css::frame::XModel>> result;
+    for (const Window& window : windows_) {
+        if (window.document) result.emplace(window.document->id, window.document->model);
+    }
+    return result;
+}
+
+void Office::activate() {
+    if (state().playing) return;
+    const auto windows = windowsFromFront();
+    if (windows.empty()) return;
+    const Reference<css::awt::XTopWindow> window(windows.front()->frame->getContainerWindow(), UNO_QUERY);
+    if (window.is()) window->toFront();
 }
 
 bool Office::endShow(const std::string& id) {
@@ -121,12 +146,9 @@ std::shared_ptr<const Office::Document> Office::documentOf(const Reference<css::
         if (window.document && window.document->model.get() == model.get()) return window.document;
     }
     if (!isPresentation(model)) return nullptr;
-    const Reference<css::beans::XPropertySet> properties(model, UNO_QUERY_THROW);
     const Reference<css::presentation::XPresentationSupplier> supplier(model, UNO_QUERY_THROW);
-    rtl::OUString id;
-    properties->getPropertyValue("RuntimeUID") >>= id;
     return std::make_shared<const Document>(
-        Document{textFrom(id), model, {supplier->getPresentation(), UNO_QUERY_THROW}});
+        Document{identifierOf(model), model, {supplier->getPresentation(), UNO_QUERY_THROW}, isHidden(model)});
 }
 
 std::shared_ptr<const Office::Document> Office::find(const std::string& id) {
@@ -141,7 +163,7 @@ std::vector<const Office::Window*> Office::windowsFromFront() const {
     const auto active = desktop_->getActiveFrame();
     std::vector<const Window*> result;
     for (const Window& window : windows_) {
-        if (!window.document) continue;
+        if (!window.document || window.document->hidden) continue;
         result.insert(window.frame.get() == active.get() ? result.begin() : result.end(), &window);
     }
     return result;

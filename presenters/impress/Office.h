@@ -10,10 +10,16 @@
 #include <com/sun/star/presentation/XPresentation2.hpp>
 #include <com/sun/star/uno/XComponentContext.hpp>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
+
+/// The ID of an open document, unique among all that this office has had open. Throws `css::uno::Exception`.
+[[nodiscard]] std::string identifierOf(const css::uno::Reference<css::frame::XModel>& document);
+/// Whether this is a presentation, and no drawing or table.
+[[nodiscard]] bool isPresentation(const css::uno::Reference<css::frame::XModel>& document);
 
 struct OfficeState {
     struct Document {
@@ -22,7 +28,7 @@ struct OfficeState {
         std::int64_t slideNumber = 0;  ///< 1-based number of the slide shown; 0 when there is none
     };
     bool playing = false;              ///< a slide show runs
-    std::optional<Document> document;  ///< the presented one, else the active one, else any
+    std::optional<Document> document;  ///< the presented one, else the active one, else any that is seen
 };
 
 struct OfficeWindow {
@@ -31,9 +37,10 @@ struct OfficeWindow {
     std::int64_t id = 0;
 };
 
-/// The office as a presentation program: its presentation documents and their windows. What does not change while a
-/// document is open is asked once, so that a look at the state costs a handful of calls into the office.
-/// One thread at a time; every operation throws `css::uno::Exception` when the office fails it.
+/// The office as a presentation program: its presentation documents and their windows. Documents that were loaded
+/// hidden are there only for who asks by their ID. What does not change while a document is open is asked once, so that
+/// a look at the state costs a handful of calls into the office. One thread at a time; every operation throws
+/// `css::uno::Exception` when the office fails it.
 class Office {
 public:
     explicit Office(const css::uno::Reference<css::uno::XComponentContext>& context);
@@ -43,6 +50,10 @@ public:
     [[nodiscard]] std::vector<OfficeWindow> windows();
     /// The open presentation document with this ID; null when there is none.
     [[nodiscard]] css::uno::Reference<css::frame::XModel> document(const std::string& id);
+    /// All open presentation documents, as the last operation found them.
+    [[nodiscard]] std::map<std::string, css::uno::Reference<css::frame::XModel>> documents() const;
+    /// Brings the front window forward, unless a slide show runs.
+    void activate();
     /// Ends the slide show of the document, when one runs. False when no such document is open.
     [[nodiscard]] bool endShow(const std::string& id);
 
@@ -51,6 +62,7 @@ private:
         std::string id;
         css::uno::Reference<css::frame::XModel> model;
         css::uno::Reference<css::presentation::XPresentation2> presentation;
+        bool hidden = false;  ///< nobody sees it, so it is neither presented nor in front
     };
     struct Window {
         css::uno::Reference<css::frame::XFrame> frame;

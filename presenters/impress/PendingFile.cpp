@@ -1,12 +1,13 @@
 #include "presenters/impress/PendingFile.h"
 
 #include <mutex>
+#include <set>
 #include <utility>
 
 namespace {
 
 std::mutex currentMutex;
-std::filesystem::path current;
+std::multiset<std::filesystem::path> current;  ///< guarded by `currentMutex`
 
 }  // namespace
 
@@ -14,11 +15,14 @@ PendingFile::PendingFile(std::filesystem::path target)
     : target_(std::move(target)),
       path_(target_.parent_path() / std::string(".").append(target_.filename().native()).append(".part")) {
     const std::lock_guard lock(currentMutex);
-    current = path_;
+    current.insert(path_);
 }
 
 PendingFile::~PendingFile() {
-    abandon();
+    const std::lock_guard lock(currentMutex);
+    std::error_code ignored;
+    std::filesystem::remove(path_, ignored);
+    current.erase(current.find(path_));
 }
 
 std::error_code PendingFile::commit() {
@@ -32,8 +36,6 @@ std::error_code PendingFile::commit() {
 
 void PendingFile::abandon() noexcept {
     const std::lock_guard lock(currentMutex);
-    if (current.empty()) return;
     std::error_code ignored;
-    std::filesystem::remove(current, ignored);
-    current.clear();
+    for (const auto& path : current) std::filesystem::remove(path, ignored);
 }

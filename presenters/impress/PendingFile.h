@@ -4,7 +4,7 @@
 #include <system_error>
 
 /// A file that the office writes for us under a hidden name in the target's folder, and that takes its own name only
-/// when complete: whoever watches the folder never sees half a file. One at a time in this process.
+/// when complete: whoever watches the folder never sees half a file.
 class PendingFile {
 public:
     explicit PendingFile(std::filesystem::path target);
@@ -18,7 +18,7 @@ public:
     /// Gives the file its own name, replacing a file of that name. An empty file counts as an error.
     [[nodiscard]] std::error_code commit();
 
-    /// Removes the file being written, when there is one: for a process that is about to end. Any thread.
+    /// Removes the files being written: for a process that is about to end. Any thread.
     static void abandon() noexcept;
 
 private:

@@ -1,0 +1,153 @@
+#include "presenters/impress/DocumentOpening.h"
+
+#include "bus/Convert.h"
+#include "presenters/impress/Office.h"
+#include "presenters/impress/Refusal.h"
+
+#include <unistd.h>
+#include <com/sun/star/document/BrokenPackageRequest.hpp>
+#include <com/sun/star/document/MacroExecMode.hpp>
+#include <com/sun/star/document/UpdateDocMode.hpp>
+#include <com/sun/star/frame/Desktop.hpp>
+#include <com/sun/star/lang/DisposedException.hpp>
+#include <com/sun/star/task/DocumentMSPasswordRequest2.hpp>
+#include <com/sun/star/task/DocumentPasswordRequest2.hpp>
+#include <com/sun/star/task/XInteractionAbort.hpp>
+#include <com/sun/star/task/XInteractionHandler.hpp>
+#include <com/sun/star/util/XCloseable.hpp>
+#include <com/sun/star/util/XModifiable.hpp>
+#include <cppuhelper/implbase1.hxx>
+#include <mutex>
+
+using css::frame::XModel;
+using css::uno::Reference;
+using css::uno::UNO_QUERY;
+using css::uno::UNO_QUERY_THROW;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Stands where the office would ask the user: remembers what it asked about, and cancels.
+class CancellingInteraction : public cppu::WeakImplHelper1<css::task::XInteractionHandler> {
+public:
+    void SAL_CALL handle(const Reference<css::task::XInteractionRequest>& request) override {
+        {
+            const std::lock_guard lock(mutex_);
+            if (reason_.empty()) reason_ = reasonFrom(request->getRequest());
+        }
+        const auto continuations = request->getContinuations();
+        for (const auto& continuation : continuations) {
+            const Reference<css::task::XInteractionAbort> abort(continuation, UNO_QUERY);
+            if (abort.is()) abort->select();
+        }
+    }
+
+    /// Why the office could not go on by itself; empty when it did not ask.
+    [[nodiscard]] std::string reason() {
+        const std::lock_guard lock(mutex_);
+        return reason_;
+    }
+
+private:
+    static std::string reasonFrom(const css::uno::Any& request) {
+        if (request.isExtractableTo(cppu::UnoType<css::task::DocumentPasswordRequest>::get()) ||
+            request.isExtractableTo(cppu::UnoType<css::task::DocumentMSPasswordRequest>::get())) {
+            return "it is protected by a password. Save a copy without one";
+        }
+        if (request.isExtractableTo(cppu::UnoType<css::document::BrokenPackageRequest>::get())) {
+            return "it is damaged or cut short";
+        }
+        return "LibreOffice cannot read it (" + textFrom(request.getValueTypeName()) + ")";
+    }
+
+    std::mutex mutex_;
+    std::string reason_;
+};
+
+[[noreturn]] void refuse(const fs::path& path, const std::string& why) {
+    throw Refusal("The file " + path.string() + " cannot be opened: " + why + ".");
+}
+
+std::string urlOf(const fs::path& path) {
+    return bus::urlFromPath(path);
+}
+
+bool isSameFile(const fs::path& path, const std::string& url) {
+    const auto other = bus::pathFromURL(url);
+    std::error_code missing;
+    return other && (*other == path || fs::equivalent(*other, path, missing));
+}
+
+Reference<XModel> openPresentation(const Reference<css::frame::XDesktop2>& desktop, const fs::path& path) {
+    const auto components = desktop->getComponents()->createEnumeration();
+    while (components->hasMoreElements()) {
+        const Reference<XModel> model(components->nextElement(), UNO_QUERY);
+        if (model.is() && isSameFile(path, textFrom(model->getURL())) && isPresentation(model)) return model;
+    }
+    return {};
+}
+
+/// A pipe or a device would keep the office waiting. A package of files is for the office to judge.
+void checkFile(const fs::path& path, const fs::file_status& status) {
+    if (!fs::is_regular_file(status) && !fs::is_directory(status)) refuse(path, "it is no file");
+    if (access(path.c_str(), R_OK) != 0) refuse(path, "you have no permission to read it");
+    std::error_code error;
+    if (fs::is_regular_file(status) && fs::file_size(path, error) == 0) refuse(path, "it is empty");
+}
+
+void close(const Reference<css::lang::XComponent>& component) {
+    const Reference<css::util::XCloseable> closeable(component, UNO_QUERY);
+    if (closeable.is()) closeable->close(true);
+}
+
+Reference<XModel> load(const Reference<css::frame::XDesktop2>& desktop, const fs::path& path) {
+    auto* const interaction = new CancellingInteraction;
+    const Reference<css::task::XInteractionHandler> handler(interaction);  // owns it
+    const auto options = properties({property("Hidden", true), property("ReadOnly", true),
+                                     property("MacroExecutionMode", css::document::MacroExecMode::NEVER_EXECUTE),
+                                     property("UpdateDocMode", css::document::UpdateDocMode::NO_UPDATE),
+                                     property("PickListEntry", false), property("InteractionHandler", handler)});
+    Reference<css::lang::XComponent> component;
+    std::string reason;
+    try {
+        component = desktop->loadComponentFromURL(unoText(urlOf(path)), "_blank", 0, options);
+    } catch (const css::lang::DisposedException&) {
+        throw;
+    } catch (const css::uno::Exception& exception) {
+        reason = textFrom(exception);
+    }
+    if (const auto asked = interaction->reason(); !asked.empty()) reason = asked;
+    if (!component.is()) refuse(path, reason.empty() ? "LibreOffice knows no such format" : reason);
+    const Reference<XModel> model(component, UNO_QUERY);
+    if (!isPresentation(model)) {
+        close(component);
+        refuse(path, "it is no presentation");
+    }
+    return model;
+}
+
+Reference<XModel> create(const Reference<css::frame::XDesktop2>& desktop, const fs::path& path) {
+    const auto hidden = properties({property("Hidden", true), property("PickListEntry", false)});
+    const Reference<XModel> model(desktop->loadComponentFromURL("private:factory/simpress", "_blank", 0, hidden),
+                                  UNO_QUERY_THROW);
+    model->attachResource(unoText(urlOf(path)), model->getArgs());
+    return model;
+}
+
+}  // namespace
+
+Reference<XModel> DocumentOpening::run(const Reference<css::uno::XComponentContext>& office) const {
+    const auto desktop = css::frame::Desktop::create(office);
+    if (auto open = openPresentation(desktop, path); open.is()) return open;
+    std::error_code error;
+    const auto status = fs::status(path, error);
+    if (status.type() == fs::file_type::not_found) return create(desktop, path);
+    if (error) refuse(path, error.message());
+    checkFile(path, status);
+    auto model = load(desktop, path);
+    // What an import filter did is no change of anybody's.
+    const Reference<css::util::XModifiable> modifiable(model, UNO_QUERY_THROW);
+    if (modifiable->isModified()) modifiable->setModified(false);
+    return model;
+}

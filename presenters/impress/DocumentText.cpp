@@ -1,0 +1,160 @@
+#include "presenters/impress/DocumentText.h"
+
+#include "bus/Convert.h"
+#include "presenters/impress/Refusal.h"
+
+#include <com/sun/star/beans/XPropertySet.hpp>
+#include <com/sun/star/container/XNamed.hpp>
+#include <com/sun/star/drawing/XDrawPagesSupplier.hpp>
+#include <com/sun/star/drawing/XShapes.hpp>
+#include <com/sun/star/frame/XTitle.hpp>
+#include <com/sun/star/presentation/XPresentationPage.hpp>
+#include <com/sun/star/table/XTable.hpp>
+#include <com/sun/star/text/XTextRange.hpp>
+#include <numeric>
+
+using css::drawing::XDrawPage;
+using css::uno::Reference;
+using css::uno::UNO_QUERY;
+using css::uno::UNO_QUERY_THROW;
+
+namespace {
+
+Reference<css::drawing::XDrawPages> pagesOf(const Reference<css::frame::XModel>& document) {
+    return Reference<css::drawing::XDrawPagesSupplier>(document, UNO_QUERY_THROW)->getDrawPages();
+}
+
+/// The interface counts as old, but asking for services by name would cost a call for each.
+rtl::OUString typeOf(const Reference<css::drawing::XShape>& shape) {
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+    return shape->getShapeType();
+#pragma GCC diagnostic pop
+}
+
+/// The file's name without regard to the title that its author gave the document.
+std::string nameOf(const Reference<css::frame::XModel>& document) {
+    if (const auto path = bus::pathFromURL(textFrom(document->getURL())))
+        return bus::validUTF8(path->filename().native());
+    const Reference<css::frame::XTitle> title(document, UNO_QUERY);
+    return title.is() ? textFrom(title->getTitle()) : std::string();
+}
+
+/// Reads the slides of one document. Every line that asks a shape for something waits for the office, so what a shape
+/// is decides what it is asked.
+class TextReader {
+public:
+    DocumentText::Slide readSlide(std::int64_t number, const Reference<XDrawPage>& page) {
+        DocumentText::Slide slide;
+        slide.get<0>() = number;
+        bool visible = true;
+        Reference<css::beans::XPropertySet>(page, UNO_QUERY_THROW)->getPropertyValue("Visible") >>= visible;
+        slide.get<1>() = !visible;
+        title_ = &slide.get<2>();
+        body_ = &slide.get<3>();
+        items_ = &slide.get<5>();
+        tables_ = &slide.get<6>();
+        readShapes(Reference<css::container::XIndexAccess>(page.get()));
+        slide.get<4>() = notesOf(page);
+        return slide;
+    }
+
+private:
+    void readShapes(const Reference<css::container::XIndexAccess>& shapes) {
+        const sal_Int32 count = shapes->getCount();
+        for (sal_Int32 index = 0; index < count; ++index) {
+            Reference<css::drawing::XShape> shape;
+            shapes->getByIndex(index) >>= shape;
+            if (shape.is()) readShape(shape);
+        }
+    }
+
+    void readShape(const Reference<css::drawing::XShape>& shape) {
+        const auto type = typeOf(shape);
+        if (type == "com.sun.star.drawing.GroupShape") {
+            readShapes(Reference<css::container::XIndexAccess>(shape, UNO_QUERY_THROW));
+        } else if (type == "com.sun.star.drawing.TableShape") {
+            tables_->push_back(readTable(shape));
+        } else if (auto text = textOf(shape); !text.empty()) {
+            if (type == "com.sun.star.presentation.TitleTextShape") takeFirst(*title_, text);
+            if (type == "com.sun.star.presentation.OutlinerShape" ||
+                type == "com.sun.star.presentation.SubtitleShape") {
+                takeFirst(*body_, text);
+            }
+            items_->push_back(std::move(text));
+        }
+    }
+
+    static void takeFirst(std::string& target, const std::string& text) {
+        if (target.empty()) target = text;
+    }
+
+    DocumentText::Table readTable(const Reference<css::drawing::XShape>& shape) {
+        DocumentText::Table result;
+        const Reference<css::container::XNamed> named(shape, UNO_QUERY);
+        if (named.is()) result.get<0>() = counted(textFrom(named->getName()));
+        Reference<css::table::XTable> table;
+        Reference<css::beans::XPropertySet>(shape, UNO_QUERY_THROW)->getPropertyValue("Model") >>= table;
+        if (!table.is()) return result;
+        const sal_Int32 columns = table->getColumnCount();
+        result.get<1>().resize(static_cast<std::size_t>(table->getRowCount()));
+        for (sal_Int32 row = 0; auto& cells : result.get<1>()) {
+            for (sal_Int32 column = 0; column < columns; ++column) {
+                cells.push_back(textOf(table->getCellByPosition(column, row)));
+            }
+            ++row;
+        }
+        return result;
+    }
+
+    /// The text of the notes page's own placeholder.
+    std::string notesOf(const Reference<XDrawPage>& page) {
+        const Reference<css::presentation::XPresentationPage> presentationPage(page, UNO_QUERY_THROW);
+        const auto notes = presentationPage->getNotesPage();
+        const sal_Int32 count = notes.is() ? notes->getCount() : 0;
+        for (sal_Int32 index = 0; index < count; ++index) {
+            Reference<css::drawing::XShape> shape;
+            notes->getByIndex(index) >>= shape;
+            if (shape.is() && typeOf(shape) == "com.sun.star.presentation.NotesShape") return textOf(shape);
+        }
+        return {};
+    }
+
+    std::string textOf(const Reference<css::uno::XInterface>& holder) {
+        const Reference<css::text::XTextRange> range(holder, UNO_QUERY);
+        return range.is() ? counted(textFrom(range->getString())) : std::string();
+    }
+
+    std::string counted(std::string text) {
+        size_ += text.size();
+        if (size_ > DocumentText::kLargest) throw Refusal("The document has more text than 32 MiB.");
+        return bus::validUTF8(text);
+    }
+
+    std::string* title_ = nullptr;
+    std::string* body_ = nullptr;
+    std::vector<std::string>* items_ = nullptr;
+    std::vector<DocumentText::Table>* tables_ = nullptr;
+    std::size_t size_ = 0;
+};
+
+}  // namespace
+
+DocumentText DocumentText::read(const Reference<css::frame::XModel>& document) {
+    DocumentText text;
+    text.name = nameOf(document);
+    const auto pages = pagesOf(document);
+    const sal_Int32 count = pages->getCount();
+    TextReader reader;
+    for (sal_Int32 index = 0; index < count; ++index) {
+        const Reference<XDrawPage> page(pages->getByIndex(index), UNO_QUERY_THROW);
+        text.slides.push_back(reader.readSlide(index + 1, page));
+    }
+    return text;
+}
+
+std::vector<std::int64_t> slideNumbersOf(const Reference<css::frame::XModel>& document) {
+    std::vector<std::int64_t> numbers(static_cast<std::size_t>(pagesOf(document)->getCount()));
+    std::iota(numbers.begin(), numbers.end(), 1);
+    return numbers;
+}

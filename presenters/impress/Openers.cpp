@@ -1,0 +1,37 @@
+#include "presenters/impress/Openers.h"
+
+void Openers::began(const std::string& caller) {
+    const std::lock_guard lock(mutex_);
+    callers_.insert(caller);
+}
+
+bool Openers::opened(const std::string& caller, const std::string& document) {
+    const std::lock_guard lock(mutex_);
+    if (callers_.contains(caller)) callersByDocument_.emplace(document, caller);
+    return callersByDocument_.contains(document);
+}
+
+bool Openers::closed(const std::string& document) {
+    const std::lock_guard lock(mutex_);
+    const auto one = callersByDocument_.find(document);
+    if (one != callersByDocument_.end()) callersByDocument_.erase(one);
+    return !callersByDocument_.contains(document);
+}
+
+std::vector<std::string> Openers::left(const std::string& caller) {
+    const std::lock_guard lock(mutex_);
+    if (callers_.erase(caller) == 0) return {};
+    std::set<std::string> documents;
+    for (auto entry = callersByDocument_.begin(); entry != callersByDocument_.end();) {
+        const bool its = entry->second == caller;
+        if (its) documents.insert(entry->first);
+        entry = its ? callersByDocument_.erase(entry) : std::next(entry);
+    }
+    std::erase_if(documents, [this](const auto& document) { return callersByDocument_.contains(document); });
+    return {documents.begin(), documents.end()};
+}
+
+bool Openers::isEmpty() const {
+    const std::lock_guard lock(mutex_);
+    return callersByDocument_.empty();
+}

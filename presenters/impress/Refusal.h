@@ -1,0 +1,8 @@
+#pragma once
+
+#include <stdexcept>
+
+/// Why a call is refused: a sentence for its caller.
+struct Refusal : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
