@@ -23,3 +23,4 @@ inline constexpr double KeynoteCaptureServiceImageCompressionFactor = 0.8;
 inline constexpr std::chrono::seconds KeynoteCaptureSlideImageFileMonitorTimeout{90};
 
 inline constexpr const char* kKeynoteBundleIdentifier = "com.apple.iWork.Keynote";
+inline constexpr const char* kKeynoteApplicationName = "Keynote";

@@ -82,11 +82,11 @@ void KeynoteCaptureService::handlePresentingStarted() {
 void KeynoteCaptureService::handlePresentingStopped() {
     beginExportOfSlideImagesForDocument(currentDocument());
     startVerificationOfSlideImages(capturedSlideImageFileNames_, slideExportDirectoryURL(),
-                                   currentPresentationCaptureDirectoryURL_, currentPresentationID_);
+                                   currentPresentationCaptureDirectoryURL_.get(), currentPresentationID_);
     capturedSlideImageFileNames_ = std::nullopt;
     currentDocumentID_.set(std::nullopt);
-    currentPresentationWorkingDirectoryURL_ = std::nullopt;
-    currentPresentationCaptureDirectoryURL_ = std::nullopt;
+    currentPresentationWorkingDirectoryURL_.set(std::nullopt);
+    currentPresentationCaptureDirectoryURL_.set(std::nullopt);
     currentPresentationID_ = std::nullopt;
 }
 
@@ -104,7 +104,7 @@ void KeynoteCaptureService::handleCurrentSlideChanged() {
     if (capturedSlideImageFileNames_) capturedSlideImageFileNames_->insert(name);
     platform().dispatch.mainQueue().after(
         delayFromSeconds(pollingInterval() * 0.5), [weak = weak_from_this(), slide = currentSlideNumber_, name,
-                                                    directory = currentPresentationCaptureDirectoryURL_] {
+                                                    directory = currentPresentationCaptureDirectoryURL_.get()] {
             const auto service = weak.lock();
             if (!service) return;
             const auto url = directory ? std::optional(*directory / name) : std::nullopt;

@@ -35,9 +35,12 @@ class KeynoteCaptureSlideImageFileMonitor;
 /// `slideDeckPresentedSlide`. When playing ends, the images are exported, a monitor moves them, and when it is done
 /// `stoppedPresenting` is told. The host stops, or its connection is lost.
 ///
+/// Apart from that sequence a host may have a saved deck opened and its text and images written beside it, and may wait
+/// until the program has saved what it was asked to. An extraction makes its own directories the current ones and takes
+/// over the connection to the program: one that shares a service with a running capture misleads that capture.
+///
 /// Threads. All detection state belongs to the main queue. Host calls arrive on the connection's thread: start and stop
-/// hop to the main queue; stopping a show, the interval and the window queries work right there, on the
-/// properties that are atomic.
+/// hop to the main queue; the other operations work right there, on the properties that are atomic.
 ///
 /// The class is one in several files by concern: control here, `+Monitoring`, `+Presenting`, `+Windows`, `+Output`.
 class KeynoteCaptureService final : public KeynoteCaptureServiceProtocol,
@@ -60,6 +63,8 @@ public:
     void stopDetectionAndCapture() override;
     void stopPresenting() override;
     void setKeynotePollingInterval(double seconds) override;
+    void extractSlideFiles(const std::vector<std::string>& names, const std::string& forPresentationAt) override;
+    void waitForSavingToCompleteAsync() override;
     void descriptionOfScriptableWindowsWithReply(TextReply reply) override;
     void descriptionOfKeynoteWindowsWithReply(TextReply reply) override;
 
@@ -144,6 +149,13 @@ private:
     [[nodiscard]] bool prepareCaptureDiretoryForNewPresentation(ErrorPtr& error);
     [[nodiscard]] std::optional<std::string> saveCopyOfKeynoteDocument(
         const std::shared_ptr<ScriptingDocument>& document);
+    /// Writes the document's text as `documentID.key.text.xml` into the directory. Any thread.
+    static void extractTextFromKeynoteDocument(const std::shared_ptr<ScriptingDocument>& document,
+                                               const std::optional<Path>& toTargetDirectory,
+                                               const std::string& documentID);
+    void startVerificationOfExtractedImages(const std::vector<std::string>& names,
+                                            const std::shared_ptr<ScriptingDocument>& document,
+                                            const std::string& presentationPath);
     /// Where the program writes the images of the current presentation; nothing without one.
     [[nodiscard]] std::optional<Path> slideExportDirectoryURL() const;
     void beginExportOfSlideImagesForDocument(const std::shared_ptr<ScriptingDocument>& document);
@@ -175,8 +187,8 @@ private:
     std::optional<Path> currentDocumentFilePath_;
     std::optional<std::vector<WindowRecord>> presentingWindowDescriptions_;
     std::optional<std::string> currentPresentationID_;
-    std::optional<Path> currentPresentationCaptureDirectoryURL_;
-    std::optional<Path> currentPresentationWorkingDirectoryURL_;
+    Atomic<std::optional<Path>> currentPresentationCaptureDirectoryURL_;
+    Atomic<std::optional<Path>> currentPresentationWorkingDirectoryURL_;
     std::optional<std::set<std::string>> capturedSlideImageFileNames_;
     /// Keeps running monitors alive. Nothing after the first stop: later monitors are not kept, so they end at once.
     Atomic<std::optional<std::vector<std::shared_ptr<Monitor>>>> slideImageMonitors_;

@@ -111,8 +111,8 @@ int main(int argc, char** argv) {
     LinuxPlatform linuxPlatform({});
     const Platform& real = linuxPlatform.platform();
     HandTickedDispatch dispatch(real.dispatch);
-    const Platform services{real.clock,       dispatch,        real.fileManager,  real.bundles,
-                            real.workspace,   real.scripting,  real.windowServer, real.text,
+    const Platform services{real.clock,       dispatch,        real.fileManager,  real.bundles, real.metadataQueries,
+                            real.workspace,   real.scripting,  real.windowServer, real.text,    real.xml,
                             real.processInfo, real.unifiedLog, real.consoleLog};
     installPlatform(&services);
 

@@ -209,6 +209,18 @@ private:
         delegate_.slideDeckPresentedSlide(bus::optionalFrom(presentationID), presentedSlide, bus::dateFrom(at),
                                           bus::optionalPathFrom(imageFilePathURL));
     }
+    void extractedSlideFilesForPresentation(const std::string& presentationPath, const BusError& error) override {
+        requireService();
+        delegate_.extractedSlideFilesForPresentation(presentationPath, bus::errorFrom(error));
+    }
+    void savedArchiveDocuments() override {
+        requireService();
+        delegate_.savedArchiveDocuments();
+    }
+    void failedToSaveArchiveDocumentError(const BusError& error) override {
+        requireService();
+        delegate_.failedToSaveArchiveDocumentError(bus::errorFrom(error));
+    }
     void detectedKeynoteLaunched() override {
         requireService();
         delegate_.detectedKeynoteLaunched();
@@ -267,6 +279,15 @@ void CaptureServiceClient::stopPresenting() {
 
 void CaptureServiceClient::setKeynotePollingInterval(double seconds) {
     link_->tell("setKeynotePollingInterval", seconds);
+}
+
+void CaptureServiceClient::extractSlideFiles(const std::vector<std::string>& names,
+                                             const std::string& forPresentationAt) {
+    link_->tell("extractSlideFiles", names, forPresentationAt);
+}
+
+void CaptureServiceClient::waitForSavingToCompleteAsync() {
+    link_->tell("waitForSavingToCompleteAsync");
 }
 
 void CaptureServiceClient::descriptionOfScriptableWindowsWithReply(TextReply reply) {

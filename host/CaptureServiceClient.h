@@ -48,6 +48,8 @@ public:
     /// Does nothing unless a recording runs and a show has been noticed.
     void stopPresenting() override;
     void setKeynotePollingInterval(double seconds) override;
+    void extractSlideFiles(const std::vector<std::string>& names, const std::string& forPresentationAt) override;
+    void waitForSavingToCompleteAsync() override;
     /// Nothing also when the service did not answer, when the text is empty, or when no recording runs.
     void descriptionOfScriptableWindowsWithReply(TextReply reply) override;
     /// Nothing also when the service did not answer, when the text is empty, or when no recording runs.

@@ -28,8 +28,15 @@ struct StoppedPresenting {
     std::optional<std::string> presentationID;
     ErrorPtr error;
 };
-using DelegateCall =
-    std::variant<ProgramLaunched, ProgramTerminated, StartedPresenting, PresentedSlide, StoppedPresenting>;
+struct ExtractedSlideFiles {
+    std::string presentationPath;
+    ErrorPtr error;
+};
+struct SavingEnded {
+    ErrorPtr error;
+};
+using DelegateCall = std::variant<ProgramLaunched, ProgramTerminated, StartedPresenting, PresentedSlide,
+                                  StoppedPresenting, ExtractedSlideFiles, SavingEnded>;
 
 /// What else can happen to a command.
 struct StartFailed {

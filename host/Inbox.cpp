@@ -112,6 +112,18 @@ void Inbox::slideDeckPresentedSlide(const std::optional<std::string>& presentati
     post(PresentedSlide{presentationID, presentedSlide, at, imageFilePathURL});
 }
 
+void Inbox::extractedSlideFilesForPresentation(const std::string& path, const ErrorPtr& withError) {
+    post(ExtractedSlideFiles{path, withError});
+}
+
+void Inbox::savedArchiveDocuments() {
+    post(SavingEnded{nullptr});
+}
+
+void Inbox::failedToSaveArchiveDocumentError(const ErrorPtr& error) {
+    post(SavingEnded{error});
+}
+
 void Inbox::detectedKeynoteLaunched() {
     post(ProgramLaunched{});
 }

@@ -45,6 +45,15 @@ struct JSONFields {
                 {"at", json(call.at)},
                 {"imageFilePathURL", json(call.imageFilePath)}};
     }
+    Json operator()(const ExtractedSlideFiles& call) const {
+        return {{"event", "extractedSlideFilesForPresentation"},
+                {"presentation", call.presentationPath},
+                {"error", json(call.error)}};
+    }
+    Json operator()(const SavingEnded& call) const {
+        if (!call.error) return Json::object({{"event", "savedArchiveDocuments"}});
+        return {{"event", "failedToSaveArchiveDocument"}, {"error", json(call.error)}};
+    }
     Json operator()(const StoppedPresenting& call) const {
         return {
             {"event", "stoppedPresenting"}, {"presentationID", json(call.presentationID)}, {"error", json(call.error)}};

@@ -42,6 +42,12 @@ struct Columns {
     Line operator()(const PresentedSlide& call) const {
         return {"slide", std::to_string(call.number), printable(call.imageFilePath), {}, call.at};
     }
+    Line operator()(const ExtractedSlideFiles& call) const {
+        return {"extracted", {}, printableText(call.presentationPath), call.error, {}};
+    }
+    Line operator()(const SavingEnded& call) const {
+        return {"saving ended", {}, call.error ? "" : "everything is saved", call.error, {}};
+    }
     Line operator()(const StoppedPresenting& call) const {
         return {"show ended", {}, call.error ? "" : "all slide images are in place", call.error, {}};
     }

@@ -24,6 +24,13 @@ public:
     /// `slideDeck:presentedSlide:at:imageFilePathURL:`: a slide is shown; where its image will be.
     virtual void slideDeckPresentedSlide(const std::optional<std::string>& presentationID, std::int64_t presentedSlide,
                                          Date at, const std::optional<std::filesystem::path>& imageFilePathURL) = 0;
+    /// `extractedSlideFilesForPresentation:withError:`: an extraction has ended; the path as it was asked for, and
+    /// error code 5 when images are missing.
+    virtual void extractedSlideFilesForPresentation(const std::string& path, const ErrorPtr& withError) = 0;
+    /// `savedArchiveDocuments`: the presentation program has finished saving.
+    virtual void savedArchiveDocuments() = 0;
+    /// `failedToSaveArchiveDocumentError:`: it ended before that; error code 6.
+    virtual void failedToSaveArchiveDocumentError(const ErrorPtr& error) = 0;
     /// `detectedKeynoteLaunched`: a supported presentation program is being watched.
     virtual void detectedKeynoteLaunched() = 0;
     /// `detectedKeynoteTerminated`: the watched presentation program is gone.

@@ -6,6 +6,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 /// Called at most once with an error.
 using ErrorReply = std::function<void(const ErrorPtr&)>;
@@ -30,6 +31,13 @@ public:
     virtual void stopPresenting() = 0;
     /// `setKeynotePollingInterval:`: seconds between polls; below 0.25 is accepted with a warning.
     virtual void setKeynotePollingInterval(double seconds) = 0;
+    /// `extractSlideFiles:forPresentationAt:`: opens the presentation file, writes its text and moves the slide images
+    /// of these names into its directory. Answered with `extractedSlideFilesForPresentation`. Unlike the
+    /// others this call blocks, for as long as the program needs to open the file and to tell its text.
+    virtual void extractSlideFiles(const std::vector<std::string>& names, const std::string& forPresentationAt) = 0;
+    /// `waitForSavingToCompleteAsync`: waits until the presentation program has finished saving. Answered with
+    /// `savedArchiveDocuments` or `failedToSaveArchiveDocumentError`.
+    virtual void waitForSavingToCompleteAsync() = 0;
     /// `descriptionOfScriptableWindowsWithReply:`: a text that lists the program's scriptable windows, or nothing
     /// when it is not running.
     virtual void descriptionOfScriptableWindowsWithReply(TextReply reply) = 0;

@@ -12,6 +12,7 @@ class TextServices;
 class UnifiedLog;
 class WindowServer;
 class Workspace;
+class XMLServices;
 
 /// The services that a process has one of each: what the platform's shared instances are elsewhere.
 struct Platform {
@@ -24,6 +25,7 @@ struct Platform {
     Scripting& scripting;
     WindowServer& windowServer;
     TextServices& text;
+    XMLServices& xml;
     ProcessInfo& processInfo;
     UnifiedLog& unifiedLog;
     ConsoleLog& consoleLog;

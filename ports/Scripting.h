@@ -42,6 +42,37 @@ struct ScriptingWindow {
     std::int64_t id = 0;
 };
 
+/// A table of a slide: the formatted values of its cells, row by row.
+struct ScriptingTable {
+    std::string name;
+    std::vector<std::vector<std::string>> rows;
+
+    bool operator==(const ScriptingTable&) const = default;
+};
+
+/// The text of a slide. What the slide does not have is empty.
+struct ScriptingSlide {
+    std::int64_t slideNumber = 0;  ///< 1-based
+    bool skipped = false;
+    std::string defaultTitleItemText;
+    std::string defaultBodyItemText;
+    std::string presenterNotes;
+    std::vector<std::string> textItems;  ///< the text of every text item, in the program's order
+    std::vector<ScriptingTable> tables;
+
+    bool operator==(const ScriptingSlide&) const = default;
+};
+
+/// All text of a document, fetched whole.
+struct ScriptingDocumentText {
+    std::string name;
+    std::vector<ScriptingSlide> slides;
+};
+
+/// What becomes of unsaved changes when a document is closed: four-character codes of the scripting dictionary.
+inline constexpr const char* kSaveOptionAsk = "ask ";
+inline constexpr const char* kSaveOptionNo = "no  ";
+
 /// Properties of an export by key; an enumerated value is its four-character code as text.
 using ExportProperties = std::map<std::string, std::variant<bool, double, std::string>>;
 
@@ -59,6 +90,10 @@ public:
     /// Exports into the directory `target`, in the format of the four-character code.
     virtual void exportTo(const std::filesystem::path& target, const std::string& formatCode,
                           const ExportProperties& properties) = 0;
+    /// One event for the document's name and the text of all slides; empty after a failure.
+    [[nodiscard]] virtual ScriptingDocumentText text() = 0;
+    /// Closes the document once its pending work is done.
+    virtual void close(const std::string& saveOption) = 0;
 };
 
 /// Hears of events that failed, on the thread that sent them.
@@ -82,9 +117,16 @@ public:
     [[nodiscard]] virtual ErrorPtr lastError() const = 0;
     /// The scriptable windows, front window first; empty after a failure.
     [[nodiscard]] virtual std::vector<ScriptingWindow> windows() = 0;
+    /// The application's version; nothing after a failure.
+    [[nodiscard]] virtual std::optional<std::string> version() = 0;
+    /// Brings the application to the front.
+    virtual void activate() = 0;
+    /// Opens the file and answers its document; one that is open already is answered as it is. Where no file stands the
+    /// application makes a new, empty document for the path. Null after a failure.
+    [[nodiscard]] virtual std::shared_ptr<ScriptingDocument> open(const std::filesystem::path& path) = 0;
     /// A reference to the document with this ID. Sends nothing, never null.
     [[nodiscard]] virtual std::shared_ptr<ScriptingDocument> documentWithID(const std::string& id) = 0;
-    /// How long an event may wait for its reply.
+    /// How long an event may wait for its reply; a minute unless set.
     virtual void setTimeout(std::chrono::milliseconds timeout) = 0;
     /// Who hears of failed events; held weakly.
     virtual void setDelegate(std::weak_ptr<ScriptingDelegate> delegate) = 0;
@@ -97,4 +139,9 @@ public:
     /// A connection to the application with this process identifier. Sends nothing; never null, and
     /// `isRunning` tells whether somebody answers.
     [[nodiscard]] virtual std::shared_ptr<ScriptingApplication> applicationForProcess(pid_t processIdentifier) = 0;
+    /// A connection to whichever application with this bundle identifier runs when an event is sent, the one that
+    /// appeared last if there are several. Sends nothing, never null. Its events do not wait for those of other
+    /// connections.
+    [[nodiscard]] virtual std::shared_ptr<ScriptingApplication> applicationForBundleIdentifier(
+        const std::string& bundleIdentifier) = 0;
 };

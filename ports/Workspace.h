@@ -33,4 +33,9 @@ public:
     /// Calls the observer at once and then on the main queue after each change of the list. Main queue only; the
     /// handle may be dropped on any thread.
     [[nodiscard]] virtual Handle observeRunningApplications(std::function<void()> observer) = 0;
+    /// `openFile:withApplication:andDeactivate:`: has the application with this name open the file, and starts the
+    /// application first when it does not run; the caller keeps the focus. Returns once the application runs and has
+    /// been told, after half a minute at the latest; the document may open later. False when there is no such
+    /// application. Any thread.
+    virtual bool openFile(const std::filesystem::path& path, const std::string& withApplication) = 0;
 };

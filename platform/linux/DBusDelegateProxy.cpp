@@ -40,6 +40,18 @@ void DBusDelegateProxy::slideDeckPresentedSlide(const std::optional<std::string>
     });
 }
 
+void DBusDelegateProxy::extractedSlideFilesForPresentation(const std::string& path, const ErrorPtr& withError) {
+    send([&] { calls_.extractedSlideFilesForPresentation(bus::validUTF8(path), bus::structFrom(withError)); });
+}
+
+void DBusDelegateProxy::savedArchiveDocuments() {
+    send([&] { calls_.savedArchiveDocuments(); });
+}
+
+void DBusDelegateProxy::failedToSaveArchiveDocumentError(const ErrorPtr& error) {
+    send([&] { calls_.failedToSaveArchiveDocumentError(bus::structFrom(error)); });
+}
+
 void DBusDelegateProxy::detectedKeynoteLaunched() {
     send([&] { calls_.detectedKeynoteLaunched(); });
 }

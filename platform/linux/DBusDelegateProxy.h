@@ -24,6 +24,9 @@ public:
     void stoppedPresenting(const std::optional<std::string>& presentationID, const ErrorPtr& error) override;
     void slideDeckPresentedSlide(const std::optional<std::string>& presentationID, std::int64_t presentedSlide, Date at,
                                  const std::optional<std::filesystem::path>& imageFilePathURL) override;
+    void extractedSlideFilesForPresentation(const std::string& path, const ErrorPtr& withError) override;
+    void savedArchiveDocuments() override;
+    void failedToSaveArchiveDocumentError(const ErrorPtr& error) override;
     void detectedKeynoteLaunched() override;
     void detectedKeynoteTerminated() override;
 

@@ -12,6 +12,7 @@
 namespace {
 
 constexpr const char* kInterface = "com.veldrin.PresentationProgram";
+constexpr const char* kPropertiesInterface = "org.freedesktop.DBus.Properties";
 constexpr std::chrono::milliseconds kDefaultTimeout{60000};
 constexpr int kMostDiscarded = 1024;
 constexpr std::size_t kMostWindows = 1000;
@@ -19,6 +20,9 @@ constexpr std::size_t kLongestText = 16384;
 constexpr std::size_t kLongestMessage = 1024;
 
 using State = std::map<std::string, sdbus::Variant>;
+using TableStruct = sdbus::Struct<std::string, std::vector<std::vector<std::string>>>;
+using SlideStruct = sdbus::Struct<std::int64_t, bool, std::string, std::string, std::string, std::vector<std::string>,
+                                  std::vector<TableStruct>>;
 using WindowStruct = sdbus::Struct<std::string, bus::RectStruct, std::int64_t, std::int64_t>;
 
 bool isTimeout(const sdbus::Error& error) {
@@ -83,6 +87,23 @@ std::vector<ScriptingWindow> windowsFrom(const std::vector<WindowStruct>& struct
     return windows;
 }
 
+/// Takes the texts out of the struct.
+ScriptingSlide slideFrom(SlideStruct& slide) {
+    auto& [number, skipped, title, body, notes, items, tableStructs] = static_cast<SlideStruct::tuple&>(slide);
+    std::vector<ScriptingTable> tables;
+    tables.reserve(tableStructs.size());
+    for (TableStruct& table : tableStructs) {
+        tables.push_back({std::move(std::get<0>(table)), std::move(std::get<1>(table))});
+    }
+    return {.slideNumber = number,
+            .skipped = skipped,
+            .defaultTitleItemText = std::move(title),
+            .defaultBodyItemText = std::move(body),
+            .presenterNotes = std::move(notes),
+            .textItems = std::move(items),
+            .tables = std::move(tables)};
+}
+
 sdbus::Variant variantFrom(const ExportProperties::mapped_type& value) {
     if (const auto* text = std::get_if<std::string>(&value)) return sdbus::Variant(bus::validUTF8(*text));
     if (const auto* number = std::get_if<double>(&value)) return sdbus::Variant(*number);
@@ -102,12 +123,12 @@ class DBusScripting::Channel {
 public:
     /// Sends one event to an owner and hands its reply to `read`. Any thread; one at a time.
     template <typename... Arguments, typename Read>
-    void call(const std::string& owner, const char* event, std::chrono::milliseconds timeout, const Read& read,
-              const Arguments&... arguments) {
+    void call(const std::string& owner, const char* interface, const char* event, std::chrono::milliseconds timeout,
+              const Read& read, const Arguments&... arguments) {
         const std::lock_guard lock(mutex_);
         prepare(owner);
         try {
-            auto message = proxy_->createMethodCall(kInterface, event);
+            auto message = proxy_->createMethodCall(interface, event);
             static_cast<void>((message << ... << arguments));
             auto reply = proxy_->callMethod(message, timeout);
             read(reply);
@@ -156,12 +177,12 @@ private:
 
 class DBusScripting::Application final : public ScriptingApplication, public std::enable_shared_from_this<Application> {
 public:
-    Application(pid_t processIdentifier, BusNameOfProcess busNameOfProcess, std::shared_ptr<Channel> channel)
-        : processIdentifier_(processIdentifier),
-          busNameOfProcess_(std::move(busNameOfProcess)),
-          channel_(std::move(channel)) {}
+    using BusName = std::function<std::optional<std::string>()>;
 
-    [[nodiscard]] bool isRunning() const override { return busNameOfProcess_(processIdentifier_).has_value(); }
+    Application(BusName busName, std::shared_ptr<Channel> channel)
+        : busName_(std::move(busName)), channel_(std::move(channel)) {}
+
+    [[nodiscard]] bool isRunning() const override { return busName_().has_value(); }
 
     [[nodiscard]] PresentingState presentingState() override {
         PresentingState state;
@@ -190,7 +211,50 @@ public:
         return windows;
     }
 
+    [[nodiscard]] std::optional<std::string> version() override {
+        std::optional<std::string> version;
+        static_cast<void>(sendTo(
+            kPropertiesInterface, "Get",
+            [&version](sdbus::MethodReply& reply) {
+                sdbus::Variant value;
+                reply >> value;
+                if (!value.containsValueOfType<std::string>()) throw malformed("Version");
+                version = shortText(value.get<std::string>(), "Version");
+            },
+            kInterface, "Version"));
+        return version;
+    }
+
+    void activate() override { command("activate"); }
+
+    [[nodiscard]] std::shared_ptr<ScriptingDocument> open(const std::filesystem::path& path) override {
+        std::string id;
+        const auto error = send(
+            "open",
+            [&id](sdbus::MethodReply& reply) {
+                reply >> id;
+                shortText(id, "documentID");
+            },
+            bus::urlFromPath(path));
+        return error ? nullptr : documentWithID(id);
+    }
+
     [[nodiscard]] std::shared_ptr<ScriptingDocument> documentWithID(const std::string& id) override;
+
+    /// The name of the document and the text of its slides; empty after a failure.
+    ScriptingDocumentText text(const std::string& documentID) {
+        ScriptingDocumentText text;
+        const auto error = send(
+            "documentText",
+            [&text](sdbus::MethodReply& reply) {
+                std::vector<SlideStruct> slides;
+                reply >> text.name >> slides;
+                text.slides.reserve(slides.size());
+                for (SlideStruct& slide : slides) text.slides.push_back(slideFrom(slide));
+            },
+            bus::validUTF8(documentID));
+        return error ? ScriptingDocumentText() : text;
+    }
 
     void setTimeout(std::chrono::milliseconds timeout) override {
         const std::lock_guard lock(mutex_);
@@ -213,15 +277,20 @@ private:
     /// Sends one event. A failure reaches the delegate and is answered.
     template <typename Read, typename... Arguments>
     ErrorPtr send(const char* event, const Read& read, const Arguments&... arguments) {
+        return sendTo(kInterface, event, read, arguments...);
+    }
+
+    template <typename Read, typename... Arguments>
+    ErrorPtr sendTo(const char* interface, const char* event, const Read& read, const Arguments&... arguments) {
         std::unique_lock lock(mutex_);
         const auto timeout = timeout_;
         const auto delegate = delegate_;
         lock.unlock();
         ErrorPtr error;
         try {
-            const auto owner = busNameOfProcess_(processIdentifier_);
+            const auto owner = busName_();
             if (!owner) throw sdbus::Error(bus::kProgramFailed, "it is not running");
-            channel_->call(*owner, event, timeout, read, arguments...);
+            channel_->call(*owner, interface, event, timeout, read, arguments...);
         } catch (const sdbus::Error& failure) {
             error = errorFrom(event, failure);
         }
@@ -230,8 +299,7 @@ private:
         return error;
     }
 
-    const pid_t processIdentifier_;
-    const BusNameOfProcess busNameOfProcess_;
+    const BusName busName_;
     const std::shared_ptr<Channel> channel_;
     mutable std::mutex mutex_;
     std::chrono::milliseconds timeout_ = kDefaultTimeout;  ///< this and what follows guarded by `mutex_`
@@ -254,6 +322,10 @@ public:
         application_->command("export", bus::validUTF8(id_), bus::urlFromPath(target), bus::validUTF8(formatCode),
                               variantsFrom(properties));
     }
+    [[nodiscard]] ScriptingDocumentText text() override { return application_->text(id_); }
+    void close(const std::string& saveOption) override {
+        application_->command("close", bus::validUTF8(id_), bus::validUTF8(saveOption));
+    }
 
 private:
     const std::string id_;
@@ -264,11 +336,20 @@ std::shared_ptr<ScriptingDocument> DBusScripting::Application::documentWithID(co
     return std::make_shared<Document>(id, shared_from_this());
 }
 
-DBusScripting::DBusScripting(BusNameOfProcess busNameOfProcess)
-    : busNameOfProcess_(std::move(busNameOfProcess)), channel_(std::make_shared<Channel>()) {}
+DBusScripting::DBusScripting(BusNameOfProcess busNameOfProcess, BusNameOfBundle busNameOfBundle)
+    : busNameOfProcess_(std::move(busNameOfProcess)),
+      busNameOfBundle_(std::move(busNameOfBundle)),
+      channel_(std::make_shared<Channel>()) {}
 
 DBusScripting::~DBusScripting() = default;
 
 std::shared_ptr<ScriptingApplication> DBusScripting::applicationForProcess(pid_t processIdentifier) {
-    return std::make_shared<Application>(processIdentifier, busNameOfProcess_, channel_);
+    return std::make_shared<Application>(
+        [find = busNameOfProcess_, processIdentifier] { return find(processIdentifier); }, channel_);
+}
+
+std::shared_ptr<ScriptingApplication> DBusScripting::applicationForBundleIdentifier(
+    const std::string& bundleIdentifier) {
+    return std::make_shared<Application>([find = busNameOfBundle_, bundleIdentifier] { return find(bundleIdentifier); },
+                                         std::make_shared<Channel>());
 }

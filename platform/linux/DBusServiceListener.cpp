@@ -168,6 +168,14 @@ private:
         serve(std::move(result),
               [seconds](Service& service, const VoidReply&) { service.setKeynotePollingInterval(seconds); });
     }
+    void extractSlideFiles(sdbus::Result<>&& result, std::vector<std::string> names,
+                           std::string presentationPath) override {
+        serve(std::move(result), [names = std::move(names), path = std::move(presentationPath)](
+                                     Service& service, const VoidReply&) { service.extractSlideFiles(names, path); });
+    }
+    void waitForSavingToCompleteAsync(sdbus::Result<>&& result) override {
+        serve(std::move(result), [](Service& service, const VoidReply&) { service.waitForSavingToCompleteAsync(); });
+    }
     void descriptionOfScriptableWindowsWithReply(sdbus::Result<std::string>&& result) override {
         serve(std::move(result), [](Service& service, const DescriptionReply& reply) {
             service.descriptionOfScriptableWindowsWithReply(textReply(reply));

@@ -1,5 +1,6 @@
 #include "platform/linux/DBusWorkspace.h"
 
+#include "bus/BusConnection.h"
 #include "bus/Convert.h"
 #include "bus/Names.h"
 #include "platform/linux/MainQueueObservers.h"
@@ -273,11 +274,32 @@ Handle DBusWorkspace::observeRunningApplications(std::function<void()> observer)
     return list_->observers->add(std::move(observer));
 }
 
-std::optional<std::string> DBusWorkspace::busNameOfProcess(pid_t processIdentifier) const {
+template <typename Matches>
+std::optional<std::string> DBusWorkspace::lastBusName(const Matches& matches) const {
     const std::lock_guard lock(list_->mutex);
-    const auto found =
-        std::find_if(list_->applications.rbegin(), list_->applications.rend(),
-                     [&](const auto& application) { return application->processIdentifier() == processIdentifier; });
+    const auto found = std::find_if(list_->applications.rbegin(), list_->applications.rend(), matches);
     if (found == list_->applications.rend()) return std::nullopt;
     return (*found)->owner();
+}
+
+std::optional<std::string> DBusWorkspace::busNameOfProcess(pid_t processIdentifier) const {
+    return lastBusName([=](const auto& application) { return application->processIdentifier() == processIdentifier; });
+}
+
+std::optional<std::string> DBusWorkspace::busNameOfBundle(const std::string& bundleIdentifier) const {
+    return lastBusName([&](const auto& application) { return application->bundleIdentifier() == bundleIdentifier; });
+}
+
+bool DBusWorkspace::openFile(const std::filesystem::path& path, const std::string& withApplication) {
+    const auto owner = lastBusName(
+        [&](const auto& application) { return application->bundleIdentifier().ends_with("." + withApplication); });
+    if (!owner) return false;
+    try {
+        const auto connection = bus::openSessionBus();
+        const auto program = sdbus::createProxy(*connection, *owner, bus::kProgramPath);
+        program->callMethod("open").onInterface(kInterface).withArguments(bus::urlFromPath(path)).dontExpectReply();
+        return true;
+    } catch (const sdbus::Error&) {
+        return false;
+    }
 }

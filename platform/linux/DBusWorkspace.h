@@ -32,6 +32,10 @@ public:
     [[nodiscard]] std::vector<std::shared_ptr<RunningApplication>> runningApplications() const override;
     [[nodiscard]] Handle observeRunningApplications(std::function<void()> observer) override;
 
+    bool openFile(const std::filesystem::path& path, const std::string& withApplication) override;
+
+    /// The unique bus name of the last listed program with this bundle identifier. Any thread.
+    [[nodiscard]] std::optional<std::string> busNameOfBundle(const std::string& bundleIdentifier) const;
     /// The unique bus name of the listed program with this process identifier; the last one if there are several. Any
     /// thread.
     [[nodiscard]] std::optional<std::string> busNameOfProcess(pid_t processIdentifier) const;
@@ -40,6 +44,10 @@ private:
     class Application;
     class Watch;
     struct List;
+
+    /// The last listed program for which `matches` answers true.
+    template <typename Matches>
+    [[nodiscard]] std::optional<std::string> lastBusName(const Matches& matches) const;
 
     const std::shared_ptr<List> list_;
     std::unique_ptr<Watch> watch_;

@@ -9,6 +9,7 @@
 #include "platform/linux/IcuTextServices.h"
 #include "platform/linux/IdleTermination.h"
 #include "platform/linux/JournalLog.h"
+#include "platform/linux/LibXmlServices.h"
 #include "platform/linux/LinuxFileManager.h"
 #include "platform/linux/StandardErrorLog.h"
 #include "platform/linux/SystemClock.h"
@@ -45,6 +46,7 @@ private:
     DirectoryBundles bundles_;
     ComputerSearch computerSearch_{dispatch_.mainQueue()};
     IcuTextServices text_;
+    LibXmlServices xml_;
     X11WindowServer windowServer_{consoleLog_, dispatch_.mainQueue()};
     const std::shared_ptr<SessionBus> bus_ = openBus();
     DBusWorkspace workspace_;

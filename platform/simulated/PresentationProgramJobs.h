@@ -3,6 +3,7 @@
 #include "platform/simulated/PresentationProgramFaults.h"
 #include "platform/simulated/ProgramOutput.h"
 #include "ports/Dispatch.h"
+#include "ports/Scripting.h"
 
 #include <cstdint>
 #include <deque>
@@ -11,6 +12,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
 /// A deck that is open in the program.
 struct ProgramDocument {
@@ -19,6 +21,7 @@ struct ProgramDocument {
     std::optional<std::filesystem::path> file;  ///< nothing for a document that was never saved
     std::int64_t slideCount = 1;                ///< 0 to `kMostSlides`
     std::set<std::int64_t> hiddenSlides;        ///< passed over by the show; they have numbers and images all the same
+    std::vector<ScriptingSlide> texts{};        ///< of the first slides; those behind have none
     std::int64_t currentSlide = 0;              ///< 0 for none
     std::int64_t windowID = 0;                  ///< set by the program that opens it
 };

@@ -11,6 +11,7 @@ namespace {
 
 constexpr const char* kImagesFormat = "Kimg";
 constexpr const char* kJPEG = "Kifj";
+constexpr const char* kVersion = "14.0";
 constexpr std::int64_t kShowWindowID = 1;
 
 ErrorPtr failed(const std::string& sentence) {
@@ -80,6 +81,14 @@ void PresentationProgramModel::quit() {
 
 ErrorPtr PresentationProgramModel::openDocument(ProgramDocument document) {
     if (!isRunning_) return failed("The program is not running; launch it first.");
+    if (auto error = admit(document)) return error;
+    documents_.insert(documents_.begin(), std::move(document));
+    changed();
+    return nullptr;
+}
+
+/// Gives the document its place in the program, or says why it cannot have one.
+ErrorPtr PresentationProgramModel::admit(ProgramDocument& document) {
     if (document.slideCount < 0 || document.slideCount > kMostSlides) {
         return failed(fmt::format("A document has 0 to {} slides.", kMostSlides));
     }
@@ -88,8 +97,6 @@ ErrorPtr PresentationProgramModel::openDocument(ProgramDocument document) {
     if (documentWithID(document.id)) return failed(fmt::format("\"{}\" is open already.", document.id));
     document.windowID = kShowWindowID + documentsMade_;
     if (document.currentSlide == 0) document.currentSlide = shownSlideAfter(document, 0);
-    documents_.insert(documents_.begin(), std::move(document));
-    changed();
     return nullptr;
 }
 
@@ -192,6 +199,50 @@ std::vector<ScriptingWindow> PresentationProgramModel::windows(ErrorPtr& error) 
         windows.push_back({.name = document.name, .bounds = frame, .index = index, .id = document.windowID});
     }
     return windows;
+}
+
+std::string PresentationProgramModel::version(ErrorPtr& error) const {
+    error = refusal("version");
+    return error ? std::string() : kVersion;
+}
+
+std::string PresentationProgramModel::open(const std::filesystem::path& path, ErrorPtr& error) {
+    error = refusal("open");
+    if (error) return {};
+    const auto known = std::find_if(documents_.begin(), documents_.end(),
+                                    [&path](const ProgramDocument& document) { return document.file == path; });
+    if (known != documents_.end()) return known->id;
+    ProgramDocument made;
+    made.name = path.filename();
+    auto document = reader_ ? reader_(path, error) : made;
+    if (!document || (error = admit(*document))) return {};
+    document->file = path;
+    documents_.push_back(*std::move(document));
+    changed();
+    return documents_.back().id;
+}
+
+ScriptingDocumentText PresentationProgramModel::text(const std::string& id, ErrorPtr& error) const {
+    error = refusal("text", id);
+    if (error) return {};
+    const ProgramDocument& document = *documentWithID(id);
+    ScriptingDocumentText text{document.name, document.texts};
+    text.slides.resize(static_cast<std::size_t>(document.slideCount));
+    for (std::int64_t number = 1; number <= document.slideCount; ++number) {
+        auto& slide = text.slides[static_cast<std::size_t>(number - 1)];
+        slide.slideNumber = number;
+        slide.skipped = document.hiddenSlides.contains(number);
+    }
+    return text;
+}
+
+ErrorPtr PresentationProgramModel::close(const std::string& id, const std::string& saveOption) {
+    if (auto error = refusal("close", id)) return error;
+    if (saveOption != kSaveOptionAsk && saveOption != kSaveOptionNo && saveOption != "yes ") {
+        return failed("The save option must be \"yes \", \"no  \" or \"ask \".");
+    }
+    if (presentedID_ == id) return failed("The document is being presented.");
+    return closeDocument(id);
 }
 
 ErrorPtr PresentationProgramModel::save(const std::string& id, const std::filesystem::path& target) {

@@ -28,6 +28,10 @@ public:
     PresentationProgramModel(DispatchQueue& queue, ProgramOutput& output, ImageMaker imageMaker);
 
     void setObserver(Observer observer);
+    /// Reads the presentation in a file; nothing with `error` set when it is none. Without a reader every file is a
+    /// presentation with one empty slide.
+    using Reader = std::function<std::optional<ProgramDocument>(const std::filesystem::path&, ErrorPtr& error)>;
+    void setReader(Reader reader) { reader_ = std::move(reader); }
     [[nodiscard]] PresentationProgramFaults& faults() { return faults_; }
     [[nodiscard]] const PresentationProgramFaults& faults() const { return faults_; }
 
@@ -75,6 +79,17 @@ public:
     /// The windows, front window first: the show's, as large as the screen, then the documents'. Empty with `error`
     /// set when refused.
     [[nodiscard]] std::vector<ScriptingWindow> windows(ErrorPtr& error) const;
+    [[nodiscard]] std::string version(ErrorPtr& error) const;
+    /// Comes to the front; there is nothing to see of it.
+    [[nodiscard]] ErrorPtr activate() const { return refusal("activate"); }
+    /// Opens the file behind the documents that are open and answers the document's ID; one that is open already is
+    /// answered as it is. A path where no file stands gets a new document with one empty slide. Empty with `error` set
+    /// when refused or when the file is no presentation.
+    [[nodiscard]] std::string open(const std::filesystem::path& path, ErrorPtr& error);
+    /// The document's name and the text of its slides; empty with `error` set when refused.
+    [[nodiscard]] ScriptingDocumentText text(const std::string& id, ErrorPtr& error) const;
+    /// Closes the document, unless its show plays. Nothing here is ever unsaved, so the save option changes nothing.
+    [[nodiscard]] ErrorPtr close(const std::string& id, const std::string& saveOption);
     /// Accepts to write a copy of the document.
     [[nodiscard]] ErrorPtr save(const std::string& id, const std::filesystem::path& target);
     /// Ends the document's show.
@@ -86,6 +101,7 @@ public:
 private:
     [[nodiscard]] ErrorPtr refusal(const std::string& call) const;
     [[nodiscard]] ErrorPtr refusal(const std::string& call, const std::string& id) const;
+    [[nodiscard]] ErrorPtr admit(ProgramDocument& document);
     [[nodiscard]] std::vector<ProgramDocument>::iterator find(const std::string& id);
     [[nodiscard]] const ProgramDocument* documentWithID(const std::string& id) const;
     [[nodiscard]] ProgramDocument* shownDocument();
@@ -95,6 +111,7 @@ private:
     PresentationProgramFaults faults_;
     PresentationProgramJobs jobs_;
     Observer observer_;
+    Reader reader_;
     bool isRunning_ = false;
     std::vector<ProgramDocument> documents_;
     std::optional<std::string> presentedID_;

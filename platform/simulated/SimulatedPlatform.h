@@ -11,7 +11,15 @@
 /// A whole platform in memory and virtual time, installed for as long as it lives.
 class SimulatedPlatform {
 public:
-    SimulatedPlatform() { installPlatform(&services_); }
+    SimulatedPlatform() {
+        installPlatform(&services_);
+        workspace.opener = [this](const auto& path, const auto&) {
+            auto* const model = scripting.model(std::nullopt);
+            ErrorPtr error;
+            if (model != nullptr) static_cast<void>(model->open(path, error));
+            return model != nullptr;
+        };
+    }
     ~SimulatedPlatform() { installPlatform(nullptr); }
     SimulatedPlatform(const SimulatedPlatform&) = delete;
     SimulatedPlatform& operator=(const SimulatedPlatform&) = delete;
@@ -24,11 +32,12 @@ public:
     SimulatedScripting scripting{dispatch};
     SimulatedWindowServer windowServer;
     SimulatedText text;
+    SimulatedXML xml;
     SimulatedProcessInfo processInfo;
     SimulatedUnifiedLog unifiedLog;
     SimulatedConsoleLog consoleLog;
 
 private:
-    const Platform services_{dispatch,  dispatch,     files, bundles,     metadataQueries, workspace,
-                             scripting, windowServer, text,  processInfo, unifiedLog,      consoleLog};
+    const Platform services_{dispatch,     dispatch, files, bundles,     metadataQueries, workspace, scripting,
+                             windowServer, text,     xml,   processInfo, unifiedLog,      consoleLog};
 };

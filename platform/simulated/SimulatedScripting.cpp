@@ -1,5 +1,6 @@
 #include "platform/simulated/SimulatedScripting.h"
 
+#include <algorithm>
 #include <functional>
 #include <utility>
 
@@ -8,9 +9,10 @@ class SimulatedScripting::Application final : public ScriptingApplication,
 public:
     using Event = std::function<ErrorPtr(PresentationProgramModel&)>;
 
-    Application(SimulatedScripting& scripting, pid_t pid) : scripting_(scripting), pid_(pid) {}
+    /// Without a process identifier the application that appeared last is meant.
+    Application(SimulatedScripting& scripting, std::optional<pid_t> pid) : scripting_(scripting), pid_(pid) {}
 
-    [[nodiscard]] bool isRunning() const override { return scripting_.models_.contains(pid_); }
+    [[nodiscard]] bool isRunning() const override { return scripting_.model(pid_) != nullptr; }
 
     [[nodiscard]] PresentingState presentingState() override {
         PresentingState state;
@@ -34,6 +36,30 @@ public:
         return result;
     }
 
+    [[nodiscard]] std::optional<std::string> version() override {
+        std::optional<std::string> result;
+        static_cast<void>(send("version", [&result](PresentationProgramModel& model) {
+            ErrorPtr error;
+            result = model.version(error);
+            return error;
+        }));
+        return result;
+    }
+
+    void activate() override {
+        static_cast<void>(send("activate", [](PresentationProgramModel& model) { return model.activate(); }));
+    }
+
+    [[nodiscard]] std::shared_ptr<ScriptingDocument> open(const std::filesystem::path& path) override {
+        std::string id;
+        const ErrorPtr error = send("open", [&](PresentationProgramModel& model) {
+            ErrorPtr refused;
+            id = model.open(path, refused);
+            return refused;
+        });
+        return error ? nullptr : documentWithID(id);
+    }
+
     [[nodiscard]] std::shared_ptr<ScriptingDocument> documentWithID(const std::string& id) override;
     void setTimeout(std::chrono::milliseconds timeout) override { timeout_ = timeout; }
     void setDelegate(std::weak_ptr<ScriptingDelegate> delegate) override { delegate_ = std::move(delegate); }
@@ -48,19 +74,19 @@ public:
 
 private:
     [[nodiscard]] ErrorPtr deliver(const Event& event) {
-        const auto found = scripting_.models_.find(pid_);
-        if (found == scripting_.models_.end()) {
+        PresentationProgramModel* const model = scripting_.model(pid_);
+        if (model == nullptr) {
             return makeError(NSOSStatusErrorDomain, kAppleEventFailed, "The application is not running.");
         }
-        const auto& faults = found->second->faults();
+        const auto& faults = model->faults();
         const Duration wait = faults.neverAnswers ? Duration::max() : faults.answersLate.value_or(Duration::zero());
         scripting_.dispatch_.stall(std::min<Duration>(wait, timeout_));
         if (wait > timeout_) return makeError(NSOSStatusErrorDomain, kAppleEventTimeout, "The reply took too long.");
-        return event(*found->second);
+        return event(*model);
     }
 
     SimulatedScripting& scripting_;
-    const pid_t pid_;
+    const std::optional<pid_t> pid_;
     std::chrono::milliseconds timeout_{60'000};
     std::weak_ptr<ScriptingDelegate> delegate_;
     ErrorPtr lastError_;
@@ -83,6 +109,19 @@ public:
         application_->send("export", [&](auto& model) { return model.exportTo(id_, target, formatCode, properties); });
     }
 
+    [[nodiscard]] ScriptingDocumentText text() override {
+        ScriptingDocumentText result;
+        application_->send("text", [&](auto& model) {
+            ErrorPtr error;
+            result = model.text(id_, error);
+            return error;
+        });
+        return result;
+    }
+    void close(const std::string& saveOption) override {
+        application_->send("close", [&](auto& model) { return model.close(id_, saveOption); });
+    }
+
 private:
     const std::shared_ptr<Application> application_;
     const std::string id_;
@@ -94,4 +133,15 @@ std::shared_ptr<ScriptingDocument> SimulatedScripting::Application::documentWith
 
 std::shared_ptr<ScriptingApplication> SimulatedScripting::applicationForProcess(pid_t processIdentifier) {
     return std::make_shared<Application>(*this, processIdentifier);
+}
+
+std::shared_ptr<ScriptingApplication> SimulatedScripting::applicationForBundleIdentifier(
+    const std::string& /*bundleIdentifier*/) {
+    return std::make_shared<Application>(*this, std::nullopt);
+}
+
+PresentationProgramModel* SimulatedScripting::model(std::optional<pid_t> pid) const {
+    const auto found = std::find_if(models_.rbegin(), models_.rend(),
+                                    [pid](const auto& attached) { return !pid || attached.first == *pid; });
+    return found == models_.rend() ? nullptr : found->second;
 }

@@ -4,8 +4,10 @@
 #include "platform/simulated/SimulatedDispatch.h"
 #include "ports/Scripting.h"
 
-#include <map>
 #include <memory>
+#include <optional>
+#include <utility>
+#include <vector>
 
 /// Carries scripting events to models of presentation programs, by process identifier. A model whose faults say that
 /// it answers late or never costs the caller that time, at most the time-out.
@@ -15,9 +17,17 @@ public:
 
     [[nodiscard]] std::shared_ptr<ScriptingApplication> applicationForProcess(pid_t processIdentifier) override;
 
+    /// Any bundle identifier means the attached models.
+    [[nodiscard]] std::shared_ptr<ScriptingApplication> applicationForBundleIdentifier(
+        const std::string& bundleIdentifier) override;
+
     /// The model answers under this process identifier until it is detached, and must live until then.
-    void attach(pid_t pid, PresentationProgramModel& model) { models_[pid] = &model; }
-    void detach(pid_t pid) { models_.erase(pid); }
+    void attach(pid_t pid, PresentationProgramModel& model) { models_.emplace_back(pid, &model); }
+    void detach(pid_t pid) {
+        std::erase_if(models_, [pid](const auto& attached) { return attached.first == pid; });
+    }
+    /// The model with this process identifier, without one the model attached last; null when there is none.
+    [[nodiscard]] PresentationProgramModel* model(std::optional<pid_t> pid) const;
 
     /// How many events were sent so far.
     [[nodiscard]] int eventsSent() const { return eventsSent_; }
@@ -27,6 +37,6 @@ private:
     class Document;
 
     SimulatedDispatch& dispatch_;
-    std::map<pid_t, PresentationProgramModel*> models_;
+    std::vector<std::pair<pid_t, PresentationProgramModel*>> models_;
     int eventsSent_ = 0;
 };

@@ -91,3 +91,29 @@ std::string SimulatedText::uuid(int n) {
     std::snprintf(text.data(), text.size(), "00000000-0000-4000-8000-%012X", static_cast<unsigned>(n));
     return text.data();
 }
+
+namespace {
+
+std::string escaped(const std::string& text) {
+    std::string result;
+    for (const char each : text) {
+        if (each == '<') {
+            result += "&lt;";
+        } else if (each == '&') {
+            result += "&amp;";
+        } else {
+            result += each;
+        }
+    }
+    return result;
+}
+
+}  // namespace
+
+std::string SimulatedXML::document(const XMLElement& root, XMLEncoding encoding) const {
+    std::string result = "<" + root.name;
+    for (const auto& [name, value] : root.attributes) result += " " + name + "=\"" + escaped(value) + "\"";
+    result += ">" + escaped(root.text);
+    for (const XMLElement& child : root.children) result += document(child, encoding);
+    return result + "</" + root.name + ">";
+}

@@ -5,6 +5,7 @@
 #include "ports/ProcessInfo.h"
 #include "ports/Text.h"
 #include "ports/WindowServer.h"
+#include "ports/XML.h"
 
 #include <map>
 #include <memory>
@@ -75,6 +76,12 @@ public:
 
 private:
     int made_ = 0;
+};
+
+/// Elements as plain text in UTF-8, whatever encoding is asked for; only markup is escaped.
+class SimulatedXML final : public XMLServices {
+public:
+    [[nodiscard]] std::string document(const XMLElement& root, XMLEncoding encoding) const override;
 };
 
 /// Counts what keeps the process alive.

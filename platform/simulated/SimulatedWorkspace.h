@@ -38,6 +38,13 @@ public:
         return observers_.add(std::move(observer));
     }
 
+    bool openFile(const std::filesystem::path& path, const std::string& withApplication) override {
+        return opener && opener(path, withApplication);
+    }
+
+    /// What `openFile` does; without it no application can be found.
+    std::function<bool(const std::filesystem::path&, const std::string&)> opener;
+
     void add(std::shared_ptr<RunningApplication> application) {
         applications_.push_back(std::move(application));
         observers_.notify();

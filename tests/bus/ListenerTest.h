@@ -33,6 +33,10 @@ public:
     void stopDetectionAndCapture() override { note("stop"); }
     void stopPresenting() override { note("stopPresenting"); }
     void setKeynotePollingInterval(double seconds) override { note(fmt::format("interval {}", seconds)); }
+    void extractSlideFiles(const std::vector<std::string>& names, const std::string& forPresentationAt) override {
+        note(fmt::format("extract {} of {}", fmt::join(names, ","), forPresentationAt));
+    }
+    void waitForSavingToCompleteAsync() override { note("wait for saving"); }
     void descriptionOfScriptableWindowsWithReply(TextReply reply) override { reply("some \xFF text"); }
     void descriptionOfKeynoteWindowsWithReply(TextReply reply) override { reply(std::nullopt); }
 

@@ -33,7 +33,8 @@ protected:
     PrivateBus daemon;
     FakeProgram program;
     std::optional<std::string> owner = program.uniqueName();
-    DBusScripting scripting{[this](pid_t process) { return process == 41 ? owner : std::nullopt; }};
+    DBusScripting scripting{[this](pid_t process) { return process == 41 ? owner : std::nullopt; },
+                            [this](const std::string&) { return owner; }};
     std::shared_ptr<ScriptingApplication> keynote = scripting.applicationForProcess(41);
     std::shared_ptr<NotingScriptingDelegate> delegate = std::make_shared<NotingScriptingDelegate>();
 };

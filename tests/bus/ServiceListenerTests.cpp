@@ -161,6 +161,13 @@ private:
                                  const std::string& url) override {
         notes.add(fmt::format("slide {} {} {} {}", id, slide, at, url));
     }
+    void extractedSlideFilesForPresentation(const std::string& path, const ErrorStruct& error) override {
+        notes.add(fmt::format("extracted {} {}", path, error.get<1>()));
+    }
+    void savedArchiveDocuments() override { notes.add("saved"); }
+    void failedToSaveArchiveDocumentError(const ErrorStruct& error) override {
+        notes.add(fmt::format("not saved {}", error.get<1>()));
+    }
     void detectedKeynoteLaunched() override { notes.add("launched"); }
     void detectedKeynoteTerminated() override { notes.add("terminated"); }
 };
@@ -174,12 +181,16 @@ TEST_F(ListenerTest, TellsTheHostWithoutWaitingForIt) {
     proxy.startedPresenting("ID", "/d/\xFF.key", "a\xFF.key", nullptr);
     proxy.slideDeckPresentedSlide(std::nullopt, -3, Date(std::chrono::microseconds(1700000000123456)), std::nullopt);
     proxy.stoppedPresenting("ID", makeError("Domain", 5, "Images \xFF are missing"));
+    proxy.extractedSlideFilesForPresentation("/d/e.key", nullptr);
+    proxy.savedArchiveDocuments();
+    proxy.failedToSaveArchiveDocumentError(makeError("Domain", 6));
     proxy.detectedKeynoteTerminated();
 
     const bus::EventLoopThread loop(*host.connection, [] {});
-    EXPECT_EQ(object.notes.waitFor(5),
+    EXPECT_EQ(object.notes.waitFor(8),
               (Lines{"launched", "started ID file:///d/%FF.key a\uFFFD.key 0", "slide  -3 1700000000123456 ",
-                     "stopped ID Domain 5 Images \uFFFD are missing", "terminated"}));
+                     "stopped ID Domain 5 Images \uFFFD are missing", "extracted /d/e.key 0", "saved", "not saved 6",
+                     "terminated"}));
 }
 
 }  // namespace

@@ -49,6 +49,14 @@ void RecordingHost::slideDeckPresentedSlide(const std::optional<std::string>& pr
     note(fmt::format("slide {} {} {}", shortID(presentationID), presentedSlide, shortPath(imageFilePathURL)));
 }
 
+void RecordingHost::extractedSlideFilesForPresentation(const std::string& path, const ErrorPtr& withError) {
+    note(fmt::format("extracted {} {}", path, shortError(withError)));
+}
+
+void RecordingHost::failedToSaveArchiveDocumentError(const ErrorPtr& error) {
+    note(fmt::format("not saved {}", shortError(error)));
+}
+
 Program::Program(SimulatedPlatform& simulated, pid_t processIdentifier, const std::string& version)
     : platform(simulated),
       pid(processIdentifier),

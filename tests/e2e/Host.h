@@ -53,6 +53,11 @@ private:
     void stoppedPresenting(const std::optional<std::string>& presentationID, const ErrorPtr& error) override;
     void slideDeckPresentedSlide(const std::optional<std::string>& presentationID, std::int64_t presentedSlide, Date at,
                                  const std::optional<std::filesystem::path>& imageFilePathURL) override;
+    void extractedSlideFilesForPresentation(const std::string& path, const ErrorPtr& withError) override {
+        add("extracted " + path, withError);
+    }
+    void savedArchiveDocuments() override { add("saved"); }
+    void failedToSaveArchiveDocumentError(const ErrorPtr& error) override { add("not saved", error); }
     void detectedKeynoteLaunched() override;
     void detectedKeynoteTerminated() override;
 

@@ -18,6 +18,9 @@ public:
     void stoppedPresenting(const std::optional<std::string>&, const ErrorPtr&) override {}
     void slideDeckPresentedSlide(const std::optional<std::string>&, std::int64_t, Date,
                                  const std::optional<std::filesystem::path>&) override {}
+    void extractedSlideFilesForPresentation(const std::string&, const ErrorPtr&) override {}
+    void savedArchiveDocuments() override {}
+    void failedToSaveArchiveDocumentError(const ErrorPtr&) override {}
     void detectedKeynoteLaunched() override { ++launches; }
     void detectedKeynoteTerminated() override {}
 };

@@ -95,6 +95,16 @@ void FakeService::setKeynotePollingInterval(sdbus::Result<>&& result, double sec
     result.returnResults();
 }
 
+void FakeService::extractSlideFiles(sdbus::Result<>&& result, std::vector<std::string> names, std::string path) {
+    note("extractSlideFiles", fmt::format("{} {}", fmt::join(names, ","), path));
+    result.returnResults();
+}
+
+void FakeService::waitForSavingToCompleteAsync(sdbus::Result<>&& result) {
+    note("waitForSavingToCompleteAsync");
+    result.returnResults();
+}
+
 void FakeService::descriptionOfScriptableWindowsWithReply(sdbus::Result<std::string>&& result) {
     note("descriptionOfScriptableWindowsWithReply");
     result.returnResults("Window Name: Slides\n");

@@ -64,6 +64,8 @@ private:
     void stopDetectionAndCapture(sdbus::Result<>&& result) override;
     void stopPresenting(sdbus::Result<>&& result) override;
     void setKeynotePollingInterval(sdbus::Result<>&& result, double seconds) override;
+    void extractSlideFiles(sdbus::Result<>&& result, std::vector<std::string> names, std::string path) override;
+    void waitForSavingToCompleteAsync(sdbus::Result<>&& result) override;
     void descriptionOfScriptableWindowsWithReply(sdbus::Result<std::string>&& result) override;
     void descriptionOfKeynoteWindowsWithReply(sdbus::Result<std::string>&& result) override;
 

@@ -1,0 +1,156 @@
+#include "KeynoteCaptureService/KeynoteTextExtractor.h"
+
+#include "KeynoteCaptureService/KeynoteCaptureConstants.h"
+#include "MacShared/NSBundle+VELLogAdditions.h"
+#include "ports/Platform.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+namespace {
+
+constexpr const char* keynoteInfoKey = "KeynoteInfo";
+constexpr const char* keynoteVersionKey = "KeynoteVersion";
+constexpr const char* filenameKey = "Filename";
+constexpr const char* allSlidesKey = "Slides";
+constexpr const char* slideKey = "Slide";
+constexpr const char* bodyTextKey = "Body";
+constexpr const char* slideIsSkippedKey = "IsSkipped";
+constexpr const char* presenterNotesKey = "Notes";
+constexpr const char* slideNumberKey = "Number";
+constexpr const char* tablesKey = "Tables";
+constexpr const char* textItemsKey = "TextItems";
+constexpr const char* titleTextKey = "Title";
+constexpr const char* textItemKey = "TextItem";
+constexpr const char* tableKey = "Table";
+constexpr const char* tableTitleKey = "TableTitle";
+constexpr const char* tableRowsKey = "TableRows";
+constexpr const char* tableRowKey = "Row";
+constexpr const char* tableCellKey = "Cell";
+
+/// Source: W3C, XML Schema Part 1, section 2.6.
+constexpr const char* kSchemaNamespace = "http://www.w3.org/2001/XMLSchema";
+constexpr const char* kSchemaInstanceNamespace = "http://www.w3.org/2001/XMLSchema-instance";
+
+XMLElement textNode(const char* name, std::string text) {
+    return {.name = name, .text = std::move(text), .children = {}, .attributes = {}};
+}
+
+XMLElement parentNode(const char* name, std::vector<XMLElement> children) {
+    return {.name = name, .text = {}, .children = std::move(children), .attributes = {}};
+}
+
+/// An element with one child per item.
+template <typename Items, typename NodeForItem>
+XMLElement listNode(const char* name, const Items& items, const NodeForItem& nodeForItem) {
+    std::vector<XMLElement> children;
+    children.reserve(items.size());
+    std::transform(items.begin(), items.end(), std::back_inserter(children), nodeForItem);
+    return parentNode(name, std::move(children));
+}
+
+}  // namespace
+
+KeynoteTextExtractor::KeynoteTextExtractor(std::shared_ptr<ScriptingDocument> keynoteDocument)
+    : keynoteDocument_(std::move(keynoteDocument)) {}
+
+std::string KeynoteTextExtractor::xmlDataForDocument(const std::shared_ptr<ScriptingDocument>& document) {
+    return std::make_shared<KeynoteTextExtractor>(document)->xmlData();
+}
+
+const std::string& KeynoteTextExtractor::xmlData() {
+    if (!xmlData_) extractXMLData();
+    return *xmlData_;
+}
+
+std::string KeynoteTextExtractor::xmlString() {
+    return platform().xml.document(rootNode(), XMLEncoding::utf8);
+}
+
+void KeynoteTextExtractor::extractXMLData() {
+    xmlData_ = platform().xml.document(rootNode(), XMLEncoding::utf16);
+}
+
+XMLElement KeynoteTextExtractor::rootNode() {
+    std::vector<XMLElement> children = metadataNodes();
+    children.push_back(slidesNode());
+    XMLElement root = parentNode(keynoteInfoKey, std::move(children));
+    root.attributes = {{"version", "1"}, {"xmlns:xsd", kSchemaNamespace}, {"xmlns:xsi", kSchemaInstanceNamespace}};
+    return root;
+}
+
+std::vector<XMLElement> KeynoteTextExtractor::metadataNodes() {
+    std::vector<XMLElement> nodes;
+    nodes.push_back(textNode(filenameKey, text().name));
+    nodes.push_back(textNode(keynoteVersionKey, keynoteApplication()->version().value_or("")));
+    return nodes;
+}
+
+XMLElement KeynoteTextExtractor::slidesNode() {
+    const auto& [name, slides] = text();
+    VELLog("%@: extracting text from %zd slides", name, std::ssize(slides));
+    return listNode(allSlidesKey, slides, nodeForSlide);
+}
+
+XMLElement KeynoteTextExtractor::nodeForSlide(const ScriptingSlide& slide) {
+    std::vector<XMLElement> children;
+    children.reserve(7);
+    children.push_back(textNode(bodyTextKey, sanitizedString(slide.defaultBodyItemText)));
+    children.push_back(textNode(slideIsSkippedKey, slide.skipped ? "1" : "0"));
+    children.push_back(textNode(presenterNotesKey, sanitizedString(slide.presenterNotes)));
+    children.push_back(textNode(slideNumberKey, std::to_string(slide.slideNumber)));
+    children.push_back(tablesNodeForSlide(slide));
+    children.push_back(textItemsNodeForSlide(slide));
+    children.push_back(textNode(titleTextKey, sanitizedString(slide.defaultTitleItemText)));
+    return parentNode(slideKey, std::move(children));
+}
+
+XMLElement KeynoteTextExtractor::tablesNodeForSlide(const ScriptingSlide& slide) {
+    return listNode(tablesKey, slide.tables, nodeForTable);
+}
+
+XMLElement KeynoteTextExtractor::nodeForTable(const ScriptingTable& table) {
+    std::vector<XMLElement> children;
+    children.push_back(rowsNodeForTable(table));
+    children.push_back(textNode(tableTitleKey, sanitizedString(table.name)));
+    return parentNode(tableKey, std::move(children));
+}
+
+XMLElement KeynoteTextExtractor::rowsNodeForTable(const ScriptingTable& table) {
+    return listNode(tableRowsKey, table.rows, [](const std::vector<std::string>& row) {
+        return listNode(tableRowKey, row, [](const std::string& cell) { return textNode(tableCellKey, cell); });
+    });
+}
+
+XMLElement KeynoteTextExtractor::textItemsNodeForSlide(const ScriptingSlide& slide) {
+    return listNode(textItemsKey, slide.textItems, nodeForTextItem);
+}
+
+XMLElement KeynoteTextExtractor::nodeForTextItem(const std::string& text) {
+    return textNode(textItemKey, sanitizedString(text));
+}
+
+std::string KeynoteTextExtractor::sanitizedString(std::string string) {
+    std::replace(string.begin(), string.end(), '\v', ' ');
+    std::replace(string.begin(), string.end(), '\t', ' ');
+    return string;
+}
+
+std::shared_ptr<ScriptingApplication> KeynoteTextExtractor::keynoteApplication() {
+    if (!keynoteApplication_) {
+        keynoteApplication_ = platform().scripting.applicationForBundleIdentifier(kKeynoteBundleIdentifier);
+        keynoteApplication_->setDelegate(weak_from_this());
+    }
+    return keynoteApplication_;
+}
+
+const ScriptingDocumentText& KeynoteTextExtractor::text() {
+    if (!text_) text_ = keynoteDocument_ ? keynoteDocument_->text() : ScriptingDocumentText();
+    return *text_;
+}
+
+void KeynoteTextExtractor::eventDidFail(const std::string& /*event*/, const Error& error) {
+    const Dictionary userInfo(error.userInfo().begin(), error.userInfo().end());
+    VELLog("%s error:%@ userInfo:%@", "-[KeynoteTextExtractor eventDidFail:withError:]", error, userInfo);
+}
