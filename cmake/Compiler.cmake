@@ -15,5 +15,9 @@ if(KCS_SANITIZE)
   add_link_options(-fsanitize=${KCS_SANITIZE})
 endif()
 
+if(KCS_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
 # Programs of the build tree all lie in one folder, so that they find one another.
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
