@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 /// What the tool tells the shell.
 enum ExitStatus : int {
@@ -33,6 +34,15 @@ struct RecordOptions {
 /// Prints the presentation program's windows: the window server's view, or the program's own. `kOperationFailed` when
 /// no program runs.
 [[nodiscard]] ExitStatus listWindows(bool scriptable);
+
+struct KeynotesOptions {
+    std::vector<std::filesystem::path> roots;  ///< where to search; nothing stands for the whole computer
+    bool json = false;
+};
+
+/// Prints which presentation programs run and which are installed on this computer, needing no service.
+/// `kOperationFailed` when the search cannot be started. An interruption ends the process at once.
+[[nodiscard]] ExitStatus listKeynotes(const KeynotesOptions& options);
 
 /// Writes a sentence for people to standard error.
 void complain(std::string_view sentence);

@@ -75,6 +75,15 @@ int main(int argc, char** argv) try {
     auto* windowsCommand = app.add_subcommand("windows", "List the presentation program's windows");
     windowsCommand->add_flag("--scriptable", scriptable, "As the program tells, not the window server");
 
+    KeynotesOptions keynotes;
+    auto* keynotesCommand = app.add_subcommand(
+        "keynotes", "List the presentation programs that run and those installed on this computer's local disks");
+    keynotesCommand->add_option("--root", keynotes.roots, "Search below this directory only; may be repeated")
+        ->allow_extra_args(false)
+        ->check(CLI::ExistingDirectory)
+        ->option_text("DIR");
+    keynotesCommand->add_flag("--json", keynotes.json, "JSON Lines: one object per finding on standard output");
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -82,6 +91,7 @@ int main(int argc, char** argv) try {
     }
     if (stopCommand->parsed()) return stopPresenting();
     if (windowsCommand->parsed()) return listWindows(scriptable);
+    if (keynotesCommand->parsed()) return listKeynotes(keynotes);
     options.directory = std::filesystem::absolute(directory).lexically_normal();
     if (intervalOption->count() > 0) options.pollingInterval = interval;
     return record(options);

@@ -92,6 +92,7 @@ struct DBusWorkspace::List {
     const std::shared_ptr<MainQueueObservers> observers;
     mutable std::mutex mutex;
     std::vector<std::shared_ptr<Application>> applications;  ///< guarded by `mutex`
+    std::atomic<bool> isComplete = false;
 };
 
 /// What keeps the list: everything here belongs to the bus thread. Callbacks of the library only post tasks.
@@ -116,7 +117,8 @@ private:
         std::uint64_t query = 0;
         Appearance appearance = Appearance::seen;
         std::uint64_t order = 0;
-        std::unique_ptr<sdbus::IProxy> proxy;      ///< keeps the query alive
+        std::unique_ptr<sdbus::IProxy> proxy;  ///< keeps the query alive
+        bool hasAnswered = false;
         std::shared_ptr<Application> application;  ///< null until the program has answered
     };
 
@@ -157,6 +159,8 @@ private:
                     for (const auto& name : names) {
                         if (!programs_.contains(name)) add(name, Appearance::before);
                     }
+                    isListed_ = true;
+                    noteWhetherComplete();
                 });
             });
     }
@@ -183,15 +187,19 @@ private:
             auto call = proxy->createMethodCall(kPropertiesInterface, "GetAll");
             call << kInterface;
             const auto answer = [this, name, query](sdbus::MethodReply& reply, const sdbus::Error* error) {
-                if (error != nullptr) return;
                 Properties properties;
-                reply >> properties;
-                bus_->post([this, name, query, owner = reply.getSender(), properties] {
+                std::string owner;
+                if (error == nullptr) {
+                    reply >> properties;
+                    owner = reply.getSender();
+                }
+                bus_->post([this, name, query, owner, properties] {
                     answered(name, query, owner, properties);
+                    noteWhetherComplete();
                 });
             };
             proxy->callMethod(call, answer, kAnswerTimeout);
-            programs_[name] = Program{query, appearance, 0, std::move(proxy), nullptr};
+            programs_[name] = Program{query, appearance, 0, std::move(proxy), false, nullptr};
         } catch (const sdbus::Error&) {
             // The bus is gone; the process ends for that.
         }
@@ -202,6 +210,7 @@ private:
                   const Properties& properties) {
         const auto found = programs_.find(name);
         if (found == programs_.end() || found->second.query != query) return;
+        found->second.hasAnswered = true;
         const auto process = processOf(properties);
         const auto identifier = textOf(properties, "BundleIdentifier");
         const auto url = textOf(properties, "BundleURL");
@@ -229,6 +238,11 @@ private:
         if (node && node.mapped().application) publish();
     }
 
+    void noteWhetherComplete() {
+        list_->isComplete = isListed_ && std::all_of(programs_.begin(), programs_.end(),
+                                                     [](const auto& each) { return each.second.hasAnswered; });
+    }
+
     void publish() {
         std::map<std::uint64_t, std::shared_ptr<Application>> ordered;
         for (const auto& [name, program] : programs_) {
@@ -250,6 +264,7 @@ private:
     std::vector<sdbus::Slot> matches_;
     std::map<std::string, Program> programs_;  ///< by name
     std::uint64_t lastQuery_ = 0;
+    bool isListed_ = false;
 };
 
 DBusWorkspace::DBusWorkspace(std::shared_ptr<SessionBus> bus, DispatchQueue& mainQueue,
@@ -268,6 +283,10 @@ DBusWorkspace::~DBusWorkspace() = default;
 std::vector<std::shared_ptr<RunningApplication>> DBusWorkspace::runningApplications() const {
     const std::lock_guard lock(list_->mutex);
     return {list_->applications.begin(), list_->applications.end()};
+}
+
+bool DBusWorkspace::isComplete() const {
+    return list_->isComplete;
 }
 
 Handle DBusWorkspace::observeRunningApplications(std::function<void()> observer) {

@@ -31,6 +31,8 @@ public:
 
     [[nodiscard]] std::vector<std::shared_ptr<RunningApplication>> runningApplications() const override;
     [[nodiscard]] Handle observeRunningApplications(std::function<void()> observer) override;
+    /// Whether every program on the bus has said what it is, or that it will not. Any thread.
+    [[nodiscard]] bool isComplete() const;
 
     bool openFile(const std::filesystem::path& path, const std::string& withApplication) override;
 

@@ -8,7 +8,8 @@ constexpr const char* kWatchedBundleIdentifier = "com.apple.iWork.Keynote";
 }  // namespace
 
 LinuxPlatform::LinuxPlatform(const Options& options)
-    : workspace_(bus_, dispatch_.mainQueue(), {kWatchedBundleIdentifier}),
+    : computerSearch_(dispatch_.mainQueue(), options.searchRoots),
+      workspace_(bus_, dispatch_.mainQueue(), {kWatchedBundleIdentifier}),
       scripting_([this](pid_t process) { return workspace_.busNameOfProcess(process); },
                  [this](const std::string& bundle) { return workspace_.busNameOfBundle(bundle); }),
       idleTermination_(dispatch_, options.exitWhenIdle, [this] { listener_.endIfUnused(); }),
@@ -16,6 +17,13 @@ LinuxPlatform::LinuxPlatform(const Options& options)
                 {[this] { idleTermination_.hostConnected(); }, [this] { idleTermination_.hostLeft(); }}),
       platform_{clock_,        dispatch_, fileManager_, bundles_,         computerSearch_, workspace_, scripting_,
                 windowServer_, text_,     xml_,         idleTermination_, unifiedLog_,     consoleLog_} {}
+
+int LinuxPlatform::run() {
+    if (bus_) bus_->start([] {});
+    const int status = dispatch_.run();
+    if (bus_) bus_->stop();
+    return status;
+}
 
 std::shared_ptr<SessionBus> LinuxPlatform::openBus() {
     std::string problem;

@@ -16,7 +16,9 @@
 #include "platform/linux/X11WindowServer.h"
 #include "ports/Platform.h"
 
+#include <filesystem>
 #include <optional>
+#include <vector>
 
 /// Linux behind every port, for one process. Made on the main thread; the members are in the order of their needs.
 class LinuxPlatform {
@@ -24,6 +26,8 @@ public:
     struct Options {
         /// How long the process may be idle before it ends; nothing keeps it until it is told to end.
         std::optional<Duration> exitWhenIdle;
+        /// Where installed programs are searched for; on the whole computer when there are none.
+        std::vector<std::filesystem::path> searchRoots;
     };
 
     explicit LinuxPlatform(const Options& options);
@@ -35,6 +39,16 @@ public:
     [[nodiscard]] const Platform& platform() const { return platform_; }
     [[nodiscard]] ServiceListener& listener() { return listener_; }
 
+    /// For a process that serves nobody: runs the main queue on the calling thread until `stop` and answers the status
+    /// given there. Once, and not beside the listener's `resume`.
+    [[nodiscard]] int run();
+    void stop(int status) { dispatch_.stop(status); }
+    /// Whether running programs can be seen at all.
+    [[nodiscard]] bool hasSessionBus() const { return bus_ != nullptr; }
+    /// Whether the list of running programs is as good as it gets; it is not at first.
+    [[nodiscard]] bool knowsRunningPrograms() const { return !bus_ || workspace_.isComplete(); }
+    [[nodiscard]] const WalkProgress& searchProgress() const { return computerSearch_.progress(); }
+
 private:
     [[nodiscard]] std::shared_ptr<SessionBus> openBus();
 
@@ -44,7 +58,7 @@ private:
     AsioDispatch dispatch_{consoleLog_};
     LinuxFileManager fileManager_;
     DirectoryBundles bundles_;
-    ComputerSearch computerSearch_{dispatch_.mainQueue()};
+    ComputerSearch computerSearch_;
     IcuTextServices text_;
     LibXmlServices xml_;
     X11WindowServer windowServer_{consoleLog_, dispatch_.mainQueue()};
