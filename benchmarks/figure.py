@@ -3,7 +3,8 @@
 import dataclasses
 import typing
 
-SCALES = {"s": [(1, "s"), (1e-3, "ms"), (1e-6, "us")], "B": [(1 << 20, "MiB"), (1 << 10, "KiB")], "": [(1, "")]}
+SCALES = {"s": [(1, "s"), (1e-3, "ms"), (1e-6, "us")], "B": [(1 << 20, "MiB"), (1 << 10, "KiB")], "": [(1, "")],
+          "B/s": [(1e9, "GB/s"), (1e6, "MB/s")]}
 
 
 def readable(value, unit):

@@ -50,3 +50,13 @@ def start(programs):
     with Session() as session:
         time = times(session, programs / "StartBenchmark", 60, "real_time")
     yield Figure("start to answer / empty service", time["ours"], time["peer"], 3)
+
+
+def strings(programs):
+    """Bytes a second; each text is 1 MiB."""
+    with Session() as session:
+        time = times(session, programs / "StringBenchmark", 10, "cpu_time")
+    speed = {name: (1 << 20) / seconds for name, seconds in time.items()}
+    for name in ("encode", "decode", "query", "query, many names"):
+        yield Figure(f"{name} / 200 MB/s", speed[name], 200e6, 1, "B/s", at_least=True)
+        yield Figure("  beside memcpy", speed[name], speed["memcpy"], unit="B/s")

@@ -14,6 +14,7 @@ MEASUREMENTS = {
     "poll": inprocess.poll,
     "start": inprocess.start,
     "polling": polling.measure,
+    "strings": inprocess.strings,
     "impress": impress.measure,
 }
 LONG = {"impress"}  # only when asked for
