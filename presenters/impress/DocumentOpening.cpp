@@ -7,6 +7,7 @@
 #include <unistd.h>
 #include <com/sun/star/document/BrokenPackageRequest.hpp>
 #include <com/sun/star/document/MacroExecMode.hpp>
+#include <com/sun/star/document/NoSuchFilterRequest.hpp>
 #include <com/sun/star/document/UpdateDocMode.hpp>
 #include <com/sun/star/frame/Desktop.hpp>
 #include <com/sun/star/lang/DisposedException.hpp>
@@ -27,6 +28,8 @@ using css::uno::UNO_QUERY_THROW;
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr const char* kUnknownFormat = "LibreOffice knows no such format";
 
 /// Stands where the office would ask the user: remembers what it asked about, and cancels.
 class CancellingInteraction : public cppu::WeakImplHelper1<css::task::XInteractionHandler> {
@@ -58,7 +61,9 @@ private:
         if (request.isExtractableTo(cppu::UnoType<css::document::BrokenPackageRequest>::get())) {
             return "it is damaged or cut short";
         }
-        return "LibreOffice cannot read it (" + textFrom(request.getValueTypeName()) + ")";
+        if (request.isExtractableTo(cppu::UnoType<css::document::NoSuchFilterRequest>::get())) return kUnknownFormat;
+        return "it is damaged, or LibreOffice lacks the part that reads it (" + textFrom(request.getValueTypeName()) +
+               ")";
     }
 
     std::mutex mutex_;
@@ -67,10 +72,6 @@ private:
 
 [[noreturn]] void refuse(const fs::path& path, const std::string& why) {
     throw Refusal("The file " + path.string() + " cannot be opened: " + why + ".");
-}
-
-std::string urlOf(const fs::path& path) {
-    return bus::urlFromPath(path);
 }
 
 bool isSameFile(const fs::path& path, const std::string& url) {
@@ -88,12 +89,13 @@ Reference<XModel> openPresentation(const Reference<css::frame::XDesktop2>& deskt
     return {};
 }
 
-/// A pipe or a device would keep the office waiting. A package of files is for the office to judge.
+/// A pipe or a device would keep the office waiting, and a folder is no presentation to it.
 void checkFile(const fs::path& path, const fs::file_status& status) {
-    if (!fs::is_regular_file(status) && !fs::is_directory(status)) refuse(path, "it is no file");
+    if (fs::is_directory(status)) refuse(path, "it is a folder. Save the presentation as a single file");
+    if (!fs::is_regular_file(status)) refuse(path, "it is no file");
     if (access(path.c_str(), R_OK) != 0) refuse(path, "you have no permission to read it");
     std::error_code error;
-    if (fs::is_regular_file(status) && fs::file_size(path, error) == 0) refuse(path, "it is empty");
+    if (fs::file_size(path, error) == 0) refuse(path, "it is empty");
 }
 
 void close(const Reference<css::lang::XComponent>& component) {
@@ -111,14 +113,14 @@ Reference<XModel> load(const Reference<css::frame::XDesktop2>& desktop, const fs
     Reference<css::lang::XComponent> component;
     std::string reason;
     try {
-        component = desktop->loadComponentFromURL(unoText(urlOf(path)), "_blank", 0, options);
+        component = desktop->loadComponentFromURL(unoText(bus::urlFromPath(path)), "_blank", 0, options);
     } catch (const css::lang::DisposedException&) {
         throw;
     } catch (const css::uno::Exception& exception) {
         reason = textFrom(exception);
     }
     if (const auto asked = interaction->reason(); !asked.empty()) reason = asked;
-    if (!component.is()) refuse(path, reason.empty() ? "LibreOffice knows no such format" : reason);
+    if (!component.is()) refuse(path, reason.empty() ? kUnknownFormat : reason);
     const Reference<XModel> model(component, UNO_QUERY);
     if (!isPresentation(model)) {
         close(component);
@@ -131,7 +133,7 @@ Reference<XModel> create(const Reference<css::frame::XDesktop2>& desktop, const 
     const auto hidden = properties({property("Hidden", true), property("PickListEntry", false)});
     const Reference<XModel> model(desktop->loadComponentFromURL("private:factory/simpress", "_blank", 0, hidden),
                                   UNO_QUERY_THROW);
-    model->attachResource(unoText(urlOf(path)), model->getArgs());
+    model->attachResource(unoText(bus::urlFromPath(path)), model->getArgs());
     return model;
 }
 

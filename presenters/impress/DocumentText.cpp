@@ -3,6 +3,7 @@
 #include "bus/Convert.h"
 #include "presenters/impress/Refusal.h"
 
+#include <atomic>
 #include <com/sun/star/beans/XPropertySet.hpp>
 #include <com/sun/star/container/XNamed.hpp>
 #include <com/sun/star/drawing/XDrawPagesSupplier.hpp>
@@ -11,6 +12,7 @@
 #include <com/sun/star/presentation/XPresentationPage.hpp>
 #include <com/sun/star/table/XTable.hpp>
 #include <com/sun/star/text/XTextRange.hpp>
+#include <future>
 #include <numeric>
 
 using css::drawing::XDrawPage;
@@ -19,6 +21,9 @@ using css::uno::UNO_QUERY;
 using css::uno::UNO_QUERY_THROW;
 
 namespace {
+
+/// A reader spends its time waiting for small answers: while one waits, the office answers another.
+constexpr int kReaders = 4;
 
 Reference<css::drawing::XDrawPages> pagesOf(const Reference<css::frame::XModel>& document) {
     return Reference<css::drawing::XDrawPagesSupplier>(document, UNO_QUERY_THROW)->getDrawPages();
@@ -44,6 +49,9 @@ std::string nameOf(const Reference<css::frame::XModel>& document) {
 /// is decides what it is asked.
 class TextReader {
 public:
+    /// `size` counts the bytes of all readers of the document.
+    explicit TextReader(std::atomic<std::size_t>& size) : size_(size) {}
+
     DocumentText::Slide readSlide(std::int64_t number, const Reference<XDrawPage>& page) {
         DocumentText::Slide slide;
         slide.get<0>() = number;
@@ -126,8 +134,7 @@ private:
     }
 
     std::string counted(std::string text) {
-        size_ += text.size();
-        if (size_ > DocumentText::kLargest) throw Refusal("The document has more text than 32 MiB.");
+        if ((size_ += text.size()) > DocumentText::kLargest) throw Refusal("The document has more text than 32 MiB.");
         return bus::validUTF8(text);
     }
 
@@ -135,7 +142,7 @@ private:
     std::string* body_ = nullptr;
     std::vector<std::string>* items_ = nullptr;
     std::vector<DocumentText::Table>* tables_ = nullptr;
-    std::size_t size_ = 0;
+    std::atomic<std::size_t>& size_;
 };
 
 }  // namespace
@@ -145,11 +152,19 @@ DocumentText DocumentText::read(const Reference<css::frame::XModel>& document) {
     text.name = nameOf(document);
     const auto pages = pagesOf(document);
     const sal_Int32 count = pages->getCount();
-    TextReader reader;
-    for (sal_Int32 index = 0; index < count; ++index) {
-        const Reference<XDrawPage> page(pages->getByIndex(index), UNO_QUERY_THROW);
-        text.slides.push_back(reader.readSlide(index + 1, page));
-    }
+    text.slides.resize(static_cast<std::size_t>(count));
+    std::atomic<std::size_t> size = 0;
+    std::atomic<sal_Int32> next = 0;
+    const auto readSome = [&] {
+        TextReader reader(size);
+        for (sal_Int32 index = next++; index < count; index = next++) {
+            const Reference<XDrawPage> page(pages->getByIndex(index), UNO_QUERY_THROW);
+            text.slides[static_cast<std::size_t>(index)] = reader.readSlide(index + 1, page);
+        }
+    };
+    std::vector<std::future<void>> readers;
+    for (int i = 0; i < kReaders; ++i) readers.push_back(std::async(std::launch::async, readSome));
+    for (auto& reader : readers) reader.get();
     return text;
 }
 

@@ -162,14 +162,9 @@ ImpressProgram::~ImpressProgram() {
     unregisterAdaptor();
 }
 
-bool ImpressProgram::isIdle(std::chrono::steady_clock::duration duration) const {
-    return lanes_.isEmpty() && openers_.isEmpty() && std::chrono::steady_clock::now() - lastCall_.load() >= duration;
-}
-
 /// The office's answer, or nothing when it did not come in time; throws the refusal that the caller of the bus gets.
 template <typename Question>
 auto ImpressProgram::tryAsk(Question question, std::chrono::milliseconds patience) {
-    called();
     try {
         return officeThread_.ask(
             [this, question] {
@@ -188,13 +183,15 @@ auto ImpressProgram::tryAsk(Question question, std::chrono::milliseconds patienc
 
 template <typename Question>
 auto ImpressProgram::ask(Question question) {
+    called();
     auto answer = tryAsk(question, kPatience);
     if (!answer) throw noAnswer();
     return *answer;
 }
 
 std::map<std::string, sdbus::Variant> ImpressProgram::presentingState() {
-    const bool working = occupied_ > 0 || drawing_ > 0;
+    called();
+    const bool working = occupied_ > 0 || busy_ > 0;
     const auto now = std::chrono::steady_clock::now();
     if (auto state = tryAsk(kState, occupied_ > 0 ? kPatienceWhileOccupied : kPatience)) {
         lastState_ = std::move(state);
@@ -213,6 +210,17 @@ ImpressProgram::windows() {
         result.emplace_back(window.name, bounds, static_cast<std::int64_t>(result.size() + 1), window.id);
     }
     return result;
+}
+
+bool ImpressProgram::isIdle(std::chrono::steady_clock::duration duration) {
+    if (std::chrono::steady_clock::now() - lastCall_.load() < duration) return false;
+    if (!lanes_.isEmpty() || !openers_.isEmpty()) return false;
+    try {
+        const auto seen = tryAsk([](Office& office) { return office.isSeen(); }, kPatience);
+        return seen && !*seen;
+    } catch (const sdbus::Error&) {
+        return false;
+    }
 }
 
 void ImpressProgram::activate() {
@@ -260,7 +268,8 @@ void ImpressProgram::documentText(sdbus::Result<std::string, std::vector<Documen
                                   std::string documentID) {
     const auto reply = replyFrom(std::move(result));
     answerFailure(reply, [&] {
-        requireAccepted(lanes_.pushInLane(documentID, answering(reply, [document = documentWithID(documentID)] {
+        requireAccepted(lanes_.pushInLane(documentID, answering(reply, [this, document = documentWithID(documentID)] {
+                                              const Counted busy(busy_);
                                               auto text = DocumentText::read(document);
                                               return std::make_tuple(std::move(text.name), std::move(text.slides));
                                           })));
@@ -286,7 +295,7 @@ void ImpressProgram::export_(const std::string& documentID, const std::string& t
     if (format != "Kimg") throw refusal("Only images can be exported: pass the format Kimg.");
     SlideExport order{documentWithID(documentID), pathFrom(targetURL), qualityFrom(properties)};
     requireAccepted(lanes_.pushInLane(documentID, [this, order = std::move(order)] {
-        const Counted drawing(drawing_);
+        const Counted busy(busy_);
         runLogged("Exporting images", [&] { order.run(connection_.context()); });
     }));
 }
@@ -310,6 +319,7 @@ std::string ImpressProgram::Version() {
 
 /// While the office stands still for us, the documents are those that it had before.
 ImpressProgram::Model ImpressProgram::documentWithID(const std::string& id) {
+    called();
     const bool occupied = occupied_ > 0;
     const bool answered = tryAsk(kState, occupied ? kPatienceWhileOccupied : kPatience).has_value();
     if (!answered && !occupied) throw noAnswer();

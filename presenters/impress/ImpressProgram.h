@@ -30,8 +30,9 @@ public:
     ImpressProgram(sdbus::IConnection& bus, const OfficeConnection& office);
     ~ImpressProgram();
 
-    /// Whether nobody has called for this long, nothing is being done, and no caller has a document open. Any thread.
-    [[nodiscard]] bool isIdle(std::chrono::steady_clock::duration duration) const;
+    /// Whether nobody has called for this long, nothing is being done, no caller has a document open and the office
+    /// shows no window. Waits a moment for the office; false when it does not answer. Any thread.
+    [[nodiscard]] bool isIdle(std::chrono::steady_clock::duration duration);
 
 private:
     using Model = css::uno::Reference<css::frame::XModel>;
@@ -70,7 +71,7 @@ private:
     std::optional<OfficeState> lastState_;              ///< used on the bus thread, as is the next one
     std::chrono::steady_clock::time_point lastAnswer_;  ///< when the office said so
     std::atomic<int> occupied_ = 0;                     ///< orders under way for which the office stands still
-    std::atomic<int> drawing_ = 0;                      ///< orders under way that let it go on now and then
+    std::atomic<int> busy_ = 0;                         ///< orders under way that let it go on now and then
     std::atomic<std::chrono::steady_clock::time_point> lastCall_ = std::chrono::steady_clock::now();
     Openers openers_;
     sdbus::Slot departures_;

@@ -41,8 +41,9 @@ int takeSignals() {
 
 }  // namespace
 
-Lifeline::Lifeline(std::vector<std::string> restartArguments)
+Lifeline::Lifeline(std::vector<std::string> restartArguments, std::function<void()> onEnd)
     : restartArguments_(std::move(restartArguments)),
+      onEnd_(std::move(onEnd)),
       events_(epoll_create1(EPOLL_CLOEXEC)),
       restart_(eventfd(0, EFD_CLOEXEC)) {
     const int signals = takeSignals();
@@ -67,6 +68,7 @@ void Lifeline::run(int signals) const {
     while (epoll_wait(events_, &event, 1, -1) != 1) {
     }
     PendingFile::abandon();
-    if (event.data.fd == signals) std::_Exit(EXIT_SUCCESS);
+    if (event.data.fd == signals) onEnd_();
+    if (event.data.fd == signals || restartArguments_.empty()) std::_Exit(EXIT_SUCCESS);
     replaceProcess(restartArguments_);
 }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <com/sun/star/awt/XTopWindow.hpp>
 #include <com/sun/star/awt/XWindow.hpp>
+#include <com/sun/star/awt/XWindow2.hpp>
 #include <com/sun/star/frame/Desktop.hpp>
 #include <com/sun/star/frame/FrameSearchFlag.hpp>
 #include <com/sun/star/frame/XTitle.hpp>
@@ -84,6 +85,14 @@ std::vector<OfficeWindow> Office::windows() {
                           double(bounds.Width), double(bounds.Height), window->id});
     }
     return result;
+}
+
+bool Office::isSeen() {
+    refresh();
+    return std::any_of(windows_.begin(), windows_.end(), [](const Window& window) {
+        const Reference<css::awt::XWindow2> container(window.frame->getContainerWindow(), UNO_QUERY);
+        return container.is() && container->isVisible();
+    });
 }
 
 Reference<css::frame::XModel> Office::document(const std::string& id) {

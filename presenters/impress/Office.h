@@ -48,6 +48,8 @@ public:
     [[nodiscard]] OfficeState state();
     /// Windows of presentation documents, the active one first.
     [[nodiscard]] std::vector<OfficeWindow> windows();
+    /// Whether the office shows any window, of whatever document.
+    [[nodiscard]] bool isSeen();
     /// The open presentation document with this ID; null when there is none.
     [[nodiscard]] css::uno::Reference<css::frame::XModel> document(const std::string& id);
     /// All open presentation documents, as the last operation found them.

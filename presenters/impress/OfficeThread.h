@@ -10,7 +10,7 @@
 #include <thread>
 
 /// The thread that asks the office, so that an office which does not answer keeps only this thread waiting.
-/// One caller at a time.
+/// One question at a time: another caller's waits for its turn first.
 class OfficeThread {
 public:
     OfficeThread();
@@ -25,6 +25,7 @@ public:
         -> std::optional<std::invoke_result_t<Question>> {
         auto task = std::make_shared<std::packaged_task<std::invoke_result_t<Question>()>>(std::move(question));
         auto answer = task->get_future();
+        const std::lock_guard turn(turn_);
         setNext([task] { (*task)(); });
         if (answer.wait_for(limit) == std::future_status::ready) return answer.get();
         setNext(nullptr);
@@ -35,6 +36,7 @@ private:
     void setNext(std::function<void()> next);
     void run();
 
+    std::mutex turn_;
     std::mutex mutex_;
     std::condition_variable changed_;
     std::function<void()> next_;

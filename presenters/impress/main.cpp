@@ -3,9 +3,11 @@
 #include "presenters/impress/ImpressProgram.h"
 #include "presenters/impress/Lifeline.h"
 #include "presenters/impress/OfficeConnection.h"
+#include "presenters/impress/OfficeProcess.h"
 #include "presenters/impress/Show.h"
 
 #include <CLI/CLI.hpp>
+#include <com/sun/star/frame/Desktop.hpp>
 #include <cstdlib>
 #include <iostream>
 
@@ -17,11 +19,23 @@ struct Options {
     std::string pipe = "keynote-capture";
     std::string deck;
     double advance = 3;
+    int exitWhenIdle = 0;  ///< seconds; 0 for never
 };
+
+constexpr auto kLongestOfficeStart = 90s;
+constexpr auto kLongestOfficeEnd = 10s;
+
+OfficeProcess ownOffice;
+
+/// An office that shows nothing would stay behind unseen.
+void endUnseenOffice() {
+    if (ownOffice.isHeadless()) ownOffice.end();
+}
 
 /// Ends the process without waiting for threads that may be stuck in the office.
 [[noreturn]] void fail(const std::string& sentence) {
     std::cerr << "keynote-impress: " << sentence << std::endl;
+    endUnseenOffice();
     std::_Exit(EXIT_FAILURE);
 }
 
@@ -33,6 +47,35 @@ OfficeConnection attach(const std::string& pipe) {
     }
 }
 
+/// The office that listens already, else one that is started for it.
+OfficeConnection attachOrStart(const std::string& pipe) {
+    if (auto office = OfficeConnection::attach(pipe)) return *office;
+    if (!ownOffice.start(pipe)) fail("LibreOffice cannot be started. Install libreoffice-impress.");
+    const auto deadline = std::chrono::steady_clock::now() + kLongestOfficeStart;
+    while (std::chrono::steady_clock::now() < deadline) {
+        if (auto office = OfficeConnection::attach(pipe)) return *office;
+        std::this_thread::sleep_for(100ms);
+    }
+    fail("LibreOffice was started and does not listen on the pipe " + pipe + ".");
+}
+
+/// Ends the office that was started on demand, and with it this process.
+[[noreturn]] void leave(const OfficeConnection& office) {
+    std::cerr << "Idle." << std::endl;
+    if (ownOffice.isOwn(office.processIdentifier())) {
+        std::thread([context = office.context()] {
+            try {
+                css::frame::Desktop::create(context)->terminate();
+            } catch (const css::uno::Exception&) {
+                // gone already
+            }
+        }).detach();
+        std::this_thread::sleep_for(kLongestOfficeEnd);
+        ownOffice.end();
+    }
+    std::_Exit(EXIT_SUCCESS);
+}
+
 void present(const Options& options, const OfficeConnection& office) {
     try {
         const Show show{options.deck, std::chrono::duration<double>(options.advance)};
@@ -42,18 +85,30 @@ void present(const Options& options, const OfficeConnection& office) {
     }
 }
 
+/// The name by which the bus starts this process, and waits for it; another program may have it.
+void takePlainName(sdbus::IConnection& connection) {
+    try {
+        connection.requestName(kBundleIdentifier);
+    } catch (const sdbus::Error& error) {
+        std::cerr << "Without the name " << kBundleIdentifier << ": " << error.getMessage() << std::endl;
+    }
+}
+
 [[noreturn]] void serve(const Options& options, const Lifeline& lifeline) {
     const auto connection = bus::openSessionBus();
     const bus::EventLoopThread loop(*connection, [] { fail("The session bus is gone."); });
-    const auto office = attach(options.pipe);
+    const bool onDemand = options.exitWhenIdle > 0;
+    const auto office = onDemand ? attachOrStart(options.pipe) : attach(options.pipe);
     lifeline.watch(office.processIdentifier());
     office.observeLoss([&lifeline] { lifeline.restart(); });
 
-    const ImpressProgram program(*connection, office);
+    ImpressProgram program(*connection, office);
     connection->requestName(kBundleIdentifier + (bus::kInstanceInfix + std::to_string(office.processIdentifier())));
+    takePlainName(*connection);
     std::cerr << "Attached to the office, process " << office.processIdentifier() << "." << std::endl;
     if (!options.deck.empty()) present(options, office);
-    while (true) std::this_thread::sleep_for(24h);
+    while (!onDemand || !program.isIdle(std::chrono::seconds(options.exitWhenIdle))) std::this_thread::sleep_for(1s);
+    leave(office);
 }
 
 }  // namespace
@@ -72,9 +127,16 @@ int main(int argc, char** argv) {
         ->capture_default_str()
         ->check(CLI::Range(0.1, 86400.0))
         ->needs(deck);
+    app.add_option(
+           "--exit-when-idle", options.exitWhenIdle,
+           "Start an office when none listens, and end both after this many seconds without a caller, work or a "
+           "window")
+        ->check(CLI::Range(1, 86400));
     CLI11_PARSE(app, argc, argv);
 
-    const Lifeline lifeline({argv[0], "--pipe", options.pipe});
+    std::vector<std::string> restartArguments{argv[0], "--pipe", options.pipe};
+    if (options.exitWhenIdle > 0) restartArguments.clear();
+    const Lifeline lifeline(std::move(restartArguments), endUnseenOffice);
     try {
         serve(options, lifeline);
     } catch (const sdbus::Error& error) {

@@ -1,0 +1,65 @@
+#include "presenters/impress/OfficeProcess.h"
+
+#include "bus/Convert.h"
+
+#include <spawn.h>
+#include <unistd.h>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <vector>
+
+namespace {
+
+std::string variable(const char* name) {
+    const char* value = std::getenv(name);
+    return value ? value : "";
+}
+
+/// Where the office without windows keeps its settings.
+std::filesystem::path ownProfile() {
+    const auto cache = variable("XDG_CACHE_HOME");
+    const auto folder = cache.starts_with('/') ? cache : variable("HOME") + "/.cache";
+    return std::filesystem::path(folder) / "keynote-capture/office";
+}
+
+pid_t spawn(std::vector<std::string> command) {
+    std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
+    for (auto& argument : command) arguments.push_back(argument.data());
+    arguments.push_back(nullptr);
+    posix_spawnattr_t attributes{};
+    posix_spawnattr_init(&attributes);
+    sigset_t none{};
+    sigemptyset(&none);
+    posix_spawnattr_setsigmask(&attributes, &none);
+    posix_spawnattr_setpgroup(&attributes, 0);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK);
+    pid_t process = 0;
+    const int error = posix_spawn(&process, arguments[0], nullptr, &attributes, arguments.data(), environ);
+    posix_spawnattr_destroy(&attributes);
+    return error == 0 ? process : 0;
+}
+
+}  // namespace
+
+bool OfficeProcess::start(const std::string& pipe) {
+    headless_ = variable("DISPLAY").empty() && variable("WAYLAND_DISPLAY").empty();
+    std::vector<std::string> command{OFFICE_PROGRAM, "--accept=pipe,name=" + pipe + ";urp;",
+                                     "--nodefault",  "--nologo",
+                                     "--norestore",  "--nofirststartwizard"};
+    if (headless_) {
+        command.emplace_back("--headless");
+        command.push_back("-env:UserInstallation=" + bus::urlFromPath(ownProfile()));
+    }
+    group_ = spawn(std::move(command));
+    return group_ != 0;
+}
+
+bool OfficeProcess::isOwn(pid_t office) const {
+    return group_ != 0 && office > 0 && getpgid(office) == group_;
+}
+
+void OfficeProcess::end() const {
+    if (group_ != 0) kill(-group_, SIGTERM);
+}
