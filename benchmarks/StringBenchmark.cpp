@@ -12,17 +12,17 @@ constexpr std::size_t kSize = 1 << 20;
 
 /// The pattern again and again.
 std::string repeated(const std::string& pattern) {
-    std::string text;
+    std::string text = pattern;
     while (text.size() < kSize) text += pattern;
     return text;
 }
 
-/// Parts of 24 bytes with names that recur, as many different ones as told.
+/// Parts of 25 bytes with names that recur, as many different ones as told.
 std::string query(int names) {
-    std::string text;
+    std::string text("a=b");
     for (int i = 0; text.size() < kSize; ++i) {
         const auto name = std::to_string(1000 + i * 7919 % names);
-        text += "&name" + name + "=value%20" + name + "abc";
+        text.append("&name").append(name).append("=value%20").append(name).append("abc");
     }
     return text;
 }
