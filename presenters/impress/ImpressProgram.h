@@ -6,7 +6,7 @@
 #include "presenters/impress/Office.h"
 #include "presenters/impress/OfficeConnection.h"
 #include "presenters/impress/OfficeThread.h"
-#include "presenters/impress/Openers.h"
+#include "bus/Openers.h"
 
 #include <atomic>
 #include <chrono>

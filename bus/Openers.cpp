@@ -1,4 +1,4 @@
-#include "presenters/impress/Openers.h"
+#include "bus/Openers.h"
 
 void Openers::began(const std::string& caller) {
     const std::lock_guard lock(mutex_);
