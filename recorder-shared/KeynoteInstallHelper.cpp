@@ -13,195 +13,157 @@ namespace {
 using Version = std::optional<std::string>;
 using KeynoteBundles = KeynoteInstallHelper::KeynoteBundles;
 
-constexpr const char *kKeynoteBundleIdentifier = "com.apple.iWork.Keynote";
-constexpr const char *kKeynoteQueryText =
-    "kMDItemCFBundleIdentifier == \"com.apple.iWork.Keynote\"";
-constexpr const char *kKeynoteVersionKey = "CFBundleShortVersionString";
-constexpr const char *kPluginVersionKey = "CFBundleVersion";
-constexpr const char *kPluginName = "VeldrinKeynoteExtensions";
-constexpr const char *kPluginType = "sfxplugin";
-constexpr const char *kPluginFolder = "Animations";
+constexpr const char* kKeynoteBundleIdentifier = "com.apple.iWork.Keynote";
+constexpr const char* kKeynoteQueryText = "kMDItemCFBundleIdentifier == \"com.apple.iWork.Keynote\"";
+constexpr const char* kKeynoteVersionKey = "CFBundleShortVersionString";
+constexpr const char* kPluginVersionKey = "CFBundleVersion";
+constexpr const char* kPluginName = "VeldrinKeynoteExtensions";
+constexpr const char* kPluginType = "sfxplugin";
+constexpr const char* kPluginFolder = "Animations";
 
-const std::string &detectionFailedDescription() {
-  static const auto description =
-      platform().bundles.mainBundle()->localizedString(
-          "Cannot detect Keynote installation");
-  return description;
+const std::string& detectionFailedDescription() {
+    static const auto description =
+        platform().bundles.mainBundle()->localizedString("Cannot detect Keynote installation");
+    return description;
 }
 
-Version keynoteVersion(const Bundle &keynote) {
-  return keynote.infoString(kKeynoteVersionKey);
+Version keynoteVersion(const Bundle& keynote) {
+    return keynote.infoString(kKeynoteVersionKey);
 }
 
-Version pluginVersionAt(const std::optional<std::filesystem::path> &path) {
-  const auto plugin = path ? platform().bundles.bundleAtPath(*path) : nullptr;
-  return plugin ? plugin->infoString(kPluginVersionKey) : std::nullopt;
+Version pluginVersionAt(const std::optional<std::filesystem::path>& path) {
+    const auto plugin = path ? platform().bundles.bundleAtPath(*path) : nullptr;
+    return plugin ? plugin->infoString(kPluginVersionKey) : std::nullopt;
 }
 
 /// What a survey has found so far.
 struct KeynoteStatus {
-  bool found = false;
-  bool unsupported = false;
-  bool pluginMissing = false;
-  Version highestVersion;
+    bool found = false;
+    bool unsupported = false;
+    bool pluginMissing = false;
+    Version highestVersion;
 
-  void add(const Bundle &keynote) {
-    const auto version = keynoteVersion(keynote);
-    VELLog("version keynote %@", version);
-    if (!version)
-      return;
-    if (!KeynoteInstallHelper::isSupportedKeynoteVersion(version)) {
-      unsupported = true;
-    } else if (KeynoteInstallHelper::isSupportedKeynoteVersionForLegacyPlugin(
-                   version) &&
-               !KeynoteInstallHelper::isKeynotePluginInstalledToBundle(
-                   keynote)) {
-      pluginMissing = true;
-    } else {
-      highestVersion =
-          KeynoteInstallHelper::maxOfVersion(highestVersion, version);
-      found = true;
+    void add(const Bundle& keynote) {
+        const auto version = keynoteVersion(keynote);
+        VELLog("version keynote %@", version);
+        if (!version) return;
+        if (!KeynoteInstallHelper::isSupportedKeynoteVersion(version)) {
+            unsupported = true;
+        } else if (KeynoteInstallHelper::isSupportedKeynoteVersionForLegacyPlugin(version) &&
+                   !KeynoteInstallHelper::isKeynotePluginInstalledToBundle(keynote)) {
+            pluginMissing = true;
+        } else {
+            highestVersion = KeynoteInstallHelper::maxOfVersion(highestVersion, version);
+            found = true;
+        }
     }
-  }
 };
 
-} // namespace
+}  // namespace
 
-KeynoteInstallHelper &KeynoteInstallHelper::sharedInstance() {
-  // Never destroyed: the platform that it observes is gone when the process's
-  // objects are.
-  static auto *const shared = new KeynoteInstallHelper;
-  return *shared;
+KeynoteInstallHelper& KeynoteInstallHelper::sharedInstance() {
+    // Never destroyed: the platform that it observes is gone when the process's
+    // objects are.
+    static auto* const shared = new KeynoteInstallHelper;
+    return *shared;
 }
 
 KeynoteInstallHelper::KeynoteInstallHelper()
-    : didFinish_(platform().metadataQueries.observeDidFinish(
-          [this](const MetadataQuery &sender) { finishedQuery(sender); })) {}
-
-bool KeynoteInstallHelper::isSupportedKeynoteVersionForLegacyPlugin(
-    const std::optional<std::string> &version) {
-  static const VELVersion kEndOfLegacyPlugin(6, 0, 0, 0);
-  return kEndOfLegacyPlugin.compareTo(VELVersion::versionWithString(version)) >
-         0;
+    : didFinish_(
+          platform().metadataQueries.observeDidFinish([this](const MetadataQuery& sender) { finishedQuery(sender); })) {
 }
 
-bool KeynoteInstallHelper::isSupportedKeynoteVersionForNewPlugin(
-    const std::optional<std::string> &version) {
-  static const VELVersion kStartOfNewPlugin(6, 5, 0, 0);
-  return kStartOfNewPlugin.compareTo(VELVersion::versionWithString(version)) <=
-         0;
+bool KeynoteInstallHelper::isSupportedKeynoteVersionForLegacyPlugin(const std::optional<std::string>& version) {
+    static const VELVersion kEndOfLegacyPlugin(6, 0, 0, 0);
+    return kEndOfLegacyPlugin.compareTo(VELVersion::versionWithString(version)) > 0;
 }
 
-bool KeynoteInstallHelper::isSupportedKeynoteVersion(
-    const std::optional<std::string> &version) {
-  return isSupportedKeynoteVersionForLegacyPlugin(version) ||
-         isSupportedKeynoteVersionForNewPlugin(version);
+bool KeynoteInstallHelper::isSupportedKeynoteVersionForNewPlugin(const std::optional<std::string>& version) {
+    static const VELVersion kStartOfNewPlugin(6, 5, 0, 0);
+    return kStartOfNewPlugin.compareTo(VELVersion::versionWithString(version)) <= 0;
 }
 
-std::optional<std::string> KeynoteInstallHelper::maxOfVersion(
-    const std::optional<std::string> &version,
-    const std::optional<std::string> &andVersion) {
-  if (!version)
-    return andVersion;
-  if (!andVersion)
-    return version;
-  const auto first =
-      VELVersion::versionWithString(version).value_or(VELVersion(0, 0, 0, 0));
-  return first.compareTo(VELVersion::versionWithString(andVersion)) < 0
-             ? andVersion
-             : version;
+bool KeynoteInstallHelper::isSupportedKeynoteVersion(const std::optional<std::string>& version) {
+    return isSupportedKeynoteVersionForLegacyPlugin(version) || isSupportedKeynoteVersionForNewPlugin(version);
+}
+
+std::optional<std::string> KeynoteInstallHelper::maxOfVersion(const std::optional<std::string>& version,
+                                                              const std::optional<std::string>& andVersion) {
+    if (!version) return andVersion;
+    if (!andVersion) return version;
+    const auto first = VELVersion::versionWithString(version).value_or(VELVersion(0, 0, 0, 0));
+    return first.compareTo(VELVersion::versionWithString(andVersion)) < 0 ? andVersion : version;
 }
 
 KeynoteBundles KeynoteInstallHelper::fetchRunningKeynoteBundles() {
-  const auto &services = platform();
-  KeynoteBundles running;
-  for (const auto &application : services.workspace.runningApplications()) {
-    if (application->bundleIdentifier() != kKeynoteBundleIdentifier)
-      continue;
-    const auto url = application->bundleURL();
-    if (auto bundle = url ? services.bundles.bundleAtPath(*url) : nullptr)
-      running.push_back(std::move(bundle));
-  }
-  return running;
+    const auto& services = platform();
+    KeynoteBundles running;
+    for (const auto& application : services.workspace.runningApplications()) {
+        if (application->bundleIdentifier() != kKeynoteBundleIdentifier) continue;
+        const auto url = application->bundleURL();
+        if (auto bundle = url ? services.bundles.bundleAtPath(*url) : nullptr) running.push_back(std::move(bundle));
+    }
+    return running;
 }
 
 bool KeynoteInstallHelper::isUnsupportedKeynoteRunning() {
-  return !std::ranges::all_of(
-      fetchRunningKeynoteBundles(), [](const auto &keynote) {
+    return !std::ranges::all_of(fetchRunningKeynoteBundles(), [](const auto& keynote) {
         return isSupportedKeynoteVersion(keynoteVersion(*keynote));
-      });
+    });
 }
 
-std::optional<std::vector<std::string>>
-KeynoteInstallHelper::conflictingKeynoteVersionsRunning() {
-  std::vector<std::string> versions;
-  for (const auto &keynote : fetchRunningKeynoteBundles()) {
-    auto version = keynoteVersion(*keynote);
-    if (version && isSupportedKeynoteVersionForNewPlugin(version))
-      versions.push_back(std::move(*version));
-  }
-  return versions.size() < 2 ? std::nullopt
-                             : std::optional(std::move(versions));
+std::optional<std::vector<std::string>> KeynoteInstallHelper::conflictingKeynoteVersionsRunning() {
+    std::vector<std::string> versions;
+    for (const auto& keynote : fetchRunningKeynoteBundles()) {
+        auto version = keynoteVersion(*keynote);
+        if (version && isSupportedKeynoteVersionForNewPlugin(version)) versions.push_back(std::move(*version));
+    }
+    return versions.size() < 2 ? std::nullopt : std::optional(std::move(versions));
 }
 
 bool KeynoteInstallHelper::isDisabledKeynoteRunning() {
-  return std::ranges::any_of(
-      fetchRunningKeynoteBundles(), [](const auto &keynote) {
-        return isSupportedKeynoteVersionForLegacyPlugin(
-                   keynoteVersion(*keynote)) &&
+    return std::ranges::any_of(fetchRunningKeynoteBundles(), [](const auto& keynote) {
+        return isSupportedKeynoteVersionForLegacyPlugin(keynoteVersion(*keynote)) &&
                !isKeynotePluginInstalledToBundle(*keynote);
-      });
+    });
 }
 
-bool KeynoteInstallHelper::isKeynotePluginInstalledToBundle(
-    const Bundle &keynoteBundle) {
-  VELLog("keynoteBundlePath (%@)", keynoteBundle.path());
-  const auto installedPath =
-      keynoteBundle.pathForResource(kPluginName, kPluginType, kPluginFolder);
-  VELLog("veldrinPluginBundlePath (%@)", installedPath);
-  const auto installed = pluginVersionAt(installedPath);
-  const auto carried =
-      pluginVersionAt(platform().bundles.mainBundle()->pathForResource(
-          kPluginName, kPluginType));
-  VELLog("oldPluginVersion (%@), newPluginVersion (%@)", installed, carried);
-  return installed && installed == carried;
+bool KeynoteInstallHelper::isKeynotePluginInstalledToBundle(const Bundle& keynoteBundle) {
+    VELLog("keynoteBundlePath (%@)", keynoteBundle.path());
+    const auto installedPath = keynoteBundle.pathForResource(kPluginName, kPluginType, kPluginFolder);
+    VELLog("veldrinPluginBundlePath (%@)", installedPath);
+    const auto installed = pluginVersionAt(installedPath);
+    const auto carried = pluginVersionAt(platform().bundles.mainBundle()->pathForResource(kPluginName, kPluginType));
+    VELLog("oldPluginVersion (%@), newPluginVersion (%@)", installed, carried);
+    return installed && installed == carried;
 }
 
-void KeynoteInstallHelper::checkForKeynoteStatus(
-    StatusCallback success, const FailureCallback &failure) {
-  sharedInstance().fetchKeynoteBundles(
-      [success = std::move(success)](const KeynoteBundles &bundles) {
-        KeynoteStatus status;
-        for (const auto &keynote : bundles)
-          status.add(*keynote);
-        success(status.found, status.unsupported, status.pluginMissing,
-                status.highestVersion);
-      },
-      failure);
+void KeynoteInstallHelper::checkForKeynoteStatus(StatusCallback success, const FailureCallback& failure) {
+    sharedInstance().fetchKeynoteBundles(
+        [success = std::move(success)](const KeynoteBundles& bundles) {
+            KeynoteStatus status;
+            for (const auto& keynote : bundles) status.add(*keynote);
+            success(status.found, status.unsupported, status.pluginMissing, status.highestVersion);
+        },
+        failure);
 }
 
-void KeynoteInstallHelper::fetchKeynoteBundles(BundleCallback success,
-                                               const FailureCallback &failure) {
-  bundleCallback_ = std::move(success);
-  keynoteQuery_ = platform().metadataQueries.makeQuery(kKeynoteQueryText);
-  if (keynoteQuery_->start())
-    return;
-  failure(makeError(VeldrinErrorDomain, VeldrinErrorKeynoteDetectionNotStarted,
-                    detectionFailedDescription()));
+void KeynoteInstallHelper::fetchKeynoteBundles(BundleCallback success, const FailureCallback& failure) {
+    bundleCallback_ = std::move(success);
+    keynoteQuery_ = platform().metadataQueries.makeQuery(kKeynoteQueryText);
+    if (keynoteQuery_->start()) return;
+    failure(makeError(VeldrinErrorDomain, VeldrinErrorKeynoteDetectionNotStarted, detectionFailedDescription()));
 }
 
-void KeynoteInstallHelper::finishedQuery(const MetadataQuery &sender) {
-  if (&sender != keynoteQuery_.get())
-    return;
-  KeynoteBundles bundles;
-  for (std::size_t i = 0; i < sender.resultCount(); ++i) {
-    const auto path = sender.pathAt(i);
-    if (auto bundle = path ? platform().bundles.bundleAtPath(*path) : nullptr)
-      bundles.push_back(std::move(bundle));
-  }
-  keynoteQuery_ = nullptr;
-  // Taken out before the call, so that a survey that the callback starts keeps
-  // its own.
-  if (const auto callback = std::exchange(bundleCallback_, nullptr))
-    callback(bundles);
+void KeynoteInstallHelper::finishedQuery(const MetadataQuery& sender) {
+    if (&sender != keynoteQuery_.get()) return;
+    KeynoteBundles bundles;
+    for (std::size_t i = 0; i < sender.resultCount(); ++i) {
+        const auto path = sender.pathAt(i);
+        if (auto bundle = path ? platform().bundles.bundleAtPath(*path) : nullptr) bundles.push_back(std::move(bundle));
+    }
+    keynoteQuery_ = nullptr;
+    // Taken out before the call, so that a survey that the callback starts keeps
+    // its own.
+    if (const auto callback = std::exchange(bundleCallback_, nullptr)) callback(bundles);
 }
