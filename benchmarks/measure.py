@@ -7,6 +7,7 @@ import sys
 import impress
 import inprocess
 import polling
+import search
 
 MEASUREMENTS = {
     "log": inprocess.log,
@@ -15,6 +16,7 @@ MEASUREMENTS = {
     "start": inprocess.start,
     "polling": polling.measure,
     "strings": inprocess.strings,
+    "search": search.measure,
     "impress": impress.measure,
 }
 LONG = {"impress"}  # only when asked for
