@@ -5,10 +5,12 @@
 
 #include <atomic>
 #include <com/sun/star/beans/XPropertySet.hpp>
+#include <com/sun/star/container/XEnumerationAccess.hpp>
 #include <com/sun/star/container/XNamed.hpp>
 #include <com/sun/star/drawing/XDrawPagesSupplier.hpp>
 #include <com/sun/star/drawing/XShapes.hpp>
 #include <com/sun/star/frame/XTitle.hpp>
+#include <com/sun/star/lang/XServiceInfo.hpp>
 #include <com/sun/star/presentation/XPresentationPage.hpp>
 #include <com/sun/star/table/XTable.hpp>
 #include <com/sun/star/text/XTextRange.hpp>
@@ -54,7 +56,7 @@ public:
 
     DocumentText::Slide readSlide(std::int64_t number, const Reference<XDrawPage>& page) {
         DocumentText::Slide slide;
-        slide.get<0>() = number;
+        slide.get<0>() = number_ = number;
         bool visible = true;
         Reference<css::beans::XPropertySet>(page, UNO_QUERY_THROW)->getPropertyValue("Visible") >>= visible;
         slide.get<1>() = !visible;
@@ -130,7 +132,39 @@ private:
 
     std::string textOf(const Reference<css::uno::XInterface>& holder) {
         const Reference<css::text::XTextRange> range(holder, UNO_QUERY);
-        return range.is() ? counted(textFrom(range->getString())) : std::string();
+        if (!range.is()) return {};
+        auto text = range->getString();
+        // What the office says for a field that it cannot fill in without a page: "<number>" in the user's language.
+        if (text.indexOf('<') >= 0) text = withSlideNumber(text, range);
+        return counted(textFrom(text));
+    }
+
+    /// The text with the slide's number in the fields for it.
+    rtl::OUString withSlideNumber(const rtl::OUString& text, const Reference<css::text::XTextRange>& range) {
+        auto result = text;
+        forEach(range, [&](const auto& paragraph) {
+            forEach(paragraph, [&](const Reference<css::text::XTextRange>& portion) {
+                const Reference<css::beans::XPropertySet> properties(portion, UNO_QUERY_THROW);
+                rtl::OUString type;
+                properties->getPropertyValue("TextPortionType") >>= type;
+                if (type != "TextField") return;
+                Reference<css::lang::XServiceInfo> field;
+                properties->getPropertyValue("TextField") >>= field;
+                if (!field.is() || !field->supportsService("com.sun.star.text.textfield.PageNumber")) return;
+                result = result.replaceAll(portion->getString(), rtl::OUString::number(number_));
+            });
+        });
+        return result;
+    }
+
+    /// Calls `take` with each part of a text.
+    template <typename Take>
+    static void forEach(const Reference<css::text::XTextRange>& text, const Take& take) {
+        const Reference<css::container::XEnumerationAccess> access(text, UNO_QUERY);
+        const auto parts = access.is() ? access->createEnumeration() : Reference<css::container::XEnumeration>();
+        while (parts.is() && parts->hasMoreElements()) {
+            take(Reference<css::text::XTextRange>(parts->nextElement(), UNO_QUERY_THROW));
+        }
     }
 
     std::string counted(std::string text) {
@@ -138,6 +172,7 @@ private:
         return bus::validUTF8(text);
     }
 
+    std::int64_t number_ = 0;
     std::string* title_ = nullptr;
     std::string* body_ = nullptr;
     std::vector<std::string>* items_ = nullptr;
