@@ -1,12 +1,15 @@
 #include "platform/linux/LibXmlServices.h"
 
-#include "bus/Convert.h"
+#include "platform/linux/LibXmlParser.h"
 
+#include <libxml/chvalid.h>
 #include <libxml/xmlwriter.h>
+#include <unicode/utf8.h>
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <new>
-#include <string_view>
+#include <utility>
 
 namespace {
 
@@ -14,69 +17,65 @@ const xmlChar* chars(const std::string& text) {
     return reinterpret_cast<const xmlChar*>(text.c_str());
 }
 
-/// Whether XML 1.0 can hold what begins at `at`: no control characters but tab, line feed and carriage return, and
-/// neither U+FFFE nor U+FFFF. Source: W3C, XML 1.0, production 2 (Char).
-bool isAllowed(std::string_view text, std::size_t at) {
-    const auto byte = static_cast<unsigned char>(text[at]);
-    if (byte < 0x20) return byte == '\t' || byte == '\n' || byte == '\r';
-    const std::string_view rest = text.substr(at, 3);
-    return rest != "\xEF\xBF\xBE" && rest != "\xEF\xBF\xBF";
-}
-
-bool isPlain(std::string_view text) {
-    for (const char each : text) {
-        if (static_cast<unsigned char>(each) < 0x20 || static_cast<unsigned char>(each) >= 0x7F) return false;
-    }
-    return true;
+bool isPlain(const std::string& text) {
+    return std::all_of(text.begin(), text.end(), [](char each) { return each >= 0x20 && each < 0x7F; });
 }
 
 /// The text without what XML cannot hold.
 std::string allowedText(const std::string& text) {
     std::string allowed;
-    const std::string valid = bus::validUTF8(text);
-    allowed.reserve(valid.size());
-    for (std::size_t at = 0; at < valid.size(); ++at) {
-        if (isAllowed(valid, at)) {
-            allowed += valid[at];
-        } else if (static_cast<unsigned char>(valid[at]) >= 0x80) {
-            at += 2;
-        }
+    allowed.reserve(text.size());
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t begin = at;
+        UChar32 character = 0;
+        U8_NEXT(text.data(), at, text.size(), character);
+        if (character >= 0 && xmlIsCharQ(static_cast<unsigned>(character))) allowed.append(text, begin, at - begin);
     }
     return allowed;
 }
 
+int appendTo(void* document, const char* bytes, int size) {
+    static_cast<std::string*>(document)->append(bytes, static_cast<std::size_t>(size));
+    return size;
+}
+
+/// Only memory can run out here, so a failure of the library is told as that of any other allocation.
+void check(int result) {
+    if (result < 0) throw std::bad_alloc();
+}
+
 class Writer {
 public:
-    explicit Writer(XMLEncoding encoding) {
-        if (!buffer_ || !writer_) throw std::bad_alloc();
-        xmlTextWriterStartDocument(writer_.get(), "1.0", encoding == XMLEncoding::utf16 ? "UTF-16" : "UTF-8", nullptr);
+    explicit Writer(XMLEncoding encoding)
+        : writer_(xmlNewTextWriter(xmlOutputBufferCreateIO(appendTo, nullptr, &document_, nullptr)),
+                  xmlFreeTextWriter) {
+        if (!writer_) throw std::bad_alloc();
+        const char* const name = encoding == XMLEncoding::utf16 ? "UTF-16" : "UTF-8";
+        check(xmlTextWriterStartDocument(writer_.get(), "1.0", name, nullptr));
     }
 
     void write(const XMLElement& element) {
-        xmlTextWriterStartElement(writer_.get(), chars(element.name));
+        check(xmlTextWriterStartElement(writer_.get(), chars(element.name)));
         for (const auto& [name, value] : element.attributes) {
-            xmlTextWriterWriteAttribute(writer_.get(), chars(name), chars(allowedText(value)));
+            check(xmlTextWriterWriteAttribute(writer_.get(), chars(name), chars(allowedText(value))));
         }
-        if (isPlain(element.text)) {
-            if (!element.text.empty()) xmlTextWriterWriteString(writer_.get(), chars(element.text));
-        } else {
-            xmlTextWriterWriteString(writer_.get(), chars(allowedText(element.text)));
-        }
+        if (!element.text.empty()) writeText(element.text);
         for (const XMLElement& child : element.children) write(child);
-        xmlTextWriterEndElement(writer_.get());
+        check(xmlTextWriterEndElement(writer_.get()));
     }
 
     std::string finish() {
-        xmlTextWriterEndDocument(writer_.get());
-        writer_.reset();
-        return {reinterpret_cast<const char*>(xmlBufferContent(buffer_.get())),
-                static_cast<std::size_t>(xmlBufferLength(buffer_.get()))};
+        check(xmlTextWriterEndDocument(writer_.get()));
+        return std::move(document_);
     }
 
 private:
-    std::unique_ptr<xmlBuffer, decltype(&xmlBufferFree)> buffer_{xmlBufferCreate(), xmlBufferFree};
-    std::unique_ptr<xmlTextWriter, decltype(&xmlFreeTextWriter)> writer_{xmlNewTextWriterMemory(buffer_.get(), 0),
-                                                                         xmlFreeTextWriter};
+    void writeText(const std::string& text) {
+        check(xmlTextWriterWriteString(writer_.get(), chars(isPlain(text) ? text : allowedText(text))));
+    }
+
+    std::string document_;
+    const std::unique_ptr<xmlTextWriter, decltype(&xmlFreeTextWriter)> writer_;
 };
 
 }  // namespace
@@ -85,4 +84,8 @@ std::string LibXmlServices::document(const XMLElement& root, XMLEncoding encodin
     Writer writer(encoding);
     writer.write(root);
     return writer.finish();
+}
+
+std::unique_ptr<XMLParser> LibXmlServices::makeParser(XMLParserDelegate& delegate) const {
+    return std::make_unique<LibXmlParser>(delegate);
 }

@@ -1,5 +1,7 @@
 #include "platform/simulated/SimulatedServices.h"
 
+#include "platform/simulated/SimulatedXMLParser.h"
+
 #include <array>
 #include <charconv>
 #include <cstdio>
@@ -116,4 +118,8 @@ std::string SimulatedXML::document(const XMLElement& root, XMLEncoding encoding)
     result += ">" + escaped(root.text);
     for (const XMLElement& child : root.children) result += document(child, encoding);
     return result + "</" + root.name + ">";
+}
+
+std::unique_ptr<XMLParser> SimulatedXML::makeParser(XMLParserDelegate& delegate) const {
+    return std::make_unique<SimulatedXMLParser>(delegate);
 }

@@ -4,6 +4,7 @@
 #include "ports/Log.h"
 #include "ports/ProcessInfo.h"
 #include "ports/Text.h"
+#include "ports/UserDefaults.h"
 #include "ports/WindowServer.h"
 #include "ports/XML.h"
 
@@ -78,10 +79,20 @@ private:
     int made_ = 0;
 };
 
-/// Elements as plain text in UTF-8, whatever encoding is asked for; only markup is escaped.
+/// Elements as plain text in UTF-8, whatever encoding is asked for; only markup is escaped. Parses by
+/// `SimulatedXMLParser`.
 class SimulatedXML final : public XMLServices {
 public:
     [[nodiscard]] std::string document(const XMLElement& root, XMLEncoding encoding) const override;
+    [[nodiscard]] std::unique_ptr<XMLParser> makeParser(XMLParserDelegate& delegate) const override;
+};
+
+/// Booleans as a test sets them.
+class SimulatedUserDefaults final : public UserDefaults {
+public:
+    [[nodiscard]] bool boolForKey(const std::string& defaultName) override { return booleans.contains(defaultName); }
+
+    std::set<std::string> booleans;  ///< the keys that are true
 };
 
 /// Counts what keeps the process alive.

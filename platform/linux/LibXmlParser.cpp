@@ -1,0 +1,126 @@
+#include "platform/linux/LibXmlParser.h"
+
+#include <algorithm>
+#include <new>
+#include <string>
+
+namespace {
+
+constexpr std::size_t kDeepest = 2048;
+constexpr std::size_t kMostAttributes = 256;
+constexpr std::ptrdiff_t kLongestToken = 256 * 1024;
+/// libxml2 refuses to hold more than 10 MB that it has not read yet, so long pieces are handed over in parts.
+constexpr std::size_t kLongestPart = 32 * 1024;
+
+const char* chars(const xmlChar* text) {
+    return reinterpret_cast<const char*>(text);
+}
+
+bool hasManyAttributes(const xmlChar** attributes) {
+    if (attributes == nullptr) return false;
+    std::size_t entries = 0;  // names and values in turn
+    while (attributes[entries] != nullptr && entries <= 2 * kMostAttributes) entries += 2;
+    return entries > 2 * kMostAttributes;
+}
+
+std::string description(const xmlError& error) {
+    std::string text = "line " + std::to_string(error.line) + ": " + (error.message == nullptr ? "" : error.message);
+    while (text.ends_with('\n')) text.pop_back();
+    return text;
+}
+
+}  // namespace
+
+void LibXmlParser::Free::operator()(xmlParserCtxt* context) const {
+    xmlFreeDoc(context->myDoc);  // holds the entities of an internal subset
+    xmlFreeParserCtxt(context);
+}
+
+xmlSAXHandler LibXmlParser::handler() {
+    xmlSAXHandler handler{};
+    handler.initialized = 1;
+    handler.startElement = startElement;
+    handler.endElement = endElement;
+    handler.characters = characters;
+    handler.ignorableWhitespace = characters;
+    handler.cdataBlock = characters;
+    handler.reference = reference;
+    handler.getEntity = [](void*, const xmlChar* name) { return xmlGetPredefinedEntity(name); };
+    return handler;
+}
+
+LibXmlParser::LibXmlParser(XMLParserDelegate& delegate) : delegate_(delegate) {
+    xmlInitParser();
+    auto events = handler();
+    context_.reset(xmlCreatePushParserCtxt(&events, this, nullptr, 0, nullptr));
+    if (!context_) throw std::bad_alloc();
+    xmlCtxtUseOptions(context_.get(), XML_PARSE_SAX1 | XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING);
+}
+
+bool LibXmlParser::parse(std::string_view piece) {
+    while (!failed_ && !piece.empty()) {
+        const auto part = piece.substr(0, kLongestPart);
+        feed(part, false);
+        piece.remove_prefix(part.size());
+    }
+    return !failed_;
+}
+
+bool LibXmlParser::finish() {
+    if (!failed_) feed({}, true);
+    return !failed_;
+}
+
+void LibXmlParser::feed(std::string_view piece, bool last) {
+    xmlParseChunk(context_.get(), piece.data(), static_cast<int>(piece.size()), last ? 1 : 0);
+    if (failed_) return;
+    if (context_->wellFormed == 0) {
+        fail(context_->lastError.code, description(context_->lastError));
+    } else if (hasHugeToken()) {
+        refuse("a tag, a comment or a declaration is too long");
+    }
+}
+
+/// What remains unread is the beginning of something whose end has not come.
+bool LibXmlParser::hasHugeToken() const {
+    return context_->input != nullptr && context_->input->end - context_->input->cur > kLongestToken;
+}
+
+void LibXmlParser::refuse(const std::string& reason) {
+    fail(XML_ERR_USER_STOP, "line " + std::to_string(xmlSAX2GetLineNumber(context_.get())) + ": " + reason);
+    xmlStopParser(context_.get());
+}
+
+void LibXmlParser::fail(int code, const std::string& reason) {
+    failed_ = true;
+    delegate_.parserParseErrorOccurred(makeError(NSXMLParserErrorDomain, code, reason));
+}
+
+void LibXmlParser::startElement(void* parser, const xmlChar* name, const xmlChar** attributes) noexcept {
+    auto& it = self(parser);
+    if (it.failed_) return;
+    if (++it.depth_ > kDeepest) {
+        it.refuse("elements are nested too deep");
+    } else if (hasManyAttributes(attributes)) {
+        it.refuse("an element has too many attributes");
+    } else {
+        it.delegate_.parserDidStartElement(chars(name));
+    }
+}
+
+void LibXmlParser::endElement(void* parser, const xmlChar* name) noexcept {
+    auto& it = self(parser);
+    --it.depth_;
+    if (!it.failed_) it.delegate_.parserDidEndElement(chars(name));
+}
+
+void LibXmlParser::characters(void* parser, const xmlChar* text, int length) noexcept {
+    auto& it = self(parser);
+    if (!it.failed_) it.delegate_.parserFoundCharacters({chars(text), static_cast<std::size_t>(length)});
+}
+
+/// Where a document type stands in another file, libxml2 takes unknown entities for declared there.
+void LibXmlParser::reference(void* parser, const xmlChar* /*name*/) noexcept {
+    auto& it = self(parser);
+    if (!it.failed_) it.refuse("an entity is not known");
+}

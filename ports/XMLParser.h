@@ -1,0 +1,37 @@
+#pragma once
+
+#include "ports/Error.h"
+
+#include <string_view>
+
+/// Domain of what a parser reports; the code is the parsing library's.
+inline constexpr const char* NSXMLParserErrorDomain = "NSXMLParserErrorDomain";
+
+/// Hears what a parser finds, in the order of the document and on the thread that feeds the parser. Texts are UTF-8 and
+/// last for the call. Attributes, comments and processing instructions are not told.
+class XMLParserDelegate {
+public:
+    virtual ~XMLParserDelegate() = default;
+    /// Names are those of the document, prefix included.
+    virtual void parserDidStartElement(std::string_view elementName) = 0;
+    virtual void parserDidEndElement(std::string_view elementName) = 0;
+    /// Character data with its references resolved; one text may come in several pieces.
+    virtual void parserFoundCharacters(std::string_view string) = 0;
+    /// The document is no XML, or more than the parser takes. Told once; nothing follows.
+    virtual void parserParseErrorOccurred(const ErrorPtr& parseError) = 0;
+};
+
+/// Reads one document in pieces of any size, in the encoding that it declares or begins with. No thread but one at a
+/// time.
+///
+/// Documents are not trusted: nothing is fetched, no entity but the five of XML is known, and memory and time stay in
+/// proportion to what was fed. A document that goes too far ends in a parse error: elements nested more than 2,048 deep
+/// or with more than 256 attributes, and a single tag, comment or declaration of more than 256 KiB.
+class XMLParser {
+public:
+    virtual ~XMLParser() = default;
+    /// Reads on. False once a parse error has occurred; what is fed then is ignored.
+    virtual bool parse(std::string_view piece) = 0;
+    /// Says that the document ends here; to be called once. Whether all of it was well-formed.
+    virtual bool finish() = 0;
+};
