@@ -8,7 +8,8 @@
 
 namespace {
 
-constexpr std::array kCalls{"presentingState", "windows", "save", "stop", "export", "all"};
+constexpr std::array kCalls{"presentingState", "windows", "version", "activate", "open",   "close",
+                            "slideNumbers",    "text",    "save",    "stop",     "export", "all"};
 constexpr std::int64_t kMostPieces = 1000;
 
 using Faults = PresentationProgramFaults;
@@ -62,11 +63,16 @@ std::optional<std::int64_t> imagesFrom(std::string_view text) {
 
 constexpr std::array kFaults{
     flag<&Faults::lacksPlaying>("lacks-playing"),
-    valued<&Faults::refusedCalls, callsFrom>("refuses", "calls out of presentingState,windows,save,stop,export or all"),
+    valued<&Faults::refusedCalls, callsFrom>(
+        "refuses",
+        "calls out of presentingState,windows,version,activate,open,close,slideNumbers,"
+        "text,save,stop,export or all"),
     flag<&Faults::exportsJpeg>("exports-jpeg"),
     flag<&Faults::exportsNothing>("exports-nothing"),
     flag<&Faults::diskFull>("disk-full"),
     valued<&Faults::leftOutImages, slideNumbersFrom>("leaves-out", "slide numbers like 3,5"),
+    valued<&Faults::openTime, secondsFrom>("opens-slowly", "seconds per file like 2"),
+    flag<&Faults::neverCloses>("never-closes"),
     valued<&Faults::imageTime, secondsFrom>("exports-slowly", "seconds per image like 0.5"),
     valued<&Faults::saveTime, secondsFrom>("saves-slowly", "seconds per save like 2"),
     valued<&Faults::imagePieces, piecesFrom>("writes-in-pieces", "pieces per image from 1 to 1000"),

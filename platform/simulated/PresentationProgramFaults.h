@@ -24,11 +24,14 @@ struct PresentationProgramFaults {
     Duration saveTime = kUsualSaveTime;    ///< `saves-slowly SECONDS`: time that a save takes
     std::int64_t imagePieces = 1;          ///< `writes-in-pieces N`: images grow under their final name, in N pieces
 
+    Duration openTime{};                       ///< `opens-slowly SECONDS`: time that opening a file takes
+    bool neverCloses = false;                  ///< `never-closes`: takes orders to close and does nothing
     std::optional<Duration> answersLate;       ///< `answers-late SECONDS`: every answer comes that much later
     bool neverAnswers = false;                 ///< `never-answers`: calls are taken and never answered
     std::optional<std::int64_t> diesInExport;  ///< `dies-in-export N`: the process ends after N images of an export
 
-    /// Whether a call is refused. The calls: presentingState, windows, save, stop, export.
+    /// Whether a call is refused. The calls: presentingState, windows, version, activate, open, close,
+    /// slideNumbers, text, save, stop, export.
     [[nodiscard]] bool refuses(const std::string& call) const;
     /// Switches the named fault on, from the words of a script; the value is empty for faults that take none. Answers
     /// nothing on success, else a sentence that says what is wrong and what is allowed; nothing has changed then.

@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 #include <utility>
 
 namespace {
@@ -220,6 +221,14 @@ std::string PresentationProgramModel::open(const std::filesystem::path& path, Er
     documents_.push_back(*std::move(document));
     changed();
     return documents_.back().id;
+}
+
+std::vector<std::int64_t> PresentationProgramModel::slideNumbers(const std::string& id, ErrorPtr& error) const {
+    error = refusal("slideNumbers", id);
+    if (error) return {};
+    std::vector<std::int64_t> numbers(static_cast<std::size_t>(documentWithID(id)->slideCount));
+    std::iota(numbers.begin(), numbers.end(), 1);
+    return numbers;
 }
 
 ScriptingDocumentText PresentationProgramModel::text(const std::string& id, ErrorPtr& error) const {

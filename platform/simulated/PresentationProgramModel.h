@@ -86,6 +86,8 @@ public:
     /// answered as it is. A path where no file stands gets a new document with one empty slide. Empty with `error` set
     /// when refused or when the file is no presentation.
     [[nodiscard]] std::string open(const std::filesystem::path& path, ErrorPtr& error);
+    /// The numbers of all slides in order; empty with `error` set when refused.
+    [[nodiscard]] std::vector<std::int64_t> slideNumbers(const std::string& id, ErrorPtr& error) const;
     /// The document's name and the text of its slides; empty with `error` set when refused.
     [[nodiscard]] ScriptingDocumentText text(const std::string& id, ErrorPtr& error) const;
     /// Closes the document, unless its show plays. Nothing here is ever unsaved, so the save option changes nothing.

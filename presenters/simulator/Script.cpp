@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <limits>
+#include <sstream>
 
 namespace script {
 namespace {
@@ -53,6 +54,8 @@ public:
 
     std::string error;
 
+    /// How many words there are.
+    [[nodiscard]] std::size_t count() const { return words_.size() - 1; }
     [[nodiscard]] bool atEnd() const { return next_ >= words_.size(); }
 
     /// The next word, whatever it is; empty at the end.
@@ -100,7 +103,7 @@ private:
     std::size_t next_ = 1;
 };
 
-Command parseOpen(Arguments& arguments) {
+ProgramDocument parseDocument(Arguments& arguments) {
     ProgramDocument document;
     document.name = arguments.text("the name");
     while (!arguments.atEnd() && arguments.error.empty()) {
@@ -115,7 +118,59 @@ Command parseOpen(Arguments& arguments) {
             break;
         }
     }
-    return Open{std::move(document)};
+    return document;
+}
+
+Command parseOpen(Arguments& arguments) {
+    Open open{parseDocument(arguments)};
+    open.isNameOnly = arguments.count() == 1;
+    return open;
+}
+
+Command parseDeck(Arguments& arguments) {
+    Deck deck{parseDocument(arguments)};
+    if (!deck.document.file) arguments.fail("the file is missing");
+    return deck;
+}
+
+/// The two characters \n stand for a line feed.
+std::string withLineFeeds(std::string_view text) {
+    std::string result;
+    for (auto at = text.find("\\n"); at != std::string_view::npos; at = text.find("\\n")) {
+        result.append(text.substr(0, at)).push_back('\n');
+        text.remove_prefix(at + 2);
+    }
+    return result.append(text);
+}
+
+std::vector<std::string> cellsOf(const std::string& row) {
+    std::vector<std::string> cells;
+    std::istringstream words(row + '|');
+    for (std::string cell; std::getline(words, cell, '|');) cells.push_back(withLineFeeds(cell));
+    return cells;
+}
+
+Command parseText(Arguments& arguments) {
+    AddText add{arguments.text("the deck"), {}};
+    ScriptingSlide& slide = add.slide;
+    slide.slideNumber = arguments.number("the slide", 1, kMostSlides);
+    const std::string kind = arguments.text("the kind");
+    const std::string text = withLineFeeds(arguments.text("the text"));
+    if (kind == "title") {
+        slide.defaultTitleItemText = text;
+    } else if (kind == "body") {
+        slide.defaultBodyItemText = text;
+    } else if (kind == "notes") {
+        slide.presenterNotes = text;
+    } else if (kind == "item") {
+        slide.textItems = {text};
+    } else if (kind == "table") {
+        slide.tables = {{text, {}}};
+        while (!arguments.atEnd()) slide.tables.front().rows.push_back(cellsOf(arguments.word()));
+    } else {
+        arguments.fail(fmt::format("\"{}\" is no title, body, notes, item or table", kind));
+    }
+    return add;
 }
 
 Command parseStart(Arguments& arguments) {
@@ -167,6 +222,9 @@ constexpr std::array kCommands{
     Syntax{"wait", "wait SECONDS", [](Arguments& a) -> Command { return Wait{a.seconds("the time")}; }},
     Syntax{"launch", "launch", [](Arguments&) -> Command { return Launch{}; }},
     Syntax{"open", "open NAME [slides N] [hidden N,N] [file PATH]", parseOpen},
+    Syntax{"deck", "deck NAME file PATH [slides N] [hidden N,N]", parseDeck},
+    Syntax{"text", "text DECK SLIDE title|body|notes|item TEXT, or text DECK SLIDE table NAME [CELL|CELL ...]",
+           parseText},
     Syntax{"activate", "activate NAME", [](Arguments& a) -> Command { return Activate{a.text("the name")}; }},
     Syntax{"close", "close NAME", [](Arguments& a) -> Command { return Close{a.text("the name")}; }},
     Syntax{"start", "start [NAME] [at N]", parseStart},

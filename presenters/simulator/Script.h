@@ -18,6 +18,16 @@ struct Wait {
 struct Launch {};
 struct Open {
     ProgramDocument document;
+    bool isNameOnly = false;  ///< nothing but the name is given: a deck of the script is opened, if there is one
+};
+/// A deck that lies in a file and is not open.
+struct Deck {
+    ProgramDocument document;
+};
+/// Text on a slide of a deck that is not open: what is empty here stays, items and tables are added.
+struct AddText {
+    std::string deck;
+    ScriptingSlide slide;
 };
 struct Activate {
     std::string name;
@@ -54,8 +64,8 @@ struct Print {
     std::string text;
 };
 
-using Command = std::variant<Wait, Launch, Open, Activate, Close, Start, Slide, Next, Stop, Quit, Die, Pid,
-                             SwitchFaultOn, SwitchFaultOff, WaitFor, Print>;
+using Command = std::variant<Wait, Launch, Deck, AddText, Open, Activate, Close, Start, Slide, Next, Stop, Quit, Die,
+                             Pid, SwitchFaultOn, SwitchFaultOff, WaitFor, Print>;
 
 /// What a line of a script holds: a command, nothing (a blank line or a comment), or a sentence that says what is wrong
 /// with it and what is allowed.

@@ -2,25 +2,26 @@
 
 #include "bus/Convert.h"
 #include "bus/Names.h"
+#include "presenters/simulator/ChannelValues.h"
 
 #include <bus/PresentationProgramAdaptor.h>
 #include <fmt/format.h>
 #include <unistd.h>
-#include <map>
 #include <utility>
 #include <vector>
 
 namespace {
 
 constexpr const char* kBundleIdentifier = "com.apple.iWork.Keynote";
+constexpr const char* kLeaving =
+    "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',member='NameOwnerChanged',arg2=''";
 constexpr const char* kInterface = com::veldrin::PresentationProgram_adaptor::INTERFACE_NAME;
 
-using State = std::map<std::string, sdbus::Variant>;
-using WindowStruct = sdbus::Struct<std::string, bus::RectStruct, std::int64_t, std::int64_t>;
+using namespace channel;
 
-template <typename T>
-std::shared_ptr<sdbus::Result<T>> shared(sdbus::Result<T>&& result) {
-    return std::make_shared<sdbus::Result<T>>(std::move(result));
+template <typename... Ts>
+std::shared_ptr<sdbus::Result<Ts...>> shared(sdbus::Result<Ts...>&& result) {
+    return std::make_shared<sdbus::Result<Ts...>>(std::move(result));
 }
 
 sdbus::Error busError(const std::string& sentence) {
@@ -34,37 +35,6 @@ void finish(const sdbus::Result<Ts...>& result, const ErrorPtr& error, const Ts&
     } else {
         result.returnResults(values...);
     }
-}
-
-State stateFrom(const PresentingState& state) {
-    State values;
-    if (state.playing) values["playing"] = sdbus::Variant(*state.playing);
-    if (const auto& document = state.firstDocument) {
-        values["documentID"] = sdbus::Variant(document->id);
-        values["slideNumber"] = sdbus::Variant(document->currentSlideNumber);
-        if (document->file) values["documentFile"] = sdbus::Variant(bus::urlFromPath(*document->file));
-    }
-    return values;
-}
-
-std::vector<WindowStruct> structsFrom(const std::vector<ScriptingWindow>& windows) {
-    std::vector<WindowStruct> structs;
-    structs.reserve(windows.size());
-    for (const auto& [name, bounds, index, id] : windows) {
-        structs.emplace_back(name, bus::RectStruct(bounds.x, bounds.y, bounds.width, bounds.height), index, id);
-    }
-    return structs;
-}
-
-/// Properties of types that no export knows are left out.
-ExportProperties propertiesFrom(const State& values) {
-    ExportProperties properties;
-    for (const auto& [key, value] : values) {
-        if (value.containsValueOfType<bool>()) properties[key] = value.get<bool>();
-        if (value.containsValueOfType<double>()) properties[key] = value.get<double>();
-        if (value.containsValueOfType<std::string>()) properties[key] = value.get<std::string>();
-    }
-    return properties;
 }
 
 /// Hands the path of the URL to the call, or answers that there is none.
@@ -87,8 +57,14 @@ ScriptingChannel::ScriptingChannel(sdbus::IConnection& connection, PresentationP
       processIdentifier_(static_cast<std::uint32_t>(::getpid())),
       object_(sdbus::createObject(connection, bus::kProgramPath)) {
     exportCalls();
+    exportDocumentCalls();
     exportProperties();
     object_->finishRegistration();
+    leaving_ = connection.addMatch(kLeaving, [this](sdbus::Message& message) {
+        std::string name;
+        message >> name;
+        callerLeft(name);
+    });
 }
 
 void ScriptingChannel::setRunning(bool running) {
@@ -133,7 +109,7 @@ void ScriptingChannel::exportCalls() {
         .onInterface(kInterface)
         .withInputParamNames("documentID", "targetURL")
         .implementedAs([this](Answer&& result, const std::string& id, const std::string& url) {
-            whenAnswering([this, id, url, answer = std::make_shared<Answer>(std::move(result))] {
+            whenAnswering([this, id, url, answer = shared(std::move(result))] {
                 finish(*answer, withTarget(url, [&](const auto& target) { return model_.save(id, target); }));
             });
         });
@@ -141,20 +117,91 @@ void ScriptingChannel::exportCalls() {
         .onInterface(kInterface)
         .withInputParamNames("documentID")
         .implementedAs([this](Answer&& result, const std::string& id) {
-            whenAnswering(
-                [this, id, answer = std::make_shared<Answer>(std::move(result))] { finish(*answer, model_.stop(id)); });
+            whenAnswering([this, id, answer = shared(std::move(result))] { finish(*answer, model_.stop(id)); });
         });
     object_->registerMethod("export")
         .onInterface(kInterface)
         .withInputParamNames("documentID", "targetURL", "format", "properties")
         .implementedAs([this](Answer&& result, const std::string& id, const std::string& url, const std::string& format,
                               const State& properties) {
-            whenAnswering([this, id, url, format, properties, answer = std::make_shared<Answer>(std::move(result))] {
+            whenAnswering([this, id, url, format, properties, answer = shared(std::move(result))] {
                 finish(*answer, withTarget(url, [&](const auto& target) {
                     return model_.exportTo(id, target, format, propertiesFrom(properties));
                 }));
             });
         });
+}
+
+/// The calls that open, read and close documents.
+void ScriptingChannel::exportDocumentCalls() {
+    object_->registerMethod("activate").onInterface(kInterface).implementedAs([this](sdbus::Result<>&& result) {
+        whenAnswering([this, answer = shared(std::move(result))] { finish(*answer, model_.activate()); });
+    });
+    object_->registerMethod("open")
+        .onInterface(kInterface)
+        .withInputParamNames("pathURL")
+        .withOutputParamNames("documentID")
+        .implementedAs([this](sdbus::Result<std::string>&& result, const std::string& url) {
+            const std::string caller = object_->getCurrentlyProcessedMessage()->getSender();
+            openers_.began(caller);
+            whenAnswering([this, caller, url, answer = shared(std::move(result))] {
+                after(model_.faults().openTime, [this, caller, url, answer] {
+                    std::string id;
+                    const auto error = withTarget(url, [&](const auto& path) { return openFor(caller, path, id); });
+                    finish(*answer, error, id);
+                });
+            });
+        });
+    object_->registerMethod("close")
+        .onInterface(kInterface)
+        .withInputParamNames("documentID", "saving")
+        .implementedAs([this](sdbus::Result<>&& result, const std::string& id, const std::string& saving) {
+            whenAnswering([this, id, saving, answer = shared(std::move(result))] {
+                if (model_.faults().neverCloses) return;
+                finish(*answer, openers_.closed(id) ? model_.close(id, saving) : nullptr);
+            });
+        });
+    object_->registerMethod("slideNumbers")
+        .onInterface(kInterface)
+        .withInputParamNames("documentID")
+        .withOutputParamNames("numbers")
+        .implementedAs([this](sdbus::Result<std::vector<std::int64_t>>&& result, const std::string& id) {
+            whenAnswering([this, id, answer = shared(std::move(result))] {
+                ErrorPtr error;
+                const auto numbers = model_.slideNumbers(id, error);
+                finish(*answer, error, numbers);
+            });
+        });
+    object_->registerMethod("documentText")
+        .onInterface(kInterface)
+        .withInputParamNames("documentID")
+        .withOutputParamNames("name", "slides")
+        .implementedAs([this](sdbus::Result<std::string, std::vector<SlideStruct>>&& result, const std::string& id) {
+            whenAnswering([this, id, answer = shared(std::move(result))] {
+                ErrorPtr error;
+                const auto text = model_.text(id, error);
+                finish(*answer, error, text.name, structsFrom(text.slides));
+            });
+        });
+}
+
+ErrorPtr ScriptingChannel::openFor(const std::string& caller, const std::filesystem::path& path, std::string& id) {
+    const auto count = model_.documents().size();
+    ErrorPtr error;
+    id = model_.open(path, error);
+    if (error) return error;
+    if (model_.documents().size() > count) withoutWindow_.insert(id);
+    if (!openers_.opened(caller, id)) closeWithoutWindow(id);
+    return nullptr;
+}
+
+void ScriptingChannel::callerLeft(const std::string& caller) {
+    for (const auto& id : openers_.left(caller)) closeWithoutWindow(id);
+}
+
+void ScriptingChannel::closeWithoutWindow(const std::string& id) {
+    if (!model_.faults().neverCloses && withoutWindow_.erase(id) > 0)
+        static_cast<void>(model_.close(id, kSaveOptionAsk));
 }
 
 void ScriptingChannel::exportProperties() {
@@ -169,16 +216,26 @@ void ScriptingChannel::exportProperties() {
         .onInterface(kInterface)
         .withGetter([this] { return bundleURL_; })
         .withUpdateBehavior(sdbus::Flags::CONST_PROPERTY_VALUE);
+    object_->registerProperty("Version")
+        .onInterface(kInterface)
+        .withGetter([this] {
+            ErrorPtr error;
+            auto version = model_.version(error);
+            if (error) throw busError(error->localizedDescription());
+            return version;
+        })
+        .withUpdateBehavior(sdbus::Flags::CONST_PROPERTY_VALUE);
 }
 
 void ScriptingChannel::whenAnswering(Task answer) {
     const PresentationProgramFaults& faults = model_.faults();
     if (faults.neverAnswers) return;
-    if (!faults.answersLate) {
-        answer();
-        return;
-    }
-    queue_.after(*faults.answersLate, [answer = std::move(answer), alive = std::weak_ptr(alive_)] {
-        if (!alive.expired()) answer();
+    after(faults.answersLate.value_or(Duration::zero()), std::move(answer));
+}
+
+void ScriptingChannel::after(Duration delay, Task task) {
+    if (delay == Duration::zero()) return task();
+    queue_.after(delay, [task = std::move(task), alive = std::weak_ptr(alive_)] {
+        if (!alive.expired()) task();
     });
 }

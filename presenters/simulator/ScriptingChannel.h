@@ -1,5 +1,6 @@
 #pragma once
 
+#include "bus/Openers.h"
 #include "platform/simulated/PresentationProgramModel.h"
 
 #include <sdbus-c++/IConnection.h>
@@ -9,6 +10,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
 
 /// Puts a simulated program on the bus: answers the scripting channel from the model, with the faults that concern
@@ -26,9 +28,16 @@ public:
 
 private:
     void exportCalls();
+    void exportDocumentCalls();
     void exportProperties();
     /// Carries a call out as the faults want it: now, later or never. Late calls see the model as it is then.
     void whenAnswering(Task answer);
+    /// Runs the task at once, or later on the queue.
+    void after(Duration delay, Task task);
+    [[nodiscard]] ErrorPtr openFor(const std::string& caller, const std::filesystem::path& path, std::string& id);
+    void callerLeft(const std::string& caller);
+    /// Closes the document if callers alone have opened it.
+    void closeWithoutWindow(const std::string& id);
 
     sdbus::IConnection& connection_;
     PresentationProgramModel& model_;
@@ -37,6 +46,9 @@ private:
     const std::string bundleURL_;
     std::uint32_t processIdentifier_;
     bool isRunning_ = false;
+    Openers openers_;
+    std::set<std::string> withoutWindow_;  ///< documents that callers have opened, not the script
     std::unique_ptr<sdbus::IObject> object_;
+    sdbus::Slot leaving_;
     std::shared_ptr<const bool> alive_ = std::make_shared<const bool>(true);
 };

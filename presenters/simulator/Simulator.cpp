@@ -23,6 +23,7 @@ Simulator::Simulator(DispatchQueue& queue, PresentationProgramModel& model, Proc
     model_.setObserver({.changed = std::move(changed),
                         .imageWritten = [this](const ProgramJob& job) { imageWritten(job); },
                         .jobEnded = [this](const ProgramJob& job) { jobEnded(job); }});
+    model_.setReader([this](const auto& path, ErrorPtr& error) { return decks_.read(path, error); });
 }
 
 void Simulator::add(Entry entry) {
@@ -90,8 +91,17 @@ Simulator::Outcome Simulator::play(const script::Launch& /*command*/) {
     return {model_.launch()};
 }
 
+Simulator::Outcome Simulator::play(const script::Deck& command) {
+    return {decks_.add(command.document)};
+}
+
+Simulator::Outcome Simulator::play(const script::AddText& command) {
+    return {decks_.addText(command.deck, command.slide)};
+}
+
 Simulator::Outcome Simulator::play(const script::Open& command) {
-    return {model_.openDocument(command.document)};
+    const ProgramDocument* const deck = command.isNameOnly ? decks_.named(command.document.name) : nullptr;
+    return {model_.openDocument(deck ? *deck : command.document)};
 }
 
 Simulator::Outcome Simulator::play(const script::Activate& command) {

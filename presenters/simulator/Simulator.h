@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/simulated/PresentationProgramModel.h"
+#include "presenters/simulator/Decks.h"
 #include "presenters/simulator/Script.h"
 
 #include <cstdint>
@@ -29,7 +30,8 @@ public:
         std::function<void(const std::string& sentence)> finished;
     };
 
-    /// The queue and the model must outlive the simulator, which becomes the model's observer; `changed` is called on.
+    /// The queue and the model must outlive the simulator, which becomes the model's observer and
+    /// reader; `changed` is called on.
     Simulator(DispatchQueue& queue, PresentationProgramModel& model, Process process, std::function<void()> changed);
 
     void add(Entry entry);
@@ -53,6 +55,8 @@ private:
 
     Outcome play(const script::Wait& command);
     Outcome play(const script::Launch& command);
+    Outcome play(const script::Deck& command);
+    Outcome play(const script::AddText& command);
     Outcome play(const script::Open& command);
     Outcome play(const script::Activate& command);
     Outcome play(const script::Close& command);
@@ -71,6 +75,7 @@ private:
     DispatchQueue& queue_;
     PresentationProgramModel& model_;
     const Process process_;
+    Decks decks_;
     std::deque<Entry> entries_;  ///< the first one is under way
     bool ended_ = false;
     std::map<ProgramJob::Kind, int> jobsEnded_;  ///< since the show started

@@ -36,6 +36,10 @@ TEST(Script, BadLinesAreNamedWithWhatIsAllowed) {
         {"open Deck pages 3", "\"pages\" is not expected here. Usage: open NAME [slides N]"},
         {"open \"Deck", "quotation mark is not closed"},
         {"open De\xfck", "not in UTF-8"},
+        {"deck Optics slides 3", "deck: the file is missing. Usage: deck NAME file PATH"},
+        {"text Optics 0 title A", "the slide must be a number from 1 to 10000"},
+        {"text Optics 1 footer A", "\"footer\" is no title, body, notes, item or table"},
+        {"text Optics 1 title A B", "\"B\" is not expected here"},
         {"start Deck 3", "\"3\" is not expected here. Usage: start [NAME] [at N]"},
         {"start at", "the slide is missing"},
         {"slide three", "the slide must be a number from 0 to 10000, not \"three\""},
@@ -43,7 +47,7 @@ TEST(Script, BadLinesAreNamedWithWhatIsAllowed) {
         {"fault", "the fault is missing"},
         {"fault exports-png", "There is no fault \"exports-png\"; the faults are: lacks-playing, refuses,"},
         {"fault lacks-playing yes", "The fault \"lacks-playing\" takes no value."},
-        {"fault refuses print", "cannot take \"print\"; give it calls out of presentingState,windows,save,stop,export"},
+        {"fault refuses print", "cannot take \"print\"; give it calls out of presentingState,windows,version,"},
         {"fault answers-late", "cannot take \"\"; give it seconds like 0.7."},
         {"fault dies-in-export 0", "cannot take \"0\"; give it"},
         {"fault leaves-out 3 5", "\"5\" is not expected here"},
@@ -89,11 +93,12 @@ TEST(Faults, EachGoesOnAndOffAndAWrongValueChangesNothing) {
         {"lacks-playing", ""},     {"refuses", "save"},     {"exports-jpeg", ""},    {"exports-nothing", ""},
         {"disk-full", ""},         {"leaves-out", "3"},     {"exports-slowly", "2"}, {"saves-slowly", "3"},
         {"writes-in-pieces", "4"}, {"answers-late", "0.7"}, {"never-answers", ""},   {"dies-in-export", "2"},
+        {"opens-slowly", "1"},     {"never-closes", ""},
     };
     const auto summary = [](const PresentationProgramFaults& f) {
         return std::make_tuple(f.lacksPlaying, f.refusedCalls, f.exportsJpeg, f.exportsNothing, f.diskFull,
                                f.leftOutImages, f.imageTime, f.saveTime, f.imagePieces, f.answersLate, f.neverAnswers,
-                               f.diesInExport);
+                               f.diesInExport, f.openTime, f.neverCloses);
     };
     const auto healthy = summary({});
     std::set<decltype(summary({}))> seen{healthy};

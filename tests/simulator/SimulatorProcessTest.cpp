@@ -174,6 +174,43 @@ TEST_F(SimulatorProcessTest, WritesTheArchiveAndImagesThatDecode) {
     EXPECT_EQ(std::distance(fs::directory_iterator(directory.path / "new/slide"), {}), 3);
 }
 
+TEST_F(SimulatorProcessTest, OpensReadsAndClosesDecksForItsCallers) {
+    ChildProcess simulator(kSimulator);
+    Client client(*connection, simulator.pid());
+    simulator.play("launch");
+    simulator.play(fmt::format("deck Optics file {} slides 3 hidden 2", (directory.path / "optics.key").string()));
+    simulator.play("text Optics 3 title Light");
+    simulator.play("text Optics 3 item \"a\\nb\"");
+    simulator.play("text Optics 3 table Points \"Name|Points\" \"Ada L|5\"");
+    const auto id = client.open(url("optics.key"));
+    EXPECT_EQ(client.slideNumbers(id), (std::vector<std::int64_t>{1, 2, 3}));
+    const auto [name, slides] = client.documentText(id);
+    EXPECT_EQ(name, "Optics");
+    EXPECT_TRUE(slides.at(1).get<1>());
+    EXPECT_EQ(slides.at(2).get<2>(), "Light");
+    EXPECT_EQ(slides.at(2).get<5>(), std::vector<std::string>{"a\nb"});
+    EXPECT_EQ(slides.at(2).get<6>().at(0).get<1>(),
+              (std::vector<std::vector<std::string>>{{"Name", "Points"}, {"Ada L", "5"}}));
+
+    std::ofstream(directory.path / "old.pptx") << "deck";
+    std::ofstream(directory.path / "notes.txt") << "text";
+    for (const char* const good : {"old.pptx", "new.key"})
+        EXPECT_EQ(client.slideNumbers(client.open(url(good))).size(), 1U);
+    for (const char* const bad : {"notes.txt", "."}) {
+        EXPECT_EQ(nameOfError([&] { client.open(url(bad)); }), bus::kProgramFailed) << bad;
+    }
+
+    auto second = bus::openSessionBus();
+    auto other = std::make_unique<Client>(*second, simulator.pid());
+    EXPECT_EQ(other->open(url("optics.key")), id);
+    client.close(id, "no  ");
+    EXPECT_EQ(other->slideNumbers(id).size(), 3U) << "the other has it open";
+    other.reset();
+    second.reset();
+    EXPECT_TRUE(turnUntil(*connection, [&] { return nameOfError([&] { client.slideNumbers(id); }) != "none"; }))
+        << "closed for a caller that has left";
+}
+
 TEST_F(SimulatorProcessTest, BadScriptsEndItBeforeAnythingHappens) {
     const auto script = directory.path / "bad.simulation";
     std::ofstream(script) << "launch\n\n# fine\nopen\nlunch\n";

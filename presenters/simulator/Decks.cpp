@@ -1,0 +1,73 @@
+#include "presenters/simulator/Decks.h"
+
+#include <fmt/format.h>
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+ErrorPtr failed(const std::string& sentence) {
+    return makeError(NSOSStatusErrorDomain, kAppleEventFailed, sentence);
+}
+
+bool isPresentation(const fs::path& path) {
+    static constexpr std::array<std::string_view, 8> kExtensions{".key", ".odp",  ".fodp", ".otp",
+                                                                 ".ppt", ".pptx", ".pps",  ".ppsx"};
+    return std::find(kExtensions.begin(), kExtensions.end(), path.extension()) != kExtensions.end();
+}
+
+void replaceUnlessEmpty(std::string& text, const std::string& by) {
+    if (!by.empty()) text = by;
+}
+
+template <typename T>
+void append(std::vector<T>& to, const std::vector<T>& more) {
+    to.insert(to.end(), more.begin(), more.end());
+}
+
+}  // namespace
+
+ErrorPtr Decks::add(ProgramDocument deck) {
+    const bool taken = std::any_of(decks_.begin(), decks_.end(), [&](const ProgramDocument& other) {
+        return other.name == deck.name || other.file == deck.file;
+    });
+    if (taken) return failed(fmt::format("A deck \"{}\", or one in its file, is there already.", deck.name));
+    decks_.push_back(std::move(deck));
+    return nullptr;
+}
+
+ErrorPtr Decks::addText(const std::string& name, const ScriptingSlide& text) {
+    const auto deck = std::find_if(decks_.begin(), decks_.end(), [&](const auto& each) { return each.name == name; });
+    if (deck == decks_.end()) return failed(fmt::format("There is no deck \"{}\"; \"deck\" makes one.", name));
+    if (text.slideNumber > deck->slideCount) {
+        return failed(fmt::format("\"{}\" has slides 1 to {}.", name, deck->slideCount));
+    }
+    deck->texts.resize(static_cast<std::size_t>(deck->slideCount));
+    ScriptingSlide& slide = deck->texts[static_cast<std::size_t>(text.slideNumber - 1)];
+    replaceUnlessEmpty(slide.defaultTitleItemText, text.defaultTitleItemText);
+    replaceUnlessEmpty(slide.defaultBodyItemText, text.defaultBodyItemText);
+    replaceUnlessEmpty(slide.presenterNotes, text.presenterNotes);
+    append(slide.textItems, text.textItems);
+    append(slide.tables, text.tables);
+    return nullptr;
+}
+
+const ProgramDocument* Decks::named(const std::string& name) const {
+    const auto deck = std::find_if(decks_.begin(), decks_.end(), [&](const auto& each) { return each.name == name; });
+    return deck == decks_.end() ? nullptr : &*deck;
+}
+
+std::optional<ProgramDocument> Decks::read(const fs::path& path, ErrorPtr& error) const {
+    const auto deck = std::find_if(decks_.begin(), decks_.end(), [&](const auto& each) { return each.file == path; });
+    if (deck != decks_.end()) return *deck;
+    ProgramDocument document;
+    document.name = path.filename();
+    std::error_code failure;
+    const auto kind = fs::status(path, failure).type();
+    if (kind == fs::file_type::not_found || (kind == fs::file_type::regular && isPresentation(path))) return document;
+    error = failed(fmt::format("The file {} cannot be opened: it is no presentation.", path.string()));
+    return std::nullopt;
+}
