@@ -1,0 +1,209 @@
+#include "MacShared/SOAP/SoapEnvelope.h"
+
+#include "MacShared/Description.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace {
+
+constexpr std::string_view kOpening =
+    R"(<?xml version="1.0" encoding="utf-8"?>)"
+    R"(<soap:Envelope xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance")"
+    R"( xmlns:xsd="http://www.w3.org/2001/XMLSchema" xmlns:soap="http://schemas.xmlsoap.org/soap/envelope/" xmlns=")";
+constexpr std::string_view kClosing = "</soap:Body></soap:Envelope>";
+constexpr std::string_view kNull = "(null)";
+
+/// Texts are searched and copied in blocks of this size: what was searched is still in the cache when it is copied.
+constexpr std::size_t kBlock = 4096;
+
+// Bitwise, so that the compiler turns a loop over it into vector instructions.
+constexpr unsigned isSpecial(char c) {
+    return static_cast<unsigned>((c | 2) == '>') | static_cast<unsigned>((c | 1) == '\'') |
+           static_cast<unsigned>(c == '"');
+}
+static_assert(isSpecial('<') && isSpecial('>') && isSpecial('&') && isSpecial('\'') && isSpecial('"'));
+
+bool hasSpecial(std::string_view text) {
+    unsigned found = 0;
+    for (const char c : text) found |= isSpecial(c);
+    return found != 0;
+}
+
+std::string_view entityFor(char c) {
+    switch (c) {
+        case '&':
+            return "&amp;";
+        case '<':
+            return "&lt;";
+        case '>':
+            return "&gt;";
+        case '\'':
+            return "&apos;";
+        default:
+            return "&quot;";
+    }
+}
+
+void appendEscapedBlock(std::string& xml, std::string_view block) {
+    std::size_t copied = 0;
+    for (std::size_t i = 0; i < block.size(); ++i) {
+        if (isSpecial(block[i]) == 0) continue;
+        xml.append(block, copied, i - copied).append(entityFor(block[i]));
+        copied = i + 1;
+    }
+    xml.append(block, copied);
+}
+
+void appendEscaped(std::string& xml, std::string_view text) {
+    for (; !text.empty(); text.remove_prefix(std::min(kBlock, text.size()))) {
+        const auto block = text.substr(0, kBlock);
+        if (hasSpecial(block)) {
+            appendEscapedBlock(xml, block);
+        } else {
+            xml.append(block);
+        }
+    }
+}
+
+void appendNumber(std::string& xml, const SoapNumber& number) {
+    const auto text = number.stringValue();
+    if (number.typeCode() == 'd') {
+        xml.append(text);
+    } else if (number.typeCode() == 'i') {
+        xml.append("<int>").append(text).append("</int>");
+    } else {
+        xml.append("<double>").append(text).append("</double>");
+    }
+}
+
+void appendObject(std::string& xml, const SoapValue& object);
+
+template <class Content>
+void appendElement(std::string& xml, std::string_view name, const Content& appendContent) {
+    xml.append("<").append(name).append(">");
+    appendContent();
+    xml.append("</").append(name).append(">");
+}
+
+void appendDictionary(std::string& xml, const SoapDictionary& dictionary) {
+    for (const auto& entry : dictionary) {
+        appendElement(xml, entry.first, [&] { appendObject(xml, entry.second); });
+    }
+}
+
+void appendArray(std::string& xml, const SoapArray& array) {
+    for (const auto& member : array) appendObject(xml, member);
+}
+
+void appendObject(std::string& xml, const SoapValue& object) {
+    if (const auto* string = object.string()) {
+        appendEscaped(xml, *string);
+    } else if (const auto* dictionary = object.dictionary()) {
+        appendDictionary(xml, *dictionary);
+    } else if (const auto* number = object.number()) {
+        appendNumber(xml, *number);
+    } else if (const auto* array = object.array()) {
+        appendArray(xml, *array);
+    } else if (const auto* guid = object.guid()) {
+        xml.append(guid->soapParameterValue());
+    } else {
+        xml.append(kNull);
+    }
+}
+
+/// About how much a value takes: exact for strings without special characters, which are what can be large.
+std::size_t sizeOf(const SoapValue& object) {
+    constexpr std::size_t kSmall = 64;
+    std::size_t size = kSmall;
+    if (const auto* string = object.string()) return string->size();
+    if (const auto* array = object.array()) {
+        for (const auto& member : *array) size += sizeOf(member);
+    } else if (const auto* dictionary = object.dictionary()) {
+        for (const auto& [key, value] : *dictionary) size += 2 * key.size() + sizeOf(value);
+    }
+    return size;
+}
+
+template <class Value, class Append>
+std::string escaped(const Value* value, const Append& append) {
+    std::string xml;
+    if (value != nullptr) append(xml, *value);
+    return xml;
+}
+
+using Names = std::vector<std::string>;
+
+void appendParameters(std::string& xml, const Names& names, const SoapArray& parameters, std::int64_t bufferIndex) {
+    for (std::size_t i = 0; i < parameters.size(); ++i) {
+        const auto* const raw = static_cast<std::int64_t>(i) == bufferIndex ? parameters[i].string() : nullptr;
+        appendElement(xml, names.at(i), [&] {
+            if (raw != nullptr) {
+                xml.append(*raw);
+            } else {
+                appendObject(xml, parameters[i]);
+            }
+        });
+    }
+}
+
+}  // namespace
+
+namespace soapEnvelope {
+
+std::string trimSlash(std::string_view string) {
+    string.remove_prefix(std::min(string.find_first_not_of('/'), string.size()));
+    return std::string(string.substr(0, string.find_last_not_of('/') + 1));
+}
+
+std::string combineNamespace(const std::optional<std::string>& callNamespace,
+                             const std::optional<std::string>& extension,
+                             const std::optional<std::string>& SOAPAction) {
+    auto combined = trimSlash(description(callNamespace));
+    if (extension && !extension->empty()) combined += "/" + trimSlash(*extension);
+    combined += '/';
+    if (SOAPAction && !SOAPAction->empty()) combined += trimSlash(*SOAPAction);
+    return combined;
+}
+
+std::string escapeCharacters(std::string_view string) {
+    std::string xml;
+    xml.reserve(string.size());
+    appendEscaped(xml, string);
+    return xml;
+}
+
+std::string escapeNumber(const SoapNumber* number) {
+    return escaped(number, appendNumber);
+}
+
+std::string escapeDictionary(const SoapDictionary* dictionary) {
+    return escaped(dictionary, appendDictionary);
+}
+
+std::string escapeArray(const SoapArray* array) {
+    return escaped(array, appendArray);
+}
+
+std::optional<std::string> escapeObject(const SoapValue* object) {
+    if (object == nullptr || object->isNull() || object->bytes() != nullptr) return std::nullopt;
+    return escaped(object, appendObject);
+}
+
+std::string createSOAPBodyFromMethod(const std::optional<std::string>& method,
+                                     const std::optional<std::string>& withNamespace,
+                                     const std::optional<std::string>& /*namespaceExtension*/,
+                                     const std::optional<std::vector<std::string>>& parameterNames,
+                                     const std::optional<SoapArray>& parameters, std::int64_t bufferIndex) {
+    const auto methodName = description(method);
+    const auto defaultNamespace = description(withNamespace);
+    const bool hasParameters = parameterNames && parameters;
+    std::string xml;
+    xml.reserve(1024 + 2 * (methodName.size() + defaultNamespace.size()) + (hasParameters ? sizeOf(*parameters) : 0));
+    xml.append(kOpening).append(defaultNamespace).append("\"><soap:Body><");
+    xml.append(methodName).append(" xmlns=\"").append(combineNamespace(withNamespace, {}, {})).append("\">");
+    if (hasParameters) appendParameters(xml, *parameterNames, *parameters, bufferIndex);
+    return xml.append("</").append(methodName).append(">").append(kClosing);
+}
+
+}  // namespace soapEnvelope

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "MacShared/SoapValue.h"
+#include "ports/XMLParser.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+/// An open element of a response.
+struct Frame {
+    std::string key;                     ///< its name, or "response" for the response element
+    std::optional<SoapDictionary> dict;  ///< its child elements, once one has closed
+    std::optional<std::string> value;    ///< its character data, once there was some
+};
+
+/// Turns the XML of a SOAP response into values, without a schema. What lies outside the response element is ignored,
+/// and so are attributes. Each element becomes the dictionary of its children by name, or else its text, or else
+/// nothing; children of the same name become an array in document order, empty ones vanish. So
+///
+///     <GetItemResponse><GetItemResult><Id>7</Id><Tag>a</Tag><Tag>b</Tag></GetItemResult></GetItemResponse>
+///
+/// yields `{response: {GetItemResult: {Id: "7", Tag: ["a", "b"]}}}`; all leaves are strings.
+///
+/// Serves one parse: hand it to a parser, feed that, and ask for `Value`. One thread.
+class SoapXMLAccumulator final : public XMLParserDelegate {
+public:
+    /// `initWithResponseTag:andResultTag:`: names as a document writes them, prefix included.
+    SoapXMLAccumulator(std::string responseTag, std::string andResultTag);
+
+    /// `parser:didStartElement:namespaceURI:qualifiedName:attributes:`
+    void parserDidStartElement(std::string_view elementName) override;
+    /// `parser:didEndElement:namespaceURI:qualifiedName:`
+    void parserDidEndElement(std::string_view elementName) override;
+    /// `parser:foundCharacters:`
+    void parserFoundCharacters(std::string_view string) override;
+    /// `parser:parseErrorOccurred:`: logged; a response element that has not closed stays away.
+    void parserParseErrorOccurred(const ErrorPtr& parseError) override;
+
+    /// `Value`: a dictionary with the one key "response", once the response element has closed, else an empty one. A
+    /// response element whose children are all empty yields `{result tag: {}}`, one that holds nothing `{}`.
+    [[nodiscard]] SoapDictionary Value() const;
+
+private:
+    void close(Frame frame, SoapDictionary& container);
+    void settleResponse(const std::string& key);
+
+    const std::string response_;
+    const std::string result_;
+    std::optional<std::vector<Frame>> stack_;  ///< while the response element is open
+    std::optional<SoapDictionary> value_;      ///< once it has begun
+};
