@@ -85,8 +85,12 @@ void ImpressSession::endOffice() {
     officeProcess_.reset();
 }
 
-std::vector<std::string> ImpressSession::environment() const {
-    return {"DISPLAY=" + display_, "DBUS_SESSION_BUS_ADDRESS=" + busAddress_, "SAL_USE_VCLPLUGIN=gen"};
+std::vector<std::string> ImpressSession::environment(std::vector<std::string> others) const {
+    for (const auto& own :
+         {"DBUS_SESSION_BUS_ADDRESS=" + busAddress_, "DISPLAY=" + display_, std::string("SAL_USE_VCLPLUGIN=gen")}) {
+        others.push_back(own);
+    }
+    return others;
 }
 
 void ImpressSession::startOffice() {
@@ -121,8 +125,8 @@ bool ImpressSession::waitForProgram() {
     return eventually([this] { return programNames().size() == 1; }, 60);
 }
 
-std::unique_ptr<ProgramProxy> ImpressSession::program() {
-    return std::make_unique<ProgramProxy>(*connection_, programNames().at(0));
+std::unique_ptr<ProgramProxy> ImpressSession::programNamed(const std::string& name) {
+    return std::make_unique<ProgramProxy>(*connection_, name);
 }
 
 const OfficeConnection& ImpressSession::office() {

@@ -41,7 +41,11 @@ public:
     [[nodiscard]] std::vector<std::string> programNames();
     /// Waits for the program's name, which says the office's process.
     [[nodiscard]] bool waitForProgram();
-    [[nodiscard]] std::unique_ptr<ProgramProxy> program();
+    [[nodiscard]] std::unique_ptr<ProgramProxy> program() { return programNamed(programNames().at(0)); }
+    [[nodiscard]] std::unique_ptr<ProgramProxy> programNamed(const std::string& name);
+    [[nodiscard]] const std::string& busAddress() const { return busAddress_; }
+    /// What a process on this bus and screen needs; `others` come first and hold.
+    [[nodiscard]] std::vector<std::string> environment(std::vector<std::string> others = {}) const;
     /// Starts another office; the one before must have ended.
     void startOffice();
     /// Starts another bridge in place of the one that runs.
@@ -56,7 +60,6 @@ public:
 
 private:
     void endOffice();
-    [[nodiscard]] std::vector<std::string> environment() const;
 
     std::filesystem::path folder_;
     std::string pipe_;

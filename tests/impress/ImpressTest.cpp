@@ -1,11 +1,9 @@
 #include "bus/Convert.h"
-#include "bus/Names.h"
 #include "tests/impress/Image.h"
-#include "tests/impress/ImpressSession.h"
+#include "tests/impress/ImpressFixture.h"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
-#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <com/sun/star/drawing/XDrawPagesSupplier.hpp>
@@ -14,7 +12,6 @@
 #include <com/sun/star/util/XModifiable.hpp>
 #include <csignal>
 #include <fstream>
-#include <iterator>
 
 using css::frame::XModel;
 using css::uno::Reference;
@@ -27,12 +24,6 @@ using Numbers = std::vector<std::int64_t>;
 /// The colour of page `number` of the deck that `writeColourDeck` makes.
 Colour colourOf(int number) {
     return {(number * 67) % 256, (number * 131) % 256, (number * 29) % 256};
-}
-
-/// Our own copy of the example deck: the office puts a lock file beside what it opens.
-std::filesystem::path copyLecture(const std::filesystem::path& copy) {
-    std::filesystem::copy_file(LECTURE, copy, std::filesystem::copy_options::overwrite_existing);
-    return copy;
 }
 
 /// Twelve pages, 4:3, each filled with a colour of its own; page 4 is hidden. Its show goes to pages 7, 3 and 9 only.
@@ -68,88 +59,20 @@ std::filesystem::path writeColourDeck(const std::filesystem::path& folder) {
     return file;
 }
 
-std::string contents(const std::filesystem::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
+/// The slides that polls tell until the show ends; nothing but polls of one document may come between.
+Numbers slidesOfShow(ProgramProxy& program, double seconds) {
+    Numbers numbers;
+    const bool ended = eventually(
+        [&] {
+            const auto state = poll(program);
+            if (!state.playing) return !numbers.empty();
+            if (numbers.empty() || numbers.back() != state.slideNumber) numbers.push_back(state.slideNumber);
+            return false;
+        },
+        seconds);
+    EXPECT_TRUE(ended);
+    return numbers;
 }
-
-std::vector<std::string> namesIn(const std::filesystem::path& folder) {
-    std::vector<std::string> names;
-    std::error_code missing;
-    for (const auto& entry : std::filesystem::directory_iterator(folder, missing)) {
-        names.push_back(entry.path().filename());
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
-std::vector<std::string> imageNames(int count) {
-    std::vector<std::string> names;
-    for (int number = 1; number <= count; ++number) names.push_back(fmt::format("slide.{:03}.jpg", number));
-    return names;
-}
-
-const std::map<std::string, sdbus::Variant> kExportProperties{{"compressionFactor", sdbus::Variant(0.8)},
-                                                              {"imageFormat", sdbus::Variant(std::string("Kifj"))},
-                                                              {"allStages", sdbus::Variant(false)},
-                                                              {"borders", sdbus::Variant(false)},
-                                                              {"date", sdbus::Variant(false)},
-                                                              {"slideNumbers", sdbus::Variant(false)}};
-
-class Impress : public testing::Test {
-protected:
-    static void SetUpTestSuite() {
-        session = std::make_unique<ImpressSession>();
-        lecture = copyLecture(session->folder() / "lecture.fodp");
-    }
-    static void TearDownTestSuite() { session.reset(); }
-
-    void SetUp() override {
-        ASSERT_TRUE(session->waitForProgram()) << session->bridge().errors();
-        program = session->program();
-    }
-
-    /// Opens the deck as the user does.
-    Reference<XModel> open(const std::filesystem::path& deck) {
-        auto document = session->open(deck);
-        const auto url = bus::urlFromPath(deck);
-        EXPECT_TRUE(eventually([&] { return poll(*program).documentFile == url; }));
-        return document;
-    }
-
-    /// The slides that polls tell until the show ends; nothing but polls of one document may come between.
-    Numbers slidesOfShow(double seconds) {
-        Numbers numbers;
-        const bool ended = eventually(
-            [&] {
-                const auto state = poll(*program);
-                if (!state.playing) return !numbers.empty();
-                if (numbers.empty() || numbers.back() != state.slideNumber) numbers.push_back(state.slideNumber);
-                return false;
-            },
-            seconds);
-        EXPECT_TRUE(ended) << session->bridge().output();
-        return numbers;
-    }
-
-    /// Sends a command, again while the office is too busy to be asked about the document.
-    void send(const std::function<void()>& command) {
-        EXPECT_TRUE(eventually([&] { return errorOf(command) == "accepted"; }));
-    }
-
-    std::string errorOf(const std::function<void()>& call) {
-        try {
-            call();
-        } catch (const sdbus::Error& error) {
-            return error.getName();
-        }
-        return "accepted";
-    }
-
-    static inline std::unique_ptr<ImpressSession> session;
-    static inline std::filesystem::path lecture;
-    std::unique_ptr<ProgramProxy> program;
-};
 
 TEST_F(Impress, TellsItsProcessAndBundle) {
     const auto process = program->ProcessIdentifier();
@@ -166,7 +89,7 @@ TEST_F(Impress, ShowsTheLectureWithoutTheHiddenSlide) {
     session->startBridge({"--present", deck, "--advance", "0.7"});
     ASSERT_TRUE(eventually([] { return session->bridge().errors().find("Attached") != std::string::npos; }));
     program = session->program();
-    EXPECT_EQ(slidesOfShow(60), (Numbers{1, 2, 3, 4, 6, 7, 8}));
+    EXPECT_EQ(slidesOfShow(*program, 60), (Numbers{1, 2, 3, 4, 6, 7, 8}));
     EXPECT_EQ(poll(*program).documentFile, bus::urlFromPath(deck));
     EXPECT_TRUE(eventually([] { return session->bridge().output().ends_with("showing slide 8\nshow ended\n"); }));
 }

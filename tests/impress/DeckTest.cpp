@@ -1,0 +1,308 @@
+#include "presenters/impress/DocumentText.h"
+#include "tests/impress/ImpressFixture.h"
+
+#include <libxml/parser.h>
+#include <libxml/xpath.h>
+#include <libxml/xpathInternals.h>
+#include <unistd.h>
+#include <com/sun/star/frame/XStorable.hpp>
+#include <com/sun/star/util/XModifiable.hpp>
+#include <csignal>
+#include <sstream>
+#include <thread>
+
+using css::frame::XModel;
+using css::uno::Reference;
+using css::uno::UNO_QUERY_THROW;
+using testing::UnitTest;
+
+namespace {
+
+namespace fs = std::filesystem;
+using Words = std::vector<std::string>;
+using Seconds = std::chrono::duration<double>;
+
+void addWords(Words& words, const std::string& text) {
+    std::istringstream stream(text);
+    for (std::string word; stream >> word;) words.push_back(word);
+}
+
+/// What white space and elements such as line breaks separate.
+void addWords(Words& words, const xmlNode* node) {
+    for (const xmlNode* child = node->children; child; child = child->next) {
+        if (child->type == XML_TEXT_NODE) addWords(words, reinterpret_cast<const char*>(child->content));
+        addWords(words, child);
+    }
+}
+
+/// The words of each page of a flat deck, sorted; remarks are no text of it.
+std::vector<Words> wordsOfPages(const fs::path& deck) {
+    const std::unique_ptr<xmlDoc, void (*)(xmlDoc*)> document(xmlReadFile(deck.c_str(), nullptr, 0), xmlFreeDoc);
+    const std::unique_ptr<xmlXPathContext, void (*)(xmlXPathContext*)> context(xmlXPathNewContext(document.get()),
+                                                                               xmlXPathFreeContext);
+    const auto select = [&](const char* path, xmlNode* from) {
+        context->node = from;
+        return std::unique_ptr<xmlXPathObject, void (*)(xmlXPathObject*)>(
+            xmlXPathEval(reinterpret_cast<const xmlChar*>(path), context.get()), xmlXPathFreeObject);
+    };
+    const auto pages = select("//*[name()='draw:page']", xmlDocGetRootElement(document.get()));
+    std::vector<Words> result;
+    for (int page = 0; page < xmlXPathNodeSetGetLength(pages->nodesetval); ++page) {
+        auto& words = result.emplace_back();
+        const auto paragraphs = select(".//*[name()='text:p'][not(ancestor::*[name()='office:annotation'])]",
+                                       pages->nodesetval->nodeTab[page]);
+        for (int i = 0; i < xmlXPathNodeSetGetLength(paragraphs->nodesetval); ++i) {
+            addWords(words, paragraphs->nodesetval->nodeTab[i]);
+        }
+        std::sort(words.begin(), words.end());
+    }
+    return result;
+}
+
+using Text = std::tuple<std::string, std::vector<DocumentText::Slide>>;
+
+Words wordsOf(const DocumentText::Slide& slide) {
+    Words words;
+    addWords(words, slide.get<4>());
+    for (const auto& item : slide.get<5>()) addWords(words, item);
+    for (const auto& table : slide.get<6>()) {
+        for (const auto& row : table.get<1>()) {
+            for (const auto& cell : row) addWords(words, cell);
+        }
+    }
+    std::sort(words.begin(), words.end());
+    return words;
+}
+
+/// A deck of pages that take the office some time to draw.
+fs::path writeLongDeck(const fs::path& deck, int pages) {
+    auto text = contents(TEXTS);
+    const auto begin = text.find("<draw:page ");
+    const auto end = text.find("<draw:page ", begin + 1);
+    const auto page = text.substr(begin, end - begin);
+    for (int i = 0; i < pages; ++i) text.insert(begin, page);
+    std::ofstream(deck) << text;
+    return deck;
+}
+
+class Deck : public Impress {
+protected:
+    void SetUp() override {
+        Impress::SetUp();
+        folder = session->folder() / UnitTest::GetInstance()->current_test_info()->name();
+        fs::create_directory(folder);
+    }
+
+    std::string open(const fs::path& path) { return program->open(bus::urlFromPath(path)); }
+    Text textOf(const std::string& id) {
+        Text text;
+        std::tie(std::get<0>(text), std::get<1>(text)) = program->documentText(id);
+        return text;
+    }
+    bool isOpen(const std::string& id) {
+        return errorOf([&] { (void)program->slideNumbers(id); }) == "accepted";
+    }
+
+    fs::path folder;
+};
+
+TEST_F(Deck, TellsEveryWordOfEveryPage) {
+    for (const fs::path deck : {LECTURE, TEXTS}) {
+        const auto id = open(deck);
+        const auto expected = wordsOfPages(deck);
+        const auto [name, slides] = textOf(id);
+        EXPECT_EQ(name, deck.filename());
+        ASSERT_EQ(slides.size(), expected.size());
+        for (std::size_t i = 0; i < slides.size(); ++i) EXPECT_EQ(wordsOf(slides[i]), expected[i]) << deck << i;
+        program->close(id, "ask ");
+    }
+}
+
+TEST_F(Deck, TellsWhatIsTitleBodyNotesAndTable) {
+    const auto id = open(TEXTS);
+    EXPECT_EQ(program->slideNumbers(id), (std::vector<std::int64_t>{1, 2, 3}));
+    const auto [name, slides] = textOf(id);
+    ASSERT_EQ(slides.size(), 3U);
+    const auto& [number, skipped, title, body, notes, items, tables] =
+        static_cast<const DocumentText::Slide::tuple&>(slides[1]);
+    EXPECT_EQ(number, 2);
+    EXPECT_TRUE(skipped);
+    EXPECT_EQ(title, "مرحبا 👩‍🏫 שלום 日本");
+    EXPECT_EQ(body, "") << "the placeholder is empty";
+    EXPECT_EQ(items, (Words{title, "one\ntwo\tthree  four & <five>", "page 2"}));
+    EXPECT_EQ(slides[0].get<2>(), "");
+    EXPECT_EQ(slides[0].get<5>(), (Words{"outer", "middle", "inner one\ninner two", "on a line", "over a picture"}));
+    EXPECT_EQ(slides[2].get<4>(), "Say\nthis");
+    ASSERT_EQ(slides[2].get<6>().size(), 1U);
+    EXPECT_EQ(slides[2].get<6>()[0].get<0>(), "Prices");
+    EXPECT_EQ(slides[2].get<6>()[0].get<1>(), (std::vector<Words>{{"both", ""}, {"first\nline", "1.50 €"}}));
+    program->close(id, "ask ");
+    const auto lectureID = open(LECTURE);
+    const auto first = std::get<1>(textOf(lectureID)).at(0);
+    EXPECT_EQ(first.get<2>(), "Sampling Sound");
+    EXPECT_EQ(first.get<3>(), "How a continuous wave becomes a list of numbers");
+    program->close(lectureID, "ask ");
+}
+
+TEST_F(Deck, ReadsKeynoteDocuments) {
+    const auto id = open(KEYNOTE_LECTURE);
+    const auto [name, slides] = textOf(id);
+    EXPECT_EQ(name, "lecture.key");
+    ASSERT_EQ(slides.size(), 3U);
+    EXPECT_EQ(slides[0].get<5>(), (Words{"Counting in twos", "A lecture in three slides"}));
+    EXPECT_EQ(slides[1].get<4>(), "Show a real switch.");
+    EXPECT_EQ(slides[1].get<5>().at(1), "A switch is open or closed\nTwo states → one digit\nكل رقم إما صفر أو واحد 🎓");
+    program->close(id, "ask ");
+    const auto empty = open(EMPTY_DOCUMENT);
+    EXPECT_EQ(program->slideNumbers(empty).size(), 1U);
+    EXPECT_EQ(wordsOf(std::get<1>(textOf(empty)).at(0)), Words{});
+    program->close(empty, "ask ");
+}
+
+TEST_F(Deck, SaysWhyItCannotOpenAFile) {
+    const auto locked = folder / "locked.odp";
+    const auto document = session->open(LECTURE);
+    Reference<css::frame::XStorable>(document, UNO_QUERY_THROW)
+        ->storeToURL(unoText(bus::urlFromPath(locked)), properties({property("FilterName", rtl::OUString("impress8")),
+                                                                    property("Password", rtl::OUString("secret"))}));
+    document->dispose();
+    std::ofstream(folder / "text.odp") << "no deck";
+    std::ofstream(folder / "cut.fodp") << contents(LECTURE).substr(0, 30000);
+    std::ofstream(folder / "cut.odp") << contents(locked).substr(0, 5000);
+    std::ofstream(folder / "empty.key").close();
+    fs::create_directory(folder / "folder.key");
+    ASSERT_EQ(mkfifo((folder / "pipe.key").c_str(), 0600), 0);
+    std::ofstream(folder / "unreadable.odp") << "x";
+    fs::permissions(folder / "unreadable.odp", fs::perms::none);
+    const bool mayReadAll = access((folder / "unreadable.odp").c_str(), R_OK) == 0;
+    for (const auto& [file, reason] :
+         std::map<std::string, std::string>{{"locked.odp", "password"},
+                                            {"text.odp", "format"},
+                                            {"cut.fodp", "damaged"},
+                                            {"cut.odp", "damaged"},
+                                            {"empty.key", "empty"},
+                                            {"folder.key", "folder"},
+                                            {"pipe.key", "no file"},
+                                            {"unreadable.odp", mayReadAll ? "format" : "permission"}}) {
+        const auto start = std::chrono::steady_clock::now();
+        try {
+            ADD_FAILURE() << file << open(folder / file);
+        } catch (const sdbus::Error& error) {
+            EXPECT_EQ(error.getName(), bus::kProgramFailed);
+            EXPECT_NE(error.getMessage().find(reason), std::string::npos) << error.getMessage();
+        }
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3)) << file;
+    }
+    EXPECT_EQ(poll(*program).documentID, "") << "nothing stays open";
+}
+
+TEST_F(Deck, OpensWithoutATraceBesideWhatTheUserSees) {
+    const auto seen = Impress::open(copyLecture(folder / "seen.fodp"));
+    const auto before = poll(*program);
+    const auto windows = program->windows().size();
+    fs::create_directory(folder / "read only");
+    const auto deck = copyLecture(folder / "read only" / "deck.fodp");
+    fs::permissions(folder / "read only", fs::perms::owner_read | fs::perms::owner_exec);
+    const auto id = open(deck);
+    EXPECT_EQ(open(deck), id);
+    EXPECT_EQ(open(folder / "seen.fodp"), before.documentID);
+    EXPECT_EQ(namesIn(folder / "read only"), Words{"deck.fodp"});
+    EXPECT_EQ(poll(*program).documentID, before.documentID);
+    EXPECT_EQ(program->windows().size(), windows);
+    program->close(id, "ask ");
+    EXPECT_TRUE(isOpen(id)) << "it was opened twice";
+    program->close(id, "ask ");
+    EXPECT_FALSE(isOpen(id));
+    std::string left;
+    {
+        const auto other = sdbus::createSessionBusConnectionWithAddress(session->busAddress());
+        other->enterEventLoopAsync();
+        left = ProgramProxy(*other, session->programNames().at(0)).open(bus::urlFromPath(deck));
+        EXPECT_TRUE(isOpen(left));
+    }
+    EXPECT_TRUE(eventually([&] { return !isOpen(left); })) << "its opener has left";
+    fs::permissions(folder / "read only", fs::perms::owner_all);
+    seen->dispose();
+}
+
+TEST_F(Deck, ClosesAsItIsTold) {
+    const auto file = folder / "new.odp";
+    const auto id = open(file);
+    EXPECT_EQ(std::get<0>(textOf(id)), "new.odp");
+    EXPECT_EQ(open(file), id);
+    program->close(id, "no  ");
+    EXPECT_TRUE(namesIn(folder).empty()) << "nothing was ordered to be written";
+    program->close(id, "yes ");
+    EXPECT_NE(contents(file).find("opendocument.presentation"), std::string::npos);
+    EXPECT_FALSE(isOpen(id));
+
+    for (const auto& [saving, modified, closes] :
+         {std::tuple("ask ", true, false), {"no  ", true, false}, {"yes ", true, true}, {"ask ", false, true}}) {
+        const auto document = Impress::open(file);
+        const auto own = poll(*program).documentID;
+        Reference<css::util::XModifiable>(document, UNO_QUERY_THROW)->setModified(modified);
+        const auto error = errorOf([&, how = saving] { program->close(own, how); });
+        EXPECT_EQ(error, std::string(saving) == "no  " ? bus::kProgramFailed : "accepted");
+        EXPECT_EQ(!isOpen(own), closes) << saving << modified;
+        if (!closes) document->dispose();
+    }
+
+    const auto document = Impress::open(lecture);
+    const auto presented = poll(*program).documentID;
+    ImpressSession::showOf(document)->start();
+    ASSERT_TRUE(eventually([&] { return poll(*program).playing; }));
+    EXPECT_EQ(errorOf([&] { program->close(presented, "yes "); }), bus::kProgramFailed);
+    EXPECT_EQ(errorOf([&] { program->close(presented, "what"); }), bus::kProgramFailed);
+    program->activate();
+    EXPECT_TRUE(poll(*program).playing);
+    program->stop(presented);
+    ASSERT_TRUE(eventually([&] { return !poll(*program).playing; }));
+    document->dispose();
+}
+
+TEST_F(Deck, ALectureDoesNotWaitForALongDeck) {
+    const auto longID = open(writeLongDeck(folder / "long.fodp", 150));
+    program->export_(longID, bus::urlFromPath(folder / "long"), "Kimg", kExportProperties);
+    bool closed = false;
+    std::thread closing([&] {
+        const auto own = sdbus::createSessionBusConnectionWithAddress(session->busAddress());
+        own->enterEventLoopAsync();
+        ProgramProxy(*own, session->programNames().at(0)).close(longID, "no  ");
+        closed = true;
+    });
+    const auto id = open(lecture);
+    program->export_(id, bus::urlFromPath(folder / "images"), "Kimg", kExportProperties);
+    program->save(id, bus::urlFromPath(folder / "first.key"));
+    const auto probe = open(folder / "probe.key");
+    EXPECT_TRUE(fs::exists(folder / "first.key")) << "saving and opening keep their order";
+    program->save(probe, bus::urlFromPath(folder / "probe.key"));
+    Seconds worst{0};
+    EXPECT_TRUE(eventually([&] {
+        const auto start = std::chrono::steady_clock::now();
+        (void)program->presentingState();
+        worst = std::max<Seconds>(worst, std::chrono::steady_clock::now() - start);
+        return namesIn(folder / "images") == imageNames(8) && fs::exists(folder / "probe.key");
+    }));
+    EXPECT_LT(worst.count(), 0.5);
+    EXPECT_FALSE(fs::exists(folder / "long/slide.153.jpg")) << "the long deck is still at work";
+    program->close(probe, "no  ");
+    program->close(id, "no  ");
+    closing.join();
+    EXPECT_TRUE(closed && fs::exists(folder / "long/slide.153.jpg")) << "it is closed after its own export";
+}
+
+TEST_F(Deck, StartsTheOfficeOnDemandAndEndsItWhenIdle) {
+    const std::vector<std::string> command{BRIDGE, "--pipe", session->folder().filename(), "--exit-when-idle", "1"};
+    const ChildProcess bridge(command, session->environment({"DISPLAY=", "HOME=" + folder.string()}),
+                              folder / "bridge");
+    ASSERT_TRUE(eventually([&] { return session->programNames().size() == 2; }, 60)) << bridge.errors();
+    const auto names = session->programNames();
+    const auto mine = "com.apple.iWork.Keynote.instance" + std::to_string(program->ProcessIdentifier());
+    const auto started = session->programNamed(names[0] == mine ? names[1] : names[0]);
+    const auto office = static_cast<pid_t>(started->ProcessIdentifier());
+    EXPECT_EQ(started->Version(), "14.0");
+    EXPECT_EQ(kill(office, 0), 0);
+    EXPECT_TRUE(eventually([&] { return bridge.hasEnded() && kill(office, 0) != 0; }, 30)) << bridge.errors();
+}
+
+}  // namespace
