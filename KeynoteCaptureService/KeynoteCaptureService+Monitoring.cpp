@@ -12,7 +12,6 @@ namespace {
 constexpr std::string_view kRunningApplicationsKeyPath = "runningApplications";
 constexpr std::string_view kProcessIdentifierKeyPath = "processIdentifier";
 /// 30 of the platform's ticks of 1/60 second; bounds how long a poll can hold up the main queue.
-constexpr std::chrono::milliseconds kReplyTimeout{500};
 
 bool isSupportedKeynote(const RunningApplication& application) {
     if (application.bundleIdentifier() != kKeynoteBundleIdentifier) return false;
@@ -98,6 +97,14 @@ void KeynoteCaptureService::updateScriptingApplicationIfNeeded() {
     application->setTimeout(kReplyTimeout);
     application->setDelegate(weak_from_this());
     keynoteApplication_.set(std::move(application));
+}
+
+std::shared_ptr<ScriptingApplication> KeynoteCaptureService::replaceKeynoteApplication() {
+    auto& scripting = platform().scripting;
+    const auto application = scripting.applicationForBundleIdentifier(kKeynoteBundleIdentifier);
+    application->setTimeout(kReplyTimeout);
+    keynoteApplication_.set(application);
+    return scripting.applicationForBundleIdentifier(kKeynoteBundleIdentifier);
 }
 
 void KeynoteCaptureService::scheduleTimer() {

@@ -1,18 +1,18 @@
 #include "KeynoteCaptureService/KeynoteCaptureConstants.h"
 #include "KeynoteCaptureService/KeynoteCaptureService.h"
 #include "KeynoteCaptureService/KeynoteCaptureSlideImageFileMonitor.h"
-#include "KeynoteCaptureService/KeynoteTextExtractor.h"
 #include "KeynoteCaptureService/VELFileSaveMonitor.h"
 #include "MacShared/NSBundle+VELLogAdditions.h"
 #include "ports/FileManager.h"
 #include "ports/Platform.h"
 #include "ports/Text.h"
 
+#include <utility>
+
 namespace {
 
 constexpr const char* kSlideName = "slide";
 constexpr const char* kArchiveExtension = ".key";
-constexpr const char* kTextExtension = ".key.text.xml";
 /// Export as slide images, and JPEG as their format: codes of the program's scripting dictionary.
 constexpr const char* kSlideImagesFormat = "Kimg";
 constexpr const char* kJPEGFormat = "Kifj";
@@ -21,14 +21,6 @@ std::optional<std::filesystem::path> appended(const std::optional<std::filesyste
                                               const std::string& component) {
     if (!directory) return std::nullopt;
     return *directory / component;
-}
-
-void logVerification(const ErrorPtr& error) {
-    if (error) {
-        VELLog("Could not find all expected slide images: %@", error);
-    } else {
-        VELLog("Finished verification of captured slide images.");
-    }
 }
 
 }  // namespace
@@ -87,75 +79,32 @@ void KeynoteCaptureService::startVerificationOfSlideImages(const std::optional<s
                                                            const std::optional<Path>& inDirectory,
                                                            const std::optional<Path>& toTargetDirectory,
                                                            const std::optional<std::string>& documentID) {
-    const auto monitor =
-        std::make_shared<Monitor>(names.value_or(std::set<std::string>()), inDirectory, toTargetDirectory);
+    awaitSlideImages(names.value_or(std::set<std::string>()), inDirectory, toTargetDirectory,
+                     [documentID](KeynoteCaptureService& service, const ErrorPtr& error) {
+                         service.notifyStoppedPresenting(documentID, error);
+                     });
+}
+
+void KeynoteCaptureService::awaitSlideImages(std::set<std::string> names, const std::optional<Path>& inDirectory,
+                                             const std::optional<Path>& toTargetDirectory, WhenDone whenDone) {
+    const auto monitor = std::make_shared<Monitor>(std::move(names), inDirectory, toTargetDirectory);
     keepMonitor(monitor);
-    monitor->startWithCompletion(
-        [weakService = weak_from_this(), weakMonitor = std::weak_ptr(monitor), documentID](const ErrorPtr& error) {
-            logVerification(error);
-            const auto service = weakService.lock();
-            if (!service) return;
-            service->dropMonitor(weakMonitor.lock());
-            service->notifyStoppedPresenting(documentID, error);
-        });
-}
-
-void KeynoteCaptureService::extractSlideFiles(const std::vector<std::string>& names,
-                                              const std::string& forPresentationAt) {
-    VELLog("Extracting files %@ from presentation %@", names, forPresentationAt);
-    const Path presentation = forPresentationAt;
-    const auto application = platform().scripting.applicationForBundleIdentifier(kKeynoteBundleIdentifier);
-    keynoteApplication_.set(application);
-    platform().workspace.openFile(presentation, kKeynoteApplicationName);
-    const auto document = application->open(presentation);
-
-    const Path captureDirectory = presentation.parent_path();
-    const Path workingDirectory = sandboxRootURL_ / platform().text.makeUUID();
-    currentPresentationCaptureDirectoryURL_.set(captureDirectory);
-    currentPresentationWorkingDirectoryURL_.set(workingDirectory);
-    ErrorPtr error;
-    if (!createDirectoryIfNeededAtFilePath(workingDirectory, error)) {
-        VELLog("Failed to create working directory: %@", workingDirectory);
-        if (const auto host = delegate()) host->extractedSlideFilesForPresentation(forPresentationAt, error);
-        return;
-    }
-    VELLog("Starting export of text...");
-    extractTextFromKeynoteDocument(document, captureDirectory, presentation.filename());
-    beginExportOfSlideImagesForDocument(document);
-    startVerificationOfExtractedImages(names, document, forPresentationAt);
-}
-
-void KeynoteCaptureService::extractTextFromKeynoteDocument(const std::shared_ptr<ScriptingDocument>& document,
-                                                           const std::optional<Path>& toTargetDirectory,
-                                                           const std::string& documentID) {
-    const auto target = appended(toTargetDirectory, documentID + kTextExtension);
-    if (!target) return;
-    // A failure is not reported: the host sees whether the file is there.
-    static_cast<void>(platform().fileManager.createFile(*target, KeynoteTextExtractor::xmlDataForDocument(document)));
-}
-
-void KeynoteCaptureService::startVerificationOfExtractedImages(const std::vector<std::string>& names,
-                                                               const std::shared_ptr<ScriptingDocument>& document,
-                                                               const std::string& presentationPath) {
-    const auto monitor =
-        std::make_shared<Monitor>(std::set<std::string>(names.begin(), names.end()), slideExportDirectoryURL(),
-                                  currentPresentationCaptureDirectoryURL_.get());
-    keepMonitor(monitor);
-    monitor->startWithCompletion([weakService = weak_from_this(), weakMonitor = std::weak_ptr(monitor), document,
-                                  presentationPath](const ErrorPtr& error) {
-        logVerification(error);
-        if (document) document->close(kSaveOptionAsk);
+    monitor->startWithCompletion([weakService = weak_from_this(), weakMonitor = std::weak_ptr(monitor),
+                                  whenDone = std::move(whenDone)](const ErrorPtr& error) {
+        if (error) {
+            VELLog("Could not find all expected slide images: %@", error);
+        } else {
+            VELLog("Finished verification of captured slide images.");
+        }
         const auto service = weakService.lock();
         if (!service) return;
         service->dropMonitor(weakMonitor.lock());
-        if (const auto host = service->delegate()) host->extractedSlideFilesForPresentation(presentationPath, error);
+        whenDone(*service, error);
     });
 }
 
 void KeynoteCaptureService::waitForSavingToCompleteAsync() {
-    const auto application = platform().scripting.applicationForBundleIdentifier(kKeynoteBundleIdentifier);
-    keynoteApplication_.set(application);
-    VELFileSaveMonitor monitor(fileOutputQueue_, application, temporaryDirectoryURL_);
+    VELFileSaveMonitor monitor(fileOutputQueue_, replaceKeynoteApplication(), temporaryDirectoryURL_);
     monitor.waitForPresentationToSaveCompletion([weak = weak_from_this()](const ErrorPtr& error) {
         const auto service = weak.lock();
         const auto host = service ? service->delegate() : nullptr;

@@ -11,6 +11,7 @@
 #include <atomic>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -42,7 +43,8 @@ class KeynoteCaptureSlideImageFileMonitor;
 /// Threads. All detection state belongs to the main queue. Host calls arrive on the connection's thread: start and stop
 /// hop to the main queue; the other operations work right there, on the properties that are atomic.
 ///
-/// The class is one in several files by concern: control here, `+Monitoring`, `+Presenting`, `+Windows`, `+Output`.
+/// The class is one in several files by concern: control here, `+Monitoring`, `+Presenting`, `+Windows`, `+Output`,
+/// `+Extraction`.
 class KeynoteCaptureService final : public KeynoteCaptureServiceProtocol,
                                     public ScriptingDelegate,
                                     public std::enable_shared_from_this<KeynoteCaptureService> {
@@ -120,6 +122,9 @@ private:
     void handleKeynoteStopped();
     void handleKeynotePIDChanged();
     void updateScriptingApplicationIfNeeded();
+    /// Makes whichever program runs the current one, and answers a connection of the caller's own to it: polls must not
+    /// wait behind long events. Any thread.
+    [[nodiscard]] std::shared_ptr<ScriptingApplication> replaceKeynoteApplication();
     void scheduleTimer();
     void removeTimer();
     void performPeriodicTask();
@@ -149,13 +154,6 @@ private:
     [[nodiscard]] bool prepareCaptureDiretoryForNewPresentation(ErrorPtr& error);
     [[nodiscard]] std::optional<std::string> saveCopyOfKeynoteDocument(
         const std::shared_ptr<ScriptingDocument>& document);
-    /// Writes the document's text as `documentID.key.text.xml` into the directory. Any thread.
-    static void extractTextFromKeynoteDocument(const std::shared_ptr<ScriptingDocument>& document,
-                                               const std::optional<Path>& toTargetDirectory,
-                                               const std::string& documentID);
-    void startVerificationOfExtractedImages(const std::vector<std::string>& names,
-                                            const std::shared_ptr<ScriptingDocument>& document,
-                                            const std::string& presentationPath);
     /// Where the program writes the images of the current presentation; nothing without one.
     [[nodiscard]] std::optional<Path> slideExportDirectoryURL() const;
     void beginExportOfSlideImagesForDocument(const std::shared_ptr<ScriptingDocument>& document);
@@ -163,9 +161,19 @@ private:
                                         const std::optional<Path>& inDirectory,
                                         const std::optional<Path>& toTargetDirectory,
                                         const std::optional<std::string>& documentID);
+    /// Has a monitor move the images; `whenDone` runs on its queue, if this object still keeps the monitor then. Any
+    /// thread.
+    using WhenDone = std::function<void(KeynoteCaptureService&, const ErrorPtr&)>;
+    void awaitSlideImages(std::set<std::string> names, const std::optional<Path>& inDirectory,
+                          const std::optional<Path>& toTargetDirectory, WhenDone whenDone);
     using Monitor = KeynoteCaptureSlideImageFileMonitor;
     void keepMonitor(const std::shared_ptr<Monitor>& monitor);
     void dropMonitor(const std::shared_ptr<Monitor>& monitor);
+
+    // Extraction. The thread of the host's call.
+    /// Writes the document's text as `documentID.key.text.xml` into the directory.
+    static void extractTextFromKeynoteDocument(const std::shared_ptr<ScriptingDocument>& document,
+                                               const Path& toTargetDirectory, const std::string& documentID);
 
     Path sandboxRootURL_;
     Path temporaryDirectoryURL_;

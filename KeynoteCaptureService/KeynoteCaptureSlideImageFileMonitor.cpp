@@ -42,6 +42,13 @@ void KeynoteCaptureSlideImageFileMonitor::startWithCompletion(Completion complet
     completion_ = std::move(completion);
     VELLog("Image File Monitor - Waiting for these expected slide images:\n%@", filesLeftToVerify());
     start_ = platform().clock.steadyNow();
+    // Made on the main queue: a tick, which may end the timer, then comes after the timer is stored.
+    platform().dispatch.mainQueue().async([weak = weak_from_this()] {
+        if (const auto monitor = weak.lock()) monitor->startTimer();
+    });
+}
+
+void KeynoteCaptureSlideImageFileMonitor::startTimer() {
     imageFileVerificationTimer_ = createDispatchTimerWithInterval(kVerificationInterval, [weak = weak_from_this()] {
         if (const auto monitor = weak.lock()) monitor->verify();
     });

@@ -27,7 +27,8 @@ public:
                                         std::optional<std::filesystem::path> inDirectory,
                                         std::optional<std::filesystem::path> toTargetDirectory);
 
-    /// `startWithCompletion:`: begins to wait. The completion runs at most once, on the monitor's queue. Main queue.
+    /// `startWithCompletion:`: begins to wait. The completion runs at most once, on the monitor's queue. Any
+    /// thread.
     void startWithCompletion(Completion completion);
 
     /// The names not yet found. Any thread.
@@ -37,6 +38,7 @@ public:
 
 private:
     [[nodiscard]] static Handle createDispatchTimerWithInterval(Duration interval, Task block);
+    void startTimer();
     void verify();
     [[nodiscard]] bool findAndMove(const std::string& name);
     void moveItem(const std::filesystem::path& from, const std::filesystem::path& to);

@@ -42,11 +42,12 @@ XMLElement parentNode(const char* name, std::vector<XMLElement> children) {
 }
 
 /// An element with one child per item.
-template <typename Items, typename NodeForItem>
-XMLElement listNode(const char* name, const Items& items, const NodeForItem& nodeForItem) {
+template <typename Item, typename NodeForItem>
+XMLElement listNode(const char* name, std::vector<Item> items, const NodeForItem& nodeForItem) {
     std::vector<XMLElement> children;
     children.reserve(items.size());
-    std::transform(items.begin(), items.end(), std::back_inserter(children), nodeForItem);
+    std::transform(std::make_move_iterator(items.begin()), std::make_move_iterator(items.end()),
+                   std::back_inserter(children), nodeForItem);
     return parentNode(name, std::move(children));
 }
 
@@ -88,47 +89,49 @@ std::vector<XMLElement> KeynoteTextExtractor::metadataNodes() {
 }
 
 XMLElement KeynoteTextExtractor::slidesNode() {
-    const auto& [name, slides] = text();
+    static_cast<void>(text());
+    auto [name, slides] = *std::exchange(text_, std::nullopt);
     VELLog("%@: extracting text from %zd slides", name, std::ssize(slides));
-    return listNode(allSlidesKey, slides, nodeForSlide);
+    return listNode(allSlidesKey, std::move(slides), nodeForSlide);
 }
 
-XMLElement KeynoteTextExtractor::nodeForSlide(const ScriptingSlide& slide) {
+XMLElement KeynoteTextExtractor::nodeForSlide(ScriptingSlide slide) {
     std::vector<XMLElement> children;
     children.reserve(7);
-    children.push_back(textNode(bodyTextKey, sanitizedString(slide.defaultBodyItemText)));
+    children.push_back(textNode(bodyTextKey, sanitizedString(std::move(slide.defaultBodyItemText))));
     children.push_back(textNode(slideIsSkippedKey, slide.skipped ? "1" : "0"));
-    children.push_back(textNode(presenterNotesKey, sanitizedString(slide.presenterNotes)));
+    children.push_back(textNode(presenterNotesKey, sanitizedString(std::move(slide.presenterNotes))));
     children.push_back(textNode(slideNumberKey, std::to_string(slide.slideNumber)));
-    children.push_back(tablesNodeForSlide(slide));
-    children.push_back(textItemsNodeForSlide(slide));
-    children.push_back(textNode(titleTextKey, sanitizedString(slide.defaultTitleItemText)));
+    children.push_back(tablesNodeForSlide(std::move(slide.tables)));
+    children.push_back(textItemsNodeForSlide(std::move(slide.textItems)));
+    children.push_back(textNode(titleTextKey, sanitizedString(std::move(slide.defaultTitleItemText))));
     return parentNode(slideKey, std::move(children));
 }
 
-XMLElement KeynoteTextExtractor::tablesNodeForSlide(const ScriptingSlide& slide) {
-    return listNode(tablesKey, slide.tables, nodeForTable);
+XMLElement KeynoteTextExtractor::tablesNodeForSlide(std::vector<ScriptingTable> tables) {
+    return listNode(tablesKey, std::move(tables), nodeForTable);
 }
 
-XMLElement KeynoteTextExtractor::nodeForTable(const ScriptingTable& table) {
+XMLElement KeynoteTextExtractor::nodeForTable(ScriptingTable table) {
     std::vector<XMLElement> children;
-    children.push_back(rowsNodeForTable(table));
-    children.push_back(textNode(tableTitleKey, sanitizedString(table.name)));
+    children.push_back(rowsNodeForTable(std::move(table.rows)));
+    children.push_back(textNode(tableTitleKey, sanitizedString(std::move(table.name))));
     return parentNode(tableKey, std::move(children));
 }
 
-XMLElement KeynoteTextExtractor::rowsNodeForTable(const ScriptingTable& table) {
-    return listNode(tableRowsKey, table.rows, [](const std::vector<std::string>& row) {
-        return listNode(tableRowKey, row, [](const std::string& cell) { return textNode(tableCellKey, cell); });
+XMLElement KeynoteTextExtractor::rowsNodeForTable(std::vector<std::vector<std::string>> rows) {
+    return listNode(tableRowsKey, std::move(rows), [](std::vector<std::string> row) {
+        return listNode(tableRowKey, std::move(row),
+                        [](std::string cell) { return textNode(tableCellKey, std::move(cell)); });
     });
 }
 
-XMLElement KeynoteTextExtractor::textItemsNodeForSlide(const ScriptingSlide& slide) {
-    return listNode(textItemsKey, slide.textItems, nodeForTextItem);
+XMLElement KeynoteTextExtractor::textItemsNodeForSlide(std::vector<std::string> textItems) {
+    return listNode(textItemsKey, std::move(textItems), nodeForTextItem);
 }
 
-XMLElement KeynoteTextExtractor::nodeForTextItem(const std::string& text) {
-    return textNode(textItemKey, sanitizedString(text));
+XMLElement KeynoteTextExtractor::nodeForTextItem(std::string text) {
+    return textNode(textItemKey, sanitizedString(std::move(text)));
 }
 
 std::string KeynoteTextExtractor::sanitizedString(std::string string) {
@@ -146,7 +149,11 @@ std::shared_ptr<ScriptingApplication> KeynoteTextExtractor::keynoteApplication()
 }
 
 const ScriptingDocumentText& KeynoteTextExtractor::text() {
-    if (!text_) text_ = keynoteDocument_ ? keynoteDocument_->text() : ScriptingDocumentText();
+    if (!text_) {
+        // Through the extractor's own connection, so that it hears of a failure.
+        text_ = keynoteDocument_ ? keynoteApplication()->documentWithID(keynoteDocument_->id())->text()
+                                 : ScriptingDocumentText();
+    }
     return *text_;
 }
 

@@ -10,8 +10,8 @@
 
 /// Reads the text of a document from the presentation program and makes an XML document of it.
 ///
-/// The document's text is fetched whole with the first node that needs it. What the program does not tell makes its
-/// element empty; the extraction goes on. One thread at a time.
+/// The document's text is fetched whole with the first node that needs it, and moves on into the nodes of the slides.
+/// What the program does not tell makes its element empty; the extraction goes on. One thread at a time.
 class KeynoteTextExtractor final : public ScriptingDelegate, public std::enable_shared_from_this<KeynoteTextExtractor> {
 public:
     /// `initWithKeynoteDocument:`. A null document has no name and no slides.
@@ -20,9 +20,9 @@ public:
     /// `xmlDataForDocument:`: the XML of a document, in one go.
     [[nodiscard]] static std::string xmlDataForDocument(const std::shared_ptr<ScriptingDocument>& document);
 
-    /// The bytes of the XML document, UTF-16; made on first use.
+    /// The bytes of the XML document, UTF-16; made on first use by `extractXMLData`.
     [[nodiscard]] const std::string& xmlData();
-    /// The XML document as text, UTF-8.
+    /// The XML document as text, UTF-8, from a look of its own at the document.
     [[nodiscard]] std::string xmlString();
 
     /// Elements "Filename" and "KeynoteVersion".
@@ -31,12 +31,12 @@ public:
     [[nodiscard]] XMLElement slidesNode();
 
     /// `nodeForSlide:`: its seven children are always there, empty where the slide has nothing.
-    [[nodiscard]] static XMLElement nodeForSlide(const ScriptingSlide& slide);
-    [[nodiscard]] static XMLElement tablesNodeForSlide(const ScriptingSlide& slide);
-    [[nodiscard]] static XMLElement nodeForTable(const ScriptingTable& table);
-    [[nodiscard]] static XMLElement rowsNodeForTable(const ScriptingTable& table);
-    [[nodiscard]] static XMLElement textItemsNodeForSlide(const ScriptingSlide& slide);
-    [[nodiscard]] static XMLElement nodeForTextItem(const std::string& text);
+    [[nodiscard]] static XMLElement nodeForSlide(ScriptingSlide slide);
+    [[nodiscard]] static XMLElement tablesNodeForSlide(std::vector<ScriptingTable> tables);
+    [[nodiscard]] static XMLElement nodeForTable(ScriptingTable table);
+    [[nodiscard]] static XMLElement rowsNodeForTable(std::vector<std::vector<std::string>> rows);
+    [[nodiscard]] static XMLElement textItemsNodeForSlide(std::vector<std::string> textItems);
+    [[nodiscard]] static XMLElement nodeForTextItem(std::string text);
     /// `sanitizedString:`: vertical and horizontal tabs become blanks.
     [[nodiscard]] static std::string sanitizedString(std::string string);
 

@@ -13,33 +13,37 @@
 #include <optional>
 #include <utility>
 
-using namespace std::chrono_literals;
-
 namespace {
 
-constexpr TimerSchedule kSchedule{0s, 1s, 100ms};
+constexpr Duration kInterval = std::chrono::seconds(1);
 constexpr const char* kProbeExtension = ".key";
 
 }  // namespace
 
-/// One wait. Its timer keeps it alive until it is done. On the monitor's queue.
+/// One wait, on the monitor's queue. It keeps the queue, and its next tick keeps the wait: it goes on until it is done,
+/// with or without those who began it, and so the probe does not stay open in the program.
 class VELFileSaveMonitor::Wait : public std::enable_shared_from_this<Wait> {
 public:
-    Wait(std::shared_ptr<ScriptingApplication> application, std::filesystem::path probeURL, Completion completion)
-        : application_(std::move(application)),
+    Wait(std::shared_ptr<DispatchQueue> queue, std::shared_ptr<ScriptingApplication> application,
+         std::filesystem::path probeURL, Completion completion)
+        : queue_(std::move(queue)),
+          application_(std::move(application)),
           emptyDocumentURL_(platform().bundles.mainBundle()->pathForResource("empty", "key", {})),
           probeURL_(std::move(probeURL)),
           completion_(std::move(completion)) {}
 
-    void start(DispatchQueue& queue) {
-        timer_ = queue.makeTimer(kSchedule, [wait = shared_from_this()] {
-            const auto alive = wait;  // a tick that ends the timer ends its handler too
-            alive->tick();
-        });
-    }
+    void begin() { tickAfter(Duration::zero()); }
 
 private:
-    enum class Step { openProbe, saveProbe, awaitFile, awaitContents };
+    enum class Step { openProbe, saveProbe, awaitFile, awaitContents, done };
+
+    void tickAfter(Duration delay) {
+        queue_->after(delay, [wait = shared_from_this()] {
+            if (wait->step_ == Step::done) return;
+            wait->tickAfter(kInterval);
+            wait->tick();
+        });
+    }
 
     void tick() {
         if (started_ && !application_->isRunning()) {
@@ -88,10 +92,11 @@ private:
     }
 
     void finish(const ErrorPtr& error) {
-        timer_.reset();
+        step_ = Step::done;
         platform().dispatch.mainQueue().async([completion = std::move(completion_), error] { completion(error); });
     }
 
+    const std::shared_ptr<DispatchQueue> queue_;
     const std::shared_ptr<ScriptingApplication> application_;
     const std::optional<std::filesystem::path> emptyDocumentURL_;
     const std::filesystem::path probeURL_;
@@ -99,7 +104,6 @@ private:
     bool started_ = false;
     Step step_ = Step::openProbe;
     std::shared_ptr<ScriptingDocument> probeDocument_;
-    Handle timer_;
 };
 
 VELFileSaveMonitor::VELFileSaveMonitor(std::shared_ptr<DispatchQueue> queue,
@@ -110,8 +114,6 @@ VELFileSaveMonitor::VELFileSaveMonitor(std::shared_ptr<DispatchQueue> queue,
       temporaryDirectoryURL_(std::move(temporaryDirectoryURL)) {}
 
 void VELFileSaveMonitor::waitForPresentationToSaveCompletion(Completion completion) {
-    const auto wait = std::make_shared<Wait>(
-        application_, temporaryDirectoryURL_ / (platform().text.makeUUID() + kProbeExtension), std::move(completion));
-    // Begun on the queue: the first tick, which may end the timer, then comes after the timer is stored.
-    queue_->async([wait, queue = queue_] { wait->start(*queue); });
+    auto probeURL = temporaryDirectoryURL_ / (platform().text.makeUUID() + kProbeExtension);
+    std::make_shared<Wait>(queue_, application_, std::move(probeURL), std::move(completion))->begin();
 }

@@ -19,13 +19,13 @@ class VELFileSaveMonitor {
 public:
     using Completion = std::function<void(const ErrorPtr&)>;
 
-    /// `initWithQueue:withApplication:withTemporaryDirectory:`. The timer fires on the queue, which must not be the
-    /// main queue; the program is asked on the main queue.
+    /// `initWithQueue:withApplication:withTemporaryDirectory:`. The file is looked for on the queue, which must not be
+    /// the main queue; the program is asked on the main queue.
     VELFileSaveMonitor(std::shared_ptr<DispatchQueue> queue, std::shared_ptr<ScriptingApplication> application,
                        std::filesystem::path temporaryDirectoryURL);
 
-    /// `waitForPresentationToSaveCompletion:`: begins a wait, which goes on without the monitor. The completion runs
-    /// once, on the main queue. Any thread.
+    /// `waitForPresentationToSaveCompletion:`: begins a wait with a probe of its own, which goes on without the
+    /// monitor. The completion runs once, on the main queue. Any thread.
     void waitForPresentationToSaveCompletion(Completion completion);
 
 private:

@@ -52,11 +52,14 @@ public:
 
     [[nodiscard]] std::shared_ptr<ScriptingDocument> open(const std::filesystem::path& path) override {
         std::string id;
-        const ErrorPtr error = send("open", [&](PresentationProgramModel& model) {
-            ErrorPtr refused;
-            id = model.open(path, refused);
-            return refused;
-        });
+        const ErrorPtr error = send(
+            "open",
+            [&](PresentationProgramModel& model) {
+                ErrorPtr refused;
+                id = model.open(path, refused);
+                return refused;
+            },
+            path);
         return error ? nullptr : documentWithID(id);
     }
 
@@ -64,8 +67,9 @@ public:
     void setTimeout(std::chrono::milliseconds timeout) override { timeout_ = timeout; }
     void setDelegate(std::weak_ptr<ScriptingDelegate> delegate) override { delegate_ = std::move(delegate); }
 
-    ErrorPtr send(const std::string& name, const Event& event) {
+    ErrorPtr send(const std::string& name, const Event& event, const std::string& argument = {}) {
         ++scripting_.eventsSent_;
+        if (scripting_.eventObserver) scripting_.eventObserver(argument.empty() ? name : name + " " + argument);
         ErrorPtr error = deliver(event);
         if (!error) return nullptr;
         if (const auto delegate = delegate_.lock()) delegate->eventDidFail(name, *error);
@@ -99,14 +103,16 @@ public:
 
     [[nodiscard]] const std::string& id() const override { return id_; }
     void save(const std::filesystem::path& target) override {
-        application_->send("save", [&](auto& model) { return model.save(id_, target); });
+        application_->send(
+            "save", [&](auto& model) { return model.save(id_, target); }, target);
     }
     void stop() override {
         application_->send("stop", [&](auto& model) { return model.stop(id_); });
     }
     void exportTo(const std::filesystem::path& target, const std::string& formatCode,
                   const ExportProperties& properties) override {
-        application_->send("export", [&](auto& model) { return model.exportTo(id_, target, formatCode, properties); });
+        application_->send(
+            "export", [&](auto& model) { return model.exportTo(id_, target, formatCode, properties); }, target);
     }
 
     [[nodiscard]] ScriptingDocumentText text() override {
@@ -119,7 +125,8 @@ public:
         return result;
     }
     void close(const std::string& saveOption) override {
-        application_->send("close", [&](auto& model) { return model.close(id_, saveOption); });
+        application_->send(
+            "close", [&](auto& model) { return model.close(id_, saveOption); }, saveOption);
     }
 
 private:

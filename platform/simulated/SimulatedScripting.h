@@ -4,6 +4,7 @@
 #include "platform/simulated/SimulatedDispatch.h"
 #include "ports/Scripting.h"
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -31,6 +32,8 @@ public:
 
     /// How many events were sent so far.
     [[nodiscard]] int eventsSent() const { return eventsSent_; }
+    /// Hears of every event before it is delivered: its name and, where it has one, a blank and its path or option.
+    std::function<void(const std::string& event)> eventObserver;
 
 private:
     class Application;

@@ -2,53 +2,270 @@
 
 namespace {
 
+constexpr const char* kMissing = "KeynoteCaptureServiceErrorDomain 5";
+
+/// A service that does not capture, and a program with the deck /decks/a.key of two slides.
 class Extraction : public Scenario {
 protected:
     void SetUp() override {
         keynote.launch();
+        keynote.model.setReader([](const std::filesystem::path& path, ErrorPtr&) {
+            ProgramDocument deck;
+            deck.name = path.stem();
+            deck.slideCount = 2;
+            deck.hiddenSlides = {2};
+            auto& slide = deck.texts.emplace_back();
+            slide.defaultTitleItemText = "A\tB\vC";
+            slide.textItems = {"<x>"};
+            slide.tables = {{"T", {{"1\t", "2"}, {}}}};
+            return std::optional(deck);
+        });
         service = KeynoteCaptureService::initWithDelegate(host);
         ASSERT_EQ(platform.files.createDirectory("/decks"), nullptr);
     }
+
+    [[nodiscard]] std::string text() const { return platform.files.contents("/decks/a.key.key.text.xml").value_or(""); }
 };
 
 TEST_F(Extraction, WritesTextAndImagesBesideTheDeckAndClosesIt) {
-    keynote.model.setReader([](const auto&, ErrorPtr&) {
-        ProgramDocument deck;
-        deck.name = "a";
-        deck.slideCount = 2;
-        deck.hiddenSlides = {2};
-        auto& slide = deck.texts.emplace_back();
-        slide.defaultTitleItemText = "A\tB\vC";
-        slide.textItems = {"<x>"};
-        slide.tables = {{"T", {{"1", "2"}, {}}}};
-        return std::optional(deck);
-    });
+    noteEvents();
     service->extractSlideFiles({"slide.001.jpg", "slide.002.jpg"}, "/decks/a.key");
     run(30s);
-    EXPECT_EQ(host->calls, Calls{"500 extracted /decks/a.key ok"});
+    EXPECT_EQ(host->calls,
+              (Calls{"0 > openFile /decks/a.key Keynote", "0 > open /decks/a.key", "0 > text", "0 > version",
+                     "0 > export S/P1/slide", "500 > close ask ", "500 extracted /decks/a.key ok"}));
     EXPECT_EQ(platform.files.list("/decks"), (Calls{"a.key.key.text.xml", "slide.001.jpg", "slide.002.jpg"}));
     EXPECT_EQ(
-        platform.files.contents("/decks/a.key.key.text.xml"),
+        text(),
         "<KeynoteInfo version=\"1\" xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\" "
         "xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\"><Filename>a</Filename>"
         "<KeynoteVersion>14.0</KeynoteVersion><Slides>"
         "<Slide><Body></Body><IsSkipped>0</IsSkipped><Notes></Notes><Number>1</Number><Tables><Table><TableRows>"
-        "<Row><Cell>1</Cell><Cell>2</Cell></Row><Row></Row></TableRows><TableTitle>T</TableTitle></Table></Tables>"
+        "<Row><Cell>1\t</Cell><Cell>2</Cell></Row><Row></Row></TableRows><TableTitle>T</TableTitle></Table></Tables>"
         "<TextItems><TextItem>&lt;x></TextItem></TextItems><Title>A B C</Title></Slide>"
         "<Slide><Body></Body><IsSkipped>1</IsSkipped><Notes></Notes><Number>2</Number><Tables></Tables>"
         "<TextItems></TextItems><Title></Title></Slide></Slides></KeynoteInfo>");
     EXPECT_TRUE(keynote.model.documents().empty());
 }
 
-TEST_F(Extraction, WaitingForSavingEndsAfterTheProbeIsSaved) {
+/// What goes wrong, and what the host hears and finds.
+struct Trouble {
+    const char* name;
+    std::function<void(SimulatedPlatform&, PresentationProgramModel&)> prepare;
+    std::string path;
+    std::vector<std::string> images;
+    std::string answer;
+    std::vector<std::string> files;
+    std::string textHolds;
+    std::string logLine;
+};
+
+class ExtractionInTrouble : public Extraction, public testing::WithParamInterface<Trouble> {};
+
+TEST_P(ExtractionInTrouble, EndsAsItShould) {
+    const Trouble& trouble = GetParam();
+    trouble.prepare(platform, keynote.model);
+    service->extractSlideFiles(trouble.images, trouble.path);
+    run(200s);
+    EXPECT_EQ(host->calls, Calls{trouble.answer});
+    EXPECT_EQ(platform.files.list("/decks"), trouble.files);
+    EXPECT_NE(text().find(trouble.textHolds), std::string::npos) << text();
+    EXPECT_GE(logged(trouble.logLine), 1U);
+}
+
+const std::vector<std::string> kTwoImages{"slide.001.jpg", "slide.002.jpg"};
+const std::string kDeck = "/decks/a.key";
+const std::string kText = "a.key.key.text.xml";
+const std::string kUnreadable = "<Filename></Filename><KeynoteVersion>14.0</KeynoteVersion><Slides></Slides>";
+const std::string kEventFailed = "-[KeynoteTextExtractor eventDidFail:withError:] error:Error Domain=";
+
+void refuseDecks(PresentationProgramModel& model) {
+    model.setReader([](const auto&, ErrorPtr& error) {
+        error = makeError(NSOSStatusErrorDomain, kAppleEventFailed, "This is no presentation.");
+        return std::optional<ProgramDocument>();
+    });
+}
+
+const Trouble kTroubles[] = {
+    {"ImageLeftOut",
+     [](auto&, auto& model) { model.faults().leftOutImages = {1}; },
+     kDeck,
+     kTwoImages,
+     "90500 extracted /decks/a.key " + std::string(kMissing),
+     {kText, "slide.002.jpg"},
+     "<Number>2</Number>",
+     "Could not find all expected slide images: Error Domain="},
+    {"NoPresentation",
+     [](auto&, auto& model) { refuseDecks(model); },
+     kDeck,
+     kTwoImages,
+     "90500 extracted /decks/a.key " + std::string(kMissing),
+     {kText},
+     kUnreadable,
+     ": extracting text from 0 slides"},
+    {"NoPresentationAndNoImages",
+     [](auto&, auto& model) { refuseDecks(model); },
+     kDeck,
+     {},
+     "500 extracted /decks/a.key ok",
+     {kText},
+     kUnreadable,
+     "Finished verification of captured slide images."},
+    {"TextRefused",
+     [](auto&, auto& model) { model.faults().refusedCalls = {"text"}; },
+     kDeck,
+     {"slide.001.jpg"},
+     "500 extracted /decks/a.key ok",
+     {kText, "slide.001.jpg"},
+     kUnreadable,
+     kEventFailed},
+    {"VersionRefused",
+     [](auto&, auto& model) { model.faults().refusedCalls = {"version"}; },
+     kDeck,
+     {},
+     "500 extracted /decks/a.key ok",
+     {kText},
+     "<KeynoteVersion></KeynoteVersion><Slides><Slide>",
+     kEventFailed},
+    {"FolderReadOnly",
+     [](auto& platform, auto&) { platform.files.readOnly = {"/decks"}; },
+     kDeck,
+     {"slide.001.jpg"},
+     "500 extracted /decks/a.key ok",
+     {},
+     "",
+     "Could not move slide image file from:"},
+    {"NoWorkingDirectory",
+     [](auto& platform, auto&) { platform.files.readOnly = {kSandbox}; },
+     kDeck,
+     kTwoImages,
+     "0 extracted /decks/a.key NSPOSIXErrorDomain 13",
+     {},
+     "",
+     "Failed to create working directory: /home/lecturer/Library/"},
+    {"SlashBehindTheDeck",
+     [](auto&, auto&) {},
+     "/decks/a.key/",
+     {},
+     "500 extracted /decks/a.key/ ok",
+     {kText},
+     "<Filename>a</Filename>",
+     "Extracting files (\n) from presentation /decks/a.key/"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Each, ExtractionInTrouble, testing::ValuesIn(kTroubles),
+                         [](const auto& trouble) { return trouble.param.name; });
+
+TEST_F(Extraction, OnTheCapturingConnectionMisleadsTheCaptureAndOnAnotherDoesNot) {
+    const auto extracting = KeynoteCaptureService::initWithDelegate(host);
+    const auto lectureWithExtraction = [this](KeynoteCaptureService& extractor) {
+        host->calls.clear();
+        EXPECT_EQ(keynote.model.startShow(keynote.model.documents().front().id, 1), nullptr);
+        run(1s);
+        extractor.extractSlideFiles({}, "/decks/b.key");
+        run(1s);
+        EXPECT_EQ(keynote.model.goToSlide(2), nullptr);
+        run(1s);
+        EXPECT_EQ(keynote.model.stopShow(), nullptr);
+        run(7s);
+    };
+    keynote.open("lecture.key");
+    start();
+    lectureWithExtraction(*extracting);
+    EXPECT_EQ(host->calls,
+              (Calls{"250 started P1 /decks/lecture.key P1.key ok", "375 slide P1 1 P1/slide.001.jpg",
+                     "1500 extracted /decks/b.key ok", "2375 slide P1 2 P1/slide.002.jpg", "3750 stopped P1 ok"}));
+    EXPECT_EQ(platform.files.list("/decks"), Calls{"b.key.key.text.xml"});
+
+    // The directories are the connection's, and the extraction puts its own there.
+    lectureWithExtraction(*service);
+    EXPECT_EQ(host->calls, (Calls{"10250 started P3 /decks/lecture.key P3.key ok", "10375 slide P3 1 P3/slide.001.jpg",
+                                  "11500 extracted /decks/b.key ok", "12375 slide P3 2 decks/slide.002.jpg",
+                                  "13750 stopped P3 ok"}));
+    EXPECT_EQ(platform.files.list("/decks"), (Calls{"b.key.key.text.xml", "slide.001.jpg", "slide.002.jpg"}));
+}
+
+TEST_F(Extraction, IsNeverAnsweredAfterAStop) {
+    service->extractSlideFiles(kTwoImages, kDeck);
+    service->stopDetectionAndCapture();
+    run(200s);
+    EXPECT_EQ(host->calls, Calls{});
+}
+
+/// Waits for the end of saving. The resource "empty.key" is there.
+class SaveMonitor : public Scenario {
+protected:
+    void SetUp() override {
+        platform.bundles.setMainBundle({}, {"empty.key"});
+        keynote.launch();
+        service = KeynoteCaptureService::initWithDelegate(host);
+    }
+};
+
+TEST_F(SaveMonitor, WaitsUseProbesOfTheirOwn) {
+    noteEvents();
+    service->waitForSavingToCompleteAsync();
+    keynote.model.faults().saveTime = 600ms;
     service->waitForSavingToCompleteAsync();
     run(10s);
-    EXPECT_EQ(host->calls, Calls{"1000 saved"});
+    EXPECT_EQ(host->calls, (Calls{
+                               "0 > activate",
+                               "0 > openFile /KeynoteCaptureService/Contents/Resources/empty.key Keynote",
+                               "0 > open S/temp/P1.key",
+                               "0 > save S/temp/P1.key",
+                               "0 > activate",
+                               "0 > openFile /KeynoteCaptureService/Contents/Resources/empty.key Keynote",
+                               "0 > open S/temp/P2.key",
+                               "0 > save S/temp/P2.key",
+                               "1000 > close no  ",
+                               "1000 saved",
+                               "2000 > close no  ",
+                               "2000 saved",
+                           }));
+}
+
+TEST_F(SaveMonitor, TriesAndLooksEverySecondUntilTheProbeHasContents) {
+    auto& faults = keynote.model.faults();
+    faults.refusedCalls = {"open"};
+    service->waitForSavingToCompleteAsync();
+    run(300'500ms);
+    EXPECT_EQ(logged("Couldn't open document"), 301U);
+    faults.refusedCalls = {};
+    faults.saveTime = 2500ms;  // asked at 301 s, begun to be written at 303.5 s
+    faults.diskFull = true;
+    run(300s);
+    EXPECT_EQ(logged("File doesn't exist"), 3U);
+    EXPECT_EQ(logged("File size 0"), 297U);
+    EXPECT_EQ(host->calls, Calls{});
+    const std::string probe = SimulatedText::uuid(1) + ".key";
+    const std::string temporary = std::string(kSandbox) + "/temp";
+    ASSERT_EQ(platform.files.createFile(temporary + "/" + probe, "12345"), nullptr);
+    run(10s);
+    EXPECT_EQ(logged("File size 5"), 1U);
+    EXPECT_EQ(host->calls, Calls{"601000 saved"});
+    EXPECT_EQ(platform.files.list(temporary), Calls{probe});
+}
+
+TEST_F(SaveMonitor, FailsOnlyWhenTheProgramEnds) {
     service->waitForSavingToCompleteAsync();
     platform.dispatch.runReady();
     keynote.quit();
     run(10s);
-    EXPECT_EQ(host->calls.back(), "11000 not saved KeynoteCaptureServiceErrorDomain 6");
+    service->waitForSavingToCompleteAsync();  // of a program that does not come
+    run(10s);
+    EXPECT_EQ(host->calls, (Calls{"1000 not saved KeynoteCaptureServiceErrorDomain 6",
+                                  "11000 not saved KeynoteCaptureServiceErrorDomain 6"}));
+    EXPECT_EQ(logged("Failed to launch Keynote to detect save status"), 2U);
+}
+
+TEST_F(SaveMonitor, ClosesTheProbeAlsoWhenTheHostIsGone) {
+    service->waitForSavingToCompleteAsync();
+    platform.dispatch.runReady();
+    service.reset();
+    run(10s);
+    EXPECT_EQ(host->calls, Calls{});
+    ASSERT_EQ(keynote.model.documents().size(), 1U);
+    EXPECT_EQ(keynote.model.documents().front().name, "empty.key");
 }
 
 }  // namespace

@@ -22,6 +22,16 @@ std::string shortPath(const std::optional<std::filesystem::path>& path) {
     return path ? shortID(path->parent_path().filename()) + "/" + path->filename().native() : "nil";
 }
 
+std::string shortEvent(std::string event) {
+    const auto shorten = [&event](std::string_view what, const std::string& to) {
+        const auto at = event.find(what);
+        if (at != std::string::npos) event.replace(at, what.size(), to);
+    };
+    shorten(kSandbox, "S");
+    for (int n = 1; n < 10; ++n) shorten(SimulatedText::uuid(n), fmt::format("P{}", n));
+    return event;
+}
+
 }  // namespace
 
 void RecordingHost::note(const std::string& what) {
@@ -100,6 +110,14 @@ void Scenario::start() {
     service->startDetectionAndCaptureTo("/captures", "R",
                                         [](const ErrorPtr& error) { ADD_FAILURE() << error->localizedDescription(); });
     platform.dispatch.runReady();
+}
+
+void Scenario::noteEvents() {
+    platform.scripting.eventObserver = [this](const std::string& event) { host->note("> " + shortEvent(event)); };
+    platform.workspace.opener = [this, open = platform.workspace.opener](const auto& path, const auto& application) {
+        host->note("> " + shortEvent(fmt::format("openFile {} {}", path.native(), application)));
+        return open(path, application);
+    };
 }
 
 std::size_t Scenario::logged(const std::string& text) const {

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 using namespace std::chrono_literals;
@@ -77,6 +78,10 @@ private:
     std::shared_ptr<KeynoteCaptureServiceProtocol> object_;
 };
 
+/// Where the program may write.
+inline constexpr std::string_view kSandbox =
+    "/home/lecturer/Library/Containers/com.apple.iWork.Keynote/Data/Documents/Veldrin";
+
 /// A service with its host and one program with pid 100, all in virtual time.
 class Scenario : public testing::Test {
 protected:
@@ -86,6 +91,8 @@ protected:
 
     /// Makes the service if need be, and starts it into /captures with the recording ID "R".
     void start();
+    /// From now on the host's calls also hold what the program is asked, as "> event", with S for the sandbox.
+    void noteEvents();
     void run(Duration span) { platform.dispatch.runFor(span); }
     /// How many log lines contain the text.
     [[nodiscard]] std::size_t logged(const std::string& text) const;
