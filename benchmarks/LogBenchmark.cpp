@@ -57,9 +57,9 @@ int main(int argc, char** argv) {
     LinuxPlatform linuxPlatform({});
     const Platform& real = linuxPlatform.platform();
     NoUnifiedLog none;
-    const Platform fileOnly{real.clock,       real.dispatch,  real.fileManager,  real.bundles, real.metadataQueries,
-                            real.workspace,   real.scripting, real.windowServer, real.text,    real.xml,
-                            real.processInfo, none,           real.consoleLog};
+    const Platform fileOnly{real.clock,       real.dispatch,  real.fileManager,  real.bundles,     real.metadataQueries,
+                            real.workspace,   real.scripting, real.windowServer, real.text,        real.xml,
+                            real.processInfo, none,           real.consoleLog,   real.userDefaults};
 
     benchmark::RegisterBenchmark("ours", logLines, fileOnly)->Iterations(kLines);
     benchmark::RegisterBenchmark("peer", writeLines, fileOnly)->Iterations(kLines);

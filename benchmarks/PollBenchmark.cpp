@@ -111,9 +111,10 @@ int main(int argc, char** argv) {
     LinuxPlatform linuxPlatform({});
     const Platform& real = linuxPlatform.platform();
     HandTickedDispatch dispatch(real.dispatch);
-    const Platform services{real.clock,       dispatch,        real.fileManager,  real.bundles, real.metadataQueries,
-                            real.workspace,   real.scripting,  real.windowServer, real.text,    real.xml,
-                            real.processInfo, real.unifiedLog, real.consoleLog};
+    const Platform services{
+        real.clock,       dispatch,        real.fileManager,  real.bundles,     real.metadataQueries,
+        real.workspace,   real.scripting,  real.windowServer, real.text,        real.xml,
+        real.processInfo, real.unifiedLog, real.consoleLog,   real.userDefaults};
     installPlatform(&services);
 
     const Scene scene(std::filesystem::temp_directory_path() / ("poll-" + std::to_string(::getpid())));

@@ -43,11 +43,11 @@ private:
     std::set<std::string> names_;
     LinuxFileManager files_;
     SimulatedPlatform simulated_;
-    const Platform services_{simulated_.dispatch,  simulated_.dispatch,        files_,
-                             simulated_.bundles,   simulated_.metadataQueries, simulated_.workspace,
-                             simulated_.scripting, simulated_.windowServer,    simulated_.text,
-                             simulated_.xml,       simulated_.processInfo,     simulated_.unifiedLog,
-                             simulated_.consoleLog};
+    const Platform services_{simulated_.dispatch,   simulated_.dispatch,        files_,
+                             simulated_.bundles,    simulated_.metadataQueries, simulated_.workspace,
+                             simulated_.scripting,  simulated_.windowServer,    simulated_.text,
+                             simulated_.xml,        simulated_.processInfo,     simulated_.unifiedLog,
+                             simulated_.consoleLog, simulated_.userDefaults};
 };
 
 /// One look for ten thousand images of which none is there yet.

@@ -9,7 +9,9 @@ class MetadataQueries;
 class ProcessInfo;
 class Scripting;
 class TextServices;
+class URLSessions;
 class UnifiedLog;
+class UserDefaults;
 class WindowServer;
 class Workspace;
 class XMLServices;
@@ -29,6 +31,8 @@ struct Platform {
     ProcessInfo& processInfo;
     UnifiedLog& unifiedLog;
     ConsoleLog& consoleLog;
+    UserDefaults& userDefaults;
+    URLSessions* urlSessions = nullptr;  ///< null in a process that was wired without an HTTP client
 };
 
 namespace detail {

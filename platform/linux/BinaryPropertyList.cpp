@@ -5,14 +5,14 @@
 #include <utility>
 
 // libplist copies an object as often as it is referred to, so 134 bytes of nested arrays make it take 1.8 GB. We need
-// the top dictionary's texts only, and read just those.
+// the top dictionary's scalars only, and read just those.
 
 namespace {
 
 constexpr std::size_t kHeaderSize = 8;
 constexpr std::size_t kTrailerSize = 32;
 
-enum Kind : unsigned { kInteger = 0x1, kAscii = 0x5, kUtf16 = 0x6, kDictionary = 0xD };
+enum Kind : unsigned { kBoolean = 0x0, kInteger = 0x1, kAscii = 0x5, kUtf16 = 0x6, kDictionary = 0xD };
 
 /// An object's head: what it is, how many elements it has, and where they begin.
 struct Head {
@@ -42,20 +42,25 @@ class Reader {
 public:
     explicit Reader(std::string_view contents) : contents_(contents) {}
 
-    PropertyStrings strings() const {
+    PropertyScalars scalars() const {
         const auto trailer = contents_.size() - kTrailerSize;
         const auto top = object(integer(trailer + 16, 8).value_or(0));
         if (!top || top->kind != kDictionary || top->count > contents_.size()) return {};
-        PropertyStrings result;
+        PropertyScalars result;
         // A text may stand under many keys: together they may not become much more than the file holds. (UTF-8 takes
         // up to one and a half times as much as UTF-16.)
         const auto most = 2 * contents_.size();
         std::size_t taken = 0;
         for (std::uint64_t i = 0; i < top->count && taken <= most; ++i) {
             auto key = text(referredObject(*top, i));
-            auto value = text(referredObject(*top, top->count + i));
+            const auto object = referredObject(*top, top->count + i);
+            auto value = text(object);
             taken += key.value_or("").size() + value.value_or("").size();
-            if (key && value) result.emplace(std::move(*key), std::move(*value));
+            if (!key) continue;
+            if (value)
+                result.emplace(std::move(*key), std::move(*value));
+            else if (const auto flag = boolean(object))
+                result.emplace(std::move(*key), *flag);
         }
         if (taken > most) return {};
         return result;
@@ -107,6 +112,15 @@ private:
         return utf8;
     }
 
+    /// Whether a boolean is true or an integer other than zero.
+    std::optional<bool> boolean(const std::optional<Head>& head) const {
+        if (!head) return std::nullopt;
+        if (head->kind == kBoolean && (head->count | 1) == 9) return head->count == 9;
+        if (head->kind != kInteger || head->count > 3) return std::nullopt;
+        const auto number = integer(head->start, std::uint64_t{1} << head->count);
+        return number ? std::optional(*number != 0) : std::nullopt;
+    }
+
     /// The character at an index, which moves on over the second half of a pair.
     char32_t character(const Head& head, std::uint64_t& index) const {
         const auto unit = [&](std::uint64_t i) { return static_cast<char32_t>(*integer(head.start + i * 2, 2)); };
@@ -124,7 +138,7 @@ private:
 
 }  // namespace
 
-PropertyStrings binaryPropertyStrings(std::string_view contents) {
+PropertyScalars binaryPropertyScalars(std::string_view contents) {
     if (contents.size() < kHeaderSize + kTrailerSize) return {};
-    return Reader(contents).strings();
+    return Reader(contents).scalars();
 }

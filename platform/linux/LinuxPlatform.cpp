@@ -12,11 +12,13 @@ LinuxPlatform::LinuxPlatform(const Options& options)
       workspace_(bus_, dispatch_.mainQueue(), {kWatchedBundleIdentifier}),
       scripting_([this](pid_t process) { return workspace_.busNameOfProcess(process); },
                  [this](const std::string& bundle) { return workspace_.busNameOfBundle(bundle); }),
+      urlSessions_(options.makeURLSessions ? options.makeURLSessions(dispatch_, bundles_) : nullptr),
       idleTermination_(dispatch_, options.exitWhenIdle, [this] { listener_.endIfUnused(); }),
       listener_(bus_, dispatch_, consoleLog_,
                 {[this] { idleTermination_.hostConnected(); }, [this] { idleTermination_.hostLeft(); }}),
-      platform_{clock_,        dispatch_, fileManager_, bundles_,         computerSearch_, workspace_, scripting_,
-                windowServer_, text_,     xml_,         idleTermination_, unifiedLog_,     consoleLog_} {}
+      platform_{clock_,           dispatch_,   fileManager_,  bundles_,      computerSearch_,
+                workspace_,       scripting_,  windowServer_, text_,         xml_,
+                idleTermination_, unifiedLog_, consoleLog_,   userDefaults_, urlSessions_.get()} {}
 
 int LinuxPlatform::run() {
     if (bus_) bus_->start([] {});

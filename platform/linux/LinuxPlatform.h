@@ -11,12 +11,16 @@
 #include "platform/linux/JournalLog.h"
 #include "platform/linux/LibXmlServices.h"
 #include "platform/linux/LinuxFileManager.h"
+#include "platform/linux/PropertyListDefaults.h"
 #include "platform/linux/StandardErrorLog.h"
 #include "platform/linux/SystemClock.h"
 #include "platform/linux/X11WindowServer.h"
 #include "ports/Platform.h"
+#include "ports/URLSession.h"
 
 #include <filesystem>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -28,6 +32,8 @@ public:
         std::optional<Duration> exitWhenIdle;
         /// Where installed programs are searched for; on the whole computer when there are none.
         std::vector<std::filesystem::path> searchRoots;
+        /// Makes the HTTP client, for a program that needs one.
+        std::function<std::unique_ptr<URLSessions>(Dispatch&, Bundles&)> makeURLSessions;
     };
 
     explicit LinuxPlatform(const Options& options);
@@ -58,6 +64,7 @@ private:
     AsioDispatch dispatch_{consoleLog_};
     LinuxFileManager fileManager_;
     DirectoryBundles bundles_;
+    PropertyListDefaults userDefaults_{fileManager_, *bundles_.mainBundle()};
     ComputerSearch computerSearch_;
     IcuTextServices text_;
     LibXmlServices xml_;
@@ -65,6 +72,7 @@ private:
     const std::shared_ptr<SessionBus> bus_ = openBus();
     DBusWorkspace workspace_;
     DBusScripting scripting_;
+    const std::unique_ptr<URLSessions> urlSessions_;
     IdleTermination idleTermination_;
     DBusServiceListener listener_;
     const Platform platform_;

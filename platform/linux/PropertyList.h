@@ -5,16 +5,21 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <variant>
 
 /// The texts of a property list's top dictionary by key; other values are left out.
 using PropertyStrings = std::map<std::string, std::string, std::less<>>;
 
+/// The texts, booleans and whole numbers likewise; of a number, whether it is other than zero.
+using PropertyScalars = std::map<std::string, std::variant<std::string, bool>, std::less<>>;
+
 /// Reads the property list (XML or binary) in a regular file of at most 1 MiB. Empty when it is none, when it is
 /// damaged, or when it is built to exhaust its reader.
 [[nodiscard]] PropertyStrings readPropertyStrings(const std::filesystem::path& path);
+[[nodiscard]] PropertyScalars readPropertyScalars(const std::filesystem::path& path);
 
 /// The same for a file in an open directory, but through no link. Nothing when no regular file of that name lies there.
 [[nodiscard]] std::optional<PropertyStrings> readPropertyStringsIn(int directory, const char* name);
 
 /// The same from memory, for a list that begins with `bplist00`.
-[[nodiscard]] PropertyStrings binaryPropertyStrings(std::string_view contents);
+[[nodiscard]] PropertyScalars binaryPropertyScalars(std::string_view contents);

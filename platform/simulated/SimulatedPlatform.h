@@ -36,8 +36,9 @@ public:
     SimulatedProcessInfo processInfo;
     SimulatedUnifiedLog unifiedLog;
     SimulatedConsoleLog consoleLog;
+    SimulatedUserDefaults userDefaults;
 
 private:
-    const Platform services_{dispatch,     dispatch, files, bundles,     metadataQueries, workspace, scripting,
-                             windowServer, text,     xml,   processInfo, unifiedLog,      consoleLog};
+    const Platform services_{dispatch,     dispatch, files, bundles,     metadataQueries, workspace,  scripting,
+                             windowServer, text,     xml,   processInfo, unifiedLog,      consoleLog, userDefaults};
 };

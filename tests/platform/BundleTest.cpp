@@ -1,5 +1,7 @@
 #include "platform/linux/DirectoryBundles.h"
+#include "platform/linux/LinuxFileManager.h"
 #include "platform/linux/PropertyList.h"
+#include "platform/linux/PropertyListDefaults.h"
 #include "platform/linux/SystemVersion.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -70,6 +72,31 @@ TEST_F(BundleTest, ReadsXmlAndBinaryDictionaries) {
     EXPECT_EQ(info(binary, "N"), std::nullopt);
 }
 
+TEST_F(BundleTest, AUserDefaultIsWhatThePlatformTakesForTrue) {
+    const auto flag = [&](const std::string& plist) {
+        writeFile(root.path / "program.plist", plist);
+        return PropertyListDefaults(root.path / "program.plist").boolForKey("A");
+    };
+    const auto xml = [&](const std::string& value) { return flag(xmlWith("<key>A</key>" + value)); };
+    for (const char* value : {"<true/>", "<integer>2</integer>", "<string>YES</string>", "<string> -01</string>"}) {
+        EXPECT_TRUE(xml(value)) << value;
+    }
+    for (const char* value : {"<false/>", "<integer>0</integer>", "<string>no</string>", "<string/>", "<dict/>", "<"}) {
+        EXPECT_FALSE(xml(value)) << value;
+    }
+    const std::string top("\xD1\x01\x02", 3);
+    EXPECT_TRUE(flag(binaryOf({top, ascii("A"), "\x09"})));
+    EXPECT_TRUE(flag(binaryOf({top, ascii("A"), std::string("\x11\x01\x00", 3)})));
+    EXPECT_FALSE(flag(binaryOf({top, ascii("A"), "\x08"})));
+
+    ::setenv("XDG_CONFIG_HOME", root.path.c_str(), 1);
+    writeFile(root.path / (bundles.mainBundle()->infoString("CFBundleExecutable").value() + ".plist"),
+              xmlWith("<key>A</key><true/>"));
+    EXPECT_TRUE(PropertyListDefaults(LinuxFileManager(), *bundles.mainBundle()).boolForKey("A"));
+    EXPECT_FALSE(PropertyListDefaults(LinuxFileManager(), *bundles.mainBundle()).boolForKey("B"));
+    ::unsetenv("XDG_CONFIG_HOME");
+}
+
 TEST_F(BundleTest, TakesDamagedDictionariesForAbsent) {
     const auto good = binaryOf({"\xD1\x01\x02", ascii("A"), ascii("B")});
     EXPECT_EQ(info(good, "A"), "B");
@@ -81,7 +108,7 @@ TEST_F(BundleTest, TakesDamagedDictionariesForAbsent) {
         for (const int value : {0, 1, 0x7F, 0x80, 0xDF, 0xFF}) {
             auto damaged = good;
             damaged[i] = static_cast<char>(value);
-            (void)binaryPropertyStrings(damaged);
+            (void)binaryPropertyScalars(damaged);
         }
     }
     for (const char* text :

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "ports/UserDefaults.h"
+
+#include <filesystem>
+
+class Bundle;
+class FileManager;
+
+/// Defaults from a property list (XML or binary) of the user's, which is read anew at each question.
+class PropertyListDefaults final : public UserDefaults {
+public:
+    explicit PropertyListDefaults(std::filesystem::path file) : file_(std::move(file)) {}
+    /// From `<executable>.plist` in `$XDG_CONFIG_HOME` when that is absolute, else in `.config` in the home directory.
+    PropertyListDefaults(const FileManager& fileManager, const Bundle& mainBundle);
+
+    [[nodiscard]] bool boolForKey(const std::string& defaultName) override;
+
+private:
+    const std::filesystem::path file_;
+};
