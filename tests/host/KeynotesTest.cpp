@@ -8,7 +8,6 @@
 
 namespace {
 
-using testing::ElementsAre;
 using testing::HasSubstr;
 
 class KeynotesTest : public ToolTest {

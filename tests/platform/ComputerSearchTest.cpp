@@ -77,6 +77,7 @@ TEST(ComputerSearch, FindsTheBundlesThatCarryTheIdentifierWhateverLiesBesideThem
     writeFile(info("Utf16.app"), utf16);
     writeFile(info("Cut.app"), utf8.substr(0, utf8.size() / 2));
     writeFile(info("Nested.app"), plistWith(repeated("<key>K</key><dict>", 50'000)));
+    writeFile(info("Entities.app"), plistWith("<key>K</key><string>" + repeated("&amp;", 200'000) + "</string>"));
     writeFile(info("Other.app"), repeated(utf8, 1).replace(utf8.find("Program"), 7, "Another"));
     EXPECT_EQ(bundlesBelow(root.path), expected);
 }
