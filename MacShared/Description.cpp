@@ -85,6 +85,10 @@ std::string description(const Dictionary& dictionary) {
     return describeDictionary(dictionary, "");
 }
 
+std::string description(const std::map<std::string, std::string>& dictionary) {
+    return description(Dictionary(dictionary.begin(), dictionary.end()));
+}
+
 std::string stringFromRect(const Rect& rect) {
     return fmt::format("{{{{{}, {}}}, {{{}, {}}}}}", rect.x, rect.y, rect.width, rect.height);
 }

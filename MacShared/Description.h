@@ -52,6 +52,7 @@ struct DictionaryValue : std::variant<std::string, std::int64_t, double, Diction
 };
 /// `{`, then `key = value;` a line in the order of the keys, then `}`; four blanks a level.
 [[nodiscard]] std::string description(const Dictionary& dictionary);
+[[nodiscard]] std::string description(const std::map<std::string, std::string>& dictionary);
 
 template <class T>
 [[nodiscard]] std::string description(const std::optional<T>& value) {

@@ -3,11 +3,13 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
 /// Keys of an error's user information, as the platform names them.
 inline constexpr const char* NSLocalizedDescriptionKey = "NSLocalizedDescription";
+inline constexpr const char* NSLocalizedFailureReasonErrorKey = "NSLocalizedFailureReason";
 inline constexpr const char* NSFilePathErrorKey = "NSFilePath";
 
 /// Domain of errors whose code is an `errno` value.
@@ -17,6 +19,7 @@ inline constexpr const char* NSPOSIXErrorDomain = "NSPOSIXErrorDomain";
 /// Immutable, so one error may be shared by threads. Handed around as `ErrorPtr`; null means "no error".
 class Error {
 public:
+    /// Details are UTF-8 text, unless their key says that they are bytes.
     using UserInfo = std::map<std::string, std::string>;
 
     Error(std::string domain, std::int64_t code, UserInfo userInfo = {})
@@ -30,10 +33,16 @@ public:
     [[nodiscard]] const UserInfo& userInfo() const { return userInfo_; }
 
     /// A sentence for people: the description in the user information, or one made from domain and code.
-    [[nodiscard]] std::string localizedDescription() const {
+    [[nodiscard]] virtual std::string localizedDescription() const {
         const auto found = userInfo_.find(NSLocalizedDescriptionKey);
         if (found != userInfo_.end()) return found->second;
         return "The operation couldn’t be completed. (" + domain_ + " error " + std::to_string(code_) + ".)";
+    }
+
+    /// Why it happened, for people; nothing when nobody has said so.
+    [[nodiscard]] virtual std::optional<std::string> localizedFailureReason() const {
+        const auto found = userInfo_.find(NSLocalizedFailureReasonErrorKey);
+        return found == userInfo_.end() ? std::nullopt : std::optional(found->second);
     }
 
 private:

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "MacShared/SoapValue.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+class ISoapCallback;
+
+/// Calls web services, one call at a time. All operations may be called from any thread.
+class ISoapCaller {
+public:
+    virtual ~ISoapCaller() = default;
+    /// `callSoapMethod:withNamespace:namespaceExtension:parameterNames:parameters:withState:`: starts the call and
+    /// returns at once. What becomes of it is told to the callback, together with the state. Without either list there
+    /// are no parameters; throws `std::out_of_range` when there are fewer names than parameters.
+    virtual void callSoapMethod(const std::string& method, const std::optional<std::string>& withNamespace,
+                                const std::optional<std::string>& namespaceExtension,
+                                const std::optional<std::vector<std::string>>& parameterNames,
+                                const std::optional<SoapArray>& parameters, std::shared_ptr<void> withState) = 0;
+
+    /// `callback`, held weakly. Setting it to null cancels the call under way.
+    [[nodiscard]] virtual std::shared_ptr<ISoapCallback> callback() const = 0;
+    virtual void setCallback(const std::shared_ptr<ISoapCallback>& callback) = 0;
+    /// `url` of the service, http or https.
+    [[nodiscard]] virtual std::string url() const = 0;
+    virtual void setUrl(std::string url) = 0;
+};

@@ -1,0 +1,9 @@
+#pragma once
+
+/// Shows people that something is under way. Called on whichever thread starts or ends a call.
+class ISpinnerController {
+public:
+    virtual ~ISpinnerController() = default;
+    virtual void startSpinning() = 0;
+    virtual void stopSpinning() = 0;
+};

@@ -1,0 +1,262 @@
+#include "MacShared/SOAP/SimpleSoapCaller.h"
+
+#include "MacShared/Atomic.h"
+#include "MacShared/HTTPError.h"
+#include "MacShared/LocalizedFormat.h"
+#include "MacShared/MTOMHelpers.h"
+#include "MacShared/NSBundle+VELLogAdditions.h"
+#include "MacShared/SOAP/MultipartPayload.h"
+#include "MacShared/SOAP/SoapRequest.h"
+#include "MacShared/SOAP/SoapXMLAccumulator.h"
+#include "MacShared/URLSessionDelegateProxy.h"
+#include "MacShared/UTF8.h"
+#include "ports/Platform.h"
+#include "ports/UserDefaults.h"
+#include "ports/XML.h"
+
+namespace {
+
+constexpr const char* kResponseBodyKey = "responsebodykey";
+
+Atomic<URLSessionConfiguration>& sharedConfiguration() {
+    static Atomic<URLSessionConfiguration> configuration;
+    return configuration;
+}
+
+/// The bytes as text, nothing when they are none.
+std::optional<std::string> textFrom(std::string_view bytes) {
+    return isUTF8(bytes) ? std::optional<std::string>(bytes) : std::nullopt;
+}
+
+/// The method's result in place of its response element. An empty result reads as null.
+SoapDictionary unwrapped(const SoapDictionary& value, const std::string& resultTag) {
+    const auto* const response = value.find("response");
+    const auto* const content = response == nullptr ? nullptr : response->dictionary();
+    const auto* const result = content == nullptr ? nullptr : content->find(resultTag);
+    if (result == nullptr) return value;
+    const auto* const dictionary = result->dictionary();
+    const bool isEmpty = dictionary != nullptr && dictionary->empty();
+    return {{"response", isEmpty ? SoapValue() : *result}};
+}
+
+}  // namespace
+
+std::shared_ptr<SimpleSoapCaller> SimpleSoapCaller::init() {
+    static_cast<void>(webServiceErrorMessage());
+    static_cast<void>(soapFailureReasonFormatString());
+    std::shared_ptr<SimpleSoapCaller> caller(new SimpleSoapCaller);
+    caller->logSoap_ = platform().userDefaults.boolForKey("LogSoap");
+    caller->session_ = platform().urlSessions->sessionWithConfiguration(
+        configuration(), std::make_shared<URLSessionDelegateProxy>(caller));
+    return caller;
+}
+
+SimpleSoapCaller::~SimpleSoapCaller() {
+    setSpinning(false);
+    if (call_.task) call_.task->cancel();
+    if (session_) session_->invalidateAndCancel();
+}
+
+URLSessionConfiguration SimpleSoapCaller::configuration() {
+    return sharedConfiguration().get();
+}
+
+void SimpleSoapCaller::setConfiguration(URLSessionConfiguration configuration) {
+    sharedConfiguration().set(std::move(configuration));
+}
+
+const std::string& SimpleSoapCaller::webServiceErrorMessage() {
+    static const std::string message = localizedString("Webservice Failure");
+    return message;
+}
+
+const std::string& SimpleSoapCaller::soapFailureReasonFormatString() {
+    static const std::string format = localizedString("Failed to parse server response for method %1$@");
+    return format;
+}
+
+void SimpleSoapCaller::callSoapMethod(const std::string& method, const std::optional<std::string>& withNamespace,
+                                      const std::optional<std::string>& namespaceExtension,
+                                      const std::optional<std::vector<std::string>>& parameterNames,
+                                      const std::optional<SoapArray>& parameters, std::shared_ptr<void> withState) {
+    const auto task = session_->dataTaskWithRequest(
+        makeSoapRequest(url(), method, withNamespace, namespaceExtension, parameterNames, parameters, logSoap()));
+    setSpinning(true);  // before the call can end
+    assign(call_, Call{method, std::move(withState), task, {}});
+    task->resume();
+}
+
+std::shared_ptr<ISoapCallback> SimpleSoapCaller::callback() const {
+    return locked(callback_).lock();
+}
+
+void SimpleSoapCaller::setCallback(const std::shared_ptr<ISoapCallback>& callback) {
+    assign(callback_, std::weak_ptr(callback));
+    const auto task = callback ? nullptr : locked(call_.task);
+    if (task) task->cancel();
+}
+
+std::string SimpleSoapCaller::url() const {
+    return locked(url_);
+}
+
+void SimpleSoapCaller::setUrl(std::string url) {
+    assign(url_, std::move(url));
+}
+
+bool SimpleSoapCaller::ignoreCertificateErrors() const {
+    return locked(ignoreCertificateErrors_);
+}
+
+void SimpleSoapCaller::setIgnoreCertificateErrors(bool ignore) {
+    assign(ignoreCertificateErrors_, ignore);
+}
+
+bool SimpleSoapCaller::logSoap() const {
+    return locked(logSoap_);
+}
+
+void SimpleSoapCaller::setLogSoap(bool log) {
+    assign(logSoap_, log);
+}
+
+bool SimpleSoapCaller::spinning() const {
+    return locked(spinning_);
+}
+
+std::shared_ptr<ISpinnerController> SimpleSoapCaller::spinnerController() const {
+    return locked(spinnerController_);
+}
+
+void SimpleSoapCaller::setSpinnerController(std::shared_ptr<ISpinnerController> controller) {
+    assign(spinnerController_, std::move(controller));
+}
+
+std::int32_t SimpleSoapCaller::responseCode() const {
+    return locked(head_.code);
+}
+
+std::optional<std::string> SimpleSoapCaller::headerErrorCode() const {
+    return locked(head_.errorCode);
+}
+
+void SimpleSoapCaller::setSpinning(bool spinning) {
+    std::shared_ptr<ISpinnerController> controller;
+    {
+        const std::lock_guard lock(mutex_);
+        if (std::exchange(spinning_, spinning) == spinning) return;
+        controller = spinnerController_;
+    }
+    if (controller && spinning) controller->startSpinning();
+    if (controller && !spinning) controller->stopSpinning();
+}
+
+bool SimpleSoapCaller::isCurrent(const URLSessionTask& task) const {
+    return call_.task && call_.task->taskIdentifier() == task.taskIdentifier();
+}
+
+void SimpleSoapCaller::URLSessionDataTaskDidReceiveResponse(URLSession& /*session*/, URLSessionDataTask& dataTask,
+                                                            const HTTPURLResponse& response,
+                                                            const ResponseHandler& completionHandler) {
+    Head head{response.statusCode, response.valueForHTTPHeaderField(VELErrorCodeHeader),
+              MTOMHelpers::MTOMBoundaryFromContentType(response.valueForHTTPHeaderField("Content-Type"))};
+    {
+        const std::lock_guard lock(mutex_);
+        if (isCurrent(dataTask)) head_ = std::move(head);
+    }
+    completionHandler(URLSessionResponseDisposition::allow);
+}
+
+void SimpleSoapCaller::URLSessionDataTaskDidReceiveData(URLSession& /*session*/, URLSessionDataTask& dataTask,
+                                                        std::string_view data) {
+    const std::lock_guard lock(mutex_);
+    if (isCurrent(dataTask)) call_.responseData += data;
+}
+
+void SimpleSoapCaller::URLSessionTaskDidCompleteWithError(URLSession& /*session*/, URLSessionTask& task,
+                                                          const ErrorPtr& error) {
+    Call call;
+    Head head;
+    {
+        const std::lock_guard lock(mutex_);
+        if (!isCurrent(task)) return;  // another call has taken its place
+        call = std::exchange(call_, {});
+        head = head_;
+    }
+    if (error) {
+        processError(call, error);
+    } else {
+        processResponse(call, head);
+    }
+}
+
+void SimpleSoapCaller::URLSessionTaskDidReceiveChallenge(URLSession& /*session*/, URLSessionTask& /*task*/,
+                                                         const URLAuthenticationChallenge& challenge,
+                                                         const ChallengeHandler& completionHandler) {
+    using Disposition = URLSessionAuthChallengeDisposition;
+    const auto& space = challenge.protectionSpace;
+    if (space.authenticationMethod != NSURLAuthenticationMethodServerTrust) {
+        completionHandler(Disposition::performDefaultHandling, std::nullopt);
+    } else if (ignoreCertificateErrors()) {
+        completionHandler(Disposition::useCredential, URLCredential{space.serverTrust});
+    } else {
+        completionHandler(Disposition::useCredential, std::nullopt);  // the system judges
+    }
+}
+
+void SimpleSoapCaller::processResponse(const Call& call, const Head& head) {
+    if (logSoap()) VELLog("Server response loaded %s", "-[SimpleSoapCaller processResponse]");
+    setSpinning(false);
+    if (head.code >= 200 && head.code < 300) {
+        deliverResult(call, head);
+    } else if (head.code >= 400) {
+        deliverFailure(call, head);
+    }
+}
+
+void SimpleSoapCaller::processError(const Call& call, const ErrorPtr& error) {
+    if (logSoap()) {
+        VELLog("Connection Failed.  Error %@ (%@) %s", error, error->userInfo(), "-[SimpleSoapCaller processError:]");
+    }
+    setSpinning(false);
+    deliverError(call, error);
+}
+
+void SimpleSoapCaller::deliverFailure(const Call& call, const Head& head) {
+    auto body = textFrom(call.responseData);
+    if (logSoap()) VELLog("HTTP %d: %@ ", head.code, body);
+    deliverError(call,
+                 HTTPError::errorWithCode(head.code, platform().urlSessions->localizedStringForStatusCode(head.code),
+                                          std::move(body), head.errorCode));
+}
+
+void SimpleSoapCaller::deliverResult(const Call& call, const Head& head) {
+    const auto payload = head.boundary ? multipartPayload(call.responseData, *head.boundary)
+                                       : std::optional<std::string_view>(call.responseData);
+    if (logSoap()) VELLog("%@", textFrom(payload.value_or(call.responseData)));
+    if (!payload) {
+        deliverError(call, unusableResponse(call));
+        return;
+    }
+    const auto resultTag = call.method + "Result";
+    SoapXMLAccumulator accumulator(call.method + "Response", resultTag);
+    const auto parser = platform().xml.makeParser(accumulator);
+    parser->parse(*payload);
+    parser->finish();
+    if (const auto receiver = callback()) {
+        receiver->onSoapData(unwrapped(accumulator.Value(), resultTag), *this, call.state);
+    }
+}
+
+ErrorPtr SimpleSoapCaller::unusableResponse(const Call& call) {
+    return std::make_shared<const Error>(
+        VeldrinErrorDomain, VeldrinErrorUnusableSOAPResponse,
+        Error::UserInfo{
+            {NSLocalizedDescriptionKey, webServiceErrorMessage()},
+            {NSLocalizedFailureReasonErrorKey, localizedFormat(soapFailureReasonFormatString(), {call.method})},
+            {kResponseBodyKey, call.responseData}});
+}
+
+void SimpleSoapCaller::deliverError(const Call& call, const ErrorPtr& error) {
+    if (const auto receiver = callback()) receiver->onSoapError(error, *this, call.state);
+}

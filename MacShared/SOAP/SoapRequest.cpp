@@ -1,0 +1,56 @@
+#include "MacShared/SOAP/SoapRequest.h"
+
+#include "MacShared/MTOMHelpers.h"
+#include "MacShared/MessageFormat.h"
+#include "MacShared/NSBundle+VELLogAdditions.h"
+#include "MacShared/SOAP/SoapEnvelope.h"
+#include "MacShared/VELVersionInfo.h"
+
+namespace {
+
+// They only have to agree within a message.
+constexpr const char* kStartID = "http://www.veldrin.com/soap/mtom/0";
+constexpr const char* kBufferID = "http://www.veldrin.com/soap/mtom/1";
+constexpr Duration kTimeout = std::chrono::seconds(60);
+
+std::string userAgent() {
+    // Servers know the form with its two empty fields.
+    return formatMessage("Veldrin/%@ CFNetOSX/%@ Darwin/%@ Mac OS X/%@", VELVersionInfo::buildVersionString(), "", "",
+                         VELVersionInfo::osVersionString());
+}
+
+std::string quotedAction(const std::string& method, const std::optional<std::string>& withNamespace,
+                         const std::optional<std::string>& extension) {
+    return '"' + soapEnvelope::combineNamespace(withNamespace, extension, method) + '"';
+}
+
+}  // namespace
+
+URLRequest makeSoapRequest(const std::string& url, const std::string& method,
+                           const std::optional<std::string>& withNamespace,
+                           const std::optional<std::string>& namespaceExtension,
+                           const std::optional<std::vector<std::string>>& parameterNames,
+                           const std::optional<SoapArray>& parameters, bool log) {
+    std::optional<SoapBytes> buffer;
+    std::int32_t bufferIndex = -1;
+    const auto withInclude =
+        parameters ? MTOMHelpers::MTOMParametersWithIDForBuffer(kBufferID, *parameters, buffer, &bufferIndex)
+                   : std::nullopt;
+    auto envelope = soapEnvelope::createSOAPBodyFromMethod(method, withNamespace, namespaceExtension, parameterNames,
+                                                           withInclude ? withInclude : parameters, bufferIndex);
+    if (log) VELLog("Calling SOAP method with XML: %@", envelope);
+
+    URLRequest request{url, "POST", {}, nullptr, kTimeout};
+    auto& headers = request.httpHeaderFields;
+    headers.setValue(userAgent(), "User-Agent");
+    if (buffer) {
+        std::optional<std::string> boundary;
+        envelope = MTOMHelpers::MTOMBodyFromEnvelope(envelope, buffer->view(), kStartID, kBufferID, boundary);
+        headers.setValue(MTOMHelpers::MTOMContentTypeWithBoundary(boundary.value_or(""), kStartID), "Content-Type");
+    } else {
+        headers.addValue("text/xml; charset=utf-8", "Content-Type");
+    }
+    headers.addValue(quotedAction(method, withNamespace, namespaceExtension), "SOAPAction");
+    request.httpBody = std::make_shared<const std::string>(std::move(envelope));
+    return request;
+}
