@@ -74,6 +74,7 @@ struct AsioDispatch::Core {
     std::condition_variable syncChanged;  ///< a task of `sync` has ended, or the main loop has
     bool mainLoopEnded = false;
     std::optional<int> status;
+    Task stopHandler;
     std::vector<std::thread> threads;
 };
 
@@ -217,22 +218,35 @@ std::shared_ptr<DispatchQueue> AsioDispatch::makeSerialQueue(std::string label) 
 }
 
 int AsioDispatch::run() {
-    asio::signal_set signals(core_->main, SIGTERM, SIGINT);
+    // On a thread of their own: the main one may be waiting for a program that does not answer.
+    asio::io_context signalLoop{1};
+    asio::signal_set signals(signalLoop, SIGTERM, SIGINT);
     signals.async_wait([&](const boost::system::error_code& error, int) {
         if (error) return;
         signals.clear();
         stop(EXIT_SUCCESS);
     });
+    std::thread signalThread([&] { signalLoop.run(); });
     core_->main.run();
+    signalLoop.stop();
+    signalThread.join();
     core_->endMainLoop();
     const std::lock_guard lock(core_->mutex);
     return core_->status.value_or(EXIT_FAILURE);
 }
 
+void AsioDispatch::setStopHandler(Task handler) {
+    const std::lock_guard lock(core_->mutex);
+    core_->stopHandler = std::move(handler);
+}
+
 void AsioDispatch::stop(int status) {
+    Task handler;
     {
         const std::lock_guard lock(core_->mutex);
         if (!core_->status) core_->status = status;
+        handler = core_->stopHandler;
     }
     core_->main.stop();
+    if (handler) handler();
 }

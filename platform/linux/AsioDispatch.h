@@ -27,6 +27,8 @@ public:
     /// Runs the main queue on the calling thread until `stop`, and answers the status given there. SIGTERM and SIGINT
     /// stop it with status 0; a second signal ends the process the default way. Once.
     [[nodiscard]] int run();
+    /// Called at each `stop`, on its thread: makes what tasks wait for give up. Before `run`.
+    void setStopHandler(Task handler);
     /// Makes `run` return after the task under way; main tasks that wait are dropped, and those who wait for one in
     /// `sync` return without it. Any thread; the first call's status counts, also when it comes before `run`.
     void stop(int status);

@@ -5,8 +5,10 @@
 #include "bus/Names.h"
 
 #include <sdbus-c++/sdbus-c++.h>
+#include <sys/socket.h>
 #include <algorithm>
 #include <mutex>
+#include <set>
 #include <utility>
 
 namespace {
@@ -118,9 +120,40 @@ State variantsFrom(const ExportProperties& properties) {
 
 }  // namespace
 
-/// The connection that all applications share. Throws `sdbus::Error`.
+/// The sockets on which events wait for their replies, so that all can be cut. Any thread.
+class DBusScripting::Sockets {
+public:
+    /// False when the sockets have been cut: no more may be used.
+    [[nodiscard]] bool add(int socket) {
+        const std::lock_guard lock(mutex_);
+        if (!areCut_) sockets_.insert(socket);
+        return !areCut_;
+    }
+    /// Before the socket is closed.
+    void remove(int socket) {
+        const std::lock_guard lock(mutex_);
+        sockets_.erase(socket);
+    }
+    void cut() {
+        const std::lock_guard lock(mutex_);
+        areCut_ = true;
+        for (const int socket : sockets_) ::shutdown(socket, SHUT_RDWR);
+    }
+
+private:
+    std::mutex mutex_;
+    std::set<int> sockets_;  ///< this and what follows guarded by `mutex_`
+    bool areCut_ = false;
+};
+
+/// A connection for events. Throws `sdbus::Error`.
 class DBusScripting::Channel {
 public:
+    explicit Channel(std::shared_ptr<Sockets> sockets) : sockets_(std::move(sockets)) {}
+    ~Channel() { close(); }
+    Channel(const Channel&) = delete;
+    Channel& operator=(const Channel&) = delete;
+
     /// Sends one event to an owner and hands its reply to `read`. Any thread; one at a time.
     template <typename... Arguments, typename Read>
     void call(const std::string& owner, const char* interface, const char* event, std::chrono::milliseconds timeout,
@@ -141,13 +174,26 @@ public:
 private:
     void prepare(const std::string& owner) {
         if (connection_) discardArrived();
-        if (!connection_) {
-            connection_ = bus::openSessionBus();
-            owner_.clear();
-        }
+        if (!connection_) open();
         if (owner_ == owner) return;
         proxy_ = sdbus::createProxy(*connection_, owner, bus::kProgramPath);
         owner_ = owner;
+    }
+
+    void open() {
+        auto connection = bus::openSessionBus();
+        const int socket = connection->getEventLoopPollData().fd;
+        if (!sockets_->add(socket)) throw sdbus::Error(bus::kProgramFailed, "the capture service is ending");
+        socket_ = socket;
+        connection_ = std::move(connection);
+        owner_.clear();
+    }
+
+    void close() {
+        if (!connection_) return;
+        sockets_->remove(socket_);
+        proxy_.reset();
+        connection_.reset();
     }
 
     void discardArrived() {
@@ -164,12 +210,13 @@ private:
         try {
             static_cast<void>(connection_->getEventLoopPollData());
         } catch (const sdbus::Error&) {
-            proxy_.reset();
-            connection_.reset();
+            close();
         }
     }
 
+    const std::shared_ptr<Sockets> sockets_;
     std::mutex mutex_;
+    int socket_ = -1;
     std::unique_ptr<sdbus::IConnection> connection_;
     std::unique_ptr<sdbus::IProxy> proxy_;
     std::string owner_;  ///< whom the proxy calls
@@ -339,7 +386,8 @@ std::shared_ptr<ScriptingDocument> DBusScripting::Application::documentWithID(co
 DBusScripting::DBusScripting(BusNameOfProcess busNameOfProcess, BusNameOfBundle busNameOfBundle)
     : busNameOfProcess_(std::move(busNameOfProcess)),
       busNameOfBundle_(std::move(busNameOfBundle)),
-      channel_(std::make_shared<Channel>()) {}
+      sockets_(std::make_shared<Sockets>()),
+      channel_(std::make_shared<Channel>(sockets_)) {}
 
 DBusScripting::~DBusScripting() = default;
 
@@ -351,5 +399,9 @@ std::shared_ptr<ScriptingApplication> DBusScripting::applicationForProcess(pid_t
 std::shared_ptr<ScriptingApplication> DBusScripting::applicationForBundleIdentifier(
     const std::string& bundleIdentifier) {
     return std::make_shared<Application>([find = busNameOfBundle_, bundleIdentifier] { return find(bundleIdentifier); },
-                                         std::make_shared<Channel>());
+                                         std::make_shared<Channel>(sockets_));
+}
+
+void DBusScripting::shutDown() {
+    sockets_->cut();
 }

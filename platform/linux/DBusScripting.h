@@ -29,13 +29,17 @@ public:
     [[nodiscard]] std::shared_ptr<ScriptingApplication> applicationForProcess(pid_t processIdentifier) override;
     [[nodiscard]] std::shared_ptr<ScriptingApplication> applicationForBundleIdentifier(
         const std::string& bundleIdentifier) override;
+    /// Fails the events that wait, and all later ones, at once. Any thread.
+    void shutDown();
 
 private:
+    class Sockets;
     class Channel;
     class Application;
     class Document;
 
     const BusNameOfProcess busNameOfProcess_;
     const BusNameOfBundle busNameOfBundle_;
+    const std::shared_ptr<Sockets> sockets_;
     const std::shared_ptr<Channel> channel_;
 };

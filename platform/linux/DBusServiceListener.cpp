@@ -17,10 +17,31 @@ constexpr std::size_t kMostHosts = 256;
 constexpr std::size_t kLongestText = 16384;
 constexpr const char* kLimitsExceeded = "org.freedesktop.DBus.Error.LimitsExceeded";
 constexpr const char* kFailed = "org.freedesktop.DBus.Error.Failed";
+constexpr std::size_t kMostNames = 10000;
+constexpr std::size_t kLongestName = 255;
 
 void requireShort(const std::string& text) {
     if (text.size() <= kLongestText) return;
     throw sdbus::Error(kLimitsExceeded, "A text is longer than 16384 bytes; pass a shorter one.");
+}
+
+sdbus::Error invalid(const std::string& sentence) {
+    return {"org.freedesktop.DBus.Error.InvalidArgs", sentence};
+}
+
+/// Names become files beside the presentation, and nowhere else.
+void requireExtractable(const std::vector<std::string>& names, const std::string& path) {
+    requireShort(path);
+    if (!path.starts_with('/')) {
+        throw invalid("The presentation \"" + path + "\" is no absolute path; pass one like /home/me/deck.odp.");
+    }
+    if (names.size() > kMostNames) throw sdbus::Error(kLimitsExceeded, "More than 10000 images; ask for fewer.");
+    for (const std::string& name : names) {
+        if (name.size() > kLongestName) throw sdbus::Error(kLimitsExceeded, "An image's name exceeds 255 bytes.");
+        if (name.empty() || name == "." || name == ".." || name.find('/') != std::string::npos) {
+            throw invalid("\"" + name + "\" is no name of an image; pass names like slide.007.jpg.");
+        }
+    }
 }
 
 }  // namespace
@@ -29,8 +50,8 @@ void requireShort(const std::string& text) {
 class DBusServiceListener::Hosts {
 public:
     Hosts(std::shared_ptr<SessionBus> bus, sdbus::IProxy& daemon, ServiceListenerDelegate* delegate,
-          const HostHooks& hooks)
-        : bus_(std::move(bus)), daemon_(daemon), delegate_(delegate), hooks_(hooks) {}
+          const HostHooks& hooks, BlockingCalls& blockingCalls)
+        : bus_(std::move(bus)), daemon_(daemon), delegate_(delegate), hooks_(hooks), blockingCalls_(blockingCalls) {}
 
     [[nodiscard]] bool empty() const { return hosts_.empty(); }
 
@@ -91,6 +112,7 @@ private:
     void remove(const std::string& name) {
         auto node = hosts_.extract(name);
         if (!node) return;
+        blockingCalls_.drop(name);
         node.mapped().connection->invalidate();
         if (hooks_.hostLeft) hooks_.hostLeft();
     }
@@ -99,15 +121,17 @@ private:
     sdbus::IProxy& daemon_;
     ServiceListenerDelegate* const delegate_;
     const HostHooks& hooks_;
+    BlockingCalls& blockingCalls_;
     std::map<std::string, Host> hosts_;
 };
 
 /// The object on the bus. Its methods run under the library's lock: they take the call and serve it afterwards.
 class DBusServiceListener::ExportedObject final : private com::veldrin::KeynoteCaptureServiceProtocol_adaptor {
 public:
-    static std::unique_ptr<ExportedObject> publish(const std::shared_ptr<SessionBus>& bus, Hosts& hosts) {
+    static std::unique_ptr<ExportedObject> publish(const std::shared_ptr<SessionBus>& bus, Hosts& hosts,
+                                                   BlockingCalls& blockingCalls) {
         auto object = sdbus::createObject(bus->connection(), bus::kServicePath);
-        std::unique_ptr<ExportedObject> exported(new ExportedObject(bus, hosts, std::move(object)));
+        std::unique_ptr<ExportedObject> exported(new ExportedObject(bus, hosts, blockingCalls, std::move(object)));
         exported->object_->finishRegistration();
         bus->connection().requestName(bus::kServiceName);
         return exported;
@@ -117,26 +141,30 @@ public:
     ExportedObject& operator=(const ExportedObject&) = delete;
 
 private:
-    using Service = KeynoteCaptureServiceProtocol;
+    using ServicePtr = std::shared_ptr<KeynoteCaptureServiceProtocol>;
     using VoidReply = std::shared_ptr<PendingReply<>>;
     using DescriptionReply = std::shared_ptr<PendingReply<std::string>>;
 
-    ExportedObject(std::shared_ptr<SessionBus> bus, Hosts& hosts, std::unique_ptr<sdbus::IObject> object)
+    ExportedObject(std::shared_ptr<SessionBus> bus, Hosts& hosts, BlockingCalls& blockingCalls,
+                   std::unique_ptr<sdbus::IObject> object)
         : KeynoteCaptureServiceProtocol_adaptor(*object),
           bus_(std::move(bus)),
           hosts_(hosts),
+          blockingCalls_(blockingCalls),
           object_(std::move(object)) {}
+
+    [[nodiscard]] std::string sender() const { return object_->getCurrentlyProcessedMessage()->getSender(); }
 
     /// Serves a call of the present message's sender once the library's lock is released. The one place where a failure
     /// of a call becomes an error on the bus.
     template <typename... Results, typename Call>
     void serve(sdbus::Result<Results...>&& result, Call call) {
-        const std::string host = object_->getCurrentlyProcessedMessage()->getSender();
+        const std::string host = sender();
         auto pending = std::make_shared<sdbus::Result<Results...>>(std::move(result));
         bus_->post([this, host, pending = std::move(pending), call = std::move(call)] {
             const auto reply = std::make_shared<PendingReply<Results...>>(bus_, std::move(*pending));
             try {
-                call(*hosts_.objectFor(host), reply);
+                call(hosts_.objectFor(host), reply);
             } catch (const sdbus::Error& error) {
                 reply->fail(error);
             } catch (const std::exception& error) {
@@ -150,40 +178,46 @@ private:
     void startDetectionAndCaptureTo(sdbus::Result<>&& result, std::string captureDirectoryURL,
                                     std::string recordingId) override {
         serve(std::move(result), [url = std::move(captureDirectoryURL), id = std::move(recordingId)](
-                                     Service& service, const VoidReply& reply) {
+                                     const ServicePtr& service, const VoidReply& reply) {
             requireShort(url);
             requireShort(id);
-            service.startDetectionAndCaptureTo(
+            service->startDetectionAndCaptureTo(
                 bus::optionalPathFrom(url), bus::optionalFrom(id),
                 [reply](const ErrorPtr& error) { error ? reply->fail(bus::busErrorFrom(*error)) : reply->succeed(); });
         });
     }
     void stopDetectionAndCapture(sdbus::Result<>&& result) override {
-        serve(std::move(result), [](Service& service, const VoidReply&) { service.stopDetectionAndCapture(); });
+        serve(std::move(result),
+              [](const ServicePtr& service, const VoidReply&) { service->stopDetectionAndCapture(); });
     }
     void stopPresenting(sdbus::Result<>&& result) override {
-        serve(std::move(result), [](Service& service, const VoidReply&) { service.stopPresenting(); });
+        serve(std::move(result), [](const ServicePtr& service, const VoidReply&) { service->stopPresenting(); });
     }
     void setKeynotePollingInterval(sdbus::Result<>&& result, double seconds) override {
         serve(std::move(result),
-              [seconds](Service& service, const VoidReply&) { service.setKeynotePollingInterval(seconds); });
+              [seconds](const ServicePtr& service, const VoidReply&) { service->setKeynotePollingInterval(seconds); });
     }
     void extractSlideFiles(sdbus::Result<>&& result, std::vector<std::string> names,
                            std::string presentationPath) override {
-        serve(std::move(result), [names = std::move(names), path = std::move(presentationPath)](
-                                     Service& service, const VoidReply&) { service.extractSlideFiles(names, path); });
+        serve(std::move(result), [this, host = sender(), names = std::move(names), path = std::move(presentationPath)](
+                                     const ServicePtr& service, const VoidReply&) {
+            requireExtractable(names, path);
+            if (blockingCalls_.add(host, [service, names, path] { service->extractSlideFiles(names, path); })) return;
+            throw sdbus::Error(kLimitsExceeded, "Too many extractions are waiting; ask again when some have ended.");
+        });
     }
     void waitForSavingToCompleteAsync(sdbus::Result<>&& result) override {
-        serve(std::move(result), [](Service& service, const VoidReply&) { service.waitForSavingToCompleteAsync(); });
+        serve(std::move(result),
+              [](const ServicePtr& service, const VoidReply&) { service->waitForSavingToCompleteAsync(); });
     }
     void descriptionOfScriptableWindowsWithReply(sdbus::Result<std::string>&& result) override {
-        serve(std::move(result), [](Service& service, const DescriptionReply& reply) {
-            service.descriptionOfScriptableWindowsWithReply(textReply(reply));
+        serve(std::move(result), [](const ServicePtr& service, const DescriptionReply& reply) {
+            service->descriptionOfScriptableWindowsWithReply(textReply(reply));
         });
     }
     void descriptionOfKeynoteWindowsWithReply(sdbus::Result<std::string>&& result) override {
-        serve(std::move(result), [](Service& service, const DescriptionReply& reply) {
-            service.descriptionOfKeynoteWindowsWithReply(textReply(reply));
+        serve(std::move(result), [](const ServicePtr& service, const DescriptionReply& reply) {
+            service->descriptionOfKeynoteWindowsWithReply(textReply(reply));
         });
     }
 
@@ -193,15 +227,21 @@ private:
 
     const std::shared_ptr<SessionBus> bus_;
     Hosts& hosts_;
+    BlockingCalls& blockingCalls_;
     const std::unique_ptr<sdbus::IObject> object_;
 };
 
 DBusServiceListener::DBusServiceListener(std::shared_ptr<SessionBus> bus, AsioDispatch& dispatch,
                                          ConsoleLog& consoleLog, HostHooks hooks)
-    : bus_(std::move(bus)), dispatch_(dispatch), consoleLog_(consoleLog), hooks_(std::move(hooks)) {}
+    : bus_(std::move(bus)),
+      dispatch_(dispatch),
+      consoleLog_(consoleLog),
+      hooks_(std::move(hooks)),
+      blockingCalls_(consoleLog) {}
 
 DBusServiceListener::~DBusServiceListener() {
     if (bus_) bus_->stop();
+    blockingCalls_.stop();
 }
 
 int DBusServiceListener::resume() {
@@ -211,6 +251,7 @@ int DBusServiceListener::resume() {
         dispatch_.stop(EXIT_FAILURE);
     });
     const int status = dispatch_.run();
+    blockingCalls_.stop();
     bus_->stop();
     return status;
 }
@@ -220,8 +261,8 @@ bool DBusServiceListener::publish() {
     if (!bus_) return false;
     try {
         daemon_ = sdbus::createProxy(bus_->connection(), kBusDaemon, kBusDaemonPath);
-        hosts_ = std::make_unique<Hosts>(bus_, *daemon_, delegate_, hooks_);
-        exportedObject_ = ExportedObject::publish(bus_, *hosts_);
+        hosts_ = std::make_unique<Hosts>(bus_, *daemon_, delegate_, hooks_, blockingCalls_);
+        exportedObject_ = ExportedObject::publish(bus_, *hosts_, blockingCalls_);
         return true;
     } catch (const sdbus::Error& error) {
         consoleLog_.write("Cannot serve as " + std::string(bus::kServiceName) +

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/linux/BlockingCalls.h"
 #include "platform/linux/SessionBus.h"
 #include "ports/ServiceListener.h"
 
@@ -16,6 +17,9 @@ class ConsoleLog;
 /// the delegate sets up and accepts; later calls go to the same exported object. When the unique name leaves the bus
 /// the connection is invalidated and dropped. All calls, invalidations and set-ups run on the bus thread, in the order
 /// in which the daemon saw their causes.
+///
+/// The one exception is an extraction, which blocks: extractions of all hosts take turns on a thread of their own, 32
+/// may wait, and those of a host that has left are dropped.
 ///
 /// A call that cannot be served is answered with an error: no exported object, too many hosts, texts that are too long,
 /// or a handler that failed. After a refused set-up the host's next call tries anew.
@@ -55,6 +59,7 @@ private:
     AsioDispatch& dispatch_;
     ConsoleLog& consoleLog_;
     const HostHooks hooks_;
+    BlockingCalls blockingCalls_;
     ServiceListenerDelegate* delegate_ = nullptr;
     std::unique_ptr<Hosts> hosts_;
     std::unique_ptr<sdbus::IProxy> daemon_;

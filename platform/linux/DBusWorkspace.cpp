@@ -10,6 +10,7 @@
 #include <atomic>
 #include <charconv>
 #include <chrono>
+#include <condition_variable>
 #include <limits>
 #include <map>
 #include <mutex>
@@ -21,6 +22,7 @@ constexpr std::size_t kLongestText = 16384;
 /// Programs that ran before are ordered by the number of their connection, and come before those seen to appear.
 constexpr std::uint64_t kSeenOrder = std::uint64_t{1} << 63U;
 constexpr std::chrono::seconds kAnswerTimeout{10};
+constexpr std::chrono::seconds kStartTimeout{30};
 constexpr const char* kInterface = "com.veldrin.PresentationProgram";
 constexpr const char* kPropertiesInterface = "org.freedesktop.DBus.Properties";
 
@@ -89,10 +91,25 @@ private:
 struct DBusWorkspace::List {
     explicit List(DispatchQueue& queue) : observers(std::make_shared<MainQueueObservers>(queue)) {}
 
+    /// The last program with the identifier, or null. With the lock held.
+    [[nodiscard]] std::shared_ptr<Application> lastWith(const std::string& bundleIdentifier) const {
+        const auto found = std::find_if(applications.rbegin(), applications.rend(), [&](const auto& application) {
+            return application->bundleIdentifier() == bundleIdentifier;
+        });
+        return found == applications.rend() ? nullptr : *found;
+    }
+    void noteWhetherComplete(bool complete) {
+        const std::lock_guard lock(mutex);
+        isComplete = complete;
+        changed.notify_all();
+    }
+
     const std::shared_ptr<MainQueueObservers> observers;
     mutable std::mutex mutex;
-    std::vector<std::shared_ptr<Application>> applications;  ///< guarded by `mutex`
+    std::condition_variable changed;  ///< something guarded by `mutex` has changed: what follows, starts that failed
+    std::vector<std::shared_ptr<Application>> applications;
     std::atomic<bool> isComplete = false;
+    bool isShutDown = false;
 };
 
 /// What keeps the list: everything here belongs to the bus thread. Callbacks of the library only post tasks.
@@ -108,6 +125,23 @@ public:
         for (const auto& identifier : bundleIdentifiers_) watchNames(identifier);
         watchProperties();
         listNames();
+    }
+
+    /// Has the bus start a program; `failed` is called on the bus thread when it cannot. Any thread.
+    void start(const std::string& bundleIdentifier, const std::function<void()>& failed) {
+        bus_->post([this, bundleIdentifier, failed] {
+            try {
+                daemon_->callMethodAsync("StartServiceByName")
+                    .onInterface(kBusDaemon)
+                    .withTimeout(kStartTimeout)
+                    .withArguments(bundleIdentifier, std::uint32_t{0})
+                    .uponReplyInvoke([failed](const sdbus::Error* error, std::uint32_t) {
+                        if (error != nullptr) failed();
+                    });
+            } catch (const sdbus::Error&) {
+                failed();
+            }
+        });
     }
 
 private:
@@ -239,8 +273,8 @@ private:
     }
 
     void noteWhetherComplete() {
-        list_->isComplete = isListed_ && std::all_of(programs_.begin(), programs_.end(),
-                                                     [](const auto& each) { return each.second.hasAnswered; });
+        list_->noteWhetherComplete(isListed_ && std::all_of(programs_.begin(), programs_.end(),
+                                                            [](const auto& each) { return each.second.hasAnswered; }));
     }
 
     void publish() {
@@ -252,6 +286,7 @@ private:
             const std::lock_guard lock(list_->mutex);
             list_->applications.clear();
             for (const auto& [order, application] : ordered) list_->applications.push_back(application);
+            list_->changed.notify_all();
         }
         list_->observers->notify();
     }
@@ -269,10 +304,10 @@ private:
 
 DBusWorkspace::DBusWorkspace(std::shared_ptr<SessionBus> bus, DispatchQueue& mainQueue,
                              std::vector<std::string> bundleIdentifiers)
-    : list_(std::make_shared<List>(mainQueue)) {
+    : bundleIdentifiers_(std::move(bundleIdentifiers)), list_(std::make_shared<List>(mainQueue)) {
     if (!bus) return;
     try {
-        watch_ = std::make_unique<Watch>(std::move(bus), mainQueue, std::move(bundleIdentifiers), list_);
+        watch_ = std::make_unique<Watch>(std::move(bus), mainQueue, bundleIdentifiers_, list_);
     } catch (const sdbus::Error&) {
         // The bus has gone away already; the listener says so.
     }
@@ -293,27 +328,54 @@ Handle DBusWorkspace::observeRunningApplications(std::function<void()> observer)
     return list_->observers->add(std::move(observer));
 }
 
-template <typename Matches>
-std::optional<std::string> DBusWorkspace::lastBusName(const Matches& matches) const {
+std::optional<std::string> DBusWorkspace::busNameOfProcess(pid_t processIdentifier) const {
     const std::lock_guard lock(list_->mutex);
-    const auto found = std::find_if(list_->applications.rbegin(), list_->applications.rend(), matches);
+    const auto found =
+        std::find_if(list_->applications.rbegin(), list_->applications.rend(),
+                     [=](const auto& application) { return application->processIdentifier() == processIdentifier; });
     if (found == list_->applications.rend()) return std::nullopt;
     return (*found)->owner();
 }
 
-std::optional<std::string> DBusWorkspace::busNameOfProcess(pid_t processIdentifier) const {
-    return lastBusName([=](const auto& application) { return application->processIdentifier() == processIdentifier; });
+std::optional<std::string> DBusWorkspace::busNameOfBundle(const std::string& bundleIdentifier) const {
+    const std::lock_guard lock(list_->mutex);
+    const auto application = list_->lastWith(bundleIdentifier);
+    return application ? std::optional(application->owner()) : std::nullopt;
 }
 
-std::optional<std::string> DBusWorkspace::busNameOfBundle(const std::string& bundleIdentifier) const {
-    return lastBusName([&](const auto& application) { return application->bundleIdentifier() == bundleIdentifier; });
+std::optional<std::string> DBusWorkspace::busNameOfStartedBundle(const std::string& bundleIdentifier) const {
+    if (!watch_) return std::nullopt;
+    const auto deadline = std::chrono::steady_clock::now() + kStartTimeout;
+    const auto failed = std::make_shared<bool>(false);  // guarded by the list's mutex
+    std::unique_lock lock(list_->mutex);
+    const auto isThere = [&] { return list_->isShutDown || list_->lastWith(bundleIdentifier) != nullptr; };
+    list_->changed.wait_until(lock, deadline, [&] { return list_->isComplete || isThere(); });
+    if (!isThere()) {
+        watch_->start(bundleIdentifier, [list = list_, failed] {
+            const std::lock_guard guard(list->mutex);
+            *failed = true;
+            list->changed.notify_all();
+        });
+        list_->changed.wait_until(lock, deadline, [&] { return *failed || isThere(); });
+    }
+    const auto application = list_->lastWith(bundleIdentifier);
+    return application ? std::optional(application->owner()) : std::nullopt;
+}
+
+void DBusWorkspace::shutDown() {
+    const std::lock_guard lock(list_->mutex);
+    list_->isShutDown = true;
+    list_->changed.notify_all();
 }
 
 bool DBusWorkspace::openFile(const std::filesystem::path& path, const std::string& withApplication) {
-    const auto owner = lastBusName(
-        [&](const auto& application) { return application->bundleIdentifier().ends_with("." + withApplication); });
+    const auto identifier = std::find_if(bundleIdentifiers_.begin(), bundleIdentifiers_.end(),
+                                         [&](const auto& each) { return each.ends_with("." + withApplication); });
+    if (identifier == bundleIdentifiers_.end()) return false;
+    const auto owner = busNameOfStartedBundle(*identifier);
     if (!owner) return false;
     try {
+        // A connection of its own, which is gone at once: so the program does not hold the file open for anybody.
         const auto connection = bus::openSessionBus();
         const auto program = sdbus::createProxy(*connection, *owner, bus::kProgramPath);
         program->callMethod("open").onInterface(kInterface).withArguments(bus::urlFromPath(path)).dontExpectReply();

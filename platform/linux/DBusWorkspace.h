@@ -35,6 +35,12 @@ public:
     [[nodiscard]] bool isComplete() const;
 
     bool openFile(const std::filesystem::path& path, const std::string& withApplication) override;
+    /// The unique bus name of the last program with this bundle identifier, which the bus is asked to start when none
+    /// runs; nothing when it cannot be started or is not listed within half a minute. Any thread but the bus thread,
+    /// which must run.
+    [[nodiscard]] std::optional<std::string> busNameOfStartedBundle(const std::string& bundleIdentifier) const;
+    /// Ends the waits for programs that start, now and from now on. Any thread.
+    void shutDown();
 
     /// The unique bus name of the last listed program with this bundle identifier. Any thread.
     [[nodiscard]] std::optional<std::string> busNameOfBundle(const std::string& bundleIdentifier) const;
@@ -47,10 +53,7 @@ private:
     class Watch;
     struct List;
 
-    /// The last listed program for which `matches` answers true.
-    template <typename Matches>
-    [[nodiscard]] std::optional<std::string> lastBusName(const Matches& matches) const;
-
+    const std::vector<std::string> bundleIdentifiers_;
     const std::shared_ptr<List> list_;
     std::unique_ptr<Watch> watch_;
 };

@@ -12,8 +12,8 @@ inline constexpr const char* kProtocol = "com.veldrin.KeynoteCaptureServiceProto
 class NotingService final : public KeynoteCaptureServiceProtocol {
 public:
     NotingService(int number, Notes& notes, std::shared_ptr<KeynoteCaptureServiceDelegate> host,
-                  std::vector<ErrorReply>& held)
-        : number_(number), notes_(notes), host_(std::move(host)), held_(held) {}
+                  std::vector<ErrorReply>& held, const std::atomic<bool>& blocked)
+        : number_(number), notes_(notes), host_(std::move(host)), held_(held), blocked_(blocked) {}
     ~NotingService() override { note("freed"); }
 
     /// The recording's name tells how to answer.
@@ -35,6 +35,7 @@ public:
     void setKeynotePollingInterval(double seconds) override { note(fmt::format("interval {}", seconds)); }
     void extractSlideFiles(const std::vector<std::string>& names, const std::string& forPresentationAt) override {
         note(fmt::format("extract {} of {}", fmt::join(names, ","), forPresentationAt));
+        blocked_.wait(true);
     }
     void waitForSavingToCompleteAsync() override { note("wait for saving"); }
     void descriptionOfScriptableWindowsWithReply(TextReply reply) override { reply("some \xFF text"); }
@@ -49,6 +50,7 @@ private:
     Notes& notes_;
     const std::shared_ptr<KeynoteCaptureServiceDelegate> host_;
     std::vector<ErrorReply>& held_;
+    const std::atomic<bool>& blocked_;
 };
 
 /// Accepts every host and serves it with a noting service.
@@ -59,7 +61,7 @@ public:
         hosts.push_back(newConnection->remoteObjectProxy());
         if (!refuses) {
             newConnection->setExportedObject(
-                std::make_shared<NotingService>(number, notes, newConnection->remoteObjectProxy(), held));
+                std::make_shared<NotingService>(number, notes, newConnection->remoteObjectProxy(), held, blocked));
         }
         newConnection->setInvalidationHandler([this, number, weak = std::weak_ptr(newConnection)] {
             notes.add(fmt::format("{} invalidated", number));
@@ -74,6 +76,7 @@ public:
     std::atomic<bool> refuses = false;
     std::vector<std::shared_ptr<KeynoteCaptureServiceDelegate>> hosts;  ///< read once the listener has ended or is idle
     std::vector<ErrorReply> held;
+    std::atomic<bool> blocked = false;  ///< extractions do not end
 };
 
 /// A host without an event loop.
@@ -85,6 +88,9 @@ struct TestHost {
     template <typename... Arguments>
     std::string call(const std::string& method, const Arguments&... arguments) {
         return outcomeOf(*service, kProtocol, method, &message, arguments...);
+    }
+    std::string extract(const std::string& path, const std::vector<std::string>& names = {"slide.001.jpg"}) {
+        return call("extractSlideFiles", names, path);
     }
     std::string start(const std::string& recordingId) {
         return call("startDetectionAndCaptureTo", std::string("file:///tmp/c"), recordingId);

@@ -161,4 +161,16 @@ TEST_F(ScriptingTest, KeepsNothingOfWhatOthersSendToItsConnection) {
     EXPECT_TRUE(delegate->failures.empty());
 }
 
+TEST_F(ScriptingTest, ShuttingDownFailsEventsThatWaitAndLaterOnes) {
+    program.holds = true;
+    keynote->setTimeout(std::chrono::hours(1));
+    std::thread waiting([this] { EXPECT_FALSE(keynote->presentingState().playing); });
+    EXPECT_EQ(program.calls.waitFor(1), Lines{"presentingState"});
+    scripting.shutDown();
+    waiting.join();
+    EXPECT_EQ(delegate->failures, Lines{failed("presentingState")});
+    EXPECT_EQ(scripting.applicationForBundleIdentifier(kKeynote)->open("/deck.key"), nullptr);
+    EXPECT_EQ(program.calls.lines().size(), 1U);
+}
+
 }  // namespace

@@ -193,4 +193,48 @@ TEST_F(ListenerTest, TellsTheHostWithoutWaitingForIt) {
                      "terminated"}));
 }
 
+TEST_F(ListenerTest, ExtractionsTakeTurnsAndHoldUpNobody) {
+    const auto times = [this](int host, const char* path) {
+        return delegate.notes.count(fmt::format("{} extract slide.001.jpg of {}", host, path));
+    };
+    delegate.blocked = true;
+    TestHost first;
+    TestHost second;
+    auto third = std::make_unique<TestHost>();
+    EXPECT_EQ(first.extract("/first.key"), "ok");
+    ASSERT_TRUE(eventually([&] { return times(1, "/first.key") == 1; }));
+    EXPECT_EQ(second.extract("/second.key"), "ok");
+    EXPECT_EQ(third->extract("/third.key"), "ok");
+    third.reset();
+    ASSERT_TRUE(eventually([this] { return left == 1; }));
+    for (int i = 0; i < 31; ++i) EXPECT_EQ(first.extract("/more.key"), "ok");
+    EXPECT_EQ(first.extract("/more.key"), "org.freedesktop.DBus.Error.LimitsExceeded");
+    EXPECT_EQ(first.call("stopDetectionAndCapture"), "ok");
+    EXPECT_EQ(delegate.notes.count("1 stop"), 1);
+
+    delegate.blocked = false;
+    delegate.blocked.notify_all();
+    EXPECT_TRUE(eventually([&] { return times(1, "/more.key") == 31; }));
+    EXPECT_EQ(times(2, "/second.key"), 1);
+    EXPECT_EQ(times(3, "/third.key"), 0) << "its host had left";
+}
+
+TEST_F(ListenerTest, RefusesExtractionsThatCannotBe) {
+    const std::vector<std::string> many(10001, "slide.001.jpg");
+    const std::string image = "slide.001.jpg";
+    TestHost host;
+    for (const char* const path : {"", "deck.key", "file:///deck.key"}) {
+        EXPECT_EQ(host.extract(path), "org.freedesktop.DBus.Error.InvalidArgs") << path;
+        EXPECT_NE(host.message.find("no absolute path"), std::string::npos) << host.message;
+    }
+    for (const char* const name : {"", ".", "..", "../slide.001.jpg", "/etc/passwd"}) {
+        EXPECT_EQ(host.extract("/deck.key", {image, name}), "org.freedesktop.DBus.Error.InvalidArgs") << name;
+    }
+    for (const auto& names : {many, {std::string(256, 'a')}}) {
+        EXPECT_EQ(host.extract("/deck.key", names), "org.freedesktop.DBus.Error.LimitsExceeded");
+    }
+    EXPECT_EQ(host.extract("/" + std::string(20000, 'a')), "org.freedesktop.DBus.Error.LimitsExceeded");
+    EXPECT_EQ(delegate.notes.lines(), Lines{});
+}
+
 }  // namespace
