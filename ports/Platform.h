@@ -9,6 +9,7 @@ class MetadataQueries;
 class ProcessInfo;
 class Scripting;
 class TextServices;
+class Threads;
 class URLSessions;
 class UnifiedLog;
 class UserDefaults;
@@ -33,6 +34,7 @@ struct Platform {
     ConsoleLog& consoleLog;
     UserDefaults& userDefaults;
     URLSessions* urlSessions = nullptr;  ///< null in a process that was wired without an HTTP client
+    Threads* threads = nullptr;          ///< null where nothing asks for a thread of its own
 };
 
 namespace detail {

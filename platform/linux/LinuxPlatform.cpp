@@ -18,7 +18,7 @@ LinuxPlatform::LinuxPlatform(const Options& options)
                 {[this] { idleTermination_.hostConnected(); }, [this] { idleTermination_.hostLeft(); }}),
       platform_{clock_,           dispatch_,   fileManager_,  bundles_,      computerSearch_,
                 workspace_,       scripting_,  windowServer_, text_,         xml_,
-                idleTermination_, unifiedLog_, consoleLog_,   userDefaults_, urlSessions_.get()} {
+                idleTermination_, unifiedLog_, consoleLog_,   userDefaults_, urlSessions_.get(), &threads_} {
     // A program that hangs must not hold up the end.
     dispatch_.setStopHandler([this] {
         workspace_.shutDown();

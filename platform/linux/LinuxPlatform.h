@@ -11,6 +11,7 @@
 #include "platform/linux/JournalLog.h"
 #include "platform/linux/LibXmlServices.h"
 #include "platform/linux/LinuxFileManager.h"
+#include "platform/linux/LinuxThreads.h"
 #include "platform/linux/PropertyListDefaults.h"
 #include "platform/linux/StandardErrorLog.h"
 #include "platform/linux/SystemClock.h"
@@ -67,6 +68,7 @@ private:
     PropertyListDefaults userDefaults_{fileManager_, *bundles_.mainBundle()};
     ComputerSearch computerSearch_;
     IcuTextServices text_;
+    LinuxThreads threads_;
     LibXmlServices xml_;
     X11WindowServer windowServer_{consoleLog_, dispatch_.mainQueue()};
     const std::shared_ptr<SessionBus> bus_ = openBus();

@@ -87,12 +87,19 @@ Date SimulatedDispatch::now() const {
 
 void SimulatedDispatch::runFor(Duration span) {
     const Instant end = now_ + span;
-    while (!waiting_.empty() && waiting_.begin()->first.first <= end) {
-        auto node = waiting_.extract(waiting_.begin());
-        now_ = std::max(now_, node.key().first);
-        node.mapped()();
+    while (runNext(end)) {
     }
-    now_ = std::max(now_, end);
+}
+
+bool SimulatedDispatch::runNext(Instant limit) {
+    if (waiting_.empty() || waiting_.begin()->first.first > limit) {
+        now_ = std::max(now_, limit);
+        return false;
+    }
+    auto node = waiting_.extract(waiting_.begin());
+    now_ = std::max(now_, node.key().first);
+    node.mapped()();
+    return true;
 }
 
 void SimulatedDispatch::add(Instant deadline, Task task) {

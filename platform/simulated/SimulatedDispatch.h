@@ -26,6 +26,8 @@ public:
 
     /// Runs everything that becomes ready in this span, which then has passed.
     void runFor(Duration span);
+    /// Runs the first task that is due by then, at its time. False when there is none: then it is `limit`.
+    bool runNext(Instant limit);
     /// Runs what is ready now.
     void runReady() { runFor(Duration::zero()); }
     /// Time passes and nothing runs, as on a sleeping machine or in a blocking call. Timers skip what they missed.

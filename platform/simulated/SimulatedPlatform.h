@@ -5,6 +5,7 @@
 #include "platform/simulated/SimulatedMetadataQueries.h"
 #include "platform/simulated/SimulatedScripting.h"
 #include "platform/simulated/SimulatedServices.h"
+#include "platform/simulated/SimulatedThreads.h"
 #include "platform/simulated/SimulatedWorkspace.h"
 #include "ports/Platform.h"
 
@@ -37,8 +38,10 @@ public:
     SimulatedUnifiedLog unifiedLog;
     SimulatedConsoleLog consoleLog;
     SimulatedUserDefaults userDefaults;
+    SimulatedThreads threads{dispatch};
 
 private:
-    const Platform services_{dispatch,     dispatch, files, bundles,     metadataQueries, workspace,  scripting,
-                             windowServer, text,     xml,   processInfo, unifiedLog,      consoleLog, userDefaults};
+    const Platform services_{dispatch,   dispatch,     files,   bundles, metadataQueries, workspace,
+                             scripting,  windowServer, text,    xml,     processInfo,     unifiedLog,
+                             consoleLog, userDefaults, nullptr, &threads};
 };

@@ -1,0 +1,109 @@
+#include "MacShared/SOAP/SynchronousSoapCaller.h"
+
+#include "MacShared/LocalizedFormat.h"
+#include "MacShared/VeldrinError.h"
+#include "ports/Platform.h"
+
+#include <utility>
+
+namespace {
+
+constexpr Duration kLongestWait = std::chrono::seconds(120);
+
+ErrorPtr timeoutError() {
+    return std::make_shared<const Error>(
+        VeldrinErrorDomain, VeldrinErrorSOAPTimeout,
+        Error::UserInfo{{NSLocalizedDescriptionKey, SynchronousSoapCaller::webServiceErrorMessage()},
+                        {NSLocalizedFailureReasonErrorKey, SynchronousSoapCaller::soapTimeoutFailureReason()}});
+}
+
+}  // namespace
+
+SynchronousSoapCaller::SynchronousSoapCaller(std::shared_ptr<ISoapCaller> caller)
+    : caller_(std::move(caller)),
+      soapCondition_(platform().threads->makeCondition()),
+      workerThread_(WorkerThread::init()) {}
+
+std::shared_ptr<SynchronousSoapCaller> SynchronousSoapCaller::initWithSoapCaller(std::shared_ptr<ISoapCaller> caller) {
+    static_cast<void>(webServiceErrorMessage());
+    static_cast<void>(soapTimeoutFailureReason());
+    std::shared_ptr<SynchronousSoapCaller> blocking(new SynchronousSoapCaller(std::move(caller)));
+    blocking->caller_->setCallback(blocking);
+    return blocking;
+}
+
+SynchronousSoapCaller::~SynchronousSoapCaller() {
+    workerThread_->closeThread();
+}
+
+const std::string& SynchronousSoapCaller::webServiceErrorMessage() {
+    static const std::string message = localizedString("Webservice Failure");
+    return message;
+}
+
+const std::string& SynchronousSoapCaller::soapTimeoutFailureReason() {
+    static const std::string reason = localizedString("Timeout waiting on SOAP call");
+    return reason;
+}
+
+std::optional<SoapDictionary> SynchronousSoapCaller::callSoapMethod(
+    const std::string& method, const std::optional<std::string>& withNamespace,
+    const std::optional<std::string>& namespaceExtension, const std::optional<std::vector<std::string>>& parameterNames,
+    const std::optional<SoapArray>& parameters, ErrorPtr* errorOut) {
+    workerThread_->waitForStart();
+    Arguments arguments{method, withNamespace, {}, {}, {}};
+    // A list that ends at the first value that is missing.
+    if (withNamespace) arguments.extension = namespaceExtension;
+    if (arguments.extension) arguments.parameterNames = parameterNames;
+    if (arguments.parameterNames) arguments.parameters = parameters;
+    workerThread_->thread()->performAndWait([&] { doSoapCall(arguments); });
+
+    auto outcome = waitForOutcome();
+    if (!outcome.isThere()) outcome.error = timeoutError();
+    if (errorOut != nullptr) *errorOut = outcome.error;
+    return std::move(outcome.results);
+}
+
+void SynchronousSoapCaller::doSoapCall(const Arguments& arguments) {
+    assignSoapResult(std::nullopt, nullptr);
+    caller_->callSoapMethod(arguments.method, arguments.callNamespace, arguments.extension, arguments.parameterNames,
+                            arguments.parameters, nullptr);
+}
+
+/// Looks, waits once, and looks again. Empty when time ran out.
+SynchronousSoapCaller::Outcome SynchronousSoapCaller::waitForOutcome() {
+    const std::lock_guard lock(*soapCondition_);  // from before the look, so that no signal falls between look and wait
+    auto outcome = takeOutcome();
+    if (outcome.isThere()) return outcome;
+    soapCondition_->waitUntilDate(platform().clock.steadyNow() + kLongestWait);
+    return takeOutcome();
+}
+
+SynchronousSoapCaller::Outcome SynchronousSoapCaller::takeOutcome() {
+    const std::lock_guard lock(mutex_);
+    auto outcome = std::exchange(outcome_, {});
+    if (outcome.error) outcome.results.reset();
+    return outcome;
+}
+
+void SynchronousSoapCaller::assignSoapResult(const std::optional<SoapDictionary>& results, const ErrorPtr& andError) {
+    Outcome outcome{results, andError};
+    const std::lock_guard lock(mutex_);
+    std::swap(outcome_, outcome);
+}
+
+void SynchronousSoapCaller::deliver(const std::optional<SoapDictionary>& results, const ErrorPtr& error) {
+    assignSoapResult(results, error);
+    const std::lock_guard lock(*soapCondition_);
+    soapCondition_->signal();
+}
+
+void SynchronousSoapCaller::onSoapData(const SoapDictionary& data, ISoapCaller& /*withCaller*/,
+                                       const std::shared_ptr<void>& /*withState*/) {
+    deliver(data, nullptr);
+}
+
+void SynchronousSoapCaller::onSoapError(const ErrorPtr& error, ISoapCaller& /*withCaller*/,
+                                        const std::shared_ptr<void>& /*withState*/) {
+    deliver(std::nullopt, error);
+}

@@ -1,0 +1,44 @@
+#include "MacShared/WorkerThread.h"
+
+#include "ports/Platform.h"
+
+#include <mutex>
+
+namespace {
+constexpr Duration kStartWait = std::chrono::seconds(2);
+}
+
+WorkerThread::WorkerThread() : threadStartCondition_(platform().threads->makeCondition()) {}
+
+std::shared_ptr<WorkerThread> WorkerThread::init() {
+    std::shared_ptr<WorkerThread> worker(new WorkerThread);
+    platform().threads->detachNewThread(
+        "WorkerThread", [worker](const std::shared_ptr<Thread>& thread) { worker->threadMain(thread); });
+    return worker;
+}
+
+void WorkerThread::threadMain(const std::shared_ptr<Thread>& thread) {
+    thread_.set(thread);
+    {
+        const std::lock_guard lock(*threadStartCondition_);
+        threadStartCondition_->signal();
+    }
+    while (!done()) {
+        if (!thread->runLoopRunOnce()) throw VeldrinSoapException();
+    }
+    thread_.set(nullptr);
+}
+
+void WorkerThread::waitForStart() const {
+    const std::lock_guard lock(*threadStartCondition_);
+    while (!thread()) threadStartCondition_->waitUntilDate(platform().clock.steadyNow() + kStartWait);
+}
+
+void WorkerThread::closeThread() {
+    const auto running = thread();
+    if (running && !running->isCurrentThread()) {
+        running->perform([self = shared_from_this()] { self->closeThread(); });
+    } else {
+        done_.set(true);  // also before it has started: then it ends at once
+    }
+}

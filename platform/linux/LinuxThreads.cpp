@@ -1,0 +1,106 @@
+#include "platform/linux/LinuxThreads.h"
+
+#include <pthread.h>
+#include <algorithm>
+#include <atomic>
+#include <condition_variable>
+#include <deque>
+#include <future>
+#include <mutex>
+#include <thread>
+
+namespace {
+
+class LinuxCondition final : public Condition {
+public:
+    void lock() override { mutex_.lock(); }
+    void unlock() override { mutex_.unlock(); }
+    bool waitUntilDate(Instant limit) override {
+        std::unique_lock lock(mutex_, std::adopt_lock);
+        ++waiting_;
+        const bool signalled = changed_.wait_until(lock, limit, [this] { return signals_ > 0; });
+        --waiting_;
+        if (signalled) --signals_;
+        static_cast<void>(lock.release());  // it stays the caller's
+        return signalled;
+    }
+    void signal() override {
+        if (signals_ == waiting_) return;
+        ++signals_;
+        changed_.notify_one();
+    }
+
+private:
+    std::mutex mutex_;  ///< guards what follows
+    std::condition_variable changed_;
+    int waiting_ = 0;
+    int signals_ = 0;  ///< given and not yet taken; never more than threads wait
+};
+
+class LinuxThread final : public Thread {
+public:
+    void perform(Task work) override { add(std::packaged_task<void()>(std::move(work))); }
+
+    bool performAndWait(const Task& work) override {
+        std::packaged_task<void()> task([&work] { work(); });
+        auto done = task.get_future();
+        add(std::move(task));
+        try {
+            done.get();
+            return true;
+        } catch (const std::future_error&) {
+            return false;  // dropped
+        }
+    }
+
+    bool runLoopRunOnce() override {
+        std::unique_lock lock(mutex_);
+        added_.wait(lock, [this] { return !waiting_.empty(); });
+        auto work = std::move(waiting_.front());
+        waiting_.pop_front();
+        lock.unlock();
+        work();
+        return true;
+    }
+
+    [[nodiscard]] bool isCurrentThread() const override { return std::this_thread::get_id() == id_; }
+
+    /// The thread's whole life.
+    void run(const Threads::Main& main, const std::shared_ptr<Thread>& self) {
+        id_ = std::this_thread::get_id();
+        main(self);
+        const std::lock_guard lock(mutex_);
+        hasEnded_ = true;
+        waiting_.clear();
+    }
+
+private:
+    void add(std::packaged_task<void()> work) {
+        const std::lock_guard lock(mutex_);
+        if (hasEnded_) return;
+        waiting_.push_back(std::move(work));
+        added_.notify_one();
+    }
+
+    std::atomic<std::thread::id> id_;
+    std::mutex mutex_;  ///< guards what follows
+    std::condition_variable added_;
+    std::deque<std::packaged_task<void()>> waiting_;
+    bool hasEnded_ = false;
+};
+
+}  // namespace
+
+void LinuxThreads::detachNewThread(std::string label, Main main) {
+    constexpr std::size_t kLongestName = 15;
+    label.resize(std::min(label.size(), kLongestName));
+    std::thread([label = std::move(label), main = std::move(main)] {
+        pthread_setname_np(pthread_self(), label.c_str());
+        const auto thread = std::make_shared<LinuxThread>();
+        thread->run(main, thread);
+    }).detach();
+}
+
+std::shared_ptr<Condition> LinuxThreads::makeCondition() {
+    return std::make_shared<LinuxCondition>();
+}
