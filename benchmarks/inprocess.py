@@ -9,16 +9,24 @@ from session import Session, Simulator
 UNITS = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1}
 
 
-def times(session, program, repetitions, clock, typical=statistics.median):
-    """The typical seconds of each benchmark in a program, by its own part of the name."""
+def runs(session, program, repetitions):
+    """What the runs of each benchmark in a program told, by its own part of the name."""
     report = json.loads(session.run(program, "--benchmark_format=json", f"--benchmark_repetitions={repetitions}",
                                     "--benchmark_enable_random_interleaving=true"))
-    taken = {}
+    told = {}
     for each in report["benchmarks"]:
         if each["run_type"] == "iteration":
-            name = each["run_name"].split("/iterations")[0].split("/")[-1]
-            taken.setdefault(name, []).append(each[clock] * UNITS[each["time_unit"]])
-    return {name: typical(seconds) for name, seconds in taken.items()}
+            told.setdefault(each["run_name"].split("/iterations")[0].split("/")[-1], []).append(each)
+    return told
+
+
+def typical_times(told, clock, typical=statistics.median):
+    """The typical seconds of each benchmark."""
+    return {name: typical(each[clock] * UNITS[each["time_unit"]] for each in series) for name, series in told.items()}
+
+
+def times(session, program, repetitions, clock, typical=statistics.median):
+    return typical_times(runs(session, program, repetitions), clock, typical)
 
 
 def log(programs):
@@ -60,3 +68,12 @@ def strings(programs):
     for name in ("encode", "decode", "query", "query, many names"):
         yield Figure(f"{name} / 200 MB/s", speed[name], 200e6, 1, "B/s", at_least=True)
         yield Figure("  beside memcpy", speed[name], speed["memcpy"], unit="B/s")
+
+
+def text(programs):
+    with Session() as session:
+        told = runs(session, programs / "TextBenchmark", 20)
+    time = typical_times(told, "cpu_time")
+    yield Figure("text of 1,000 slides / libxml2's dump", time["ours"], time["peer"], 2)
+    first = told["ours"][0]
+    yield Figure("  peak memory / the file", first["peak"], first["size"], 4, "B")

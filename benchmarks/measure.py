@@ -16,6 +16,7 @@ MEASUREMENTS = {
     "start": inprocess.start,
     "polling": polling.measure,
     "strings": inprocess.strings,
+    "text": inprocess.text,
     "search": search.measure,
     "impress": impress.measure,
 }
