@@ -136,13 +136,15 @@ std::string MTOMHelpers::MTOMBodyFromEnvelope(const std::string& envelope, std::
     const auto end = framing.rfind("\r\n--" + boundary.value_or(""));
     std::string body;
     body.reserve(framing.size() + buffer.size());
-    return body.append(framing.substr(0, end)).append(buffer).append(framing.substr(end));
+    body.append(framing.substr(0, end)).append(buffer).append(framing.substr(end));
+    return body;
 }
 
 std::string MTOMHelpers::MTOMContentTypeWithBoundary(std::string_view boundary, std::string_view startID) {
     std::string type = R"(multipart/related;type="application/xop+xml";boundary=")";
     type.append(boundary).append(R"(";start=")").append(startID);
-    return type.append(R"(";start-info="text/xml")");
+    type.append(R"(";start-info="text/xml")");
+    return type;
 }
 
 std::optional<std::string> MTOMHelpers::MTOMBoundaryFromContentType(const std::optional<std::string>& contentType) {
