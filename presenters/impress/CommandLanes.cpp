@@ -58,10 +58,12 @@ void CommandLanes::run(const std::string& lane) {
     std::unique_lock lock(mutex_);
     auto& commands = lanes_.at(lane);
     while (!ended_ && !commands.empty()) {
-        // The command stays in front while it runs: the lane exists as long as its thread.
-        const Command command = commands.front();
+        // Its place stays taken while it runs: the lane exists as long as its thread. What it holds goes outside the
+        // lock, because letting go of the office's objects may wait for the office.
+        Command command = std::exchange(commands.front(), nullptr);
         lock.unlock();
         command();
+        command = nullptr;
         lock.lock();
         commands.pop_front();
     }

@@ -171,8 +171,10 @@ auto ImpressProgram::tryAsk(Question question, std::chrono::milliseconds patienc
                 if (!office_) office_.emplace(connection_.context());
                 auto result = question(*office_);
                 auto documents = office_->documents();
-                const std::lock_guard lock(documentsMutex_);
-                documents_ = std::move(documents);
+                {
+                    const std::lock_guard lock(documentsMutex_);
+                    documents_.swap(documents);
+                }
                 return result;
             },
             patience);

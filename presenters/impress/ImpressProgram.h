@@ -1,12 +1,12 @@
 #pragma once
 
+#include "bus/Openers.h"
 #include "bus/PresentationProgramAdaptor.h"
 #include "presenters/impress/CommandLanes.h"
 #include "presenters/impress/DocumentText.h"
 #include "presenters/impress/Office.h"
 #include "presenters/impress/OfficeConnection.h"
 #include "presenters/impress/OfficeThread.h"
-#include "bus/Openers.h"
 
 #include <atomic>
 #include <chrono>

@@ -56,7 +56,7 @@ OfficeConnection attachOrStart(const std::string& pipe) {
         if (auto office = OfficeConnection::attach(pipe)) return *office;
         std::this_thread::sleep_for(100ms);
     }
-    fail("LibreOffice was started and does not listen on the pipe " + pipe + ".");
+    fail("LibreOffice was started, but does not listen on the pipe " + pipe + ".");
 }
 
 /// Ends the office that was started on demand, and with it this process.
