@@ -6,6 +6,7 @@
 #include "platform/simulated/SimulatedScripting.h"
 #include "platform/simulated/SimulatedServices.h"
 #include "platform/simulated/SimulatedThreads.h"
+#include "platform/simulated/SimulatedURLSessions.h"
 #include "platform/simulated/SimulatedWorkspace.h"
 #include "ports/Platform.h"
 
@@ -38,10 +39,11 @@ public:
     SimulatedUnifiedLog unifiedLog;
     SimulatedConsoleLog consoleLog;
     SimulatedUserDefaults userDefaults;
+    SimulatedURLSessions urlSessions{dispatch};
     SimulatedThreads threads{dispatch};
 
 private:
-    const Platform services_{dispatch,   dispatch,     files,   bundles, metadataQueries, workspace,
-                             scripting,  windowServer, text,    xml,     processInfo,     unifiedLog,
-                             consoleLog, userDefaults, nullptr, &threads};
+    const Platform services_{dispatch,   dispatch,     files,        bundles, metadataQueries, workspace,
+                             scripting,  windowServer, text,         xml,     processInfo,     unifiedLog,
+                             consoleLog, userDefaults, &urlSessions, &threads};
 };

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <type_traits>
+#include <utility>
+
+/// An answer that somebody owes. Exactly one is delivered, from any thread: the first that is given, or the default
+/// when the last owner lets go.
+template <typename... Answer>
+class OwedAnswer {
+public:
+    using Deliver = std::function<void(Answer...)>;
+
+    OwedAnswer(Deliver deliver, Answer... byDefault)
+        : deliver_(std::move(deliver)), byDefault_([this, byDefault...] { give(byDefault...); }) {}
+    ~OwedAnswer() { byDefault_(); }
+    OwedAnswer(const OwedAnswer&) = delete;
+    OwedAnswer& operator=(const OwedAnswer&) = delete;
+
+    void give(Answer... answer) {
+        if (!given_.exchange(true)) deliver_(std::move(answer)...);
+    }
+
+private:
+    const Deliver deliver_;
+    const std::function<void()> byDefault_;
+    std::atomic<bool> given_ = false;
+};
+
+/// A completion handler that delivers one answer, the default when it is dropped unused.
+template <typename... Answer>
+std::function<void(Answer...)> completionHandler(std::function<void(Answer...)> deliver,
+                                                 std::type_identity_t<Answer>... byDefault) {
+    auto owed = std::make_shared<OwedAnswer<Answer...>>(std::move(deliver), std::move(byDefault)...);
+    return [owed](Answer... answer) { owed->give(std::move(answer)...); };
+}
