@@ -76,23 +76,34 @@ public:
         auto object = sdbus::createObject(*connection, bus::kDelegatePath);
         std::unique_ptr<Link> link(
             new Link(std::move(connection), std::move(object), delegate, std::move(onServiceLost), replyTimeout));
-        link->begin();
+        link->run();
         return link;
     }
     virtual ~Link() = default;
     Link(const Link&) = delete;
     Link& operator=(const Link&) = delete;
 
-    void start(const std::string& directory, const std::string& recording, ErrorReply reply) {
+    /// Asks for what ends when the service leaves; the reply is called on failure.
+    template <typename... Arguments>
+    void begin(const char* method, const ErrorReply& reply, const Arguments&... arguments) {
         guarded(reply, [&] {
-            call("startDetectionAndCaptureTo")
-                .withArguments(directory, recording)
-                .uponReplyInvoke([this, reply](const sdbus::Error* error) {
-                    if (error == nullptr) {
-                        accepted_ = true;
-                    } else if (reply) {
-                        reply(clientErrorFrom(*error));
-                    }
+            call(method).withArguments(arguments...).uponReplyInvoke([this, reply](const sdbus::Error* error) {
+                if (error == nullptr) {
+                    accepted_ = true;
+                } else if (reply) {
+                    reply(clientErrorFrom(*error));
+                }
+            });
+        });
+    }
+
+    void ping(const ErrorReply& reply) {
+        guarded(reply, [&] {
+            proxy_->callMethodAsync("Ping")
+                .onInterface("org.freedesktop.DBus.Peer")
+                .withTimeout(replyTimeout_)
+                .uponReplyInvoke([reply](const sdbus::Error* error) {
+                    reply(error == nullptr ? nullptr : clientErrorFrom(*error));
                 });
         });
     }
@@ -130,7 +141,7 @@ private:
           onServiceLost_(std::move(onServiceLost)),
           replyTimeout_(replyTimeout) {}
 
-    void begin() {
+    void run() {
         object_->finishRegistration();
         ownerWatch_ = connection_->addMatch(kOwnerChanges, [this](sdbus::Message& message) {
             std::string name;
@@ -237,7 +248,7 @@ private:
     const std::function<void()> onServiceLost_;
     const std::chrono::microseconds replyTimeout_;
     std::string owner_;      ///< unique name of the service, empty while there is none
-    bool accepted_ = false;  ///< this owner has accepted a start
+    bool accepted_ = false;  ///< this owner has begun what was asked for
     sdbus::Slot ownerWatch_;
     std::unique_ptr<bus::EventLoopThread> loop_;  ///< last, so that the thread ends before anything it uses
 };
@@ -266,7 +277,12 @@ CaptureServiceClient::~CaptureServiceClient() = default;
 void CaptureServiceClient::startDetectionAndCaptureTo(const std::optional<std::filesystem::path>& captureDirectoryURL,
                                                       const std::optional<std::string>& withRecordingId,
                                                       ErrorReply withErrorReply) {
-    link_->start(bus::textFrom(captureDirectoryURL), bus::textFrom(withRecordingId), std::move(withErrorReply));
+    link_->begin("startDetectionAndCaptureTo", withErrorReply, bus::textFrom(captureDirectoryURL),
+                 bus::textFrom(withRecordingId));
+}
+
+void CaptureServiceClient::checkService(const ErrorReply& reply) {
+    link_->ping(reply);
 }
 
 void CaptureServiceClient::stopDetectionAndCapture() {
@@ -283,11 +299,20 @@ void CaptureServiceClient::setKeynotePollingInterval(double seconds) {
 
 void CaptureServiceClient::extractSlideFiles(const std::vector<std::string>& names,
                                              const std::string& forPresentationAt) {
-    link_->tell("extractSlideFiles", names, forPresentationAt);
+    extractSlideFiles(names, forPresentationAt, {});
 }
 
 void CaptureServiceClient::waitForSavingToCompleteAsync() {
-    link_->tell("waitForSavingToCompleteAsync");
+    waitForSavingToCompleteAsync({});
+}
+
+void CaptureServiceClient::extractSlideFiles(const std::vector<std::string>& names,
+                                             const std::string& forPresentationAt, const ErrorReply& withErrorReply) {
+    link_->begin("extractSlideFiles", withErrorReply, names, forPresentationAt);
+}
+
+void CaptureServiceClient::waitForSavingToCompleteAsync(const ErrorReply& withErrorReply) {
+    link_->begin("waitForSavingToCompleteAsync", withErrorReply);
 }
 
 void CaptureServiceClient::descriptionOfScriptableWindowsWithReply(TextReply reply) {

@@ -30,9 +30,10 @@ public:
     /// Opens a connection of its own to the session bus. Null with `error` set when there is no bus.
     /// The delegate must outlive the client. It is called for the service that owns the name on the bus at that
     /// moment; calls from anyone else are refused.
-    /// `onServiceLost` may be empty. It is called when a service that has accepted a start leaves the bus, or the bus
-    /// itself goes: that recording has ended and no notification will come for it. A new start begins anew.
-    /// `replyTimeout` bounds the wait for every answer, including the time that the bus takes to start the service.
+    /// `onServiceLost` may be empty. It is called when a service that has accepted a start, an extraction or a wait
+    /// leaves the bus, or the bus itself goes: that has ended and no notification will come for it. A new start begins
+    /// anew. `replyTimeout` bounds the wait for every answer, including the time that the bus takes to start the
+    /// service.
     [[nodiscard]] static std::unique_ptr<CaptureServiceClient> connect(
         KeynoteCaptureServiceDelegate& delegate, std::function<void()> onServiceLost, ErrorPtr& error,
         std::chrono::microseconds replyTimeout = std::chrono::seconds(25));
@@ -50,6 +51,12 @@ public:
     void setKeynotePollingInterval(double seconds) override;
     void extractSlideFiles(const std::vector<std::string>& names, const std::string& forPresentationAt) override;
     void waitForSavingToCompleteAsync() override;
+    /// Asks whether the service is there, starting it if need be. The reply is called once, with the error or null.
+    void checkService(const ErrorReply& reply);
+    /// As above; the reply is called only when the service could not be asked or has refused.
+    void extractSlideFiles(const std::vector<std::string>& names, const std::string& forPresentationAt,
+                           const ErrorReply& withErrorReply);
+    void waitForSavingToCompleteAsync(const ErrorReply& withErrorReply);
     /// Nothing also when the service did not answer, when the text is empty, or when no recording runs.
     void descriptionOfScriptableWindowsWithReply(TextReply reply) override;
     /// Nothing also when the service did not answer, when the text is empty, or when no recording runs.

@@ -2,8 +2,10 @@
 
 #include "ports/Error.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -34,6 +36,21 @@ struct RecordOptions {
 /// Prints the presentation program's windows: the window server's view, or the program's own. `kOperationFailed` when
 /// no program runs.
 [[nodiscard]] ExitStatus listWindows(bool scriptable);
+
+struct ExtractOptions {
+    std::filesystem::path deck;                    ///< absolute
+    std::optional<std::set<std::int64_t>> slides;  ///< by number; all when not given
+    bool replace = false;                          ///< removes images of the same names first
+    bool json = false;
+};
+
+/// Has the images and the text of a deck written beside it. `kOperationFailed` when the deck cannot be read, when
+/// images stand there already, when not everything came, or when interrupted, which ends it at once.
+[[nodiscard]] ExitStatus extract(const ExtractOptions& options);
+
+/// Waits until the presentation program has saved what it was asked to. `kOperationFailed` when it ended before that,
+/// or when interrupted.
+[[nodiscard]] ExitStatus waitForSaving(bool json);
 
 struct KeynotesOptions {
     std::vector<std::filesystem::path> roots;  ///< where to search; nothing stands for the whole computer

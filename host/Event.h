@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <variant>
+#include <vector>
 
 /// One call of the capture service's delegate, as a value.
 struct ProgramLaunched {};
@@ -39,9 +40,15 @@ using DelegateCall = std::variant<ProgramLaunched, ProgramTerminated, StartedPre
                                   StoppedPresenting, ExtractedSlideFiles, SavingEnded>;
 
 /// What else can happen to a command.
-struct StartFailed {
+struct StartFailed {  ///< or another request that was refused
     ErrorPtr error;
 };
+/// A deck is open in the presentation program, or could not be opened.
+struct DeckRead {
+    std::vector<std::int64_t> slides;  ///< the numbers of all its slides
+    ErrorPtr error;
+};
+struct ServiceAnswered {};
 struct WindowsDescribed {
     std::optional<std::string> text;
 };
@@ -49,5 +56,5 @@ struct ServiceLost {};
 struct Interrupted {};   ///< SIGINT or SIGTERM
 struct OutputClosed {};  ///< nobody reads standard output any more
 struct TimedOut {};
-using Event =
-    std::variant<DelegateCall, StartFailed, WindowsDescribed, ServiceLost, Interrupted, OutputClosed, TimedOut>;
+using Event = std::variant<DelegateCall, StartFailed, ServiceAnswered, DeckRead, WindowsDescribed, ServiceLost,
+                           Interrupted, OutputClosed, TimedOut>;

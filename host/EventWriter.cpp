@@ -10,9 +10,11 @@ bool EventWriter::write(const DelegateCall& call) const {
 }
 
 std::string sentenceFor(const Error& error) {
-    const bool imagesMissing = error.domain() == "KeynoteCaptureServiceErrorDomain" && error.code() == 5;
-    if (imagesMissing && error.userInfo().count(NSLocalizedDescriptionKey) == 0) {
+    const bool hasNoText =
+        error.domain() == "KeynoteCaptureServiceErrorDomain" && error.userInfo().count(NSLocalizedDescriptionKey) == 0;
+    if (hasNoText && error.code() == 5) {
         return "Not all slide images arrived; the presentation program did not export them in time.";
     }
+    if (hasNoText && error.code() == 6) return "The presentation program ended before it had finished saving.";
     return printableText(error.localizedDescription());
 }

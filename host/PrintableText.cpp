@@ -58,6 +58,20 @@ std::string printableText(std::string_view text, LineFeeds lineFeeds) {
     return result;
 }
 
+std::string printableJSON(std::string_view json) {
+    std::string result;
+    result.reserve(json.size());
+    forEachCharacter(json, [&](UChar32 character, std::string_view bytes) {
+        // All of these lie below U+10000, so that one escape says them.
+        if (character >= 0 && character != '\n' && needsEscape(character)) {
+            result += fmt::format("\\u{:04x}", static_cast<std::uint32_t>(character));
+        } else {
+            result += bytes;
+        }
+    });
+    return result;
+}
+
 bool isUTF8(std::string_view text) {
     bool valid = true;
     forEachCharacter(text, [&](UChar32 character, std::string_view) { valid = valid && character >= 0; });

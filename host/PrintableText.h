@@ -10,5 +10,8 @@ enum class LineFeeds { escaped, kept };
 /// direction become escapes such as `\n` or `\u{1b}`, bytes that are not UTF-8 become U+FFFD. The rest stays.
 [[nodiscard]] std::string printableText(std::string_view text, LineFeeds lineFeeds = LineFeeds::escaped);
 
+/// The same for JSON in UTF-8, which stays JSON: escapes such as `\u001b`. Line feeds stand for themselves.
+[[nodiscard]] std::string printableJSON(std::string_view json);
+
 /// Whether the text is UTF-8 throughout.
 [[nodiscard]] bool isUTF8(std::string_view text);

@@ -36,8 +36,10 @@ public:
         return std::nullopt;
     }
     std::optional<ExitStatus> operator()(const OutputClosed&) { return finished(); }
-    std::optional<ExitStatus> operator()(const WindowsDescribed&) { return std::nullopt; }
-    std::optional<ExitStatus> operator()(const TimedOut&) { return std::nullopt; }
+    template <typename Other>
+    std::optional<ExitStatus> operator()(const Other& /*nothing of a recording*/) {
+        return std::nullopt;
+    }
 
 private:
     void note(const StartedPresenting& call) {

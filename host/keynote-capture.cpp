@@ -2,8 +2,9 @@
 
 #include "host/Commands.h"
 #include "host/PrintableText.h"
+#include "host/StandardStreams.h"
+#include "host/SlideList.h"
 
-#include <fcntl.h>
 #include <fmt/chrono.h>
 #include <unistd.h>
 #include <CLI/CLI.hpp>
@@ -15,13 +16,6 @@ namespace {
 constexpr const char* kFooter =
     "Exit status: 0 done; 1 the operation reported an error; 2 wrong usage; 3 no capture service.\n"
     "record ends with 1 also when a show was given up before its slide images came.";
-
-/// Standard streams that are closed would be taken by the first files that we open.
-void openStandardStreams() {
-    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        if (fcntl(descriptor, F_GETFD) < 0) std::ignore = open("/dev/null", O_RDWR);
-    }
-}
 
 std::string defaultRecordingID() {
     const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
@@ -38,6 +32,10 @@ std::string checkInterval(const std::string& text) {
     double seconds = 0;
     if (CLI::detail::lexical_cast(text, seconds) && std::isfinite(seconds) && seconds > 0) return {};
     return "must be a number of seconds above 0";
+}
+
+std::string checkSlides(const std::string& text) {
+    return slidesFrom(text) ? std::string() : "must be slide numbers like 1-9,12, at most 10000";
 }
 
 std::string checkDirectory(const std::string& text) {
@@ -75,6 +73,20 @@ int main(int argc, char** argv) try {
     auto* windowsCommand = app.add_subcommand("windows", "List the presentation program's windows");
     windowsCommand->add_flag("--scriptable", scriptable, "As the program tells, not the window server");
 
+    ExtractOptions extraction;
+    std::string slides;
+    auto* extractCommand = app.add_subcommand("extract", "Write a deck's slide images and text beside it");
+    extractCommand->add_option("DECK", extraction.deck, "The presentation")->required()->option_text(" ");
+    extractCommand->add_option("--slides", slides, "These slides only, like 1-9,12")
+        ->check(CLI::Validator(checkSlides, "LIST"))
+        ->option_text("LIST");
+    extractCommand->add_flag("--replace", extraction.replace, "Remove images of the same names first");
+    extractCommand->add_flag("--json", extraction.json, "JSON Lines: one object per event on standard output");
+    bool savingJSON = false;
+    auto* savingCommand =
+        app.add_subcommand("wait-for-saving", "Wait until the presentation program has finished saving");
+    savingCommand->add_flag("--json", savingJSON, "JSON Lines: one object per event on standard output");
+
     KeynotesOptions keynotes;
     auto* keynotesCommand = app.add_subcommand(
         "keynotes", "List the presentation programs that run and those installed on this computer's local disks");
@@ -92,6 +104,12 @@ int main(int argc, char** argv) try {
     if (stopCommand->parsed()) return stopPresenting();
     if (windowsCommand->parsed()) return listWindows(scriptable);
     if (keynotesCommand->parsed()) return listKeynotes(keynotes);
+    if (savingCommand->parsed()) return waitForSaving(savingJSON);
+    if (extractCommand->parsed()) {
+        extraction.deck = std::filesystem::absolute(extraction.deck).lexically_normal();
+        if (!slides.empty()) extraction.slides = slidesFrom(slides);
+        return extract(extraction);
+    }
     options.directory = std::filesystem::absolute(directory).lexically_normal();
     if (intervalOption->count() > 0) options.pollingInterval = interval;
     return record(options);

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+/// One line about what is under way, shown on standard error if that is a terminal, and gone at the end.
+class ProgressLine {
+public:
+    ProgressLine();
+    ~ProgressLine() { clear(); }
+    ProgressLine(const ProgressLine&) = delete;
+    ProgressLine& operator=(const ProgressLine&) = delete;
+
+    /// Replaces the line unless it is the same.
+    void show(const std::string& line);
+    /// Before anything else is written.
+    void clear();
+
+private:
+    const bool isTerminal_;
+    std::string shown_;
+};
+
+/// A bar for `done` of `all`, followed by both numbers and what is counted.
+[[nodiscard]] std::string progressBar(std::size_t done, std::size_t all, std::string_view what);
