@@ -111,21 +111,22 @@ void BundleWalk::enter(const char* name) {
 }
 
 void BundleWalk::leave() {
-    const auto child = std::move(reader().directory);
+    reader().directory = FileDescriptor();
     levels_.pop_back();
-    if (!levels_.empty() && reader().level != levels_.size() - 1) openAgain(child);
+    if (!levels_.empty() && reader().level != levels_.size() - 1) openAgain();
 }
 
-/// Goes on with a directory whose reader was taken away. When its child has been moved elsewhere meanwhile, it counts
-/// as read to the end.
-void BundleWalk::openAgain(const FileDescriptor& child) {
+/// Goes on with a directory whose reader was taken away. When another one stands at its path meanwhile, it counts as
+/// read to the end.
+void BundleWalk::openAgain() {
     const auto& level = levels_.back();
+    const auto path = level.pathLength == 0 ? "/" : path_.substr(0, level.pathLength);
+    FileDescriptor directory(::open(path.c_str(), kDirectory | O_CLOEXEC));
+    struct stat status {};
+    const bool same = directory && ::fstat(directory.get(), &status) == 0 && status.st_dev == level.device &&
+                      status.st_ino == level.inode && ::lseek64(directory.get(), level.resume, SEEK_SET) >= 0;
     auto& to = reader();
     to.level = levels_.size() - 1;
     to.next = to.end = 0;
-    to.directory = openEntry(child.get(), "..", kDirectory);
-    struct stat status {};
-    const bool same = to.directory && ::fstat(to.directory.get(), &status) == 0 && status.st_dev == level.device &&
-                      status.st_ino == level.inode && ::lseek64(to.directory.get(), level.resume, SEEK_SET) >= 0;
-    if (!same) to.directory = FileDescriptor();
+    to.directory = same ? std::move(directory) : FileDescriptor();
 }

@@ -63,7 +63,7 @@ private:
     [[nodiscard]] bool isDirectory(const dirent64& entry);
     void enter(const char* name);
     void leave();
-    void openAgain(const FileDescriptor& child);
+    void openAgain();
     [[nodiscard]] Reader& readerOf(std::size_t level) { return readers_[level % kOpenLevels]; }
     [[nodiscard]] Reader& reader() { return readerOf(levels_.size() - 1); }
 
