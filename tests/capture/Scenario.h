@@ -9,7 +9,6 @@
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <vector>
 
 using namespace std::chrono_literals;
@@ -79,7 +78,7 @@ private:
 };
 
 /// Where the program may write.
-inline constexpr std::string_view kSandbox =
+inline constexpr const char* kSandbox =
     "/home/lecturer/Library/Containers/com.apple.iWork.Keynote/Data/Documents/Veldrin";
 
 /// A service with its host and one program with pid 100, all in virtual time.
