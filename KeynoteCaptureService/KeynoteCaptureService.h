@@ -150,7 +150,7 @@ private:
     [[nodiscard]] std::vector<WindowRecord> currentKeynoteWindowDescriptions() const;
     void updateKeynotePresentingWindows();
 
-    // Output: directories, archive copy, slide images. Main queue.
+    // Output: directories, archive copy, slide images. Main queue; extractions export and wait from their own thread.
     [[nodiscard]] bool prepareCaptureDiretoryForNewPresentation(ErrorPtr& error);
     [[nodiscard]] std::optional<std::string> saveCopyOfKeynoteDocument(
         const std::shared_ptr<ScriptingDocument>& document);
