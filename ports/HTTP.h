@@ -92,18 +92,18 @@ private:
 struct URLRequest {
     std::string url;  ///< absolute, http or https
     std::string httpMethod = "GET";
-    HTTPHeaderFields httpHeaderFields;
-    Data httpBody;  ///< sent as it stands and never copied
+    HTTPHeaderFields httpHeaderFields{};
+    Data httpBody{};  ///< sent as it stands and never copied
     /// How long no byte may pass in either direction before the task fails; the session's configuration decides when
     /// there is none. Time during which the delegate owes an answer does not count.
-    std::optional<Duration> timeoutInterval;
+    std::optional<Duration> timeoutInterval{};
 };
 
 /// The head of a server's response.
 struct HTTPURLResponse {
     std::string url;  ///< of the request that was answered, the last one of a chain of redirections
     int statusCode = 0;
-    HTTPHeaderFields allHeaderFields;
+    HTTPHeaderFields allHeaderFields{};
 
     /// The value of a header field, its name in any case; several fields of one name are joined with commas.
     [[nodiscard]] std::optional<std::string> valueForHTTPHeaderField(std::string_view field) const {

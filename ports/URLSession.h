@@ -13,7 +13,7 @@ struct URLSessionConfiguration {
     /// For requests that name none of their own; see `URLRequest::timeoutInterval`.
     Duration timeoutIntervalForRequest = std::chrono::seconds(60);
     /// Sent with each request that does not have a field of that name.
-    HTTPHeaderFields httpAdditionalHeaders;
+    HTTPHeaderFields httpAdditionalHeaders{};
     /// Connections to one server at a time; further tasks wait, and waiting counts as idle.
     int httpMaximumConnectionsPerHost = 6;
     /// The longest response body, in bytes. A task whose response goes on fails with

@@ -140,7 +140,7 @@ public:
     }
 
     /// `URLSession:task:didSendBodyData:totalBytesSent:totalBytesExpectedToSend:`: bytes of the request's body since
-    /// the last call, since the start, and in all. They are in the system's hands, not yet with the server.
+    /// the last call, since this request began, and in all. They are in the system's hands, not yet with the server.
     virtual void URLSessionTaskDidSendBodyData(URLSession& /*session*/, URLSessionTask& /*task*/,
                                                std::int64_t /*bytesSent*/, std::int64_t /*totalBytesSent*/,
                                                std::int64_t /*totalBytesExpectedToSend*/) {}

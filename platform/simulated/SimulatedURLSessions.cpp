@@ -96,7 +96,9 @@ private:
     void askAboutRedirection();
     void askAboutResponse();
     void receivePiece(std::size_t index) {
-        if (index == answer_.body.size()) return complete(answer_.error);
+        if (index == answer_.body.size()) {
+            return answer_.stalls ? await(kLongestDelay, [] {}) : complete(answer_.error);
+        }
         await(answer_.betweenPieces, [this, index] {
             tell([&](auto& delegate) {
                 delegate.URLSessionDataTaskDidReceiveData(*session_, *this, answer_.body[index]);

@@ -12,13 +12,14 @@
 /// What a simulated server does with a request.
 struct SimulatedAnswer {
     int statusCode = 200;
-    HTTPHeaderFields headerFields;
-    std::vector<std::string> body;          ///< the pieces in which it comes
-    Duration untilHead{};                   ///< from the request to the response
-    Duration betweenPieces{};               ///< before each piece
-    ErrorPtr error;                         ///< ends the task after the body, or in place of a response with status 0
-    std::optional<URLRequest> redirection;  ///< proposed to the delegate, and followed if it agrees
-    std::shared_ptr<const ServerTrust> trust;  ///< shown before the request is sent; trusted without one
+    HTTPHeaderFields headerFields{};
+    std::vector<std::string> body{};          ///< the pieces in which it comes
+    Duration untilHead{};                     ///< from the request to the response
+    Duration betweenPieces{};                 ///< before each piece
+    bool stalls = false;                      ///< nothing comes after the body, not even the end
+    ErrorPtr error{};                         ///< ends the task after the body, or in place of a response with status 0
+    std::optional<URLRequest> redirection{};  ///< proposed to the delegate, and followed if it agrees
+    std::shared_ptr<const ServerTrust> trust{};  ///< shown before the request is sent; trusted without one
 };
 
 /// An HTTP client in virtual time whose servers are a function of the test's. Time-outs are as long as in earnest and

@@ -1,0 +1,67 @@
+#pragma once
+
+#include "ports/Clock.h"
+#include "ports/Dispatch.h"
+
+#include <curl/curl.h>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <vector>
+
+/// What a loop drives. All calls come on the loop's thread, none after `remove`.
+class CurlLoopClient {
+public:
+    virtual ~CurlLoopClient() = default;
+    /// libcurl has ended the transfer on this handle, and the loop has taken the handle out.
+    virtual void transferEnded(CURL* easy, CURLcode result) = 0;
+    /// When `deadlinePassed` is due; nothing while there is no hurry.
+    [[nodiscard]] virtual std::optional<Instant> deadline() const = 0;
+    virtual void deadlinePassed() = 0;
+    /// The session is over.
+    virtual void cancelled() = 0;
+};
+
+/// The thread of a session: it owns libcurl's multi handle, and with it the session's connections, and drives the
+/// transfers on them. One per session rather than per process, because connections of a multi handle are shared: one
+/// whose certificate a delegate has accepted must not carry the requests of a session whose delegate would refuse it.
+class CurlLoop {
+public:
+    explicit CurlLoop(int maximumConnectionsPerHost);
+    /// Whoever holds it last must have joined it.
+    ~CurlLoop() = default;
+    CurlLoop(const CurlLoop&) = delete;
+    CurlLoop& operator=(const CurlLoop&) = delete;
+
+    /// Runs the task on the loop's thread, which starts with the first; any thread. Dropped once the loop has stopped.
+    void post(Task task);
+    /// Lets the thread end after the task under way; drops clients and tasks. Any thread, also the loop's own.
+    void stop();
+    /// Whether `stop` was called and the thread, if there was one, needs nothing but to be joined.
+    [[nodiscard]] bool hasEnded() const;
+    /// After `stop`, by one thread other than the loop's.
+    void join();
+
+    /// On the loop's thread: keeps the client until it is removed.
+    void add(std::shared_ptr<CurlLoopClient> client);
+    void remove(const CurlLoopClient& client);
+    void cancelAll();
+    [[nodiscard]] CURLM* multi() const { return multi_.get(); }
+
+private:
+    void run();
+    void runPosted();
+    void endTransfers();
+    void watchDeadlines();
+    [[nodiscard]] int pollTimeout() const;
+
+    const std::unique_ptr<CURLM, decltype(&curl_multi_cleanup)> multi_;
+    std::vector<std::shared_ptr<CurlLoopClient>> clients_;
+
+    mutable std::mutex mutex_;  ///< guards what follows
+    std::vector<Task> posted_;
+    bool stopped_ = false;
+    bool ended_ = false;
+    std::thread thread_;
+};

@@ -1,0 +1,34 @@
+#include "platform/linux/CurlSessions.h"
+
+#include "platform/linux/CurlLoop.h"
+#include "platform/linux/CurlSession.h"
+#include "platform/linux/HTTPStatusText.h"
+#include "ports/Bundle.h"
+
+#include <curl/curl.h>
+
+CurlSessions::CurlSessions(Dispatch& dispatch, Bundles& bundles) : dispatch_(dispatch), bundles_(bundles) {
+    curl_global_init(CURL_GLOBAL_DEFAULT);
+}
+
+CurlSessions::~CurlSessions() {
+    for (const auto& loop : loops_) loop->stop();
+    for (const auto& loop : loops_) loop->join();
+}
+
+std::shared_ptr<URLSession> CurlSessions::sessionWithConfiguration(const URLSessionConfiguration& configuration,
+                                                                   std::shared_ptr<URLSessionDelegate> delegate) {
+    const std::lock_guard lock(mutex_);
+    std::erase_if(loops_, [](const auto& loop) {
+        const bool ended = loop->hasEnded();
+        if (ended) loop->join();
+        return ended;
+    });
+    const auto loop = std::make_shared<CurlLoop>(configuration.httpMaximumConnectionsPerHost);
+    loops_.push_back(loop);
+    return std::make_shared<CurlSession>(configuration, std::move(delegate), dispatch_.makeSerialQueue("HTTP"), loop);
+}
+
+std::string CurlSessions::localizedStringForStatusCode(int statusCode) {
+    return bundles_.mainBundle()->localizedString(httpStatusText(statusCode));
+}

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "platform/linux/CurlSession.h"
+#include "ports/URLSessionDelegate.h"
+
+#include <atomic>
+#include <cstddef>
+#include <functional>
+#include <memory>
+
+class CurlTransfer;
+
+/// A task as its user and its delegate see it; `CurlTransfer` does the work once it is resumed.
+class CurlTask final : public URLSessionDataTask, public std::enable_shared_from_this<CurlTask> {
+public:
+    CurlTask(std::shared_ptr<CurlSession> session, std::size_t identifier, URLRequest request)
+        : session_(std::move(session)), identifier_(identifier), request_(std::move(request)) {}
+
+    void resume() override;
+    void cancel() override;
+    [[nodiscard]] std::size_t taskIdentifier() const override { return identifier_; }
+    [[nodiscard]] const URLRequest& originalRequest() const override { return request_; }
+
+    [[nodiscard]] CurlSession& session() { return *session_; }
+    /// Calls the delegate later on its queue, unless the task has been cancelled by then. Any thread.
+    void tell(std::function<void(URLSessionDelegate&, URLSession&, CurlTask&)> call);
+    /// The last that is told. The loop's thread, once.
+    void tellCompletion(const ErrorPtr& error);
+
+private:
+    void begin();
+    void end();
+
+    const std::shared_ptr<CurlSession> session_;
+    const std::size_t identifier_;
+    const URLRequest request_;
+    std::atomic<bool> resumed_ = false;
+    std::atomic<bool> cancelled_ = false;
+    bool completed_ = false;                ///< the loop's thread only
+    std::weak_ptr<CurlTransfer> transfer_;  ///< the loop's thread only
+};

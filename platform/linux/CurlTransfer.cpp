@@ -1,0 +1,319 @@
+#include "platform/linux/CurlTransfer.h"
+
+#include "platform/linux/CurlError.h"
+#include "platform/linux/CurlTask.h"
+#include "ports/OwedAnswer.h"
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+namespace {
+
+constexpr int kMostRedirections = 20;
+/// How much a delegate may lag behind before the server is made to wait, in bytes.
+constexpr std::size_t kMostUndelivered = 1 << 20;
+/// A redirection's own body is read up to here, so that its connection can be used again.
+constexpr std::uint64_t kMostDiscarded = 64 << 10;
+constexpr long kReceiveBuffer = 64 << 10;
+constexpr long kSendBuffer = 256 << 10;
+
+bool isRedirection(const HTTPURLResponse& response) {
+    static constexpr std::array kRedirections{301, 302, 303, 307, 308};
+    const bool is = std::find(kRedirections.begin(), kRedirections.end(), response.statusCode) != kRedirections.end();
+    return is && response.valueForHTTPHeaderField("Location").has_value();
+}
+
+std::string_view trimmed(std::string_view text) {
+    const auto blank = " \t\r\n";
+    const auto start = text.find_first_not_of(blank);
+    return start == std::string_view::npos ? "" : text.substr(start, text.find_last_not_of(blank) - start + 1);
+}
+
+}  // namespace
+
+CurlTransfer::CurlTransfer(std::shared_ptr<CurlTask> task)
+    : task_(std::move(task)), easy_(curl_easy_init(), &curl_easy_cleanup), request_(task_->originalRequest()) {}
+
+CurlTransfer::~CurlTransfer() {
+    if (isRunning_) curl_multi_remove_handle(task_->session().loop().multi(), easy_.get());
+}
+
+void CurlTransfer::start() {
+    task_->session().loop().add(shared_from_this());
+    beginHop();
+}
+
+void CurlTransfer::beginHop() {
+    CURL* const easy = easy_.get();
+    const auto& configuration = task_->session().configuration();
+    timeout_ = request_.timeoutInterval.value_or(configuration.timeoutIntervalForRequest);
+    curl_easy_reset(easy);
+    fields_.reset();
+    URLParts server;
+    if (auto error = parseURL(request_.url, server)) return finish(error);
+    if (auto error = setUpRequest(easy, request_, configuration, fields_)) return finish(error);
+    trust_.setUp(easy, server);
+    curl_easy_setopt(easy, CURLOPT_PRIVATE, static_cast<CurlLoopClient*>(this));
+    curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, problem_.data());
+    curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+    curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);  // cancelling must not wait for a name server
+    curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, kReceiveBuffer);
+    curl_easy_setopt(easy, CURLOPT_UPLOAD_BUFFERSIZE, kSendBuffer);
+    curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &receivedHeader);
+    curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
+    curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &receivedBody);
+    curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);
+    curl_easy_setopt(easy, CURLOPT_XFERINFOFUNCTION, &progressed);
+    curl_easy_setopt(easy, CURLOPT_XFERINFODATA, this);
+    curl_easy_setopt(easy, CURLOPT_NOPROGRESS, 0L);
+    handOver();
+}
+
+void CurlTransfer::handOver() {
+    problem_.front() = '\0';
+    stage_ = Stage::head;
+    response_ = {request_.url, 0, {}};
+    headSize_ = 0;
+    bodySize_ = 0;
+    sent_ = 0;
+    moved_ = 0;
+    failure_ = nullptr;
+    endsWithHead_ = false;
+    touch();
+    isRunning_ = true;
+    curl_multi_add_handle(task_->session().loop().multi(), easy_.get());
+}
+
+void CurlTransfer::finish(const ErrorPtr& error) {
+    const auto self = shared_from_this();  // the loop lets go
+    auto& loop = task_->session().loop();
+    if (std::exchange(isRunning_, false)) curl_multi_remove_handle(loop.multi(), easy_.get());
+    loop.remove(*this);
+    task_->tellCompletion(error);
+}
+
+void CurlTransfer::cancelled() {
+    finish(makeURLError(NSURLErrorCancelled, request_.url));
+}
+
+std::optional<Instant> CurlTransfer::deadline() const {
+    const bool isOurTurn = stage_ == Stage::undecided || isAskedForTrust_ || isHeldBack_;
+    return isOurTurn ? std::nullopt : std::optional(lastActivity_ + std::min(timeout_, kLongestDelay));
+}
+
+void CurlTransfer::deadlinePassed() {
+    const auto seconds = std::chrono::duration<double>(timeout_).count();
+    finish(makeURLError(NSURLErrorTimedOut, request_.url, "no byte for " + std::to_string(seconds) + " seconds"));
+}
+
+void CurlTransfer::transferEnded(CURL* /*easy*/, CURLcode result) {
+    isRunning_ = false;
+    if (auto trust = trust_.takeUndecided()) return askAboutTrust(std::move(trust));
+    hopEnded(result);
+}
+
+void CurlTransfer::hopEnded(CURLcode result) {
+    if (stage_ == Stage::discarded) {
+        request_ = std::move(nextRequest_);
+        return beginHop();
+    }
+    if (failure_) return finish(failure_);
+    if (result != CURLE_OK && !endsWithHead_) return finish(errorFromCurl(result, request_.url, problem_.data()));
+    if (stage_ == Stage::delivered) return finish(nullptr);
+    if (stage_ == Stage::head) finish(makeURLError(NSURLErrorNetworkConnectionLost, request_.url, "in the head"));
+}
+
+/// Lets the body come, or ends the hop when all of it has been there.
+void CurlTransfer::goOn() {
+    touch();
+    if (!isRunning_) return hopEnded(CURLE_OK);
+    const auto result = curl_easy_pause(easy_.get(), CURLPAUSE_CONT);
+    if (result == CURLE_OK) return;
+    isRunning_ = false;
+    curl_multi_remove_handle(task_->session().loop().multi(), easy_.get());
+    hopEnded(result);
+}
+
+void CurlTransfer::askAboutTrust(std::shared_ptr<const ServerTrust> trust) {
+    isAskedForTrust_ = true;
+    URLParts server;
+    static_cast<void>(parseURL(request_.url, server));
+    auto handler = completionHandler(
+        URLSessionDelegate::ChallengeHandler([weak = weak_from_this(), task = task_, trust](
+                                                 auto disposition, const std::optional<URLCredential>& credential) {
+            const bool hasCredential = credential && credential->serverTrust == trust;
+            task->session().loop().post([weak, trust, disposition, hasCredential] {
+                if (const auto self = weak.lock()) self->trustDecided(*trust, disposition, hasCredential);
+            });
+        }),
+        URLSessionAuthChallengeDisposition::performDefaultHandling, std::nullopt);
+    const URLAuthenticationChallenge challenge{
+        {server.host, server.port, NSURLAuthenticationMethodServerTrust, std::move(trust)}};
+    task_->tell([challenge, handler = std::move(handler)](auto& delegate, auto& session, auto& task) {
+        delegate.URLSessionTaskDidReceiveChallenge(session, task, challenge, handler);
+    });
+}
+
+void CurlTransfer::trustDecided(const ServerTrust& trust, URLSessionAuthChallengeDisposition disposition,
+                                bool hasCredential) {
+    using Disposition = URLSessionAuthChallengeDisposition;
+    if (!std::exchange(isAskedForTrust_, false)) return;
+    if (disposition == Disposition::cancelAuthenticationChallenge) return cancelled();
+    const bool accepts = disposition == Disposition::useCredential && hasCredential;
+    if (!accepts && trust.evaluation) return finish(trust.evaluation);
+    trust_.accept(trust);
+    handOver();
+}
+
+void CurlTransfer::askAboutRedirection() {
+    stage_ = Stage::undecided;
+    auto handler = completionHandler(URLSessionDelegate::RedirectionHandler(
+                                         [weak = weak_from_this(), task = task_](std::optional<URLRequest> request) {
+                                             task->session().loop().post([weak, request = std::move(request)] {
+                                                 if (const auto self = weak.lock()) self->redirectionDecided(request);
+                                             });
+                                         }),
+                                     nextRequest_);
+    task_->tell([response = response_, proposed = nextRequest_, handler = std::move(handler)](
+                    auto& delegate, auto& session, auto& task) {
+        delegate.URLSessionTaskWillPerformHTTPRedirection(session, task, response, proposed, handler);
+    });
+}
+
+void CurlTransfer::redirectionDecided(std::optional<URLRequest> request) {
+    if (stage_ != Stage::undecided) return;
+    if (!request) return askAboutResponse();
+    nextRequest_ = std::move(*request);
+    ++redirections_;
+    stage_ = Stage::discarded;
+    goOn();
+}
+
+void CurlTransfer::askAboutResponse() {
+    stage_ = Stage::undecided;
+    auto handler =
+        completionHandler(URLSessionDelegate::ResponseHandler(
+                              [weak = weak_from_this(), task = task_](URLSessionResponseDisposition disposition) {
+                                  task->session().loop().post([weak, disposition] {
+                                      if (const auto self = weak.lock()) self->responseDecided(disposition);
+                                  });
+                              }),
+                          URLSessionResponseDisposition::allow);
+    task_->tell([response = response_, handler = std::move(handler)](auto& delegate, auto& session, auto& task) {
+        delegate.URLSessionDataTaskDidReceiveResponse(session, task, response, handler);
+    });
+}
+
+void CurlTransfer::responseDecided(URLSessionResponseDisposition disposition) {
+    if (stage_ != Stage::undecided) return;
+    if (disposition == URLSessionResponseDisposition::cancel) return cancelled();
+    stage_ = Stage::delivered;
+    goOn();
+}
+
+std::size_t CurlTransfer::receivedHeader(const char* bytes, std::size_t size, std::size_t count, void* self) {
+    return static_cast<CurlTransfer*>(self)->receiveHeader({bytes, size * count}) ? size * count : 0;
+}
+
+std::size_t CurlTransfer::receivedBody(const char* bytes, std::size_t size, std::size_t count, void* self) {
+    return static_cast<CurlTransfer*>(self)->receiveBody({bytes, size * count});
+}
+
+int CurlTransfer::progressed(void* self, curl_off_t /*toReceive*/, curl_off_t received, curl_off_t /*toSend*/,
+                             curl_off_t sent) {
+    auto& transfer = *static_cast<CurlTransfer*>(self);
+    if (std::exchange(transfer.moved_, received + sent) != received + sent) transfer.touch();
+    transfer.tellSent(sent);
+    return 0;
+}
+
+bool CurlTransfer::fail(NSURLErrorCode code, const std::string& detail) {
+    failure_ = makeURLError(code, request_.url, detail);
+    return false;
+}
+
+bool CurlTransfer::receiveHeader(std::string_view line) {
+    touch();
+    headSize_ += line.size();
+    if (headSize_ > task_->session().configuration().maximumHeaderSize) {
+        return fail(NSURLErrorDataLengthExceedsMaximum, "its head");
+    }
+    if (stage_ != Stage::head) return true;  // a trailer
+    if (trimmed(line).empty()) return headEnded();
+    const auto colon = line.find(':');
+    if (line.starts_with("HTTP/") || colon == std::string_view::npos) return true;
+    response_.allHeaderFields.addValue(std::string(trimmed(line.substr(colon + 1))),
+                                       std::string(trimmed(line.substr(0, colon))));
+    return true;
+}
+
+bool CurlTransfer::headEnded() {
+    long status = 0;
+    curl_easy_getinfo(easy_.get(), CURLINFO_RESPONSE_CODE, &status);
+    curl_off_t sent = 0;
+    curl_easy_getinfo(easy_.get(), CURLINFO_SIZE_UPLOAD_T, &sent);
+    tellSent(sent);
+    response_.statusCode = static_cast<int>(status);
+    endsWithHead_ = status == 101;  // what follows is another protocol
+    if (status < 200 && !endsWithHead_) {
+        task_->tell(
+            [response = std::exchange(response_, {request_.url, 0, {}})](auto& delegate, auto& session, auto& task) {
+                delegate.URLSessionTaskDidReceiveInformationalResponse(session, task, response);
+            });
+        return true;
+    }
+    if (!isRedirection(response_)) {
+        askAboutResponse();
+        return !endsWithHead_;
+    }
+    if (redirections_ == kMostRedirections) return fail(NSURLErrorHTTPTooManyRedirects, {});
+    failure_ = redirectedRequest(request_, response_, nextRequest_);
+    if (failure_) return false;
+    askAboutRedirection();
+    return true;
+}
+
+std::size_t CurlTransfer::receiveBody(std::string_view bytes) {
+    touch();
+    if (stage_ == Stage::undecided) return CURL_WRITEFUNC_PAUSE;
+    if (stage_ == Stage::delivered) {
+        isHeldBack_ = true;
+        if (undelivered_ >= kMostUndelivered) return CURL_WRITEFUNC_PAUSE;
+        isHeldBack_ = false;
+    }
+    bodySize_ += bytes.size();
+    if (stage_ == Stage::discarded) return bodySize_ <= kMostDiscarded ? bytes.size() : 0;
+    if (bodySize_ > task_->session().configuration().maximumResponseSize) {
+        fail(NSURLErrorDataLengthExceedsMaximum, "its body");
+        return 0;
+    }
+    deliver(std::string(bytes));
+    return bytes.size();
+}
+
+void CurlTransfer::deliver(std::string bytes) {
+    undelivered_ += bytes.size();
+    task_->tell([self = shared_from_this(), bytes = std::move(bytes)](auto& delegate, auto& session, auto& task) {
+        delegate.URLSessionDataTaskDidReceiveData(session, task, bytes);
+        self->delivered(bytes.size());
+    });
+}
+
+void CurlTransfer::delivered(std::size_t count) {
+    undelivered_ -= count;
+    if (undelivered_ > kMostUndelivered / 2 || !isHeldBack_.exchange(false)) return;
+    task_->session().loop().post([weak = weak_from_this()] {
+        const auto self = weak.lock();
+        if (self && self->isRunning_) self->goOn();
+    });
+}
+
+void CurlTransfer::tellSent(std::int64_t sent) {
+    if (sent <= sent_) return;
+    const auto count = sent - std::exchange(sent_, sent);
+    const auto expected = static_cast<std::int64_t>(request_.httpBody ? request_.httpBody->size() : 0);
+    task_->tell([count, sent, expected](auto& delegate, auto& session, auto& task) {
+        delegate.URLSessionTaskDidSendBodyData(session, task, count, sent, expected);
+    });
+}

@@ -1,0 +1,92 @@
+#pragma once
+
+#include "platform/linux/CurlLoop.h"
+#include "platform/linux/CurlRequest.h"
+#include "platform/linux/CurlTrust.h"
+#include "ports/URLSessionDelegate.h"
+
+#include <curl/curl.h>
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+class CurlTask;
+
+/// The work of a task: one request after the other along its redirections, each on the same libcurl handle.
+///
+/// A *hop* is one request with its response. When the head of a response has come, the delegate is asked what to do
+/// and the body waits: the hop is *undecided*. The answer makes it *delivered* (the response is the task's) or
+/// *discarded* (the redirection is followed). libcurl may end the hop before or after the answer; both together
+/// decide what comes next. Everything runs on the loop's thread except what says otherwise.
+class CurlTransfer final : public CurlLoopClient, public std::enable_shared_from_this<CurlTransfer> {
+public:
+    explicit CurlTransfer(std::shared_ptr<CurlTask> task);
+    ~CurlTransfer() override;
+    CurlTransfer(const CurlTransfer&) = delete;
+    CurlTransfer& operator=(const CurlTransfer&) = delete;
+
+    void start();
+
+    void transferEnded(CURL* easy, CURLcode result) override;
+    [[nodiscard]] std::optional<Instant> deadline() const override;
+    void deadlinePassed() override;
+    void cancelled() override;
+
+private:
+    enum class Stage { head, undecided, delivered, discarded };
+
+    void beginHop();
+    void handOver();
+    void goOn();
+    void finish(const ErrorPtr& error);
+    void hopEnded(CURLcode result);
+    void touch() { lastActivity_ = Instant::clock::now(); }
+
+    void askAboutTrust(std::shared_ptr<const ServerTrust> trust);
+    void trustDecided(const ServerTrust& trust, URLSessionAuthChallengeDisposition disposition, bool hasCredential);
+    void askAboutRedirection();
+    void redirectionDecided(std::optional<URLRequest> request);
+    void askAboutResponse();
+    void responseDecided(URLSessionResponseDisposition disposition);
+
+    /// What libcurl calls; false or a short count ends the transfer, with `failure_` as the reason.
+    static std::size_t receivedHeader(const char* bytes, std::size_t size, std::size_t count, void* self);
+    static std::size_t receivedBody(const char* bytes, std::size_t size, std::size_t count, void* self);
+    static int progressed(void* self, curl_off_t toReceive, curl_off_t received, curl_off_t toSend, curl_off_t sent);
+    [[nodiscard]] bool receiveHeader(std::string_view line);
+    [[nodiscard]] bool headEnded();
+    [[nodiscard]] std::size_t receiveBody(std::string_view bytes);
+    void tellSent(std::int64_t sent);
+    void deliver(std::string bytes);
+    /// The delegate is done with bytes. On its queue.
+    void delivered(std::size_t count);
+    bool fail(NSURLErrorCode code, const std::string& detail);
+
+    const std::shared_ptr<CurlTask> task_;
+    CurlTrust trust_;
+    const std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> easy_;
+    std::array<char, CURL_ERROR_SIZE> problem_{};  ///< libcurl's description of a failure
+    CurlFields fields_{nullptr, &curl_slist_free_all};
+
+    URLRequest request_;  ///< of this hop
+    Duration timeout_;
+    URLRequest nextRequest_;
+    int redirections_ = 0;
+    Instant lastActivity_;
+    bool isRunning_ = false;        ///< libcurl has the handle
+    bool isAskedForTrust_ = false;  ///< the delegate owes an answer; libcurl does not have the handle
+    Stage stage_ = Stage::head;
+    HTTPURLResponse response_;
+    std::size_t headSize_ = 0;
+    std::uint64_t bodySize_ = 0;
+    std::int64_t sent_ = 0;
+    std::int64_t moved_ = 0;  ///< bytes both ways that libcurl has told of
+    ErrorPtr failure_;        ///< why we ended the hop
+    bool endsWithHead_ = false;
+
+    std::atomic<std::size_t> undelivered_ = 0;  ///< bytes on the delegate's queue
+    std::atomic<bool> isHeldBack_ = false;      ///< the body waits for the delegate to catch up
+};

@@ -1,0 +1,207 @@
+#include "platform/simulated/SimulatedURLSessions.h"
+#include "tests/http/CurlHarness.h"
+
+#include <gtest/gtest.h>
+#include <optional>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+using Notes = Recorder::Notes;
+
+/// What a server of either platform does: a response in pieces, perhaps one that never ends.
+struct Page {
+    int status = 200;
+    std::vector<std::string> body{};
+    std::optional<std::string> movedTo{};  ///< a path
+    std::chrono::milliseconds pause{};     ///< before each piece
+    bool stalls = false;                   ///< after its last piece, or before its head when there is none
+};
+
+const std::map<std::string, Page> kPages = {
+    {"/hello", {200, {"hello ", "world"}}},
+    {"/nothing", {204}},
+    {"/same", {304}},
+    {"/error", {500, {"fault"}}},
+    {"/moved", {302, {"moved"}, "/hello"}},
+    {"/silent", {200, {}, {}, {}, true}},
+    {"/stuck", {200, {"hel"}, {}, {}, true}},
+    {"/slow", {200, {"a", "b", "c", "d"}, {}, 120ms}},
+};
+constexpr auto kTimeout = 300ms;
+
+class Harness {
+public:
+    virtual ~Harness() = default;
+    virtual URLSessions& sessions() = 0;
+    virtual std::string url(const std::string& path) = 0;
+    virtual bool runUntil(const std::function<bool()>& isSo) = 0;
+    /// Does this later, and on another thread where there are some.
+    virtual void elsewhere(std::function<void()> task) = 0;
+    /// Long enough for what must not come.
+    virtual void runABit() = 0;
+};
+
+class RealHarness final : public Harness {
+public:
+    URLSessions& sessions() override { return *curl_.sessions; }
+    std::string url(const std::string& path) override { return server_.url(path); }
+    bool runUntil(const std::function<bool()>& isSo) override { return eventually(isSo); }
+    void elsewhere(std::function<void()> task) override { std::thread(std::move(task)).detach(); }
+    void runABit() override { std::this_thread::sleep_for(50ms); }
+
+private:
+    static ServerAnswer answer(const HTTPServer::Request& request) {
+        const auto& page = kPages.at(request.path());
+        if (page.stalls && page.body.empty()) return {{}, ServerAnswer::Then::stall};
+        std::size_t length = page.stalls ? 1 : 0;
+        for (const auto& piece : page.body) length += piece.size();
+        std::string head = "HTTP/1.1 " + std::to_string(page.status) + " X\r\n";
+        if (page.movedTo) head += "Location: " + *page.movedTo + "\r\n";
+        if (!page.body.empty()) head += "Content-Length: " + std::to_string(length) + "\r\n";
+        ServerAnswer answer{{head + "\r\n"}, page.stalls ? ServerAnswer::Then::stall : ServerAnswer::Then::keepOpen};
+        answer.bytes.insert(answer.bytes.end(), page.body.begin(), page.body.end());
+        answer.pause = page.pause;
+        return answer;
+    }
+
+    HTTPServer server_{answer};
+    CurlHarness curl_;
+};
+
+class SimulatedHarness final : public Harness {
+public:
+    SimulatedHarness() {
+        sessions_.server = [this](const URLRequest& request) {
+            const auto& page = kPages.at(request.url.substr(url("").size()));
+            SimulatedAnswer answer{page.status, {}, page.body, {}, page.pause, page.stalls, {}, {}, {}};
+            if (page.movedTo) answer.redirection.emplace().url = url(*page.movedTo);
+            if (page.stalls && page.body.empty()) answer.untilHead = 1h;
+            return answer;
+        };
+    }
+    URLSessions& sessions() override { return sessions_; }
+    std::string url(const std::string& path) override { return "http://server" + path; }
+    bool runUntil(const std::function<bool()>& isSo) override {
+        for (int i = 0; i < 1000 && !isSo(); ++i) dispatch_.runFor(10ms);
+        return isSo();
+    }
+    void elsewhere(std::function<void()> task) override { dispatch_.mainQueue().after(20ms, std::move(task)); }
+    void runABit() override { dispatch_.runFor(50ms); }
+
+private:
+    SimulatedDispatch dispatch_;
+    SimulatedURLSessions sessions_{dispatch_};
+};
+
+struct Adapter {
+    const char* name;
+    std::unique_ptr<Harness> (*make)();
+};
+
+template <class H>
+std::unique_ptr<Harness> make() {
+    return std::make_unique<H>();
+}
+
+class URLSessionContract : public testing::TestWithParam<Adapter> {
+protected:
+    /// What the delegate hears of one request for a path.
+    Notes heard(const std::string& path, const std::shared_ptr<Recorder>& recorder = std::make_shared<Recorder>()) {
+        URLSessionConfiguration configuration;
+        configuration.timeoutIntervalForRequest = kTimeout;
+        const auto session = harness->sessions().sessionWithConfiguration(configuration, recorder);
+        session->dataTaskWithRequest({harness->url(path)})->resume();
+        EXPECT_TRUE(harness->runUntil([&] { return recorder->hasCompleted(); })) << path;
+        harness->runABit();
+        return recorder->notes();
+    }
+
+    const std::unique_ptr<Harness> harness = GetParam().make();
+};
+
+TEST_P(URLSessionContract, TellsWhatHappensInOrderAndOnce) {
+    const std::vector<std::pair<std::string, Notes>> table = {
+        {"/hello", {"response 200", "data hello world", "complete"}},
+        {"/nothing", {"response 204", "complete"}},
+        {"/same", {"response 304", "complete"}},
+        {"/error", {"response 500", "data fault", "complete"}},
+        {"/moved", {"redirection 302 GET", "response 200", "data hello world", "complete"}},
+        {"/silent", {"complete -1001"}},
+        {"/stuck", {"response 200", "data hel", "complete -1001"}},
+        {"/slow", {"response 200", "data abcd", "complete"}},
+    };
+    for (const auto& [path, notes] : table) EXPECT_EQ(heard(path), notes) << path;
+}
+
+TEST_P(URLSessionContract, TheDelegateDecidesNowOrLaterAndOnce) {
+    const auto answerings = std::map<std::string, std::function<void(std::function<void()>)>>{
+        {"at once", [](const auto& answer) { answer(); }},
+        {"twice", [](const auto& answer) { answer(), answer(); }},
+        {"elsewhere", [&](const auto& answer) { harness->elsewhere(answer); }},
+    };
+    for (const auto& [name, answering] : answerings) {
+        const auto follower = std::make_shared<Recorder>();
+        follower->onRedirection = [&](const auto& handler, const auto& proposed) {
+            answering([=] { handler(proposed); });
+        };
+        EXPECT_EQ(heard("/moved", follower),
+                  (Notes{"redirection 302 GET", "response 200", "data hello world", "complete"}));
+        const auto refuser = std::make_shared<Recorder>();
+        refuser->onRedirection = [&](const auto& handler, const auto&) { answering([=] { handler(std::nullopt); }); };
+        EXPECT_EQ(heard("/moved", refuser), (Notes{"redirection 302 GET", "response 302", "data moved", "complete"}));
+        const auto canceller = std::make_shared<Recorder>();
+        canceller->onResponse = [&](const auto& handler) {
+            answering([=] { handler(URLSessionResponseDisposition::cancel); });
+        };
+        EXPECT_EQ(heard("/hello", canceller), (Notes{"response 200", "complete -999"})) << name;
+    }
+    const auto forgetful = std::make_shared<Recorder>();
+    forgetful->onRedirection = [](const auto&, const auto&) {};
+    forgetful->onResponse = [](const auto&) {};
+    EXPECT_EQ(heard("/moved", forgetful),
+              (Notes{"redirection 302 GET", "response 200", "data hello world", "complete"}));
+}
+
+TEST_P(URLSessionContract, ATaskStartsWhenResumedAndCanBeCancelledAtAnyMoment) {
+    const auto recorder = std::make_shared<Recorder>();
+    recorder->onData = [](URLSessionTask& task) { task.cancel(), task.cancel(); };
+    EXPECT_EQ(heard("/slow", recorder), (Notes{"response 200", "data a", "complete -999"}));
+
+    const auto other = std::make_shared<Recorder>();
+    const auto session = harness->sessions().sessionWithConfiguration({}, other);
+    const auto task = session->dataTaskWithRequest({harness->url("/hello")});
+    harness->runABit();
+    EXPECT_EQ(other->notes(), Notes{});
+    task->cancel();
+    task->resume();
+    EXPECT_TRUE(harness->runUntil([&] { return other->hasCompleted(); }));
+    harness->runABit();
+    EXPECT_EQ(other->notes(), Notes{"complete -999"});
+}
+
+TEST_P(URLSessionContract, InvalidationCancelsAndLetsGoOfTheDelegate) {
+    auto recorder = std::make_shared<Recorder>();
+    const std::weak_ptr<Recorder> weak = recorder;
+    const auto session = harness->sessions().sessionWithConfiguration({}, recorder);
+    const auto task = session->dataTaskWithRequest({harness->url("/silent")});
+    task->resume();
+    harness->runABit();
+    session->invalidateAndCancel();
+    session->invalidateAndCancel();
+    EXPECT_TRUE(harness->runUntil([&] { return recorder->hasCompleted() && recorder->notes().size() == 2; }));
+    EXPECT_EQ(recorder->notes(), (Notes{"complete -999", "invalid"}));
+    recorder.reset();
+    EXPECT_TRUE(harness->runUntil([&] { return weak.expired(); }));
+    session->dataTaskWithRequest({harness->url("/hello")})->resume();
+    task->cancel();
+    harness->runABit();
+}
+
+INSTANTIATE_TEST_SUITE_P(Platform, URLSessionContract,
+                         testing::Values(Adapter{"Curl", make<RealHarness>},
+                                         Adapter{"Simulated", make<SimulatedHarness>}),
+                         [](const auto& parameter) { return parameter.param.name; });
+
+}  // namespace
