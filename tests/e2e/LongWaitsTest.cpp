@@ -96,4 +96,16 @@ TEST_F(LongWaitsTest, MissingImagesAreToldAfterNinetySecondsAndHarmNoOtherShow) 
     EXPECT_EQ(countInLog("Image File Monitor - timeout waiting for files"), 3);
 }
 
+TEST_F(LongWaitsTest, ImagesMissingFromAnExtractionAreToldAfterNinetySeconds) {
+    const auto deck = home_.path() / "decks/optics.key";
+    writeFile(deck, "deck");
+    const auto program = launchProgram();
+    program->play("deck Optics slides 3 file " + deck.string());
+    program->play("fault leaves-out 2");
+    host_.service().extractSlideFiles({"slide.001.jpg", "slide.002.jpg"}, deck);
+    host_.waitFor("extracted " + deck.string() + ", error 5", 1, 150s);
+    EXPECT_EQ(filesIn(deck.parent_path()),
+              (std::set<std::string>{"optics.key", "optics.key.key.text.xml", "slide.001.jpg"}));
+}
+
 }  // namespace
