@@ -23,7 +23,7 @@ bool CommandLanes::pushInOrder(Command command) {
 
 bool CommandLanes::pushInLane(const std::string& lane, Command command) {
     if (!accept()) return false;
-    enqueue(kOrder, [this, lane, command = done(std::move(command))] { enqueue("lane " + lane, command); });
+    enqueue(kOrder, std::bind_front(&CommandLanes::enqueue, this, "lane " + lane, done(std::move(command))));
     return true;
 }
 

@@ -55,18 +55,14 @@ public:
     explicit TextReader(std::atomic<std::size_t>& size) : size_(size) {}
 
     DocumentText::Slide readSlide(std::int64_t number, const Reference<XDrawPage>& page) {
-        DocumentText::Slide slide;
-        slide.get<0>() = number_ = number;
+        slide_ = {};
+        slide_.get<0>() = number;
         bool visible = true;
         Reference<css::beans::XPropertySet>(page, UNO_QUERY_THROW)->getPropertyValue("Visible") >>= visible;
-        slide.get<1>() = !visible;
-        title_ = &slide.get<2>();
-        body_ = &slide.get<3>();
-        items_ = &slide.get<5>();
-        tables_ = &slide.get<6>();
+        slide_.get<1>() = !visible;
         readShapes(Reference<css::container::XIndexAccess>(page.get()));
-        slide.get<4>() = notesOf(page);
-        return slide;
+        slide_.get<4>() = notesOf(page);
+        return std::move(slide_);
     }
 
 private:
@@ -84,14 +80,14 @@ private:
         if (type == "com.sun.star.drawing.GroupShape") {
             readShapes(Reference<css::container::XIndexAccess>(shape, UNO_QUERY_THROW));
         } else if (type == "com.sun.star.drawing.TableShape") {
-            tables_->push_back(readTable(shape));
+            slide_.get<6>().push_back(readTable(shape));
         } else if (auto text = textOf(shape); !text.empty()) {
-            if (type == "com.sun.star.presentation.TitleTextShape") takeFirst(*title_, text);
+            if (type == "com.sun.star.presentation.TitleTextShape") takeFirst(slide_.get<2>(), text);
             if (type == "com.sun.star.presentation.OutlinerShape" ||
                 type == "com.sun.star.presentation.SubtitleShape") {
-                takeFirst(*body_, text);
+                takeFirst(slide_.get<3>(), text);
             }
-            items_->push_back(std::move(text));
+            slide_.get<5>().push_back(std::move(text));
         }
     }
 
@@ -151,7 +147,7 @@ private:
                 Reference<css::lang::XServiceInfo> field;
                 properties->getPropertyValue("TextField") >>= field;
                 if (!field.is() || !field->supportsService("com.sun.star.text.textfield.PageNumber")) return;
-                result = result.replaceAll(portion->getString(), rtl::OUString::number(number_));
+                result = result.replaceAll(portion->getString(), rtl::OUString::number(slide_.get<0>()));
             });
         });
         return result;
@@ -167,16 +163,12 @@ private:
         }
     }
 
-    std::string counted(std::string text) {
+    std::string counted(const std::string& text) {
         if ((size_ += text.size()) > DocumentText::kLargest) throw Refusal("The document has more text than 32 MiB.");
         return bus::validUTF8(text);
     }
 
-    std::int64_t number_ = 0;
-    std::string* title_ = nullptr;
-    std::string* body_ = nullptr;
-    std::vector<std::string>* items_ = nullptr;
-    std::vector<DocumentText::Table>* tables_ = nullptr;
+    DocumentText::Slide slide_;  ///< being read
     std::atomic<std::size_t>& size_;
 };
 
@@ -198,6 +190,7 @@ DocumentText DocumentText::read(const Reference<css::frame::XModel>& document) {
         }
     };
     std::vector<std::future<void>> readers;
+    readers.reserve(kReaders);
     for (int i = 0; i < kReaders; ++i) readers.push_back(std::async(std::launch::async, readSome));
     for (auto& reader : readers) reader.get();
     return text;

@@ -334,7 +334,7 @@ ImpressProgram::Model ImpressProgram::documentWithID(const std::string& id) {
 std::string ImpressProgram::openFor(const std::string& caller, const std::filesystem::path& path) {
     const Counted occupation(occupied_);
     const auto document = DocumentOpening{path}.run(connection_.context());
-    const auto id = identifierOf(document);
+    auto id = identifierOf(document);
     {
         const std::lock_guard lock(documentsMutex_);
         documents_.emplace(id, document);

@@ -11,7 +11,6 @@
 #include <sstream>
 #include <thread>
 
-using css::frame::XModel;
 using css::uno::Reference;
 using css::uno::UNO_QUERY_THROW;
 using testing::UnitTest;

@@ -13,7 +13,6 @@
 #include <csignal>
 #include <fstream>
 
-using css::frame::XModel;
 using css::uno::Reference;
 using css::uno::UNO_QUERY_THROW;
 
