@@ -9,6 +9,7 @@ constexpr const char* kWatchedBundleIdentifier = "com.apple.iWork.Keynote";
 
 LinuxPlatform::LinuxPlatform(const Options& options)
     : computerSearch_(dispatch_.mainQueue(), options.searchRoots),
+      bus_(options.usesSessionBus ? openBus() : nullptr),
       workspace_(bus_, dispatch_.mainQueue(), {kWatchedBundleIdentifier}),
       scripting_([this](pid_t process) { return workspace_.busNameOfProcess(process); },
                  [this](const std::string& bundle) { return workspace_.busNameOfBundle(bundle); }),
@@ -16,9 +17,10 @@ LinuxPlatform::LinuxPlatform(const Options& options)
       idleTermination_(dispatch_, options.exitWhenIdle, [this] { listener_.endIfUnused(); }),
       listener_(bus_, dispatch_, consoleLog_,
                 {[this] { idleTermination_.hostConnected(); }, [this] { idleTermination_.hostLeft(); }}),
-      platform_{clock_,           dispatch_,   fileManager_,  bundles_,      computerSearch_,
-                workspace_,       scripting_,  windowServer_, text_,         xml_,
-                idleTermination_, unifiedLog_, consoleLog_,   userDefaults_, urlSessions_.get(), &threads_} {
+      platform_{clock_,          dispatch_,     fileManager_,       bundles_,
+                computerSearch_, workspace_,    scripting_,         windowServer_,
+                text_,           xml_,          idleTermination_,   unifiedLog_,
+                consoleLog_,     userDefaults_, urlSessions_.get(), &threads_} {
     // A program that hangs must not hold up the end.
     dispatch_.setStopHandler([this] {
         workspace_.shutDown();

@@ -33,6 +33,9 @@ public:
         std::optional<Duration> exitWhenIdle;
         /// Where installed programs are searched for; on the whole computer when there are none.
         std::vector<std::filesystem::path> searchRoots;
+        /// Whether programs and hosts are reached over the session bus. Without one that is wanted there is a
+        /// complaint.
+        bool usesSessionBus = true;
         /// Makes the HTTP client, for a program that needs one.
         std::function<std::unique_ptr<URLSessions>(Dispatch&, Bundles&)> makeURLSessions;
     };
@@ -71,7 +74,7 @@ private:
     LinuxThreads threads_;
     LibXmlServices xml_;
     X11WindowServer windowServer_{consoleLog_, dispatch_.mainQueue()};
-    const std::shared_ptr<SessionBus> bus_ = openBus();
+    const std::shared_ptr<SessionBus> bus_;
     DBusWorkspace workspace_;
     DBusScripting scripting_;
     const std::unique_ptr<URLSessions> urlSessions_;

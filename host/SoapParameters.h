@@ -1,0 +1,19 @@
+#pragma once
+
+#include "MacShared/SoapValue.h"
+
+#include <string>
+#include <vector>
+
+/// The parameters of a web service call, from the command line.
+struct SoapParameters {
+    std::vector<std::string> names;
+    SoapArray values;
+};
+
+/// Reads `NAME=TEXT`, `NAME:int=3`, `NAME:double=2.5`, `NAME:guid=…` and `NAME@=FILE`. Throws `std::invalid_argument`
+/// with a sentence that says what is wrong.
+[[nodiscard]] SoapParameters parseSoapParameters(const std::vector<std::string>& arguments);
+
+/// Complains by `std::invalid_argument` about what cannot be the name of an element; `what` says whose name it is.
+void checkElementName(const std::string& name, const std::string& what);
