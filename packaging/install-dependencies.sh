@@ -8,8 +8,8 @@ build='cmake ninja-build ccache g++ pkg-config gettext libsdbus-c++-dev libsdbus
        libcli11-dev nlohmann-json3-dev libcairo2-dev libjpeg-dev fonts-dejavu-core python3'
 run='dbus dbus-daemon dbus-bin'
 impress='libreoffice-impress libreoffice-dev xvfb openbox'
-test="$run libgtest-dev libbenchmark-dev libxml2-utils xvfb openbox python3-dbus python3-gi clang-14 clang-tidy-14 clang-format-14
-      libclang-rt-14-dev"
+test="$run libgtest-dev libbenchmark-dev libxml2-utils gsoap libgsoap-dev xvfb openbox python3-dbus python3-gi clang-14
+      clang-tidy-14 clang-format-14 libclang-rt-14-dev"
 
 wanted=''
 [ $# -gt 0 ] || set -- build run impress test

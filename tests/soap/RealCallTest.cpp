@@ -1,0 +1,147 @@
+/// Calls over the real HTTP client, on the loopback interface.
+
+#include "MacShared/SOAP/SimpleSoapCaller.h"
+#include "MacShared/SOAP/SynchronousSoapCaller.h"
+#include "platform/linux/CurlSessions.h"
+#include "platform/linux/LinuxPlatform.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/Deadline.h"
+#include "tests/support/HTTPServer.h"
+#include "tests/support/TestHome.h"
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+
+namespace {
+
+using testing::HasSubstr;
+using Names = std::vector<std::string>;
+
+LinuxPlatform::Options platformOptions() {
+    LinuxPlatform::Options options;
+    options.usesSessionBus = false;
+    options.makeURLSessions = [](Dispatch& dispatch, Bundles& bundles) {
+        return std::make_unique<CurlSessions>(dispatch, bundles);
+    };
+    return options;
+}
+
+std::string http(const std::string& body, const std::string& fields = "") {
+    return fmt::format("HTTP/1.1 200 OK\r\nContent-Length: {}\r\n{}\r\n{}", body.size(), fields, body);
+}
+
+class RealCall : public testing::Test {
+protected:
+    RealCall() { installPlatform(&platform.platform()); }
+
+    std::shared_ptr<SynchronousSoapCaller> blockingCaller(const std::string& url) {
+        caller = SimpleSoapCaller::init();
+        caller->setUrl(url);
+        return SynchronousSoapCaller::initWithSoapCaller(caller);
+    }
+
+    TestHome home;
+    LinuxPlatform platform{platformOptions()};
+    std::shared_ptr<SimpleSoapCaller> caller;
+};
+
+TEST_F(RealCall, WhatIsSentAndWhatComesBack) {
+    const HTTPServer server([](const HTTPServer::Request& request) -> ServerAnswer {
+        if (request.path() == "/plain") return {{http("<GetResponse><GetResult>7</GetResult></GetResponse>")}};
+        const auto part =
+            "\r\n--b\r\nContent-Type: text/xml\r\n\r\n<GetResponse><GetResult>8</GetResult></GetResponse>";
+        return {{http(std::string(part) + "\r\n--b--", "content-type: multipart/related; boundary=\"b\"; x=y\r\n")}};
+    });
+    const auto blocking = blockingCaller(server.url("/plain"));
+    ErrorPtr error;
+    const SoapDictionary seven{{"response", "7"}};
+    EXPECT_EQ(blocking->callSoapMethod("Get", "urn:svc", "Remote", Names{"id"}, SoapArray{"a"}, &error), seven);
+    caller->setUrl(server.url("/parts"));
+    const SoapDictionary eight{{"response", "8"}};
+    EXPECT_EQ(blocking->callSoapMethod("Get", "urn:svc", "", Names{"d"}, SoapArray{SoapBytes("bytes")}, &error), eight);
+
+    const auto requests = server.requests();
+    ASSERT_EQ(requests.size(), 2U);
+    for (const auto* field : {"POST /plain HTTP/1.1\r\n", "\r\nContent-Type: text/xml; charset=utf-8\r\n",
+                              "\r\nSOAPAction: \"urn:svc/Remote/Get\"\r\n", "\r\nUser-Agent: Veldrin/"}) {
+        EXPECT_THAT(requests[0].head, HasSubstr(field));
+    }
+    EXPECT_THAT(requests[0].head, HasSubstr(" CFNetOSX/ Darwin/ Mac OS X/Version "));
+    EXPECT_THAT(requests[0].body, testing::EndsWith("<id>a</id></Get></soap:Body></soap:Envelope>"));
+    EXPECT_THAT(requests[1].head, HasSubstr("\r\nContent-Type: multipart/related;type=\"application/xop+xml\";"));
+    EXPECT_THAT(requests[1].body, testing::StartsWith("\r\n--"));
+    EXPECT_THAT(requests[1].body, HasSubstr("\r\n\r\nbytes\r\n--"));
+}
+
+TEST_F(RealCall, SelfSignedCertificatesAreForThoseWhoIgnoreErrors) {
+    const ServerCertificate certificate;
+    const HTTPServer server([](const auto&) -> ServerAnswer { return {{http("<GetResponse>7</GetResponse>")}}; },
+                            &certificate);
+    const auto blocking = blockingCaller(server.url());
+    ErrorPtr error;
+    EXPECT_FALSE(blocking->callSoapMethod("Get", "urn:svc", "", {}, {}, &error));
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->domain(), NSURLErrorDomain);
+    EXPECT_EQ(error->code(), NSURLErrorServerCertificateUntrusted);
+    caller->setIgnoreCertificateErrors(true);
+    EXPECT_TRUE(blocking->callSoapMethod("Get", "urn:svc", "", {}, {}, &error));
+}
+
+TEST_F(RealCall, ManyCallersAtOnceAndSomeThatLeave) {
+    const HTTPServer server([](const HTTPServer::Request& request) -> ServerAnswer {
+        if (request.path() == "/stall") return {{}, ServerAnswer::Then::stall};
+        return {{http("<GetResponse>" + request.path() + "</GetResponse>")}};
+    });
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([&server, path = fmt::format("/{}", i)] {
+            const auto own = SimpleSoapCaller::init();
+            own->setUrl(server.url(path));
+            const auto blocking = SynchronousSoapCaller::initWithSoapCaller(own);
+            for (int call = 0; call < 10; ++call) {
+                const SoapDictionary expected{{"response", path}};
+                EXPECT_EQ(blocking->callSoapMethod("Get", "urn:svc", "", {}, {}, nullptr), expected);
+                const auto leaving = SimpleSoapCaller::init();
+                const auto state = std::make_shared<int>();
+                leaving->setUrl(server.url(call % 2 == 0 ? "/stall" : path));
+                leaving->callSoapMethod("Get", "urn:svc", "", {}, {}, state);
+                if (call % 3 == 0) {
+                    leaving->setCallback(nullptr);
+                    EXPECT_TRUE(eventually([&] { return state.use_count() == 1; })) << "cancelled or answered";
+                }
+            }
+        });
+    }
+    for (auto& thread : threads) thread.join();
+}
+
+/// Against a service that another maker's generator has built from tests/soap/peer/lectures.h.
+TEST_F(RealCall, AServiceOfAnotherMaker) {
+    ChildProcess service({LECTURES_SERVICE});
+    const auto blocking = blockingCaller("http://127.0.0.1:" + service.readLine().value_or("") + "/");
+    ErrorPtr error;
+    const auto call = [&](const std::string& method, const Names& names, const SoapArray& parameters) {
+        return blocking->callSoapMethod(method, "urn:veldrin:lectures", "", names, parameters, &error);
+    };
+    const std::string title = "\xC3\x84ther <&> \"Optics\"";
+    const SoapDictionary description{{"title", title}, {"twice", "42"}, {"length", "2.5"}, {"guid", "G"}};
+    const SoapDictionary described{{"response", description}};
+    EXPECT_EQ(call("Describe", {"title", "count", "length", "id"}, {title, 21, 2.5, Guid("G")}), described);
+
+    EXPECT_FALSE(call("Fail", {"reason"}, {"no such lecture"}));
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->code(), 500);
+    EXPECT_THAT(error->localizedFailureReason().value_or(""), HasSubstr("<faultstring xmlns=\"\">no such lecture<"));
+
+    std::string bytes(1 << 20, '\0');
+    std::uint32_t checksum = 0;
+    for (std::uint32_t i = 0; i < bytes.size(); ++i) {
+        bytes[i] = static_cast<char>(i * 7 + i / 256);
+        checksum += static_cast<unsigned char>(bytes[i]) * (i + 1);
+    }
+    const SoapDictionary receipt{{"length", std::to_string(bytes.size())}, {"checksum", std::to_string(checksum)}};
+    const SoapDictionary stored{{"response", receipt}};
+    EXPECT_EQ(call("Store", {"data"}, {SoapBytes(bytes)}), stored);
+}
+
+}  // namespace

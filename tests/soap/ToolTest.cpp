@@ -1,0 +1,109 @@
+/// `soap-call`, against a server that answers as the test wants.
+
+#include "tests/support/ChildProcess.h"
+#include "tests/support/Deadline.h"
+#include "tests/support/HTTPServer.h"
+#include "tests/support/TestHome.h"
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+
+#include <csignal>
+
+namespace {
+
+using testing::HasSubstr;
+using Words = std::vector<std::string>;
+
+struct Outcome {
+    int status;
+    std::string output;
+    std::string complaints;
+};
+
+class SoapCall : public testing::Test {
+protected:
+    [[nodiscard]] Words command(const Words& arguments) const {
+        Words words{SOAP_CALL, server_.url(), "--namespace", "urn:svc"};
+        words.insert(words.end(), arguments.begin(), arguments.end());
+        return words;
+    }
+    [[nodiscard]] Outcome run(const Words& arguments) const {
+        ChildProcess tool(command(arguments));
+        const int status = tool.exitStatus();
+        return {status, tool.restOfOutput(), tool.complaints()};
+    }
+    void answer(int status, const std::string& body, const std::string& fields = "") {
+        answer_.bytes = {
+            fmt::format("HTTP/1.1 {} x\r\nContent-Length: {}\r\n{}\r\n{}", status, body.size(), fields, body)};
+    }
+
+    TestHome home_;
+    ServerAnswer answer_;
+    HTTPServer server_{[this](const auto&) { return answer_; }};
+};
+
+TEST_F(SoapCall, PrintsTheResponseInItsOrder) {
+    answer(200,
+           "<GetResponse><GetResult><B>\xC3\xA4\x7F\xE2\x80\xAE\"</B><A>1</A><A/><A>2</A></GetResult></GetResponse>");
+    writeFile(home_.path() / "file", "bytes");
+    const auto outcome = run(
+        {"Get", "text=a=b", "n:int=-3", "x:double=1e300", "id:guid=G", "data@=" + (home_.path() / "file").string()});
+    EXPECT_EQ(outcome.output,
+              "{\n  \"response\": {\n    \"B\": \"\xC3\xA4\\u007f\\u202e\\\"\",\n    \"A\": [\n      \"1\",\n"
+              "      \"2\"\n    ]\n  }\n}\n");
+    EXPECT_EQ(outcome.complaints, "");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(
+        server_.requests().at(0).body,
+        HasSubstr("<text>a=b</text><n><int>-3</int></n><x>1e+300</x><id><guid xsi:type=\"s1:guid\">G</guid></id>"
+                  "<data><xop:Include "));
+}
+
+TEST_F(SoapCall, SaysWhatFailed) {
+    answer(503, "busy\x1B[2J", "X-VELErrorCode: E1\r\n");
+    auto outcome = run({"Get"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.complaints,
+              "soap-call: HTTP Error 503 service unavailable\n  error: Veldrin 503\n  X-VELErrorCode: E1\n"
+              "  body:\nbusy\\u{1b}[2J\n");
+    answer(200, "no parts", "Content-Type: multipart/related; boundary=b\r\n");
+    outcome = run({"Get"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.complaints, HasSubstr("method Get\n  body:\nno parts\n"));
+    answer(304, "");
+    outcome = run({"Get"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.complaints, HasSubstr("status 304"));
+    EXPECT_EQ(outcome.output, "");
+}
+
+TEST_F(SoapCall, WrongUsageSendsNothing) {
+    for (const auto& arguments : {Words{},
+                                  {"Get", "a"},
+                                  {"Get", "=a"},
+                                  {"Get", "a<b=c"},
+                                  {"Get", "a:float=1"},
+                                  {"Get", "a:int=2147483648"},
+                                  {"Get", "a:int=1x"},
+                                  {"Get", "a:double= 1"},
+                                  {"Get", "a@=/gone"},
+                                  {"Get", "a@=/"},
+                                  {"Get", "a@=/dev/null", "b@=/dev/null"},
+                                  {"Get", "a=\xFF"},
+                                  {"1st"},
+                                  {"Get", "--what"}}) {
+        EXPECT_EQ(run(arguments).status, 2) << testing::PrintToString(arguments);
+    }
+    EXPECT_TRUE(server_.requests().empty());
+}
+
+TEST_F(SoapCall, AnInterruptionEndsItAtOnce) {
+    answer_ = {{}, ServerAnswer::Then::stall};
+    ChildProcess tool(command({"Get"}));
+    ASSERT_TRUE(eventually([this] { return !server_.requests().empty(); }));
+    tool.send(SIGINT);
+    EXPECT_EQ(tool.exitStatus(), 128 + SIGINT);
+}
+
+}  // namespace
