@@ -55,8 +55,9 @@ void DocumentClosing::run() const {
     if (isPresented(document)) throw Refusal("The document is being presented. End its slide show first.");
     const Reference<css::util::XModifiable> modifiable(document, UNO_QUERY_THROW);
     const bool modified = modifiable->isModified();
-    if (modified && saving == Saving::ask) return;
-    if (modified && saving == Saving::no && !isHidden(document)) {
+    const bool inWindow = !isHidden(document);
+    if (saving == Saving::ask && (modified || inWindow)) return;
+    if (modified && saving == Saving::no && inWindow) {
         throw Refusal("The document stays open: its user has unsaved changes in a window.");
     }
     if (saving == Saving::yes) saveToItsFile(document, modified);

@@ -12,9 +12,9 @@ struct DocumentClosing {
     css::uno::Reference<css::frame::XModel> document;
     Saving saving = Saving::ask;
 
-    /// Closes the document; with `ask`, one that has unsaved changes stays open. Throws `Refusal` when the
-    /// document is presented, when it is in a window with changes that would be lost, when it cannot be saved, or when
-    /// the office is still at work with it; and `css::uno::Exception` when the office fails.
+    /// Closes the document; with `ask`, one that has unsaved changes or stands in its user's window stays open. Throws
+    /// `Refusal` when the document is presented, when it is in a window with changes that would be lost, when it cannot
+    /// be saved, or when the office is still at work with it; and `css::uno::Exception` when the office fails.
     void run() const;
 };
 

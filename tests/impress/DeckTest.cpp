@@ -236,7 +236,7 @@ TEST_F(Deck, ClosesAsItIsTold) {
     EXPECT_FALSE(isOpen(id));
 
     for (const auto& [saving, modified, closes] :
-         {std::tuple("ask ", true, false), {"no  ", true, false}, {"yes ", true, true}, {"ask ", false, true}}) {
+         {std::tuple("ask ", true, false), {"no  ", true, false}, {"yes ", true, true}, {"ask ", false, false}}) {
         const auto document = Impress::open(file);
         const auto own = poll(*program).documentID;
         Reference<css::util::XModifiable>(document, UNO_QUERY_THROW)->setModified(modified);
