@@ -115,7 +115,7 @@ TEST_F(RealCall, ManyCallersAtOnceAndSomeThatLeave) {
     for (auto& thread : threads) thread.join();
 }
 
-/// Against a service that another maker's generator has built from tests/soap/peer/lectures.h.
+/// Against a service that another maker's generator has built from tests/soap/peer/lectures.gsoap.
 TEST_F(RealCall, AServiceOfAnotherMaker) {
     ChildProcess service({LECTURES_SERVICE});
     const auto blocking = blockingCaller("http://127.0.0.1:" + service.readLine().value_or("") + "/");

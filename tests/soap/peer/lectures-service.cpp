@@ -1,4 +1,4 @@
-// Serves lectures.h on a port of the loopback interface that it prints; a thread for each connection.
+// Serves lectures.gsoap on a port of the loopback interface that it prints; a thread for each connection.
 
 #include "lectures.nsmap"
 #include "lecturesH.h"
