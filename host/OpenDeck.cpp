@@ -48,7 +48,6 @@ public:
         workspace_->shutDown();
         thread_.join();
         loop_.reset();
-        close();
         bus_->stop();
     }
     Program(const Program&) = delete;
@@ -68,34 +67,21 @@ private:
                 .withArguments(bus::urlFromPath(deck))
                 .uponReplyInvoke([this](const sdbus::Error* error, const std::string& id) {
                     if (error != nullptr) return answer_({}, failed(*error));
-                    id_ = id;
-                    askForSlides();
+                    askForSlides(id);
                 });
         } catch (const sdbus::Error& error) {
             answer_({}, failed(error));
         }
     }
 
-    void askForSlides() {
+    void askForSlides(const std::string& id) {
         proxy_->callMethodAsync("slideNumbers")
             .onInterface(kInterface)
             .withTimeout(kTimeout)
-            .withArguments(id_)
+            .withArguments(id)
             .uponReplyInvoke([this](const sdbus::Error* error, const std::vector<std::int64_t>& slides) {
                 answer_(slides, error != nullptr ? failed(*error) : nullptr);
             });
-    }
-
-    void close() {
-        if (id_.empty()) return;
-        try {
-            proxy_->callMethod("close")
-                .onInterface(kInterface)
-                .withArguments(id_, std::string(kSaveOptionNo))
-                .dontExpectReply();
-        } catch (const sdbus::Error&) {
-            // Program or bus are gone, and the document with them.
-        }
     }
 
     const Answer answer_;
@@ -106,7 +92,6 @@ private:
     std::unique_ptr<DBusWorkspace> workspace_;
     std::unique_ptr<sdbus::IConnection> connection_;
     std::unique_ptr<sdbus::IProxy> proxy_;
-    std::string id_;  ///< of the open document; the loop's thread while that runs
     std::thread thread_;
     std::unique_ptr<bus::EventLoopThread> loop_;
 };

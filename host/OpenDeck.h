@@ -17,8 +17,8 @@ public:
 
     /// Opens the deck and returns at once; the answer is called once, on another thread, unless this goes before.
     OpenDeck(const std::filesystem::path& deck, Answer answer);
-    /// Closes the deck without saving. One that is still being opened is closed by the program, which sees its caller
-    /// leave.
+    /// Leaves the bus, whereupon the program closes the deck. Unlike an order to close, that spares a deck which its
+    /// user has open in a window, and works while the deck is still being opened.
     ~OpenDeck();
     OpenDeck(const OpenDeck&) = delete;
     OpenDeck& operator=(const OpenDeck&) = delete;
