@@ -125,4 +125,21 @@ TEST_F(ExtractionTest, WaitsEndWhenEverythingIsSavedOrTheProgramIsGone) {
     EXPECT_THAT(failing.complaints(), HasSubstr("The presentation program ended before it had finished saving."));
 }
 
+TEST(OnDemandTest, TheBusStartsServiceAndProgramForAnExtraction) {
+    const TestHome home;
+    const auto activation = [&home](const std::string& name, const std::string& command) {
+        writeFile(home.path() / "share/dbus-1/services" / (name + ".service"),
+                  fmt::format("[D-BUS Service]\nName={}\nExec={}\n", name, command));
+    };
+    const auto script = home.path() / "lecture.simulation";
+    writeFile(script, "launch\nwait 60\n");
+    writeFile(home.path() / "optics.key", "deck");
+    activation("com.veldrin.KeynoteCaptureService", KEYNOTE_CAPTURE_SERVICE);
+    activation("com.apple.iWork.Keynote", fmt::format("{} {} --no-window", KEYNOTE_SIMULATOR, script.string()));
+    const PrivateBus bus(home.path() / "share");
+    ChildProcess tool({KEYNOTE_CAPTURE, "extract", home.path() / "optics.key"});
+    EXPECT_EQ(tool.exitStatus(), 0) << tool.complaints();
+    EXPECT_TRUE(isWholeImage(home.path() / "slide.001.jpg"));
+}
+
 }  // namespace
