@@ -17,8 +17,8 @@ public:
 
     /// Opens the deck and returns at once; the answer is called once, on another thread, unless this goes before.
     OpenDeck(const std::filesystem::path& deck, Answer answer);
-    /// Leaves the bus, whereupon the program closes the deck. Unlike an order to close, that spares a deck which its
-    /// user has open in a window, and works while the deck is still being opened.
+    /// Leaves the bus, whereupon the program closes the deck, unless its user has it open in a window. Unlike an order
+    /// to close, that works while the deck is still being opened.
     ~OpenDeck();
     OpenDeck(const OpenDeck&) = delete;
     OpenDeck& operator=(const OpenDeck&) = delete;

@@ -7,6 +7,7 @@
 #include <bus/PresentationProgramAdaptor.h>
 #include <fmt/format.h>
 #include <unistd.h>
+#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -158,7 +159,7 @@ void ScriptingChannel::exportDocumentCalls() {
         .implementedAs([this](sdbus::Result<>&& result, const std::string& id, const std::string& saving) {
             whenAnswering([this, id, saving, answer = shared(std::move(result))] {
                 if (model_.faults().neverCloses) return;
-                finish(*answer, openers_.closed(id) ? model_.close(id, saving) : nullptr);
+                finish(*answer, close(id, saving));
             });
         });
     object_->registerMethod("slideNumbers")
@@ -193,6 +194,17 @@ ErrorPtr ScriptingChannel::openFor(const std::string& caller, const std::filesys
     if (model_.documents().size() > count) withoutWindow_.insert(id);
     if (!openers_.opened(caller, id)) closeWithoutWindow(id);
     return nullptr;
+}
+
+/// One that the script has opened is in its user's window, who decides.
+ErrorPtr ScriptingChannel::close(const std::string& id, const std::string& saving) {
+    if (!openers_.closed(id)) return nullptr;
+    const auto& documents = model_.documents();
+    const bool isOpen =
+        std::any_of(documents.begin(), documents.end(), [&id](const auto& each) { return each.id == id; });
+    if (saving == kSaveOptionAsk && isOpen && !withoutWindow_.contains(id)) return nullptr;
+    withoutWindow_.erase(id);
+    return model_.close(id, saving);
 }
 
 void ScriptingChannel::callerLeft(const std::string& caller) {

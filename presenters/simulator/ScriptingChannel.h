@@ -35,6 +35,7 @@ private:
     /// Runs the task at once, or later on the queue.
     void after(Duration delay, Task task);
     [[nodiscard]] ErrorPtr openFor(const std::string& caller, const std::filesystem::path& path, std::string& id);
+    [[nodiscard]] ErrorPtr close(const std::string& id, const std::string& saving);
     void callerLeft(const std::string& caller);
     /// Closes the document if callers alone have opened it.
     void closeWithoutWindow(const std::string& id);

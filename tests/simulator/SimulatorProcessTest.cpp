@@ -200,6 +200,11 @@ TEST_F(SimulatorProcessTest, OpensReadsAndClosesDecksForItsCallers) {
         EXPECT_EQ(nameOfError([&] { client.open(url(bad)); }), bus::kProgramFailed) << bad;
     }
 
+    simulator.play("open Lecture file " + (directory.path / "lecture.key").string());
+    const auto inWindow = client.open(url("lecture.key"));
+    client.close(inWindow, "ask ");
+    EXPECT_EQ(client.slideNumbers(inWindow).size(), 1U) << "its user has it open";
+
     auto second = bus::openSessionBus();
     auto other = std::make_unique<Client>(*second, simulator.pid());
     EXPECT_EQ(other->open(url("optics.key")), id);
