@@ -2,8 +2,8 @@
 
 #include "host/Commands.h"
 #include "host/PrintableText.h"
-#include "host/StandardStreams.h"
 #include "host/SlideList.h"
+#include "host/StandardStreams.h"
 
 #include <fmt/chrono.h>
 #include <unistd.h>
