@@ -23,13 +23,30 @@ SETTINGS = """<?xml version="1.0" encoding="UTF-8"?>
 """
 
 
-def write_long_deck(path):
+def write_long_deck(path, slides):
     """The example's pages again and again, each with a name of its own and none of them hidden."""
     text = EXAMPLE.read_text().replace('"page-hidden"', '"page"')
     pages = re.findall(r"<draw:page .*?</draw:page>", text, re.DOTALL)
     head, tail = text[: text.index(pages[0])], text[text.index(pages[-1]) + len(pages[-1]) :]
-    repeated = (pages[i % len(pages)].replace('draw:name="', f'draw:name="{i + 1} ', 1) for i in range(SLIDES))
+    repeated = (pages[i % len(pages)].replace('draw:name="', f'draw:name="{i + 1} ', 1) for i in range(slides))
     path.write_text(head + "\n".join(repeated) + tail)
+
+
+def office(programs, name):
+    """The office's program, or an end with a sentence."""
+    soffice = shutil.which("soffice")
+    if not soffice or not (programs / "keynote-impress").exists():
+        raise SystemExit(f"{name}: needs the office and keynote-impress (packages libreoffice-impress, libreoffice-dev)")
+    return soffice
+
+
+def start_office(session, soffice, pipe):
+    session.environment["SAL_USE_VCLPLUGIN"] = "gen"
+    profile = session.folder / "profile"
+    (profile / "user").mkdir(parents=True)
+    (profile / "user/registrymodifications.xcu").write_text(SETTINGS)
+    session.start(soffice, f"--accept=pipe,name={pipe};urp;", "--norestore", "--nologo", "--nodefault",
+                  "--nofirststartwizard", f"-env:UserInstallation={profile.as_uri()}")
 
 
 def command_time(log):
@@ -39,21 +56,15 @@ def command_time(log):
 
 
 def measure(programs):
-    soffice = shutil.which("soffice")
-    if not soffice or not (programs / "keynote-impress").exists():
-        raise SystemExit("impress: needs the office and keynote-impress (packages libreoffice-impress, libreoffice-dev)")
+    soffice = office(programs, "impress")
     with Session() as session:
-        session.environment["SAL_USE_VCLPLUGIN"] = "gen"
-        deck, captures, profile = (session.folder / name for name in ("long.fodp", "captures", "profile"))
-        write_long_deck(deck)
-        (profile / "user").mkdir(parents=True)
-        (profile / "user/registrymodifications.xcu").write_text(SETTINGS)
+        deck, captures = (session.folder / name for name in ("long.fodp", "captures"))
+        write_long_deck(deck, SLIDES)
 
         session.start(programs / "KeynoteCaptureService")
         recorder = programs / "keynote-capture"
         session.start(recorder, "record", "--to", captures, "--polling-interval", INTERVAL)
-        session.start(soffice, f"--accept=pipe,name={session.folder.name};urp;", "--norestore", "--nologo",
-                      "--nodefault", "--nofirststartwizard", f"-env:UserInstallation={profile.as_uri()}")
+        start_office(session, soffice, session.folder.name)
         bridge = programs / "keynote-impress"
         session.start(bridge, "--pipe", session.folder.name, "--present", deck, "--advance", ADVANCE)
 

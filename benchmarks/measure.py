@@ -4,6 +4,7 @@ import argparse
 import pathlib
 import sys
 
+import extract
 import impress
 import inprocess
 import polling
@@ -18,9 +19,10 @@ MEASUREMENTS = {
     "strings": inprocess.strings,
     "text": inprocess.text,
     "search": search.measure,
+    "extract": extract.measure,
     "impress": impress.measure,
 }
-LONG = {"impress"}  # only when asked for
+LONG = {"extract", "impress"}  # only when asked for
 
 
 def main():

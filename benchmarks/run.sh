@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
 # Builds, measures against peers and physical limits, and prints a table.  usage: benchmarks/run.sh [NAME...]
 # The names are log, poll, polling, search, start, strings, text, tick (all unless told otherwise, four minutes), and
-# impress.
+# extract and impress.
 # Exit status: 0 every figure is within its limit, 1 one is not or could not be measured, 2 wrong usage.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build=build/release
 target=(benchmarks)
-[[ " $* " != *" impress "* ]] || target+=(keynote-impress)
+[[ ! " $* " =~ " impress "|" extract " ]] || target+=(keynote-impress)
 mkdir -p build
 [ -z "${KCS_BUILT:-}" ] || target=()
 if [ ${#target[@]} -gt 0 ]; then

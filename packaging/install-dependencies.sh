@@ -1,25 +1,27 @@
 #!/bin/sh
 # Installs the Debian packages that the groups need and that are missing; asks for nothing.
-# usage: install-dependencies.sh [build] [run] [impress] [test]     (without a group: all of them)
+# usage: install-dependencies.sh [build] [run] [impress] [test] [benchmark]     (without a group: all of them)
 set -eu
 
 build='cmake ninja-build ccache g++ pkg-config gettext libsdbus-c++-dev libsdbus-c++-bin libsystemd-dev libboost-dev
-       libicu-dev libfmt-dev libplist-dev libxml2-dev libcurl4-openssl-dev libssl-dev libxcb1-dev libxcb-ewmh-dev libxcb-randr0-dev uuid-dev
-       libcli11-dev nlohmann-json3-dev libcairo2-dev libjpeg-dev fonts-dejavu-core python3'
+       libicu-dev libfmt-dev libplist-dev libxml2-dev libcurl4-openssl-dev libssl-dev libxcb1-dev libxcb-ewmh-dev
+       libxcb-randr0-dev uuid-dev libcli11-dev nlohmann-json3-dev libcairo2-dev libjpeg-dev fonts-dejavu-core python3'
 run='dbus dbus-daemon dbus-bin'
 impress='libreoffice-impress libreoffice-dev xvfb openbox'
+benchmark='libreoffice-impress python3-uno'
 test="$run libgtest-dev libbenchmark-dev libxml2-utils gsoap libgsoap-dev xvfb openbox python3-dbus python3-gi clang-14
       clang-tidy-14 clang-format-14 libclang-rt-14-dev"
 
 wanted=''
-[ $# -gt 0 ] || set -- build run impress test
+[ $# -gt 0 ] || set -- build run impress test benchmark
 for group in "$@"; do
     case $group in
         build) wanted="$wanted $build" ;;
         run) wanted="$wanted $run" ;;
         impress) wanted="$wanted $impress" ;;
         test) wanted="$wanted $test" ;;
-        *) echo "$0: no group '$group'; there are build, run, impress and test" >&2; exit 2 ;;
+        benchmark) wanted="$wanted $benchmark" ;;
+        *) echo "$0: no group '$group'; there are build, run, impress, test and benchmark" >&2; exit 2 ;;
     esac
 done
 
