@@ -199,10 +199,14 @@ AsioDispatch::~AsioDispatch() {
     finish();
 }
 
-void AsioDispatch::finish() {
+void AsioDispatch::joinThreads() {
     core_->endMainLoop();
     core_->pool.stop();
     for (auto& thread : std::exchange(core_->threads, {})) thread.join();
+}
+
+void AsioDispatch::finish() {
+    joinThreads();
     core_->main.dropTasks();
     core_->pool.dropTasks();
 }

@@ -32,6 +32,9 @@ public:
     /// Makes `run` return after the task under way; main tasks that wait are dropped, and those who wait for one in
     /// `sync` return without it. Any thread; the first call's status counts, also when it comes before `run`.
     void stop(int status);
+    /// Waits for tasks that are under way; no other runs any more. Foreign threads may still hand in tasks until
+    /// `finish`.
+    void joinThreads();
     /// Waits for tasks that are under way and drops the others. After `run`, by whoever owns what tasks use; at the
     /// latest when the dispatch is destroyed.
     void finish();

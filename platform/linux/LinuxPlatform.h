@@ -41,8 +41,12 @@ public:
     };
 
     explicit LinuxPlatform(const Options& options);
-    /// Tasks under way end first: they use the other services.
-    ~LinuxPlatform() { dispatch_.finish(); }
+    /// Tasks under way end first: they use the other services. The HTTP client's threads hand in tasks until it goes.
+    ~LinuxPlatform() {
+        dispatch_.joinThreads();
+        urlSessions_.reset();
+        dispatch_.finish();
+    }
     LinuxPlatform(const LinuxPlatform&) = delete;
     LinuxPlatform& operator=(const LinuxPlatform&) = delete;
 
@@ -77,7 +81,7 @@ private:
     const std::shared_ptr<SessionBus> bus_;
     DBusWorkspace workspace_;
     DBusScripting scripting_;
-    const std::unique_ptr<URLSessions> urlSessions_;
+    std::unique_ptr<URLSessions> urlSessions_;
     IdleTermination idleTermination_;
     DBusServiceListener listener_;
     const Platform platform_;
