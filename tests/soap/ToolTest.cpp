@@ -1,5 +1,6 @@
 /// `soap-call`, against a server that answers as the test wants.
 
+#include "MacShared/Atomic.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/Deadline.h"
 #include "tests/support/HTTPServer.h"
@@ -34,13 +35,13 @@ protected:
         return {status, tool.restOfOutput(), tool.complaints()};
     }
     void answer(int status, const std::string& body, const std::string& fields = "") {
-        answer_.bytes = {
-            fmt::format("HTTP/1.1 {} x\r\nContent-Length: {}\r\n{}\r\n{}", status, body.size(), fields, body)};
+        answer_.set(
+            {{fmt::format("HTTP/1.1 {} x\r\nContent-Length: {}\r\n{}\r\n{}", status, body.size(), fields, body)}});
     }
 
     TestHome home_;
-    ServerAnswer answer_;
-    HTTPServer server_{[this](const auto&) { return answer_; }};
+    Atomic<ServerAnswer> answer_;
+    HTTPServer server_{[this](const auto&) { return answer_.get(); }};
 };
 
 TEST_F(SoapCall, PrintsTheResponseInItsOrder) {
@@ -99,7 +100,7 @@ TEST_F(SoapCall, WrongUsageSendsNothing) {
 }
 
 TEST_F(SoapCall, AnInterruptionEndsItAtOnce) {
-    answer_ = {{}, ServerAnswer::Then::stall};
+    answer_.set({{}, ServerAnswer::Then::stall});
     ChildProcess tool(command({"Get"}));
     ASSERT_TRUE(eventually([this] { return !server_.requests().empty(); }));
     tool.send(SIGINT);
