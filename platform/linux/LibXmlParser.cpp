@@ -9,6 +9,8 @@ namespace {
 constexpr std::size_t kDeepest = 2048;
 constexpr std::size_t kMostAttributes = 256;
 constexpr std::ptrdiff_t kLongestToken = 256 * 1024;
+/// libxml2 keeps each name once, in a table that stops growing early: masses of different ones would take it minutes.
+constexpr int kMostNames = 200'000;
 /// libxml2 refuses to hold more than 10 MB that it has not read yet, so long pieces are handed over in parts.
 constexpr std::size_t kLongestPart = 32 * 1024;
 
@@ -24,10 +26,23 @@ bool hasManyAttributes(const xmlChar** attributes) {
 }
 
 std::string description(const xmlError& error) {
-    std::string text = "line " + std::to_string(error.line) + ": " + (error.message == nullptr ? "" : error.message);
+    std::string text = error.message == nullptr ? "the document is not well-formed" : error.message;
     while (text.ends_with('\n')) text.pop_back();
     return text;
 }
+
+/// Hears of failures for which libxml2 has no other handler, on this thread and meanwhile.
+class GenericErrors {
+public:
+    GenericErrors(void* context, xmlGenericErrorFunc function) { xmlSetGenericErrorFunc(context, function); }
+    ~GenericErrors() { xmlSetGenericErrorFunc(context_, function_); }
+    GenericErrors(const GenericErrors&) = delete;
+    GenericErrors& operator=(const GenericErrors&) = delete;
+
+private:
+    const xmlGenericErrorFunc function_ = xmlGenericError;
+    void* const context_ = xmlGenericErrorContext;
+};
 
 }  // namespace
 
@@ -72,12 +87,15 @@ bool LibXmlParser::finish() {
 }
 
 void LibXmlParser::feed(std::string_view piece, bool last) {
+    const GenericErrors errors(this, conversionFailed);
     xmlParseChunk(context_.get(), piece.data(), static_cast<int>(piece.size()), last ? 1 : 0);
     if (failed_) return;
-    if (context_->wellFormed == 0) {
+    if (context_->wellFormed == 0 || context_->disableSAX != 0) {
         fail(context_->lastError.code, description(context_->lastError));
     } else if (hasHugeToken()) {
         refuse("a tag, a comment or a declaration is too long");
+    } else if (xmlDictSize(context_->dict) > kMostNames) {
+        refuse("there are too many different names");
     }
 }
 
@@ -87,13 +105,14 @@ bool LibXmlParser::hasHugeToken() const {
 }
 
 void LibXmlParser::refuse(const std::string& reason) {
-    fail(XML_ERR_USER_STOP, "line " + std::to_string(xmlSAX2GetLineNumber(context_.get())) + ": " + reason);
+    fail(XML_ERR_USER_STOP, reason);
     xmlStopParser(context_.get());
 }
 
 void LibXmlParser::fail(int code, const std::string& reason) {
     failed_ = true;
-    delegate_.parserParseErrorOccurred(makeError(NSXMLParserErrorDomain, code, reason));
+    const auto line = std::to_string(xmlSAX2GetLineNumber(context_.get()));
+    delegate_.parserParseErrorOccurred(makeError(NSXMLParserErrorDomain, code, reason + " (line " + line + ")"));
 }
 
 void LibXmlParser::startElement(void* parser, const xmlChar* name, const xmlChar** attributes) noexcept {
@@ -123,4 +142,10 @@ void LibXmlParser::characters(void* parser, const xmlChar* text, int length) noe
 void LibXmlParser::reference(void* parser, const xmlChar* /*name*/) noexcept {
     auto& it = self(parser);
     if (!it.failed_) it.refuse("an entity is not known");
+}
+
+/// libxml2 leaves out what does not fit the encoding and reads on.
+void LibXmlParser::conversionFailed(void* parser, const char* /*format*/, ...) noexcept {
+    auto& it = self(parser);
+    if (!it.failed_) it.fail(XML_I18N_CONV_FAILED, "the bytes do not fit the encoding");
 }

@@ -25,6 +25,7 @@ private:
     static void endElement(void* parser, const xmlChar* name) noexcept;
     static void characters(void* parser, const xmlChar* text, int length) noexcept;
     static void reference(void* parser, const xmlChar* name) noexcept;
+    static void conversionFailed(void* parser, const char* format, ...) noexcept;
 
     void feed(std::string_view piece, bool last);
     [[nodiscard]] bool hasHugeToken() const;
