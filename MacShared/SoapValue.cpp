@@ -4,6 +4,13 @@
 #include <algorithm>
 #include <cmath>
 
+namespace {
+
+constexpr std::size_t kFewEntries = 4;
+constexpr std::size_t kMostUnindexed = 16;
+
+}  // namespace
+
 std::string SoapNumber::stringValue() const {
     return std::visit(
         [](auto number) -> std::string {
@@ -30,7 +37,7 @@ const SoapArray* SoapValue::array() const {
     return held == nullptr ? nullptr : held->get();
 }
 
-void SoapValue::append(SoapValue item) {
+void SoapValue::append(SoapValue&& item) {
     auto* const held = std::get_if<std::shared_ptr<SoapArray>>(&value_);
     if (isNull()) {
         *this = std::move(item);
@@ -51,17 +58,32 @@ bool SoapValue::operator==(const SoapValue& other) const {
     return value_ == other.value_;
 }
 
+SoapDictionary::~SoapDictionary() = default;
+
+SoapDictionary::SoapDictionary(SoapDictionary&& other) noexcept = default;
+
+SoapDictionary::SoapDictionary(const SoapDictionary& other)
+    : entries_(other.entries_), index_(other.index_ ? std::make_unique<Index>(*other.index_) : nullptr) {}
+
+SoapDictionary& SoapDictionary::operator=(SoapDictionary other) noexcept {
+    entries_.swap(other.entries_);
+    index_.swap(other.index_);
+    return *this;
+}
+
 SoapDictionary::SoapDictionary(std::initializer_list<Entry> entries) {
     for (const auto& [key, value] : entries) (*this)[key] = value;
 }
 
 std::size_t SoapDictionary::positionOf(std::string_view key) const {
-    if (!index_.empty()) {
-        const auto found = index_.find(key);
-        return found == index_.end() ? entries_.size() : found->second;
+    if (index_) {
+        const auto found = index_->find(key);
+        return found == index_->end() ? entries_.size() : found->second;
     }
-    const auto found = std::ranges::find(entries_, key, &Entry::first);
-    return static_cast<std::size_t>(found - entries_.begin());
+    for (std::size_t i = entries_.size(); i > 0; --i) {
+        if (entries_[i - 1].first == key) return i - 1;  // what repeats does so in a row
+    }
+    return entries_.size();
 }
 
 const SoapValue* SoapDictionary::find(std::string_view key) const {
@@ -69,10 +91,11 @@ const SoapValue* SoapDictionary::find(std::string_view key) const {
     return position == entries_.size() ? nullptr : &entries_[position].second;
 }
 
-SoapValue& SoapDictionary::operator[](std::string key) {
+SoapValue& SoapDictionary::operator[](std::string_view key) {
     const auto position = positionOf(key);
     if (position == entries_.size()) {
-        entries_.emplace_back(std::move(key), SoapValue());
+        if (entries_.empty()) entries_.reserve(kFewEntries);
+        entries_.emplace_back(key, SoapValue());
         updateIndex();
     }
     return entries_[position].second;
@@ -80,14 +103,15 @@ SoapValue& SoapDictionary::operator[](std::string key) {
 
 void SoapDictionary::removeNulls() {
     if (std::erase_if(entries_, [](const Entry& entry) { return entry.second.isNull(); }) == 0) return;
-    index_.clear();
+    index_.reset();
     updateIndex();
 }
 
 /// Enters the keys that have come since.
 void SoapDictionary::updateIndex() {
-    if (entries_.size() <= kLongestUnindexed) return;
-    for (auto i = index_.size(); i < entries_.size(); ++i) index_.emplace(entries_[i].first, i);
+    if (entries_.size() <= kMostUnindexed) return;
+    if (!index_) index_ = std::make_unique<Index>();
+    for (auto i = index_->size(); i < entries_.size(); ++i) index_->emplace(entries_[i].first, i);
 }
 
 bool SoapDictionary::operator==(const SoapDictionary& other) const {

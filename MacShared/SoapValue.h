@@ -95,7 +95,7 @@ public:
 
     /// Collects values: the null marker becomes the item, an array gets it at its end, and anything else becomes an
     /// array of itself and the item. Other holders of the same array do not see the item.
-    void append(SoapValue item);
+    void append(SoapValue&& item);
 
     /// Whether both are of one kind and hold the same; the order of a dictionary's keys does not matter.
     bool operator==(const SoapValue& other) const;
@@ -113,6 +113,10 @@ public:
     using Entry = std::pair<std::string, SoapValue>;
 
     SoapDictionary() = default;
+    ~SoapDictionary();
+    SoapDictionary(const SoapDictionary& other);
+    SoapDictionary(SoapDictionary&& other) noexcept;
+    SoapDictionary& operator=(SoapDictionary other) noexcept;
     /// Of entries with the same key the last value counts, at the place of the first.
     SoapDictionary(std::initializer_list<Entry> entries);
 
@@ -124,18 +128,18 @@ public:
     /// The value of a key, or null.
     [[nodiscard]] const SoapValue* find(std::string_view key) const;
     /// The value of a key, to be changed; a new key comes last and holds the null marker.
-    [[nodiscard]] SoapValue& operator[](std::string key);
+    [[nodiscard]] SoapValue& operator[](std::string_view key);
     /// Removes the keys that hold the null marker.
     void removeNulls();
 
     bool operator==(const SoapDictionary& other) const;
 
 private:
-    static constexpr std::size_t kLongestUnindexed = 16;
+    using Index = std::map<std::string, std::size_t, std::less<>>;
 
     [[nodiscard]] std::size_t positionOf(std::string_view key) const;
     void updateIndex();
 
     std::vector<Entry> entries_;
-    std::map<std::string, std::size_t, std::less<>> index_;  ///< positions by key; empty while there are few keys
+    std::unique_ptr<Index> index_;  ///< positions by key; none while there are few keys
 };

@@ -12,50 +12,51 @@ SoapXMLAccumulator::SoapXMLAccumulator(std::string responseTag, std::string andR
     : response_(std::move(responseTag)), result_(std::move(andResultTag)) {}
 
 void SoapXMLAccumulator::parserDidStartElement(std::string_view elementName) {
-    const bool isResponse = !value_ && elementName == response_;
-    if (isResponse) {
-        stack_.emplace();
+    if (!value_ && elementName == response_) {
         value_.emplace();
+        open(kResponseKey);
+    } else if (depth_ > 0) {
+        open(elementName);
     }
-    if (stack_) stack_->push_back({std::string(isResponse ? kResponseKey : elementName), {}, {}});
+}
+
+void SoapXMLAccumulator::open(std::string_view key) {
+    if (depth_ == stack_.size()) stack_.emplace_back();
+    stack_[depth_++].key = key;
 }
 
 void SoapXMLAccumulator::parserFoundCharacters(std::string_view string) {
-    if (!stack_) return;
-    auto& text = stack_->back().value;
-    if (text) {
-        text->append(string);
-    } else {
-        text.emplace(string);
-    }
+    if (depth_ == 0) return;
+    auto& text = stack_[depth_ - 1].value;
+    if (!text) text.emplace();
+    text->append(string);
 }
 
 void SoapXMLAccumulator::parserDidEndElement(std::string_view /*elementName*/) {
-    if (!stack_) return;
-    Frame frame = std::move(stack_->back());
-    stack_->pop_back();
-    if (!stack_->empty()) {
-        auto& container = stack_->back().dict;
-        if (!container) container.emplace();
-        close(std::move(frame), *container);
+    if (depth_ == 0) return;
+    auto& frame = stack_[--depth_];
+    if (depth_ == 0) {
+        close(frame, *value_);
+        settleResponse(frame.key);
         return;
     }
-    stack_.reset();
-    const auto key = frame.key;
-    close(std::move(frame), *value_);
-    settleResponse(key);
+    auto& container = stack_[depth_ - 1].dict;
+    if (!container) container.emplace();
+    close(frame, *container);
 }
 
 /// Adds the element's content to what its container has under its name: nothing yet, one item, or an array of them.
-/// Items are strings and dictionaries, so an array is always one of items.
-void SoapXMLAccumulator::close(Frame frame, SoapDictionary& container) {
-    auto& items = container[std::move(frame.key)];
+/// Items are strings and dictionaries, so an array is always one of items. The frame is left as new.
+void SoapXMLAccumulator::close(Frame& frame, SoapDictionary& container) {
+    auto& items = container[frame.key];
     if (frame.dict) {
         frame.dict->removeNulls();
         items.append(std::move(*frame.dict));
     } else if (frame.value) {
         items.append(std::move(*frame.value));
     }
+    frame.dict.reset();
+    frame.value.reset();
 }
 
 void SoapXMLAccumulator::settleResponse(const std::string& key) {

@@ -3,6 +3,7 @@
 #include "MacShared/SoapValue.h"
 #include "ports/XMLParser.h"
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
@@ -42,11 +43,13 @@ public:
     [[nodiscard]] SoapDictionary Value() const;
 
 private:
-    void close(Frame frame, SoapDictionary& container);
+    static void close(Frame& frame, SoapDictionary& container);
+    void open(std::string_view key);
     void settleResponse(const std::string& key);
 
     const std::string response_;
     const std::string result_;
-    std::optional<std::vector<Frame>> stack_;  ///< while the response element is open
-    std::optional<SoapDictionary> value_;      ///< once it has begun
+    std::vector<Frame> stack_;             ///< the open elements, and then used frames that wait for the next ones
+    std::size_t depth_ = 0;                ///< open elements; 0 before the response element and behind it
+    std::optional<SoapDictionary> value_;  ///< once the response element has begun
 };
