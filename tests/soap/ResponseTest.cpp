@@ -1,0 +1,186 @@
+#include "MacShared/NSBundle+VELLogAdditions.h"
+#include "MacShared/SOAP/SoapXMLAccumulator.h"
+#include "platform/linux/LibXmlServices.h"
+#include "platform/simulated/SimulatedPlatform.h"
+
+#include <gtest/gtest.h>
+#include <chrono>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+namespace {
+
+std::string text(const SoapDictionary& dictionary);
+
+/// A value as the tables below write it.
+std::string text(const SoapValue& value) {
+    if (value.isNull()) return "null";
+    if (const auto* string = value.string()) return '"' + *string + '"';
+    if (const auto* dictionary = value.dictionary()) return text(*dictionary);
+    std::string members;
+    for (const auto& member : *value.array()) members += (members.empty() ? "" : ", ") + text(member);
+    return "[" + members + "]";
+}
+
+std::string text(const SoapDictionary& dictionary) {
+    std::string entries;
+    for (const auto& [key, value] : dictionary) entries += (entries.empty() ? "" : ", ") + key + ": " + text(value);
+    return "{" + entries + "}";
+}
+
+std::string contents(const std::string& name) {
+    std::ifstream file(KCS_SOURCE_DIR "/tests/data/soap/" + name, std::ios::binary);
+    EXPECT_TRUE(file) << name;
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+class Response : public testing::Test {
+protected:
+    Response() { beginNewLogRun(); }
+
+    /// The tree of a document that comes in pieces of this size.
+    static std::string parsed(const XMLServices& services, std::string_view xml, std::size_t piece) {
+        SoapXMLAccumulator accumulator("GetItemResponse", "GetItemResult");
+        const auto parser = services.makeParser(accumulator);
+        for (; !xml.empty(); xml.remove_prefix(std::min(piece, xml.size()))) {
+            if (!parser->parse(xml.substr(0, piece))) break;
+        }
+        static_cast<void>(parser->finish());
+        return text(accumulator.Value());
+    }
+
+    std::string parsed(const std::string& xml) const { return parsed(real, xml, xml.size() + 1); }
+    [[nodiscard]] std::size_t errors() const { return platform.unifiedLog.entries.size() / 2; }
+
+    SimulatedPlatform platform;
+    const LibXmlServices real;
+};
+
+TEST_F(Response, BecomesATree) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"plain.xml", R"({response: {GetItemResult: {Id: "7", Tag: ["a", "b"]}}})"},
+        {"text-result.xml", R"({response: {GetItemResult: "t"}})"},
+        {"empty-result.xml", "{response: {GetItemResult: {}}}"},
+        {"empty-response.xml", "{response: {}}"},
+        {"text-response.xml", R"({response: "only text"})"},
+        {"layout.xml", R"({response: {GetItemResult: {Id: "7", Blank: " ", Half: {}}}})"},
+        {"repeated.xml", R"({response: {GetItemResult: {Row: [{N: "1"}, {N: "2"}, {N: "3"}], Total: "3"}}})"},
+        {"markup.xml", R"({response: {GetItemResult: {A: "x<y> & z", B: ""}}})"},
+        {"entities.xml", "{response: {GetItemResult: {A: \"<&>'\"\", B: \"\xC3\xA9\xF0\x9F\x98\x80\", C: \"&lt;\"}}}"},
+        {"prefixed.xml", "{}"},
+        {"prefixed-inside.xml", R"({response: {a:GetItemResult: {a:Id: "7"}}})"},
+        {"second.xml", R"({response: {GetItemResult: "first"}})"},
+        {"nested.xml", R"({response: {GetItemResult: {GetItemResponse: {response: "r"}}}})"},
+        {"utf-8-mark.xml", R"({response: {GetItemResult: "Schöne Grüße, 日本"}})"},
+        {"utf-16.xml", R"({response: {GetItemResult: "Schöne Grüße, 日本"}})"},
+        {"iso-8859-1.xml", R"({response: {GetItemResult: "Schöne Grüße"}})"},
+        {"windows-1252.xml", R"({response: {GetItemResult: "Schöne Grüße – €"}})"},
+    };
+    for (const auto& [name, tree] : cases) {
+        const auto xml = contents(name);
+        for (const std::size_t piece : {std::size_t{1}, std::size_t{3}, xml.size()}) {
+            EXPECT_EQ(parsed(real, xml, piece), tree) << name << " in pieces of " << piece;
+        }
+        EXPECT_EQ(errors(), 0U) << name;
+        for (std::size_t cut = 0; cut < xml.size(); ++cut) {
+            const auto cutTree = parsed(xml.substr(0, cut));
+            EXPECT_TRUE(cutTree == tree || cutTree == "{}") << name << " cut at " << cut << ": " << cutTree;
+        }
+        platform.unifiedLog.entries.clear();
+    }
+}
+
+TEST_F(Response, OfThePlatformInMemoryIsTheSame) {
+    for (const char* name : {"plain.xml", "layout.xml", "repeated.xml", "second.xml", "prefixed.xml"}) {
+        const auto xml = contents(name);
+        EXPECT_EQ(parsed(platform.xml, xml, 7), parsed(xml)) << name;
+    }
+    EXPECT_EQ(errors(), 0U);
+    EXPECT_EQ(parsed(platform.xml, "<GetItemResponse><a></GetItemResponse>", 7), "{}");
+    EXPECT_EQ(errors(), 1U);
+}
+
+std::string repeated(const std::string& pattern, int times) {
+    std::string result;
+    for (int i = 0; i < times; ++i) result += pattern;
+    return result;
+}
+
+std::string manyAttributes(int count) {
+    std::string result;
+    for (int i = 0; i < count; ++i) result += " a" + std::to_string(i) + "=''";
+    return result;
+}
+
+/// None of these yields anything or takes long, and each is told once.
+TEST_F(Response, HostileDocumentsEndInAParseError) {
+    const std::string lol =
+        "<!DOCTYPE r [<!ENTITY a 'aaaaaaaaaa'><!ENTITY b '&a;&a;&a;&a;&a;&a;&a;&a;'><!ENTITY c "
+        "'&b;&b;&b;&b;&b;&b;&b;'>";
+    const auto inResponse = [](const std::string& content) {
+        return "<GetItemResponse>" + content + "</GetItemResponse>";
+    };
+    const std::pair<const char*, std::string> cases[] = {
+        {"nothing", ""},
+        {"no XML", "HTTP/1.1 200 OK"},
+        {"bytes that are not UTF-8", inResponse("\xFF\xFE\xFF")},
+        {"bytes that do not fit the encoding",
+         "<?xml version='1.0' encoding='utf--8'?>" + inResponse("<a>x\xE6y</a>") + "\xE6"},
+        {"a tag that does not match", "<GetItemResponse><a></b></GetItemResponse>"},
+        {"an entity bomb", lol + "]>" + inResponse("&c;")},
+        {"an entity bomb in an attribute", lol + "]>" + inResponse("<x y='&c;'/>")},
+        {"a parameter entity", "<!DOCTYPE r [<!ENTITY % p SYSTEM 'file:///etc/passwd'>%p;]>" + inResponse("&x;")},
+        {"an external entity", "<!DOCTYPE r [<!ENTITY x SYSTEM 'file:///etc/hostname'>]>" + inResponse("&x;")},
+        {"an external document type", "<!DOCTYPE r SYSTEM 'file:///etc/r.dtd'>" + inResponse("&x;")},
+        {"a deep tree", inResponse(repeated("<a>", 10'000) + repeated("</a>", 10'000))},
+        {"many attributes", inResponse("<a" + manyAttributes(257) + "/>")},
+        {"a tag full of attributes", inResponse("<a" + manyAttributes(25'000) + "/>")},
+        {"a tag of a million attributes", inResponse("<a" + manyAttributes(1'000'000) + "/>")},
+        {"a tag that never ends", "<GetItemResponse a='" + std::string(20 << 20, 'x')},
+        {"masses of names", inResponse([] {
+             std::string fields;
+             for (int i = 0; i < 1'500'000; ++i) fields += "<field" + std::to_string(i) + "/>";
+             return fields;
+         }())},
+    };
+    for (const auto& [name, xml] : cases) {
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(parsed(xml), "{}") << name;
+        EXPECT_EQ(errors(), 1U) << name;
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20)) << name;
+
+        platform.unifiedLog.entries.clear();
+    }
+    static_cast<void>(parsed("<a>"));
+    EXPECT_EQ(platform.unifiedLog.entries.at(0).message, "-[SoapXMLAccumulator parser:parseErrorOccurred:]");
+    EXPECT_EQ(platform.unifiedLog.entries.at(1).message, "XML parsing error occurred");
+}
+
+TEST_F(Response, LargeAndDeepOnesAreRead) {
+    constexpr int kDepth = 2040;
+    const auto deep = repeated("<a>", kDepth) + "x" + repeated("</a>", kDepth);
+    EXPECT_EQ(parsed("<GetItemResponse>" + deep + "</GetItemResponse>").size(),
+              std::string("{response: \"x\"}").size() + kDepth * std::string("{a: }").size());
+
+    const std::string prose(20 << 20, 'x');
+    EXPECT_EQ(parsed("<GetItemResponse>" + prose + "</GetItemResponse>"), "{response: \"" + prose + "\"}");
+
+    SoapXMLAccumulator accumulator("GetItemResponse", "GetItemResult");
+    accumulator.parserDidStartElement("GetItemResponse");
+    for (int i = 0; i < 100'000; ++i) {
+        const auto name = "field" + std::to_string(i);
+        accumulator.parserDidStartElement(name);
+        if (i % 2 == 0) accumulator.parserFoundCharacters(name);
+        accumulator.parserDidEndElement(name);
+    }
+    accumulator.parserDidEndElement("GetItemResponse");
+    const auto value = accumulator.Value();
+    const auto& fields = *value.find("response")->dictionary();
+    EXPECT_EQ(fields.size(), 50'000U);
+    EXPECT_EQ(*fields.find("field99998"), SoapValue("field99998"));
+    EXPECT_EQ(fields.find("field99999"), nullptr);
+    EXPECT_EQ(fields.begin()[40'000].first, "field80000");
+}
+
+}  // namespace
