@@ -6,7 +6,6 @@
 
 namespace {
 
-constexpr std::size_t kFewEntries = 4;
 constexpr std::size_t kMostUnindexed = 16;
 
 }  // namespace
@@ -94,17 +93,24 @@ const SoapValue* SoapDictionary::find(std::string_view key) const {
 SoapValue& SoapDictionary::operator[](std::string_view key) {
     const auto position = positionOf(key);
     if (position == entries_.size()) {
-        if (entries_.empty()) entries_.reserve(kFewEntries);
         entries_.emplace_back(key, SoapValue());
         updateIndex();
     }
     return entries_[position].second;
 }
 
-void SoapDictionary::removeNulls() {
-    if (std::erase_if(entries_, [](const Entry& entry) { return entry.second.isNull(); }) == 0) return;
+SoapDictionary SoapDictionary::takeEntries() {
+    const auto holdsSomething = [](const Entry& entry) { return !entry.second.isNull(); };
+    SoapDictionary taken;
+    taken.entries_.reserve(static_cast<std::size_t>(std::ranges::count_if(entries_, holdsSomething)));
+    for (auto& entry : entries_) {
+        if (holdsSomething(entry)) taken.entries_.push_back(std::move(entry));
+    }
+    if (taken.entries_.size() == entries_.size()) taken.index_ = std::move(index_);
+    taken.updateIndex();
+    entries_.clear();
     index_.reset();
-    updateIndex();
+    return taken;
 }
 
 /// Enters the keys that have come since.

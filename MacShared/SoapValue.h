@@ -129,8 +129,8 @@ public:
     [[nodiscard]] const SoapValue* find(std::string_view key) const;
     /// The value of a key, to be changed; a new key comes last and holds the null marker.
     [[nodiscard]] SoapValue& operator[](std::string_view key);
-    /// Removes the keys that hold the null marker.
-    void removeNulls();
+    /// Takes out all entries: a dictionary of those that do not hold the null marker. Memory for new entries is kept.
+    [[nodiscard]] SoapDictionary takeEntries();
 
     bool operator==(const SoapDictionary& other) const;
 

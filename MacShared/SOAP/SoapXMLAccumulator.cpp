@@ -27,9 +27,9 @@ void SoapXMLAccumulator::open(std::string_view key) {
 
 void SoapXMLAccumulator::parserFoundCharacters(std::string_view string) {
     if (depth_ == 0) return;
-    auto& text = stack_[depth_ - 1].value;
-    if (!text) text.emplace();
-    text->append(string);
+    auto& frame = stack_[depth_ - 1];
+    frame.hasText = true;
+    frame.value.append(string);
 }
 
 void SoapXMLAccumulator::parserDidEndElement(std::string_view /*elementName*/) {
@@ -40,23 +40,23 @@ void SoapXMLAccumulator::parserDidEndElement(std::string_view /*elementName*/) {
         settleResponse(frame.key);
         return;
     }
-    auto& container = stack_[depth_ - 1].dict;
-    if (!container) container.emplace();
-    close(frame, *container);
+    auto& parent = stack_[depth_ - 1];
+    parent.hasChildren = true;
+    close(frame, parent.dict);
 }
 
 /// Adds the element's content to what its container has under its name: nothing yet, one item, or an array of them.
 /// Items are strings and dictionaries, so an array is always one of items. The frame is left as new.
 void SoapXMLAccumulator::close(Frame& frame, SoapDictionary& container) {
     auto& items = container[frame.key];
-    if (frame.dict) {
-        frame.dict->removeNulls();
-        items.append(std::move(*frame.dict));
-    } else if (frame.value) {
-        items.append(std::move(*frame.value));
+    if (frame.hasChildren) {
+        items.append(frame.dict.takeEntries());
+    } else if (frame.hasText) {
+        items.append(std::move(frame.value));
     }
-    frame.dict.reset();
-    frame.value.reset();
+    frame.hasChildren = false;
+    frame.hasText = false;
+    frame.value.clear();
 }
 
 void SoapXMLAccumulator::settleResponse(const std::string& key) {

@@ -10,9 +10,11 @@
 
 /// An open element of a response.
 struct Frame {
-    std::string key;                     ///< its name, or "response" for the response element
-    std::optional<SoapDictionary> dict;  ///< its child elements, once one has closed
-    std::optional<std::string> value;    ///< its character data, once there was some
+    std::string key;           ///< its name, or "response" for the response element
+    bool hasChildren = false;  ///< whether a child element has closed
+    SoapDictionary dict;       ///< those child elements
+    bool hasText = false;      ///< whether there was character data
+    std::string value;         ///< that character data
 };
 
 /// Turns the XML of a SOAP response into values, without a schema. What lies outside the response element is ignored,
