@@ -21,17 +21,30 @@ void CurlSession::invalidateAndCancel() {
     if (invalidated_.exchange(true)) return;
     loop_->post([self = shared_from_this()] {
         self->loop_->cancelAll();
-        self->queue_->async([self] {
-            if (const auto delegate = std::exchange(self->delegate_, nullptr)) {
-                delegate->URLSessionDidBecomeInvalidWithError(*self, nullptr);
-            }
+        self->tell([self](URLSessionDelegate& delegate) {
+            delegate.URLSessionDidBecomeInvalidWithError(*self, nullptr);
+            self->delegate_.reset();
         });
         self->loop_->stop();
     });
 }
 
-void CurlSession::tell(std::function<void(URLSessionDelegate&)> call) {
-    queue_->async([self = shared_from_this(), call = std::move(call)] {
-        if (const auto delegate = self->delegate_) call(*delegate);
-    });
+void CurlSession::tell(Call call) {
+    {
+        const std::lock_guard lock(mutex_);
+        calls_.push_back(std::move(call));
+        if (calls_.size() > 1) return;
+    }
+    queue_->async([self = shared_from_this()] { self->makeCalls(); });
+}
+
+void CurlSession::makeCalls() {
+    std::vector<Call> calls;
+    {
+        const std::lock_guard lock(mutex_);
+        calls.swap(calls_);
+    }
+    for (const auto& call : calls) {
+        if (const auto delegate = delegate_) call(*delegate);
+    }
 }

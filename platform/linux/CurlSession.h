@@ -7,6 +7,8 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <mutex>
+#include <vector>
 
 /// A session on libcurl: its tasks run as transfers on a loop of its own, and what they have to tell goes to the
 /// delegate's queue.
@@ -27,10 +29,16 @@ public:
     [[nodiscard]] CurlLoop& loop() { return *loop_; }
 
 private:
+    using Call = std::function<void(URLSessionDelegate&)>;
+
+    void makeCalls();
+
     const URLSessionConfiguration configuration_;
     const std::shared_ptr<DispatchQueue> queue_;
     const std::shared_ptr<CurlLoop> loop_;
     std::atomic<std::size_t> tasks_ = 0;
     std::atomic<bool> invalidated_ = false;
     std::shared_ptr<URLSessionDelegate> delegate_;  ///< on its queue only
+    std::mutex mutex_;                              ///< guards what follows
+    std::vector<Call> calls_;                       ///< what comes in a burst shares a task of the queue
 };

@@ -2,6 +2,7 @@
 
 #include "platform/linux/CurlError.h"
 #include "platform/linux/CurlTransfer.h"
+#include "ports/OwedAnswer.h"
 
 #include <utility>
 
@@ -13,6 +14,7 @@ void CurlTask::resume() {
 void CurlTask::cancel() {
     if (cancelled_.exchange(true)) return;
     session_->loop().post([self = shared_from_this()] { self->end(); });
+    session_->tell([self = shared_from_this()](auto& delegate) { self->callWaiting(delegate); });
 }
 
 void CurlTask::begin() {
@@ -27,15 +29,49 @@ void CurlTask::end() {
     tellCompletion(makeURLError(NSURLErrorCancelled, request_.url));
 }
 
+void CurlTask::append(Call call) {
+    session_->tell([self = shared_from_this(), call = std::move(call)](URLSessionDelegate& delegate) mutable {
+        self->waiting_.push_back(std::move(call));
+        self->callWaiting(delegate);
+    });
+}
+
+void CurlTask::callWaiting(URLSessionDelegate& delegate) {
+    while (!waiting_.empty() && (!isUndecided_ || cancelled_)) {
+        const auto call = std::move(waiting_.front());
+        waiting_.pop_front();
+        call(delegate);
+    }
+}
+
 void CurlTask::tell(std::function<void(URLSessionDelegate&, URLSession&, CurlTask&)> call) {
-    session_->tell([self = shared_from_this(), call = std::move(call)](URLSessionDelegate& delegate) {
+    append([self = shared_from_this(), call = std::move(call)](URLSessionDelegate& delegate) {
         if (!self->cancelled_) call(delegate, *self->session_, *self);
     });
 }
 
+void CurlTask::tellResponse(HTTPURLResponse response) {
+    tell([response = std::move(response)](URLSessionDelegate& delegate, URLSession& session, CurlTask& task) {
+        task.isUndecided_ = true;
+        const auto handler = completionHandler(
+            URLSessionDelegate::ResponseHandler([self = task.shared_from_this()](auto disposition) {
+                self->session_->tell([self, disposition](auto& owner) { self->decided(disposition, owner); });
+            }),
+            URLSessionResponseDisposition::allow);
+        delegate.URLSessionDataTaskDidReceiveResponse(session, task, response, handler);
+    });
+}
+
+void CurlTask::decided(URLSessionResponseDisposition disposition, URLSessionDelegate& delegate) {
+    decidedAt_ = Instant::clock::now();
+    isUndecided_ = false;
+    if (disposition == URLSessionResponseDisposition::cancel) cancel();
+    callWaiting(delegate);
+}
+
 void CurlTask::tellCompletion(const ErrorPtr& error) {
     if (std::exchange(completed_, true)) return;
-    session_->tell([self = shared_from_this(), error](URLSessionDelegate& delegate) {
+    append([self = shared_from_this(), error](URLSessionDelegate& delegate) {
         const bool cancelled = self->cancelled_;  // then what came before may not have been told
         delegate.URLSessionTaskDidCompleteWithError(
             *self->session_, *self, cancelled ? makeURLError(NSURLErrorCancelled, self->request_.url) : error);

@@ -103,6 +103,9 @@ std::optional<Instant> CurlTransfer::deadline() const {
 }
 
 void CurlTransfer::deadlinePassed() {
+    if (task_->isUndecided()) return touch();
+    lastActivity_ = std::max(lastActivity_, task_->decidedAt());
+    if (*deadline() > Instant::clock::now()) return;
     const auto seconds = std::chrono::duration<double>(timeout_).count();
     finish(makeURLError(NSURLErrorTimedOut, request_.url, "no byte for " + std::to_string(seconds) + " seconds"));
 }
@@ -183,33 +186,19 @@ void CurlTransfer::askAboutRedirection() {
 
 void CurlTransfer::redirectionDecided(std::optional<URLRequest> request) {
     if (stage_ != Stage::undecided) return;
-    if (!request) return askAboutResponse();
+    if (!request) {
+        deliverResponse();
+        return goOn();
+    }
     nextRequest_ = std::move(*request);
     ++redirections_;
     stage_ = Stage::discarded;
     goOn();
 }
 
-void CurlTransfer::askAboutResponse() {
-    stage_ = Stage::undecided;
-    auto handler =
-        completionHandler(URLSessionDelegate::ResponseHandler(
-                              [weak = weak_from_this(), task = task_](URLSessionResponseDisposition disposition) {
-                                  task->session().loop().post([weak, disposition] {
-                                      if (const auto self = weak.lock()) self->responseDecided(disposition);
-                                  });
-                              }),
-                          URLSessionResponseDisposition::allow);
-    task_->tell([response = response_, handler = std::move(handler)](auto& delegate, auto& session, auto& task) {
-        delegate.URLSessionDataTaskDidReceiveResponse(session, task, response, handler);
-    });
-}
-
-void CurlTransfer::responseDecided(URLSessionResponseDisposition disposition) {
-    if (stage_ != Stage::undecided) return;
-    if (disposition == URLSessionResponseDisposition::cancel) return cancelled();
+void CurlTransfer::deliverResponse() {
     stage_ = Stage::delivered;
-    goOn();
+    task_->tellResponse(response_);
 }
 
 std::size_t CurlTransfer::receivedHeader(const char* bytes, std::size_t size, std::size_t count, void* self) {
@@ -264,7 +253,7 @@ bool CurlTransfer::headEnded() {
         return true;
     }
     if (!isRedirection(response_)) {
-        askAboutResponse();
+        deliverResponse();
         return !endsWithHead_;
     }
     if (redirections_ == kMostRedirections) return fail(NSURLErrorHTTPTooManyRedirects, {});

@@ -17,10 +17,10 @@ class CurlTask;
 
 /// The work of a task: one request after the other along its redirections, each on the same libcurl handle.
 ///
-/// A *hop* is one request with its response. When the head of a response has come, the delegate is asked what to do
-/// and the body waits: the hop is *undecided*. The answer makes it *delivered* (the response is the task's) or
-/// *discarded* (the redirection is followed). libcurl may end the hop before or after the answer; both together
-/// decide what comes next. Everything runs on the loop's thread except what says otherwise.
+/// A *hop* is one request with its response. When the head of a response has come, the hop is *delivered*: the response
+/// is the task's. Only a redirection is *undecided* until the delegate has answered, and its body waits; then it is
+/// delivered or *discarded*, as the redirection is followed. libcurl may end the hop before or after the answer; both
+/// together decide what comes next. Everything runs on the loop's thread except what says otherwise.
 class CurlTransfer final : public CurlLoopClient, public std::enable_shared_from_this<CurlTransfer> {
 public:
     explicit CurlTransfer(std::shared_ptr<CurlTask> task);
@@ -49,8 +49,7 @@ private:
     void trustDecided(const ServerTrust& trust, URLSessionAuthChallengeDisposition disposition, bool hasCredential);
     void askAboutRedirection();
     void redirectionDecided(std::optional<URLRequest> request);
-    void askAboutResponse();
-    void responseDecided(URLSessionResponseDisposition disposition);
+    void deliverResponse();
 
     /// What libcurl calls; false or a short count ends the transfer, with `failure_` as the reason.
     static std::size_t receivedHeader(const char* bytes, std::size_t size, std::size_t count, void* self);

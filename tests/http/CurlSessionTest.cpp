@@ -221,7 +221,7 @@ TEST_F(CurlSessionTest, OthersGoOnWhileADelegateThinksAboutTrust) {
     const ServerCertificate certificate;
     const HTTPServer secure([](const auto&) { return kHelloAnswer; }, &certificate);
     const HTTPServer plain([](const auto&) { return kHelloAnswer; });
-    configuration.timeoutIntervalForRequest = 200ms;
+    configuration.timeoutIntervalForRequest = 1s;
     const auto recorder = std::make_shared<Recorder>();
     std::promise<std::function<void()>> accept;
     recorder->onChallenge = [&](const auto& handler, const auto& challenge) {
@@ -231,10 +231,12 @@ TEST_F(CurlSessionTest, OthersGoOnWhileADelegateThinksAboutTrust) {
     };
     const auto shared = session(recorder);
     shared->dataTaskWithRequest(get(secure.url()))->resume();
-    const auto later = accept.get_future().get();
+    auto accepting = accept.get_future();
+    ASSERT_EQ(accepting.wait_for(kDeadline), std::future_status::ready);
+    const auto later = accepting.get();
     shared->dataTaskWithRequest(get(plain.url()))->resume();
     EXPECT_TRUE(eventually([&] { return recorder->hasCompleted(); }));
-    std::this_thread::sleep_for(300ms);  // longer than the time-out
+    std::this_thread::sleep_for(1200ms);  // longer than the time-out
     later();
     EXPECT_TRUE(eventually([&] { return recorder->notes().size() == 7; }));
     EXPECT_EQ(recorder->notes(),

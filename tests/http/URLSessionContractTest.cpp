@@ -27,9 +27,9 @@ const std::map<std::string, Page> kPages = {
     {"/moved", {302, {"moved"}, "/hello"}},
     {"/silent", {200, {}, {}, {}, true}},
     {"/stuck", {200, {"hel"}, {}, {}, true}},
-    {"/slow", {200, {"a", "b", "c", "d"}, {}, 120ms}},
+    {"/slow", {200, {"a", "b", "c", "d"}, {}, 200ms}},
 };
-constexpr auto kTimeout = 300ms;
+constexpr auto kTimeout = 600ms;
 
 class Harness {
 public:
