@@ -26,7 +26,8 @@ const std::map<std::string, std::set<std::string>> kMayInclude = {
 };
 
 /// The wiring: the files of a program that know the platform.
-const std::set<fs::path> kWiring = {"KeynoteCaptureService/main.cpp", "host/KeynotesCommand.cpp", "host/OpenDeck.cpp", "host/soap-call.cpp"};
+const std::set<fs::path> kWiring = {"KeynoteCaptureService/main.cpp", "host/KeynotesCommand.cpp", "host/OpenDeck.cpp",
+                                    "host/soap-call.cpp"};
 
 /// What the product gets from the ports instead: time, threads, descriptors, systems and buses.
 const std::regex kForbiddenInProduct(
