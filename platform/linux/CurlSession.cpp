@@ -4,6 +4,23 @@
 
 #include <utility>
 
+/// A task of the queue that makes the calls. Calls hold the session that holds them, so one that is dropped with its
+/// queue drops them.
+class CurlSession::Turn {
+public:
+    explicit Turn(std::shared_ptr<CurlSession> session) : session_(std::move(session)) {}
+    ~Turn() {
+        if (session_) session_->takeCalls();
+    }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+
+    void run() { std::exchange(session_, nullptr)->makeCalls(); }
+
+private:
+    std::shared_ptr<CurlSession> session_;
+};
+
 CurlSession::CurlSession(const URLSessionConfiguration& configuration, std::shared_ptr<URLSessionDelegate> delegate,
                          std::shared_ptr<DispatchQueue> queue, std::shared_ptr<CurlLoop> loop)
     : configuration_(configuration),
@@ -35,16 +52,16 @@ void CurlSession::tell(Call call) {
         calls_.push_back(std::move(call));
         if (calls_.size() > 1) return;
     }
-    queue_->async([self = shared_from_this()] { self->makeCalls(); });
+    queue_->async([turn = std::make_shared<Turn>(shared_from_this())] { turn->run(); });
+}
+
+std::vector<CurlSession::Call> CurlSession::takeCalls() {
+    const std::lock_guard lock(mutex_);
+    return std::exchange(calls_, {});
 }
 
 void CurlSession::makeCalls() {
-    std::vector<Call> calls;
-    {
-        const std::lock_guard lock(mutex_);
-        calls.swap(calls_);
-    }
-    for (const auto& call : calls) {
+    for (const auto& call : takeCalls()) {
         if (const auto delegate = delegate_) call(*delegate);
     }
 }

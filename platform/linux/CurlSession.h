@@ -31,7 +31,10 @@ public:
 private:
     using Call = std::function<void(URLSessionDelegate&)>;
 
+    class Turn;
+
     void makeCalls();
+    std::vector<Call> takeCalls();
 
     const URLSessionConfiguration configuration_;
     const std::shared_ptr<DispatchQueue> queue_;
