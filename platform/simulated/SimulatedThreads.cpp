@@ -35,6 +35,7 @@ public:
     }
 
     void perform(Task work) override {
+        if (hasEnded_) return;
         waiting_.push_back(std::move(work));
         threads_.dispatch_.mainQueue().async([self = shared_from_this()] { self->takeTurn(); });
     }
