@@ -77,3 +77,11 @@ def text(programs):
     yield Figure("text of 1,000 slides / libxml2's dump", time["ours"], time["peer"], 2)
     first = told["ours"][0]
     yield Figure("  peak memory / the file", first["peak"], first["size"], 4, "B")
+
+
+def http(programs):
+    """By the best of many series: other processes hold a call up more often where several threads take part."""
+    with Session() as session:
+        time = times(session, programs / "HttpBenchmark", 30, "real_time", min)
+    yield Figure("call of 1 kB / libcurl's own POST", time["ours"], time["peer"], 4)
+    yield Figure("upload of 256 MiB / libcurl's own", time["ours, large"], time["peer, large"], 1.3)

@@ -20,6 +20,7 @@ MEASUREMENTS = {
     "text": inprocess.text,
     "search": search.measure,
     "extract": extract.measure,
+    "http": inprocess.http,
     "impress": impress.measure,
 }
 LONG = {"extract", "impress"}  # only when asked for
