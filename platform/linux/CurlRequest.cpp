@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <new>
 #include <string_view>
 
 namespace {
@@ -29,12 +30,11 @@ bool isFieldValue(std::string_view text) {
     return text.find_first_of(std::string_view("\r\n\0", 3)) == std::string_view::npos;
 }
 
-bool add(CurlFields& fields, const std::string& line) {
+void add(CurlFields& fields, const std::string& line) {
     curl_slist* const longer = curl_slist_append(fields.get(), line.c_str());
-    if (longer == nullptr) return false;
+    if (longer == nullptr) throw std::bad_alloc();
     static_cast<void>(fields.release());
     fields.reset(longer);
-    return true;
 }
 
 ErrorPtr setUpFields(const HTTPHeaderFields& wanted, const std::string& url, CurlFields& fields) {
@@ -42,7 +42,8 @@ ErrorPtr setUpFields(const HTTPHeaderFields& wanted, const std::string& url, Cur
         if (!isToken(name) || !isFieldValue(value)) {
             return makeURLError(NSURLErrorBadURL, url, "a header field holds a character that cannot be sent");
         }
-        add(fields, value.empty() ? name + ";" : name + ": " + value);
+        auto line = name;
+        add(fields, value.empty() ? line += ";" : line.append(": ").append(value));  // libcurl's signs
     }
     // libcurl's own additions, unless they are asked for: an empty field takes them out.
     for (const char* added : {"Expect", "Content-Type"}) {

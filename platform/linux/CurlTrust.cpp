@@ -24,6 +24,7 @@ std::string encoded(X509* certificate) {
 std::vector<std::string> shownCertificates(X509_STORE_CTX* handshake) {
     std::vector<std::string> certificates;
     STACK_OF(X509)* const shown = X509_STORE_CTX_get0_untrusted(handshake);
+    certificates.reserve(static_cast<std::size_t>(std::max(sk_X509_num(shown), 0)));
     for (int i = 0; i < sk_X509_num(shown); ++i) certificates.push_back(encoded(sk_X509_value(shown, i)));
     return certificates;
 }
