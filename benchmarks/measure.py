@@ -9,6 +9,8 @@ import impress
 import inprocess
 import polling
 import search
+import soap
+import soapcall
 
 MEASUREMENTS = {
     "log": inprocess.log,
@@ -19,6 +21,8 @@ MEASUREMENTS = {
     "strings": inprocess.strings,
     "text": inprocess.text,
     "search": search.measure,
+    "soap": soap.measure,
+    "soapcall": soapcall.measure,
     "extract": extract.measure,
     "http": inprocess.http,
     "impress": impress.measure,

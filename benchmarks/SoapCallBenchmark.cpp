@@ -1,0 +1,137 @@
+#include "MacShared/SOAP/SimpleSoapCaller.h"
+#include "MacShared/SOAP/SoapRequest.h"
+#include "benchmarks/Failure.h"
+#include "platform/linux/CurlSessions.h"
+#include "platform/linux/LinuxPlatform.h"
+
+#include "lectures.nsmap"
+#include "lecturesH.h"
+
+#include <benchmark/benchmark.h>
+#include <curl/curl.h>
+#include <semaphore>
+#include <string>
+
+/// One small call of the service in $LECTURES_URL over a connection that stays open: ours, libcurl's POST of the same
+/// bytes, and a client from the service's own generator.
+
+namespace {
+
+constexpr int kCalls = 200;
+const std::string kMethod = "Describe";
+const std::string kNamespace = "urn:veldrin:lectures";
+const std::string kTitle = "Introduction to Optics";
+const std::vector<std::string> kNames{"title", "count", "length", "id"};
+
+SoapArray parameters() {
+    return {kTitle, 21, 2.5, Guid()};
+}
+
+class Receiver final : public ISoapCallback {
+public:
+    void wait() { came_.acquire(); }
+
+private:
+    void onSoapData(const SoapDictionary& data, ISoapCaller& /*withCaller*/,
+                    const std::shared_ptr<void>& /*withState*/) override {
+        const auto* const response = data.find("response");
+        const auto* const description = response == nullptr ? nullptr : response->dictionary();
+        const auto* const twice = description == nullptr ? nullptr : description->find("twice");
+        if (twice == nullptr || *twice != SoapValue("42")) fail("not the response");
+        came_.release();
+    }
+    void onSoapError(const ErrorPtr& error, ISoapCaller& /*withCaller*/,
+                     const std::shared_ptr<void>& /*withState*/) override {
+        fail(error->localizedDescription().c_str());
+    }
+
+    std::binary_semaphore came_{0};
+};
+
+void ours(benchmark::State& state, const std::string& url) {
+    const auto receiver = std::make_shared<Receiver>();
+    const auto caller = SimpleSoapCaller::init();
+    caller->setUrl(url);
+    caller->setCallback(receiver);
+    const auto call = [&] {
+        caller->callSoapMethod(kMethod, kNamespace, "", kNames, parameters(), nullptr);
+        receiver->wait();
+    };
+    call();  // opens the connection
+    for ([[maybe_unused]] auto _ : state) call();
+}
+
+std::size_t append(const char* bytes, std::size_t size, std::size_t count, void* text) {
+    static_cast<std::string*>(text)->append(bytes, size * count);
+    return size * count;
+}
+
+void plainPost(benchmark::State& state, const std::string& url) {
+    const auto request = makeSoapRequest(url, kMethod, kNamespace, "", kNames, parameters(), false);
+    CURL* const easy = curl_easy_init();
+    curl_slist* fields = nullptr;
+    for (const auto& [name, value] : request.httpHeaderFields) {
+        fields = curl_slist_append(fields, (name + ": " + value).c_str());
+    }
+    std::string received;
+    curl_easy_setopt(easy, CURLOPT_URL, url.c_str());
+    curl_easy_setopt(easy, CURLOPT_HTTPHEADER, fields);
+    curl_easy_setopt(easy, CURLOPT_POSTFIELDS, request.httpBody->data());
+    curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.httpBody->size()));
+    curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, append);
+    curl_easy_setopt(easy, CURLOPT_WRITEDATA, &received);
+    const auto post = [&] {
+        received.clear();
+        if (curl_easy_perform(easy) != CURLE_OK || received.find("<twice>42<") == std::string::npos)
+            fail("no response");
+    };
+    post();
+    for ([[maybe_unused]] auto _ : state) post();
+    curl_slist_free_all(fields);
+    curl_easy_cleanup(easy);
+}
+
+void generatedClient(benchmark::State& state, const std::string& url) {
+    soap* const client = soap_new1(SOAP_IO_KEEPALIVE);
+    auto title = kTitle;
+    std::string guid = Guid().guidString();
+    ns__Integer count;
+    count.int_ = 21;
+    ns__Identifier id;
+    id.guid = guid.data();
+    const auto call = [&] {
+        ns__DescribeResponse response;
+        const int status = soap_call_ns__Describe(client, url.c_str(), "urn:veldrin:lectures/Describe", title.data(),
+                                                  &count, 2.5, &id, &response);
+        if (status != SOAP_OK || response.DescribeResult.twice != 42) fail("the generated client gets no response");
+        soap_destroy(client);
+        soap_end(client);
+    };
+    call();
+    for ([[maybe_unused]] auto _ : state) call();
+    soap_free(client);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    const char* const url = std::getenv("LECTURES_URL");
+    if (url == nullptr) fail("LECTURES_URL does not say where the service is");
+    LinuxPlatform::Options options;
+    options.usesSessionBus = false;
+    options.makeURLSessions = [](Dispatch& dispatch, Bundles& bundles) {
+        return std::make_unique<CurlSessions>(dispatch, bundles);
+    };
+    const LinuxPlatform linuxPlatform(options);
+    installPlatform(&linuxPlatform.platform());
+    const auto add = [url](const char* name, auto run) {
+        benchmark::RegisterBenchmark(name, [=](benchmark::State& state) { run(state, url); })
+            ->Iterations(kCalls)
+            ->UseRealTime();
+    };
+    add("ours", ours);
+    add("POST", plainPost);
+    add("generated", generatedClient);
+    benchmark::RunSpecifiedBenchmarks();
+}
