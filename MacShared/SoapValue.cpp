@@ -36,19 +36,17 @@ const SoapArray* SoapValue::array() const {
     return held == nullptr ? nullptr : held->get();
 }
 
-void SoapValue::append(SoapValue&& item) {
-    auto* const held = std::get_if<std::shared_ptr<SoapArray>>(&value_);
-    if (isNull()) {
-        *this = std::move(item);
-    } else if (held == nullptr) {
-        SoapArray both;
-        both.push_back(std::move(*this));
-        both.push_back(std::move(item));
-        *this = std::move(both);
-    } else {
-        if (held->use_count() > 1) *held = std::make_shared<SoapArray>(**held);
-        (*held)->push_back(std::move(item));
+/// The array that this is, or that it becomes the first member of; held by nobody else.
+SoapArray& SoapValue::arrayForMore() {
+    auto* held = std::get_if<std::shared_ptr<SoapArray>>(&value_);
+    if (held == nullptr) {
+        auto array = std::make_shared<SoapArray>();
+        array->push_back(std::move(*this));
+        held = &value_.emplace<std::shared_ptr<SoapArray>>(std::move(array));
+    } else if (held->use_count() > 1) {
+        *held = std::make_shared<SoapArray>(**held);
     }
+    return **held;
 }
 
 bool SoapValue::operator==(const SoapValue& other) const {

@@ -95,12 +95,21 @@ public:
 
     /// Collects values: the null marker becomes the item, an array gets it at its end, and anything else becomes an
     /// array of itself and the item. Other holders of the same array do not see the item.
-    void append(SoapValue&& item);
+    template <class Item>
+    void append(Item&& item) {
+        if (isNull()) {
+            *this = SoapValue(std::forward<Item>(item));
+        } else {
+            arrayForMore().emplace_back(std::forward<Item>(item));
+        }
+    }
 
     /// Whether both are of one kind and hold the same; the order of a dictionary's keys does not matter.
     bool operator==(const SoapValue& other) const;
 
 private:
+    SoapArray& arrayForMore();
+
     std::variant<std::monostate, std::string, std::shared_ptr<const SoapDictionary>, SoapNumber,
                  std::shared_ptr<SoapArray>, Guid, SoapBytes>
         value_;

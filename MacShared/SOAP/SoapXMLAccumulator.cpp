@@ -28,6 +28,7 @@ void SoapXMLAccumulator::open(std::string_view key) {
 void SoapXMLAccumulator::parserFoundCharacters(std::string_view string) {
     if (depth_ == 0) return;
     auto& frame = stack_[depth_ - 1];
+    if (frame.hasChildren) return;  // they stand for the element
     frame.hasText = true;
     frame.value.append(string);
 }
