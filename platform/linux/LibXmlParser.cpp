@@ -8,11 +8,11 @@ namespace {
 
 constexpr std::size_t kDeepest = 2048;
 constexpr std::size_t kMostAttributes = 256;
-constexpr std::ptrdiff_t kLongestToken = 256 * 1024;
+constexpr std::ptrdiff_t kLongestToken = 256L * 1024;
 /// libxml2 keeps each name once, in a table that stops growing early: masses of different ones would take it minutes.
 constexpr int kMostNames = 200'000;
 /// libxml2 refuses to hold more than 10 MB that it has not read yet, so long pieces are handed over in parts.
-constexpr std::size_t kLongestPart = 32 * 1024;
+constexpr std::size_t kLongestPart = 32UL * 1024;
 
 const char* chars(const xmlChar* text) {
     return reinterpret_cast<const char*>(text);

@@ -11,7 +11,7 @@ constexpr const char* kBuffer = "urn:x/1";
 std::string takeUntil(std::string& text, const std::string& mark) {
     const auto at = text.find(mark);
     EXPECT_NE(at, std::string::npos) << mark;
-    const auto taken = text.substr(0, at);
+    auto taken = text.substr(0, at);
     text.erase(0, at + mark.size());
     return taken;
 }
