@@ -116,9 +116,15 @@ private:
         const std::string folder = printableText(files_.folder().native());
         const std::string text = printableText(files_.textName());
         if (!files_.hasNewText()) {
-            return failed(fmt::format("The images are there, but the text {} could not be written.", text));
+            return failed(
+                fmt::format("The images are there, but the text {} could not be written; see that nothing "
+                            "stands in its place and the disk has room, then pass --replace.",
+                            text));
         }
-        if (!options_.json) fmt::print("{} slide images and {} are in {}.\n", files_.names().size(), text, folder);
+        const std::size_t count = files_.names().size();
+        if (!options_.json) {
+            fmt::print("{} slide image{} and {} are in {}.\n", count, count == 1 ? "" : "s", text, folder);
+        }
         return kDone;
     }
 

@@ -38,8 +38,8 @@ std::string checkSlides(const std::string& text) {
     return slidesFrom(text) ? std::string() : "must be slide numbers like 1-9,12, at most 10000";
 }
 
-std::string checkDirectory(const std::string& text) {
-    return text.empty() ? "must name a directory" : std::string();
+std::string checkPath(const std::string& text) {
+    return text.empty() ? "must not be empty" : std::string();
 }
 
 }  // namespace
@@ -58,7 +58,7 @@ int main(int argc, char** argv) try {
     auto* recordCommand = app.add_subcommand("record", "Record slide shows until interrupted, events as they happen");
     recordCommand->add_option("--to", directory, "Capture directory; made when missing")
         ->required()
-        ->check(CLI::Validator(checkDirectory, "DIR"))
+        ->check(CLI::Validator(checkPath, "DIR"))
         ->option_text("DIR (required)");
     recordCommand->add_option("--recording-id", options.recordingID, "Name of the recording's working directory")
         ->check(CLI::Validator(checkRecordingID, "ID"))
@@ -76,7 +76,10 @@ int main(int argc, char** argv) try {
     ExtractOptions extraction;
     std::string slides;
     auto* extractCommand = app.add_subcommand("extract", "Write a deck's slide images and text beside it");
-    extractCommand->add_option("DECK", extraction.deck, "The presentation")->required()->option_text(" ");
+    extractCommand->add_option("DECK", extraction.deck, "The presentation")
+        ->required()
+        ->check(CLI::Validator(checkPath, "DECK"))
+        ->option_text(" ");
     extractCommand->add_option("--slides", slides, "These slides only, like 1-9,12")
         ->check(CLI::Validator(checkSlides, "LIST"))
         ->option_text("LIST");
