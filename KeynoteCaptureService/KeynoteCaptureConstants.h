@@ -22,7 +22,8 @@ inline constexpr double KeynoteCaptureServiceImageCompressionFactor = 0.8;
 /// How long a slide image monitor waits for expected images.
 inline constexpr std::chrono::seconds KeynoteCaptureSlideImageFileMonitorTimeout{90};
 
-/// How long a poll may wait for the program's reply.
+/// How long an event that holds up the main queue may wait for the program's reply: 30 of the platform's ticks of 1/60
+/// second.
 inline constexpr std::chrono::milliseconds kReplyTimeout{500};
 
 inline constexpr const char* kKeynoteBundleIdentifier = "com.apple.iWork.Keynote";

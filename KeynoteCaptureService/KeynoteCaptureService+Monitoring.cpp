@@ -11,7 +11,6 @@ namespace {
 
 constexpr std::string_view kRunningApplicationsKeyPath = "runningApplications";
 constexpr std::string_view kProcessIdentifierKeyPath = "processIdentifier";
-/// 30 of the platform's ticks of 1/60 second; bounds how long a poll can hold up the main queue.
 
 bool isSupportedKeynote(const RunningApplication& application) {
     if (application.bundleIdentifier() != kKeynoteBundleIdentifier) return false;

@@ -146,7 +146,7 @@ void ScriptingChannel::exportDocumentCalls() {
             const std::string caller = object_->getCurrentlyProcessedMessage()->getSender();
             openers_.began(caller);
             whenAnswering([this, caller, url, answer = shared(std::move(result))] {
-                after(model_.faults().openTime, [this, caller, url, answer] {
+                after(openTime(url), [this, caller, url, answer] {
                     std::string id;
                     const auto error = withTarget(url, [&](const auto& path) { return openFor(caller, path, id); });
                     finish(*answer, error, id);
@@ -184,6 +184,15 @@ void ScriptingChannel::exportDocumentCalls() {
                 finish(*answer, error, text.name, structsFrom(text.slides));
             });
         });
+}
+
+/// What is open already takes no time.
+Duration ScriptingChannel::openTime(const std::string& url) const {
+    const auto path = bus::pathFromURL(url);
+    const auto& documents = model_.documents();
+    const bool isOpen = path && std::any_of(documents.begin(), documents.end(),
+                                            [&path](const auto& each) { return each.file == path; });
+    return isOpen ? Duration::zero() : model_.faults().openTime;
 }
 
 ErrorPtr ScriptingChannel::openFor(const std::string& caller, const std::filesystem::path& path, std::string& id) {

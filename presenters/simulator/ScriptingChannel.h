@@ -34,6 +34,7 @@ private:
     void whenAnswering(Task answer);
     /// Runs the task at once, or later on the queue.
     void after(Duration delay, Task task);
+    [[nodiscard]] Duration openTime(const std::string& url) const;
     [[nodiscard]] ErrorPtr openFor(const std::string& caller, const std::filesystem::path& path, std::string& id);
     [[nodiscard]] ErrorPtr close(const std::string& id, const std::string& saving);
     void callerLeft(const std::string& caller);

@@ -81,6 +81,7 @@ TEST_F(ExtractionTest, SaysBeforehandWhatCannotBe) {
     expect({home_.path() / "decks"}, 1, "is a directory");
     expect({home_.path() / "decks/notes.txt"}, 1, "cannot be opened: it is no presentation.");
     expect({deck(), "--slides", "2-4"}, 1, "The deck has no slide 4; it has 3.");
+    expect({""}, 2, "DECK");
     for (const char* const list : {"", "0", "3-1", "1,", "1-", "a", "1-99999"}) {
         expect({deck(), "--slides", list}, 2, "--slides");
     }
@@ -96,7 +97,9 @@ TEST_F(ExtractionTest, AHungProgramHoldsUpNeitherHostsNorTheEnd) {
     program->play("fault never-answers");
     Host hung;
     hung.service().extractSlideFiles({"slide.001.jpg"}, deck());
+    hung.service().waitForSavingToCompleteAsync();
     waitForLog("Extracting files");
+    waitForLog("Couldn't open document");
     Host lecture;
     lecture.record(captures());
     lecture.waitFor("launched");
