@@ -129,8 +129,9 @@ TEST_F(CurlSessionTest, FollowsRedirectionsAsBrowsersDo) {
     });
     for (const auto& [status, method] : std::map<std::string, std::string>{
              {"301", "GET"}, {"302", "GET"}, {"303", "GET"}, {"307", "POST"}, {"308", "POST"}}) {
-        EXPECT_EQ(heard(post(server.url("/" + status))),
-                  (Notes{"redirection " + status + " " + method, "response 200", "data hello", "complete"}));
+        auto followed = "redirection " + status;
+        followed.append(" ").append(method);
+        EXPECT_EQ(heard(post(server.url("/" + status))), (Notes{followed, "response 200", "data hello", "complete"}));
         EXPECT_EQ(server.requests().back().body, method == "GET" ? "" : "question");
     }
     const auto loop = heard(get(server.url("/loop")));
@@ -192,7 +193,7 @@ TEST_F(CurlSessionTest, TheDelegateDecidesWhomToTrust) {
     const Notes trusted = {"challenge", "response 200", "data hello", "complete"};
     const Notes refused = {"challenge", "complete -1202"};
     const auto answering = [&](Disposition disposition, bool withCredential) {
-        const auto recorder = std::make_shared<Recorder>();
+        auto recorder = std::make_shared<Recorder>();
         recorder->onChallenge = [=](const auto& handler, const URLAuthenticationChallenge& challenge) {
             const auto& space = challenge.protectionSpace;
             EXPECT_EQ(space.serverTrust->certificates.size(), 1U);

@@ -141,7 +141,8 @@ TEST_P(URLSessionContract, TheDelegateDecidesNowOrLaterAndOnce) {
         {"twice", [](const auto& answer) { answer(), answer(); }},
         {"elsewhere", [&](const auto& answer) { harness->elsewhere(answer); }},
     };
-    for (const auto& [name, answering] : answerings) {
+    for (const auto& each : answerings) {
+        const auto& answering = each.second;
         const auto follower = std::make_shared<Recorder>();
         follower->onRedirection = [&](const auto& handler, const auto& proposed) {
             answering([=] { handler(proposed); });
@@ -155,7 +156,7 @@ TEST_P(URLSessionContract, TheDelegateDecidesNowOrLaterAndOnce) {
         canceller->onResponse = [&](const auto& handler) {
             answering([=] { handler(URLSessionResponseDisposition::cancel); });
         };
-        EXPECT_EQ(heard("/hello", canceller), (Notes{"response 200", "complete -999"})) << name;
+        EXPECT_EQ(heard("/hello", canceller), (Notes{"response 200", "complete -999"})) << each.first;
     }
     const auto forgetful = std::make_shared<Recorder>();
     forgetful->onRedirection = [](const auto&, const auto&) {};
