@@ -1,8 +1,9 @@
 #include "presenters/impress/DocumentClosing.h"
 
+#include "presenters/impress/CancellingInteraction.h"
 #include "presenters/impress/Refusal.h"
 
-#include <com/sun/star/frame/XStorable.hpp>
+#include <com/sun/star/frame/XStorable2.hpp>
 #include <com/sun/star/lang/DisposedException.hpp>
 #include <com/sun/star/presentation/XPresentation2.hpp>
 #include <com/sun/star/presentation/XPresentationSupplier.hpp>
@@ -23,13 +24,16 @@ bool isPresented(const Reference<XModel>& document) {
 }
 
 void saveToItsFile(const Reference<XModel>& document, bool modified) {
-    const Reference<css::frame::XStorable> storable(document, UNO_QUERY_THROW);
+    const Reference<css::frame::XStorable2> storable(document, UNO_QUERY_THROW);
     if (!modified && storable->hasLocation()) return;
+    const Reference<css::task::XInteractionHandler> handler(new CancellingInteraction);
+    const auto noDialog = property("InteractionHandler", handler);
     try {
         if (storable->hasLocation()) {
-            storable->store();
+            storable->storeSelf(properties({noDialog}));
         } else if (!document->getURL().isEmpty()) {
-            storable->storeAsURL(document->getURL(), properties({property("FilterName", rtl::OUString("impress8"))}));
+            storable->storeAsURL(document->getURL(),
+                                 properties({property("FilterName", rtl::OUString("impress8")), noDialog}));
         } else {
             throw Refusal("The document has no file yet. Save it under a name first.");
         }

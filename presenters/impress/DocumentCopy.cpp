@@ -1,6 +1,7 @@
 #include "presenters/impress/DocumentCopy.h"
 
 #include "bus/Convert.h"
+#include "presenters/impress/CancellingInteraction.h"
 #include "presenters/impress/PendingFile.h"
 
 #include <com/sun/star/frame/XStorable.hpp>
@@ -8,9 +9,10 @@
 
 void DocumentCopy::run() const {
     const css::uno::Reference<css::frame::XStorable> storable(document, css::uno::UNO_QUERY_THROW);
+    const css::uno::Reference<css::task::XInteractionHandler> noDialog(new CancellingInteraction);
     PendingFile file(target);
-    storable->storeToURL(
-        unoText(bus::urlFromPath(file.path())),
-        properties({property("FilterName", rtl::OUString("impress8")), property("PickListEntry", false)}));
+    storable->storeToURL(unoText(bus::urlFromPath(file.path())),
+                         properties({property("FilterName", rtl::OUString("impress8")),
+                                     property("PickListEntry", false), property("InteractionHandler", noDialog)}));
     if (const auto error = file.commit()) std::cerr << "No copy " << target << ": " << error.message() << ".\n";
 }

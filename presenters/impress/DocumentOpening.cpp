@@ -1,24 +1,17 @@
 #include "presenters/impress/DocumentOpening.h"
 
 #include "bus/Convert.h"
+#include "presenters/impress/CancellingInteraction.h"
 #include "presenters/impress/Office.h"
 #include "presenters/impress/Refusal.h"
 
 #include <unistd.h>
-#include <com/sun/star/document/BrokenPackageRequest.hpp>
 #include <com/sun/star/document/MacroExecMode.hpp>
-#include <com/sun/star/document/NoSuchFilterRequest.hpp>
 #include <com/sun/star/document/UpdateDocMode.hpp>
 #include <com/sun/star/frame/Desktop.hpp>
 #include <com/sun/star/lang/DisposedException.hpp>
-#include <com/sun/star/task/DocumentMSPasswordRequest2.hpp>
-#include <com/sun/star/task/DocumentPasswordRequest2.hpp>
-#include <com/sun/star/task/XInteractionAbort.hpp>
-#include <com/sun/star/task/XInteractionHandler.hpp>
 #include <com/sun/star/util/XCloseable.hpp>
 #include <com/sun/star/util/XModifiable.hpp>
-#include <cppuhelper/implbase1.hxx>
-#include <mutex>
 
 using css::frame::XModel;
 using css::uno::Reference;
@@ -28,47 +21,6 @@ using css::uno::UNO_QUERY_THROW;
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr const char* kUnknownFormat = "LibreOffice knows no such format";
-
-/// Stands where the office would ask the user: remembers what it asked about, and cancels.
-class CancellingInteraction : public cppu::WeakImplHelper1<css::task::XInteractionHandler> {
-public:
-    void SAL_CALL handle(const Reference<css::task::XInteractionRequest>& request) override {
-        {
-            const std::lock_guard lock(mutex_);
-            if (reason_.empty()) reason_ = reasonFrom(request->getRequest());
-        }
-        const auto continuations = request->getContinuations();
-        for (const auto& continuation : continuations) {
-            const Reference<css::task::XInteractionAbort> abort(continuation, UNO_QUERY);
-            if (abort.is()) abort->select();
-        }
-    }
-
-    /// Why the office could not go on by itself; empty when it did not ask.
-    [[nodiscard]] std::string reason() {
-        const std::lock_guard lock(mutex_);
-        return reason_;
-    }
-
-private:
-    static std::string reasonFrom(const css::uno::Any& request) {
-        if (request.isExtractableTo(cppu::UnoType<css::task::DocumentPasswordRequest>::get()) ||
-            request.isExtractableTo(cppu::UnoType<css::task::DocumentMSPasswordRequest>::get())) {
-            return "it is protected by a password. Save a copy without one";
-        }
-        if (request.isExtractableTo(cppu::UnoType<css::document::BrokenPackageRequest>::get())) {
-            return "it is damaged or cut short";
-        }
-        if (request.isExtractableTo(cppu::UnoType<css::document::NoSuchFilterRequest>::get())) return kUnknownFormat;
-        return "it is damaged, or LibreOffice lacks the part that reads it (" + textFrom(request.getValueTypeName()) +
-               ")";
-    }
-
-    std::mutex mutex_;
-    std::string reason_;
-};
 
 [[noreturn]] void refuse(const fs::path& path, const std::string& why) {
     throw Refusal("The file " + path.string() + " cannot be opened: " + why + ".");
@@ -120,7 +72,7 @@ Reference<XModel> load(const Reference<css::frame::XDesktop2>& desktop, const fs
         reason = textFrom(exception);
     }
     if (const auto asked = interaction->reason(); !asked.empty()) reason = asked;
-    if (!component.is()) refuse(path, reason.empty() ? kUnknownFormat : reason);
+    if (!component.is()) refuse(path, reason.empty() ? CancellingInteraction::kUnknownFormat : reason);
     const Reference<XModel> model(component, UNO_QUERY);
     if (!isPresentation(model)) {
         close(component);
