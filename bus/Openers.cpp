@@ -5,6 +5,11 @@ void Openers::began(const std::string& caller) {
     callers_.insert(caller);
 }
 
+bool Openers::isThere(const std::string& caller) const {
+    const std::lock_guard lock(mutex_);
+    return callers_.contains(caller);
+}
+
 bool Openers::opened(const std::string& caller, const std::string& document) {
     const std::lock_guard lock(mutex_);
     if (callers_.contains(caller)) callersByDocument_.emplace(document, caller);

@@ -12,6 +12,8 @@ class Openers {
 public:
     /// The caller is about to open something.
     void began(const std::string& caller);
+    /// Whether the caller has not left since.
+    [[nodiscard]] bool isThere(const std::string& caller) const;
     /// The caller has opened the document. False when it has left meanwhile: then nobody wants the document.
     [[nodiscard]] bool opened(const std::string& caller, const std::string& document);
     /// The document is closed once. True when nobody else has it open.

@@ -17,7 +17,7 @@ public:
     using Command = std::function<void()>;  ///< must not throw
 
     /// Commands accepted and not yet done; more are refused.
-    static constexpr std::size_t kCapacity = 32;
+    static constexpr std::size_t kCapacity = 128;
 
     CommandLanes() = default;
     /// Waits for the running commands; those behind them are dropped.

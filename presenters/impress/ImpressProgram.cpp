@@ -332,6 +332,8 @@ ImpressProgram::Model ImpressProgram::documentWithID(const std::string& id) {
 }
 
 std::string ImpressProgram::openFor(const std::string& caller, const std::filesystem::path& path) {
+    // The office stands still while it loads; not for nobody.
+    if (!openers_.isThere(caller)) throw refusal("The caller has left.");
     const Counted occupation(occupied_);
     const auto document = DocumentOpening{path}.run(connection_.context());
     auto id = identifierOf(document);
