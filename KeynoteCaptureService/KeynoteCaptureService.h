@@ -26,9 +26,8 @@ class KeynoteCaptureSlideImageFileMonitor;
 /// The one object behind a host's connection: watches the presentation program and captures what it shows.
 ///
 /// Terms. A *presentation* is one slide show from start to stop; it gets a fresh upper-case UUID. Its *capture
-/// directory*
-/// (`base capture directory / ID`) receives the archive copy of the deck and the slide images; its *working directory*
-/// (`sandboxRootURL / recording ID / ID`), where the program may write, receives the exported images first.
+/// directory* (`base capture directory / ID`) receives the archive copy of the deck and the slide images; its *working
+/// directory* (`sandboxRootURL / recording ID / ID`), where the program may write, receives the exported images first.
 ///
 /// The normal sequence. The host starts; the service observes the running applications, finds a supported program,
 /// tells `detectedKeynoteLaunched` and polls it. A poll that finds it playing prepares the directories, has an

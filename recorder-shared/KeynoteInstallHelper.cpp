@@ -62,8 +62,7 @@ struct KeynoteStatus {
 }  // namespace
 
 KeynoteInstallHelper& KeynoteInstallHelper::sharedInstance() {
-    // Never destroyed: the platform that it observes is gone when the process's
-    // objects are.
+    // Never destroyed: the platform that it observes is gone when the process's objects are.
     static auto* const shared = new KeynoteInstallHelper;
     return *shared;
 }
@@ -163,7 +162,6 @@ void KeynoteInstallHelper::finishedQuery(const MetadataQuery& sender) {
         if (auto bundle = path ? platform().bundles.bundleAtPath(*path) : nullptr) bundles.push_back(std::move(bundle));
     }
     keynoteQuery_ = nullptr;
-    // Taken out before the call, so that a survey that the callback starts keeps
-    // its own.
+    // Taken out before the call, so that a survey that the callback starts keeps its own.
     if (const auto callback = std::exchange(bundleCallback_, nullptr)) callback(bundles);
 }

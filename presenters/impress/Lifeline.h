@@ -7,9 +7,8 @@
 #include <vector>
 
 /// Ends the process when it is told to, and ends it or replaces it by a fresh one when the office is gone. All of it
-/// happens at once,
-/// whatever the other threads are waiting for: the kernel closes the bus connection, and with it the program's name
-/// leaves the bus. A fresh process has no state of an office that no longer exists.
+/// happens at once, whatever the other threads are waiting for: the kernel closes the bus connection, and with it the
+/// program's name leaves the bus. A fresh process has no state of an office that no longer exists.
 class Lifeline {
 public:
     /// Must be made before any other thread, because it takes over the signals SIGTERM, SIGINT and SIGHUP.
