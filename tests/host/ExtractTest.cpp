@@ -35,7 +35,7 @@ TEST_F(ExtractTest, WhatDidNotComeIsTold) {
     for (const auto& [error, imagesCome, complaint] :
          {Case{5, false, "did not export them in time. Missing: slide.001.jpg, slide.002.jpg."},
           Case{0, false, "Not all slide images came. Missing: slide.001.jpg, slide.002.jpg."},
-          Case{0, true, "The images are there, but the text optics 1.key.key.text.xml could not be written."}}) {
+          Case{0, true, "The images are there, but the text optics 1.key.key.text.xml could not be written; see"}}) {
         FakeService service(bus_.address(), {{"extractSlideFiles", [&, come = imagesCome, code = error](auto& it) {
                                                   for (const char* name : {"slide.001.jpg", "slide.002.jpg"}) {
                                                       if (come) writeFile(directory_.path() / name, "image");
