@@ -9,6 +9,7 @@
 
 #include <benchmark/benchmark.h>
 #include <curl/curl.h>
+#include <fmt/format.h>
 #include <semaphore>
 #include <string>
 
@@ -71,7 +72,7 @@ void plainPost(benchmark::State& state, const std::string& url) {
     CURL* const easy = curl_easy_init();
     curl_slist* fields = nullptr;
     for (const auto& [name, value] : request.httpHeaderFields) {
-        fields = curl_slist_append(fields, (name + ": " + value).c_str());
+        fields = curl_slist_append(fields, fmt::format("{}: {}", name, value).c_str());
     }
     std::string received;
     curl_easy_setopt(easy, CURLOPT_URL, url.c_str());

@@ -93,6 +93,7 @@ TEST_F(RealCall, ManyCallersAtOnceAndSomeThatLeave) {
         return {{http("<GetResponse>" + request.path() + "</GetResponse>")}};
     });
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int i = 0; i < 4; ++i) {
         threads.emplace_back([&server, path = fmt::format("/{}", i)] {
             const auto own = SimpleSoapCaller::init();
