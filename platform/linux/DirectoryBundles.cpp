@@ -12,6 +12,7 @@ namespace fs = std::filesystem;
 
 constexpr const char* kDomain = "keynote-capture";
 constexpr const char* kExecutableKey = "CFBundleExecutable";
+constexpr const char* kIdentifierKey = "CFBundleIdentifier";
 
 bool isDirectory(const fs::path& path) {
     std::error_code ignored;
@@ -70,8 +71,10 @@ std::shared_ptr<const Bundle> makeMainBundle(const fs::path& executable) {
     const auto resources = resourcesOf(executable);
     auto info = readPropertyStrings(resources / "Info.plist");
     const auto name = executable.filename().string();
-    const auto named = info.find(kExecutableKey);
-    if (named == info.end() || named->second != name) info = {{kExecutableKey, name}};
+    auto& named = info[kExecutableKey];
+    if (named != name)
+        info.erase(kIdentifierKey);  // another program of the package: of its version, but not the service
+    named = name;
     return std::make_shared<const MainBundle>(resources, std::move(info));
 }
 
