@@ -138,7 +138,7 @@ int main(int argc, char** argv) {
     StandardErrorLog console;
     AsioDispatch dispatch(console);
     DirectoryBundles bundles;
-    CurlSessions sessions(dispatch, bundles);
+    CurlSessions sessions(bundles);
     const auto small = std::make_shared<const std::string>(1'000, 'q');
     const auto large = std::make_shared<const std::string>(kLarge, 'q');
     const auto add = [](const char* name, int iterations, auto run) {

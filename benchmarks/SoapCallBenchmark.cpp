@@ -121,9 +121,7 @@ int main(int argc, char** argv) {
     if (url == nullptr) fail("LECTURES_URL does not say where the service is");
     LinuxPlatform::Options options;
     options.usesSessionBus = false;
-    options.makeURLSessions = [](Dispatch& dispatch, Bundles& bundles) {
-        return std::make_unique<CurlSessions>(dispatch, bundles);
-    };
+    options.makeURLSessions = [](Bundles& bundles) { return std::make_unique<CurlSessions>(bundles); };
     const LinuxPlatform linuxPlatform(options);
     installPlatform(&linuxPlatform.platform());
     const auto add = [url](const char* name, auto run) {

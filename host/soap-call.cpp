@@ -84,9 +84,7 @@ ExitStatus report(const Answer& answer, std::int32_t status) {
 ExitStatus call(const Options& options, const SoapParameters& parameters) {
     LinuxPlatform::Options platformOptions;
     platformOptions.usesSessionBus = false;
-    platformOptions.makeURLSessions = [](Dispatch& dispatch, Bundles& bundles) {
-        return std::make_unique<CurlSessions>(dispatch, bundles);
-    };
+    platformOptions.makeURLSessions = [](Bundles& bundles) { return std::make_unique<CurlSessions>(bundles); };
     const LinuxPlatform linuxPlatform(platformOptions);
     installPlatform(&linuxPlatform.platform());
 

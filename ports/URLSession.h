@@ -63,7 +63,8 @@ public:
 class URLSessions {
 public:
     virtual ~URLSessions() = default;
-    /// A new session that calls its delegate on a serial queue of its own. Without a delegate each operation has the
+    /// A new session that calls its delegate on a serial queue of its own, never on a caller's thread. A delegate that
+    /// is busy may hold up the session's transfers, not those of others. Without a delegate each operation has the
     /// outcome of `URLSessionDelegate`'s own implementation. Never null. When the client itself ends, tasks end untold.
     [[nodiscard]] virtual std::shared_ptr<URLSession> sessionWithConfiguration(
         const URLSessionConfiguration& configuration, std::shared_ptr<URLSessionDelegate> delegate) = 0;

@@ -26,7 +26,7 @@ void CurlLoop::post(Task task) {
     if (stopped_) return;
     posted_.push_back(std::move(task));
     if (!thread_.joinable()) thread_ = std::thread([this] { run(); });
-    curl_multi_wakeup(multi());
+    if (isPolling_) curl_multi_wakeup(multi());
 }
 
 void CurlLoop::stop() {
@@ -35,7 +35,7 @@ void CurlLoop::stop() {
     stopped_ = true;
     if (!thread_.joinable()) ended_ = true;
     dropped.swap(posted_);
-    curl_multi_wakeup(multi());
+    if (isPolling_) curl_multi_wakeup(multi());
 }
 
 bool CurlLoop::hasEnded() const {
@@ -71,11 +71,21 @@ void CurlLoop::run() {
         curl_multi_perform(multi(), &running);
         endTransfers();
         watchDeadlines();
+        if (!beginPolling()) continue;
         curl_multi_poll(multi(), nullptr, 0, pollTimeout(), nullptr);
+        const std::lock_guard lock(mutex_);
+        isPolling_ = false;
     }
     clients_.clear();
     const std::lock_guard lock(mutex_);
     ended_ = true;
+}
+
+/// From here on whoever posts wakes the thread up. False when something has been posted already.
+bool CurlLoop::beginPolling() {
+    const std::lock_guard lock(mutex_);
+    isPolling_ = posted_.empty() && !stopped_;
+    return isPolling_;
 }
 
 void CurlLoop::runPosted() {

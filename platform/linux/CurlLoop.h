@@ -52,6 +52,7 @@ public:
 private:
     void run();
     void runPosted();
+    [[nodiscard]] bool beginPolling();
     void endTransfers();
     void watchDeadlines();
     [[nodiscard]] int pollTimeout() const;
@@ -61,6 +62,7 @@ private:
 
     mutable std::mutex mutex_;  ///< guards what follows
     std::vector<Task> posted_;
+    bool isPolling_ = false;  ///< the thread waits, and has to be woken up
     bool stopped_ = false;
     bool ended_ = false;
     std::thread thread_;

@@ -4,8 +4,8 @@
 
 #include <utility>
 
-/// A task of the queue that makes the calls. Calls hold the session that holds them, so one that is dropped with its
-/// queue drops them.
+/// A task of the loop that makes the calls. Calls hold the session that holds them, so one that is dropped with its
+/// loop drops them.
 class CurlSession::Turn {
 public:
     explicit Turn(std::shared_ptr<CurlSession> session) : session_(std::move(session)) {}
@@ -22,9 +22,8 @@ private:
 };
 
 CurlSession::CurlSession(const URLSessionConfiguration& configuration, std::shared_ptr<URLSessionDelegate> delegate,
-                         std::shared_ptr<DispatchQueue> queue, std::shared_ptr<CurlLoop> loop)
+                         std::shared_ptr<CurlLoop> loop)
     : configuration_(configuration),
-      queue_(std::move(queue)),
       loop_(std::move(loop)),
       delegate_(delegate ? std::move(delegate) : std::make_shared<URLSessionDelegate>()) {}
 
@@ -38,10 +37,10 @@ void CurlSession::invalidateAndCancel() {
     if (invalidated_.exchange(true)) return;
     loop_->post([self = shared_from_this()] {
         self->loop_->cancelAll();
-        self->tell([self](URLSessionDelegate& delegate) {
-            delegate.URLSessionDidBecomeInvalidWithError(*self, nullptr);
-            self->delegate_.reset();
-        });
+        while (self->makeCalls()) {
+        }
+        const auto delegate = std::exchange(self->delegate_, nullptr);
+        delegate->URLSessionDidBecomeInvalidWithError(*self, nullptr);
         self->loop_->stop();
     });
 }
@@ -52,7 +51,7 @@ void CurlSession::tell(Call call) {
         calls_.push_back(std::move(call));
         if (calls_.size() > 1) return;
     }
-    queue_->async([turn = std::make_shared<Turn>(shared_from_this())] { turn->run(); });
+    loop_->post([turn = std::make_shared<Turn>(shared_from_this())] { turn->run(); });
 }
 
 std::vector<CurlSession::Call> CurlSession::takeCalls() {
@@ -60,8 +59,10 @@ std::vector<CurlSession::Call> CurlSession::takeCalls() {
     return std::exchange(calls_, {});
 }
 
-void CurlSession::makeCalls() {
-    for (const auto& call : takeCalls()) {
+bool CurlSession::makeCalls() {
+    const auto calls = takeCalls();
+    for (const auto& call : calls) {
         if (const auto delegate = delegate_) call(*delegate);
     }
+    return !calls.empty();
 }

@@ -7,7 +7,7 @@
 
 #include <curl/curl.h>
 
-CurlSessions::CurlSessions(Dispatch& dispatch, Bundles& bundles) : dispatch_(dispatch), bundles_(bundles) {
+CurlSessions::CurlSessions(Bundles& bundles) : bundles_(bundles) {
     curl_global_init(CURL_GLOBAL_DEFAULT);
 }
 
@@ -26,7 +26,7 @@ std::shared_ptr<URLSession> CurlSessions::sessionWithConfiguration(const URLSess
     });
     const auto loop = std::make_shared<CurlLoop>(configuration.httpMaximumConnectionsPerHost);
     loops_.push_back(loop);
-    return std::make_shared<CurlSession>(configuration, std::move(delegate), dispatch_.makeSerialQueue("HTTP"), loop);
+    return std::make_shared<CurlSession>(configuration, std::move(delegate), loop);
 }
 
 std::string CurlSessions::localizedStringForStatusCode(int statusCode) {

@@ -8,17 +8,16 @@
 
 class Bundles;
 class CurlLoop;
-class Dispatch;
 
 /// HTTP/1.1 through libcurl, with the system's certificates (`$SSL_CERT_FILE` names others) and the proxies that the
-/// usual environment variables name. Each session has a thread for its transfers and a serial queue for its delegate.
+/// usual environment variables name. Each session has a thread for its transfers, which calls its delegate too.
 ///
 /// There are no cookies and no cache; nothing is authenticated but servers, so 401 and 407 are responses like others.
 /// Responses are delivered in the coding in which they come: none is asked for, unless a request does.
 class CurlSessions final : public URLSessions {
 public:
-    /// Both must outlive the sessions' use. Reason phrases are translated by the main bundle.
-    CurlSessions(Dispatch& dispatch, Bundles& bundles);
+    /// The bundles must outlive the sessions' use: reason phrases are translated by the main bundle.
+    explicit CurlSessions(Bundles& bundles);
     /// Ends all sessions: tasks end untold, and tasks and sessions that are still held do nothing any more.
     ~CurlSessions() override;
     CurlSessions(const CurlSessions&) = delete;
@@ -29,7 +28,6 @@ public:
     [[nodiscard]] std::string localizedStringForStatusCode(int statusCode) override;
 
 private:
-    Dispatch& dispatch_;
     Bundles& bundles_;
     std::mutex mutex_;                              ///< guards what follows
     std::vector<std::shared_ptr<CurlLoop>> loops_;  ///< all whose threads have not been joined

@@ -59,7 +59,8 @@ void CurlTransfer::beginHop() {
     curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);  // cancelling must not wait for a name server
     curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, kReceiveBuffer);
-    curl_easy_setopt(easy, CURLOPT_UPLOAD_BUFFERSIZE, kSendBuffer);
+    const bool isLarge = request_.httpBody && request_.httpBody->size() > kSendBuffer;
+    if (isLarge) curl_easy_setopt(easy, CURLOPT_UPLOAD_BUFFERSIZE, kSendBuffer);
     curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &receivedHeader);
     curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
     curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &receivedBody);

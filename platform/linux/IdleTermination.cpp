@@ -68,5 +68,6 @@ void IdleTermination::hostLeft() {
     state_->count(0, -1);
 }
 std::string IdleTermination::operatingSystemVersionString() const {
-    return systemVersionString();
+    static const auto version = systemVersionString();  // web service calls ask each time
+    return version;
 }

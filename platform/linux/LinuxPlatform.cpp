@@ -13,7 +13,7 @@ LinuxPlatform::LinuxPlatform(const Options& options)
       workspace_(bus_, dispatch_.mainQueue(), {kWatchedBundleIdentifier}),
       scripting_([this](pid_t process) { return workspace_.busNameOfProcess(process); },
                  [this](const std::string& bundle) { return workspace_.busNameOfBundle(bundle); }),
-      urlSessions_(options.makeURLSessions ? options.makeURLSessions(dispatch_, bundles_) : nullptr),
+      urlSessions_(options.makeURLSessions ? options.makeURLSessions(bundles_) : nullptr),
       idleTermination_(dispatch_, options.exitWhenIdle, [this] { listener_.endIfUnused(); }),
       listener_(bus_, dispatch_, consoleLog_,
                 {[this] { idleTermination_.hostConnected(); }, [this] { idleTermination_.hostLeft(); }}),

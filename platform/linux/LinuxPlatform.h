@@ -37,7 +37,7 @@ public:
         /// complaint.
         bool usesSessionBus = true;
         /// Makes the HTTP client, for a program that needs one.
-        std::function<std::unique_ptr<URLSessions>(Dispatch&, Bundles&)> makeURLSessions;
+        std::function<std::unique_ptr<URLSessions>(Bundles&)> makeURLSessions;
     };
 
     explicit LinuxPlatform(const Options& options);

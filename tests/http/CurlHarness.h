@@ -21,5 +21,5 @@ struct CurlHarness {
     SimulatedConsoleLog console;
     AsioDispatch dispatch{console};
     DirectoryBundles bundles;
-    std::unique_ptr<URLSessions> sessions = std::make_unique<CurlSessions>(dispatch, bundles);
+    std::unique_ptr<URLSessions> sessions = std::make_unique<CurlSessions>(bundles);
 };

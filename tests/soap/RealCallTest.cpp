@@ -20,9 +20,7 @@ using Names = std::vector<std::string>;
 LinuxPlatform::Options platformOptions() {
     LinuxPlatform::Options options;
     options.usesSessionBus = false;
-    options.makeURLSessions = [](Dispatch& dispatch, Bundles& bundles) {
-        return std::make_unique<CurlSessions>(dispatch, bundles);
-    };
+    options.makeURLSessions = [](Bundles& bundles) { return std::make_unique<CurlSessions>(bundles); };
     return options;
 }
 
