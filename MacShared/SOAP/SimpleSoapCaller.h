@@ -17,13 +17,13 @@
 /// A call: the request goes out; the response is collected and parsed; the callback gets a dictionary whose entry
 /// "response" is the method's result, or an error:
 ///
-/// | what happened | what the callback gets |
-/// |---|---|
-/// | status 2xx with a response element | its result, the null marker when that is empty; without a result element its
-/// content | | status 2xx without one (another method's, no XML, no body) | an empty dictionary | | status 2xx,
-/// multipart, but not in parts | error "Veldrin" 87 with the body under "responsebodykey" | | status 400 and above | an
-/// `HTTPError`; a fault is not parsed | | the transport failed, also when 60 seconds pass without a byte | the HTTP
-/// client's error | | any other status | nothing: the call ends in silence |
+/// - status 2xx with a response element: its result, the null marker when that is empty; its content when it holds no
+///   result element;
+/// - status 2xx without one (another method's, no XML, no body): an empty dictionary;
+/// - status 2xx, multipart, but not in parts: error "Veldrin" 87 with the body under "responsebodykey";
+/// - status 400 and above: an `HTTPError`; a fault is not parsed;
+/// - the transport failed, also when 60 seconds pass without a byte: the HTTP client's error;
+/// - any other status: nothing, the call ends in silence.
 ///
 /// One call at a time: a second one replaces the first, whose result is lost. The state that goes with a call is
 /// released when the call has ended, however it did, so who needs to know of silence can tell by that.
