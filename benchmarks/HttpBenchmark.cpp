@@ -1,8 +1,6 @@
 #include "benchmarks/Failure.h"
-#include "platform/linux/AsioDispatch.h"
 #include "platform/linux/CurlSessions.h"
 #include "platform/linux/DirectoryBundles.h"
-#include "platform/linux/StandardErrorLog.h"
 #include "ports/URLSessionDelegate.h"
 
 #include <arpa/inet.h>
@@ -135,8 +133,6 @@ void peer(benchmark::State& state, const Server& server, const Data& body) {
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     const auto* const server = new Server;  // its threads run to the end
-    StandardErrorLog console;
-    AsioDispatch dispatch(console);
     DirectoryBundles bundles;
     CurlSessions sessions(bundles);
     const auto small = std::make_shared<const std::string>(1'000, 'q');

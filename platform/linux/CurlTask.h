@@ -14,7 +14,7 @@ class CurlTransfer;
 /// A task as its user and its delegate see it; `CurlTransfer` does the work once it is resumed.
 ///
 /// What the transfer tells waits here while the delegate owes its answer to the response: so the transfer need not
-/// wait, and an answer that is given at once costs no way back to the loop's thread.
+/// wait for it.
 class CurlTask final : public URLSessionDataTask, public std::enable_shared_from_this<CurlTask> {
 public:
     CurlTask(std::shared_ptr<CurlSession> session, std::size_t identifier, URLRequest request)
@@ -26,7 +26,7 @@ public:
     [[nodiscard]] const URLRequest& originalRequest() const override { return request_; }
 
     [[nodiscard]] CurlSession& session() { return *session_; }
-    /// Calls the delegate later on its queue, unless the task has been cancelled by then. Any thread.
+    /// Calls the delegate later on the loop's thread, unless the task has been cancelled by then. Any thread.
     void tell(std::function<void(URLSessionDelegate&, URLSession&, CurlTask&)> call);
     void tellResponse(HTTPURLResponse response);
     /// The last that is told. The loop's thread, once.
@@ -52,7 +52,7 @@ private:
     std::atomic<bool> cancelled_ = false;
     std::atomic<bool> isUndecided_ = false;
     std::atomic<Instant> decidedAt_ = Instant{};
-    std::deque<Call> waiting_;              ///< on the delegate's queue only
+    std::deque<Call> waiting_;              ///< the loop's thread only
     bool completed_ = false;                ///< the loop's thread only
     std::weak_ptr<CurlTransfer> transfer_;  ///< the loop's thread only
 };

@@ -292,7 +292,7 @@ void CurlTransfer::deliver(std::string bytes) {
 
 void CurlTransfer::delivered(std::size_t count) {
     undelivered_ -= count;
-    if (undelivered_ > kMostUndelivered / 2 || !isHeldBack_.exchange(false)) return;
+    if (undelivered_ > kMostUndelivered / 2 || !std::exchange(isHeldBack_, false)) return;
     task_->session().loop().post([weak = weak_from_this()] {
         const auto self = weak.lock();
         if (self && self->isRunning_) self->goOn();

@@ -7,7 +7,6 @@
 
 #include <curl/curl.h>
 #include <array>
-#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -60,7 +59,7 @@ private:
     [[nodiscard]] std::size_t receiveBody(std::string_view bytes);
     void tellSent(std::int64_t sent);
     void deliver(std::string bytes);
-    /// The delegate is done with bytes. On its queue.
+    /// The delegate is done with bytes.
     void delivered(std::size_t count);
     bool fail(NSURLErrorCode code, const std::string& detail);
 
@@ -86,6 +85,6 @@ private:
     ErrorPtr failure_;        ///< why we ended the hop
     bool endsWithHead_ = false;
 
-    std::atomic<std::size_t> undelivered_ = 0;  ///< bytes on the delegate's queue
-    std::atomic<bool> isHeldBack_ = false;      ///< the body waits for the delegate to catch up
+    std::size_t undelivered_ = 0;  ///< bytes that wait for the delegate
+    bool isHeldBack_ = false;      ///< the body waits for the delegate to catch up
 };
