@@ -35,10 +35,9 @@ void WorkerThread::waitForStart() const {
 }
 
 void WorkerThread::closeThread() {
+    if (!thread()) done_.set(true);  // then it ends as soon as it starts, unless it has just done so
     const auto running = thread();
-    if (running && !running->isCurrentThread()) {
-        running->perform([self = shared_from_this()] { self->closeThread(); });
-    } else {
-        done_.set(true);  // also before it has started: then it ends at once
-    }
+    if (!running) return;
+    if (running->isCurrentThread()) return done_.set(true);
+    running->perform([self = shared_from_this()] { self->closeThread(); });
 }
