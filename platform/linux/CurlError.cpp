@@ -86,5 +86,8 @@ ErrorPtr makeURLError(NSURLErrorCode code, const std::string& url, const std::st
 
 ErrorPtr errorFromCurl(CURLcode result, const std::string& url, const std::string& detail) {
     if (result == CURLE_OK) return nullptr;
+    if (result == CURLE_OUT_OF_MEMORY) {  // what this libcurl says of a line above its own limit of 100 KiB
+        return makeURLError(NSURLErrorDataLengthExceedsMaximum, url, "a line of its head");
+    }
     return makeURLError(codeFor(result), url, detail.empty() ? curl_easy_strerror(result) : detail);
 }

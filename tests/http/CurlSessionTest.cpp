@@ -61,6 +61,7 @@ TEST_F(CurlSessionTest, TakesWhateverAServerSends) {
         {{{}, Then::reset}, {"complete -1005"}},
         {{{"SSH-2.0-server\r\n"}, Then::close}, {"complete -1011"}},
         {{{ok, "Field: value\r\n"}, Then::repeatLast}, {"complete -1103"}},
+        {{{ok + "Field: ", std::string(1000, 'x')}, Then::repeatLast}, {"complete -1103"}},
         {{{"HTTP/1.1 100 X\r\n\r\n", "HTTP/1.1 102 X\r\n\r\n"}, Then::repeatLast}, {}},
     };
     for (const auto& [answer, notes] : table) {
