@@ -87,6 +87,7 @@ TEST_F(CurlSessionTest, RefusesRequestsThatCannotBeSent) {
         const char* note;
     } table[] = {
         {get(closed), "complete -1004"},
+        {get("http://" + std::string(64, 'x') + ".invalid"), "complete -1003"},  // too long to ask the network for
         {get(""), "complete -1000"},
         {get("no url"), "complete -1000"},
         {get("file:///etc/hostname"), "complete -1002"},
@@ -216,6 +217,12 @@ TEST_F(CurlSessionTest, TheDelegateDecidesWhomToTrust) {
     EXPECT_EQ(heard(get(server.url())), trusted);
     const auto otherName = "https://localhost" + server.url().substr(server.url().rfind(':'));
     EXPECT_EQ(heard(get(otherName)), refused);
+    for (const auto& [days, code] : {std::pair{-2, "complete -1201"}, {1, "complete -1204"}}) {
+        const ServerCertificate untimely(days, days + 1);
+        const HTTPServer other([](const auto&) { return kHelloAnswer; }, &untimely);
+        ::setenv("SSL_CERT_FILE", untimely.file().c_str(), 1);
+        EXPECT_EQ(heard(get(other.url())), (Notes{"challenge", code}));
+    }
     ::unsetenv("SSL_CERT_FILE");
 }
 
@@ -247,11 +254,24 @@ TEST_F(CurlSessionTest, OthersGoOnWhileADelegateThinksAboutTrust) {
 }
 
 TEST_F(CurlSessionTest, GoesThroughTheProxyOfTheEnvironment) {
-    const HTTPServer proxy([](const auto&) { return kHelloAnswer; });
-    ::setenv("http_proxy", proxy.url().c_str(), 1);
+    const ServerCertificate certificate;
+    const HTTPServer proxy(
+        [](const HTTPServer::Request& request) {
+            return request.head.starts_with("CONNECT ") ? ServerAnswer{{"HTTP/1.1 200 OK\r\n\r\n"}} : kHelloAnswer;
+        },
+        &certificate);
+    const auto proxyURL = "http" + proxy.url().substr(5);
+    ::setenv("http_proxy", proxyURL.c_str(), 1);
+    ::setenv("https_proxy", proxyURL.c_str(), 1);
     EXPECT_EQ(heard(get("http://server.invalid/x")), kHello);
-    ::unsetenv("http_proxy");
-    EXPECT_EQ(proxy.requests().at(0).path(), "http://server.invalid/x");
+    EXPECT_EQ(proxy.requests().back().path(), "http://server.invalid/x");
+
+    const auto behind = get("https://127.0.0.1:1/x");
+    EXPECT_EQ(heard(behind), (Notes{"challenge", "complete -1202"}));
+    ::setenv("SSL_CERT_FILE", certificate.file().c_str(), 1);
+    EXPECT_EQ(heard(behind), (Notes{"challenge", "response 200", "data hello", "complete"}));
+    EXPECT_EQ(proxy.requests().back().path(), "/x");
+    for (const char* variable : {"http_proxy", "https_proxy", "SSL_CERT_FILE"}) ::unsetenv(variable);
 }
 
 TEST_F(CurlSessionTest, EndsWithTransfersUnderWay) {

@@ -20,12 +20,12 @@ using Certificate = std::unique_ptr<X509, decltype(&X509_free)>;
 
 constexpr long kOneDay = 86'400;
 
-Certificate selfSigned(EVP_PKEY* key) {
+Certificate selfSigned(EVP_PKEY* key, int firstDay, int lastDay) {
     Certificate made(X509_new(), X509_free);
     X509_set_version(made.get(), X509_VERSION_3);
     ASN1_INTEGER_set(X509_get_serialNumber(made.get()), 1);
-    X509_gmtime_adj(X509_getm_notBefore(made.get()), -kOneDay);
-    X509_gmtime_adj(X509_getm_notAfter(made.get()), kOneDay);
+    X509_gmtime_adj(X509_getm_notBefore(made.get()), firstDay * kOneDay);
+    X509_gmtime_adj(X509_getm_notAfter(made.get()), lastDay * kOneDay);
     X509_set_pubkey(made.get(), key);
     auto* const name = X509_get_subject_name(made.get());
     X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC, reinterpret_cast<const unsigned char*>("test"), -1, -1, 0);
@@ -44,9 +44,9 @@ std::size_t bodyLength(const std::string& head) {
 
 }  // namespace
 
-ServerCertificate::ServerCertificate() : context_(SSL_CTX_new(TLS_server_method())) {
+ServerCertificate::ServerCertificate(int firstDay, int lastDay) : context_(SSL_CTX_new(TLS_server_method())) {
     const Key key(EVP_EC_gen("P-256"), EVP_PKEY_free);
-    const auto certificate = selfSigned(key.get());
+    const auto certificate = selfSigned(key.get(), firstDay, lastDay);
     SSL_CTX_use_certificate(context_, certificate.get());
     SSL_CTX_use_PrivateKey(context_, key.get());
     std::FILE* const out = std::fopen(file().c_str(), "w");
@@ -62,12 +62,9 @@ ServerCertificate::~ServerCertificate() {
 /// Bytes to and from one client. A short count is its end.
 class HTTPServer::Connection {
 public:
-    Connection(int socket, SSL_CTX* tls) : socket_(socket), tls_(tls == nullptr ? nullptr : SSL_new(tls), SSL_free) {
-        if (!tls_) return;
-        SSL_set_fd(tls_.get(), socket);
-        isOpen_ = SSL_accept(tls_.get()) == 1;
-    }
+    Connection(int socket, SSL_CTX* context) : socket_(socket), context_(context) {}
     [[nodiscard]] bool readInto(std::string& bytes) {
+        if (context_ != nullptr && !tls_) beginTLSIfAsked();
         std::array<char, 16'384> buffer{};
         const auto size = static_cast<int>(buffer.size());
         const auto count = !isOpen_ ? 0
@@ -93,8 +90,18 @@ public:
     }
 
 private:
+    void beginTLSIfAsked() {
+        constexpr char kHandshake = 22;  // a record's first byte
+        char first = 0;
+        if (::recv(socket_, &first, 1, MSG_PEEK) != 1 || first != kHandshake) return;
+        tls_.reset(SSL_new(context_));
+        SSL_set_fd(tls_.get(), socket_);
+        isOpen_ = SSL_accept(tls_.get()) == 1;
+    }
+
     const int socket_;
-    const std::unique_ptr<SSL, decltype(&SSL_free)> tls_;
+    SSL_CTX* const context_;
+    std::unique_ptr<SSL, decltype(&SSL_free)> tls_{nullptr, SSL_free};
     bool isOpen_ = true;
 };
 

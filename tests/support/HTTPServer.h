@@ -25,7 +25,8 @@ struct ServerAnswer {
 /// A certificate made for the server at 127.0.0.1, and its key.
 class ServerCertificate {
 public:
-    ServerCertificate();
+    /// Valid between two days, counted from now.
+    explicit ServerCertificate(int firstDay = -1, int lastDay = 1);
     ~ServerCertificate();
     ServerCertificate(const ServerCertificate&) = delete;
     ServerCertificate& operator=(const ServerCertificate&) = delete;
@@ -39,7 +40,8 @@ private:
     SSL_CTX* context_;
 };
 
-/// A small HTTP server on a loopback port, plain or with TLS, that answers as a function of the test's says.
+/// A small HTTP server on a loopback port, plain or with TLS, that answers as a function of the test's says. With a
+/// certificate it speaks TLS as soon as the client does, so it can also be a proxy with the server behind it.
 class HTTPServer {
 public:
     struct Request {
