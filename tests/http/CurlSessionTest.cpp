@@ -1,6 +1,8 @@
+#include "platform/linux/HTTPStatusText.h"
 #include "tests/http/CurlHarness.h"
 
 #include <gtest/gtest.h>
+#include <clocale>
 #include <cstdlib>
 #include <future>
 
@@ -289,7 +291,7 @@ TEST_F(CurlSessionTest, EndsWithTransfersUnderWay) {
     EXPECT_EQ(recorder->notes(), Notes{});
 }
 
-TEST(HTTPStatus, HasAPhraseForEveryCode) {
+TEST(HTTPStatus, HasAPhraseForEveryCodeInBothLanguages) {
     CurlHarness curl;
     for (const auto& [code, phrase] : std::map<int, std::string>{{404, "not found"},
                                                                  {500, "internal server error"},
@@ -301,6 +303,13 @@ TEST(HTTPStatus, HasAPhraseForEveryCode) {
                                                                  {600, "unknown status"}}) {
         EXPECT_EQ(curl.sessions->localizedStringForStatusCode(code), phrase);
     }
+    ASSERT_NE(std::setlocale(LC_MESSAGES, "C.UTF-8"), nullptr);
+    ::setenv("LANGUAGE", "de", 1);
+    for (int code = 99; code <= 600; ++code) {
+        EXPECT_NE(curl.sessions->localizedStringForStatusCode(code), httpStatusText(code));
+    }
+    ::unsetenv("LANGUAGE");
+    std::setlocale(LC_MESSAGES, "C");
 }
 
 }  // namespace
