@@ -99,9 +99,11 @@ void LibXmlParser::feed(std::string_view piece, bool last) {
     }
 }
 
-/// What remains unread is the beginning of something whose end has not come.
+/// What remains unread is the beginning of something whose end has not come. Of CDATA sections libxml2 hands out 300
+/// bytes for each part fed until it has seen the end; it refuses on its own to hold too much of one.
 bool LibXmlParser::hasHugeToken() const {
-    return context_->input != nullptr && context_->input->end - context_->input->cur > kLongestToken;
+    return context_->input != nullptr && context_->instate != XML_PARSER_CDATA_SECTION &&
+           context_->input->end - context_->input->cur > kLongestToken;
 }
 
 void LibXmlParser::refuse(const std::string& reason) {

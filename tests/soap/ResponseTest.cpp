@@ -165,6 +165,9 @@ TEST_F(Response, LargeAndDeepOnesAreRead) {
 
     const std::string prose(20 << 20, 'x');
     EXPECT_EQ(parsed("<GetItemResponse>" + prose + "</GetItemResponse>"), "{response: \"" + prose + "\"}");
+    const auto markup = repeated("<a>\xC3\xA9</a>", 1 << 19);
+    EXPECT_EQ(parsed("<GetItemResponse><![CDATA[" + markup + "]]></GetItemResponse>"),
+              "{response: \"" + markup + "\"}");
 
     SoapXMLAccumulator accumulator("GetItemResponse", "GetItemResult");
     accumulator.parserDidStartElement("GetItemResponse");
