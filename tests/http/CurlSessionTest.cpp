@@ -1,3 +1,4 @@
+#include "MacShared/URLSessionDelegateProxy.h"
 #include "platform/linux/HTTPStatusText.h"
 #include "tests/http/CurlHarness.h"
 
@@ -18,8 +19,10 @@ const ServerAnswer kHelloAnswer{{"HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nhe
 
 class CurlSessionTest : public testing::Test {
 protected:
+    /// Its delegate is reached through a proxy, which keeps nobody alive.
     std::shared_ptr<URLSession> session(const std::shared_ptr<Recorder>& recorder) {
-        return curl.sessions->sessionWithConfiguration(configuration, recorder);
+        return curl.sessions->sessionWithConfiguration(configuration,
+                                                       std::make_shared<URLSessionDelegateProxy>(recorder));
     }
     /// What the delegate hears of one request.
     Notes heard(URLRequest request, const std::shared_ptr<Recorder>& recorder = std::make_shared<Recorder>()) {
@@ -138,6 +141,9 @@ TEST_F(CurlSessionTest, FollowsRedirectionsAsBrowsersDo) {
         EXPECT_EQ(heard(post(server.url("/" + status))), (Notes{followed, "response 200", "data hello", "complete"}));
         EXPECT_EQ(server.requests().back().body, method == "GET" ? "" : "question");
     }
+    const auto before = server.requests().size();
+    session(std::make_shared<Recorder>())->dataTaskWithRequest(get(server.url("/303")))->resume();
+    EXPECT_TRUE(eventually([&] { return server.requests().size() == before + 2; })) << "the delegate is gone";
     const auto loop = heard(get(server.url("/loop")));
     EXPECT_EQ(loop.size(), 21U);
     EXPECT_EQ(loop.back(), "complete -1007");
