@@ -13,6 +13,8 @@ constexpr std::ptrdiff_t kLongestToken = 256L * 1024;
 constexpr int kMostNames = 200'000;
 /// libxml2 refuses to hold more than 10 MB that it has not read yet, so long pieces are handed over in parts.
 constexpr std::size_t kLongestPart = 32UL * 1024;
+/// In UTF-16, libxml2 takes a line's end whose halves come in two parts for two ends.
+constexpr std::string_view kReturnInUTF16("\r\0", 2);
 
 const char* chars(const xmlChar* text) {
     return reinterpret_cast<const char*>(text);
@@ -74,7 +76,8 @@ LibXmlParser::LibXmlParser(XMLParserDelegate& delegate) : delegate_(delegate) {
 
 bool LibXmlParser::parse(std::string_view piece) {
     while (!failed_ && !piece.empty()) {
-        const auto part = piece.substr(0, kLongestPart);
+        auto part = piece.substr(0, kLongestPart);
+        if (part.size() < piece.size() && part.ends_with(kReturnInUTF16)) part.remove_suffix(kReturnInUTF16.size());
         feed(part, false);
         piece.remove_prefix(part.size());
     }

@@ -169,6 +169,13 @@ TEST_F(Response, LargeAndDeepOnesAreRead) {
     EXPECT_EQ(parsed("<GetItemResponse><![CDATA[" + markup + "]]></GetItemResponse>"),
               "{response: \"" + markup + "\"}");
 
+    constexpr int kLines = 40'000;
+    std::string utf16 = "\xFF\xFE";
+    for (const char c : "<GetItemResponse>x" + repeated("\r\n", kLines) + "</GetItemResponse>") {
+        utf16.append({c, '\0'});
+    }
+    EXPECT_EQ(parsed(utf16).size(), std::string("{response: \"x\"}").size() + kLines);
+
     SoapXMLAccumulator accumulator("GetItemResponse", "GetItemResult");
     accumulator.parserDidStartElement("GetItemResponse");
     for (int i = 0; i < 100'000; ++i) {
