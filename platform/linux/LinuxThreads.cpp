@@ -69,9 +69,10 @@ public:
     void run(const Threads::Main& main, const std::shared_ptr<Thread>& self) {
         id_ = std::this_thread::get_id();
         main(self);
+        decltype(waiting_) dropped;  // goes after the lock: what it owns may hand over work too
         const std::lock_guard lock(mutex_);
         hasEnded_ = true;
-        waiting_.clear();
+        waiting_.swap(dropped);
     }
 
 private:
