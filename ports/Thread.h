@@ -16,7 +16,7 @@ public:
     /// Lets go of the lock, waits for a signal or until the steady clock shows `limit`, and takes the lock again. True
     /// when a signal came. The caller holds the lock; a signal that nobody waited for is lost.
     virtual bool waitUntilDate(Instant limit) = 0;
-    /// Wakes one thread that waits, if there is one. Any thread.
+    /// Wakes one thread that waits, if there is one. The caller holds the lock.
     virtual void signal() = 0;
 };
 

@@ -19,7 +19,8 @@ struct URLSessionConfiguration {
     /// The longest response body, in bytes. A task whose response goes on fails with
     /// `NSURLErrorDataLengthExceedsMaximum`; what came before has been delivered.
     std::uint64_t maximumResponseSize = std::uint64_t{1} << 30;
-    /// The longest head of a response in bytes, informational responses and trailers included; fails alike.
+    /// The longest head of a response in bytes, informational responses and trailers included; fails alike. A client
+    /// may allow less for a single line.
     std::size_t maximumHeaderSize = std::size_t{256} << 10;
 };
 
