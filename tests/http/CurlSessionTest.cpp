@@ -28,6 +28,8 @@ protected:
     Notes heard(URLRequest request, const std::shared_ptr<Recorder>& recorder = std::make_shared<Recorder>()) {
         session(recorder)->dataTaskWithRequest(std::move(request))->resume();
         EXPECT_TRUE(eventually([&] { return recorder->hasCompleted(); }));
+        EXPECT_EQ(recorder->threads.size(), 1U);
+        EXPECT_FALSE(recorder->threads.contains(std::this_thread::get_id()));
         return recorder->notes();
     }
     Notes heardFrom(const ServerAnswer& answer) {

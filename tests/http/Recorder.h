@@ -4,7 +4,9 @@
 
 #include <functional>
 #include <mutex>
+#include <set>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -27,7 +29,9 @@ public:
     std::function<void(const ResponseHandler&)> onResponse;
     std::function<void(URLSessionTask&)> onData;
     std::function<void(const ChallengeHandler&, const URLAuthenticationChallenge&)> onChallenge;
-    std::int64_t sent = 0;  ///< the total told last; read it after the completion
+    // What it has heard; read it after the completion.
+    std::int64_t sent = 0;              ///< the total told last
+    std::set<std::thread::id> threads;  ///< that called
 
 private:
     void URLSessionTaskWillPerformHTTPRedirection(URLSession& session, URLSessionTask& task,
@@ -83,6 +87,7 @@ private:
 
     void note(std::string what) {
         const std::lock_guard lock(mutex_);
+        threads.insert(std::this_thread::get_id());
         notes_.push_back(std::move(what));
     }
 
