@@ -157,7 +157,8 @@ std::optional<std::string> MTOMHelpers::MTOMBoundaryFromContentType(const std::o
 }
 
 std::unique_ptr<char[]> MTOMHelpers::extractBoundary(const char* text) {
-    const auto value = BoundaryExpression().valueIn(text);
+    static const BoundaryExpression expression;  // compiling takes longer than a whole small response
+    const auto value = expression.valueIn(text);
     if (!value) return nullptr;
     auto copy = std::make_unique<char[]>(value->size() + 1);
     std::ranges::copy(*value, copy.get());
