@@ -96,7 +96,7 @@ public:
     /// `URLSessionDidFinishEventsForBackgroundURLSession:`. Never comes: there are no background sessions.
     virtual void URLSessionDidFinishEventsForBackgroundURLSession(URLSession& /*session*/) {}
 
-    /// `URLSession:didCreateTask:`: a task was made, and is still suspended unless its maker was quick.
+    /// `URLSession:didCreateTask:`: a task was made. The first that is told of a task, once it is resumed.
     virtual void URLSessionDidCreateTask(URLSession& /*session*/, URLSessionTask& /*task*/) {}
 
     /// `URLSession:task:willBeginDelayedRequest:completionHandler:`. Never comes: only background sessions delay.

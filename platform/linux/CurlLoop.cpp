@@ -22,11 +22,15 @@ CurlLoop::CurlLoop(int maximumConnectionsPerHost) : multi_(curl_multi_init(), &c
 }
 
 void CurlLoop::post(Task task) {
-    const std::lock_guard lock(mutex_);
-    if (stopped_) return;
-    posted_.push_back(std::move(task));
-    if (!thread_.joinable()) thread_ = std::thread([this] { run(); });
-    if (isPolling_) curl_multi_wakeup(multi());
+    bool isPolling = false;
+    {
+        const std::lock_guard lock(mutex_);
+        if (stopped_) return;
+        posted_.push_back(std::move(task));
+        if (!thread_.joinable()) thread_ = std::thread([this] { run(); });
+        isPolling = std::exchange(isPolling_, false);
+    }
+    if (isPolling) curl_multi_wakeup(multi());  // what the thread does first is to take the lock
 }
 
 void CurlLoop::stop() {
@@ -53,6 +57,15 @@ void CurlLoop::add(std::shared_ptr<CurlLoopClient> client) {
 
 void CurlLoop::remove(const CurlLoopClient& client) {
     std::erase_if(clients_, [&](const auto& each) { return each.get() == &client; });
+}
+
+CurlHandle CurlLoop::takeHandle() {
+    return spareHandle_ ? std::move(spareHandle_) : CurlHandle(curl_easy_init(), &curl_easy_cleanup);
+}
+
+void CurlLoop::keepHandle(CurlHandle handle) {
+    curl_easy_reset(handle.get());
+    spareHandle_ = std::move(handle);
 }
 
 void CurlLoop::cancelAll() {

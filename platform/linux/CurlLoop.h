@@ -10,6 +10,8 @@
 #include <thread>
 #include <vector>
 
+using CurlHandle = std::unique_ptr<CURL, decltype(&curl_easy_cleanup)>;
+
 /// What a loop drives. All calls come on the loop's thread, none after `remove`.
 class CurlLoopClient {
 public:
@@ -48,6 +50,10 @@ public:
     void remove(const CurlLoopClient& client);
     void cancelAll();
     [[nodiscard]] CURLM* multi() const { return multi_.get(); }
+    /// On the loop's thread: a handle without options, and a place for one that is no longer used. Making one and its
+    /// buffers anew takes longer than setting it up.
+    [[nodiscard]] CurlHandle takeHandle();
+    void keepHandle(CurlHandle handle);
 
 private:
     void run();
@@ -59,6 +65,7 @@ private:
 
     const std::unique_ptr<CURLM, decltype(&curl_multi_cleanup)> multi_;
     std::vector<std::shared_ptr<CurlLoopClient>> clients_;
+    CurlHandle spareHandle_{nullptr, &curl_easy_cleanup};
 
     mutable std::mutex mutex_;  ///< guards what follows
     std::vector<Task> posted_;

@@ -112,10 +112,8 @@ ErrorPtr redirectedRequest(const URLRequest& request, const HTTPURLResponse& res
     return nullptr;
 }
 
-ErrorPtr setUpRequest(CURL* easy, const URLRequest& request, const URLSessionConfiguration& configuration,
-                      CurlFields& fields) {
-    URLParts parts;
-    if (auto error = parseURL(request.url, parts)) return error;
+ErrorPtr setUpRequest(CURL* easy, const URLRequest& request, const std::string& url,
+                      const URLSessionConfiguration& configuration, CurlFields& fields) {
     if (!isToken(request.httpMethod)) return makeURLError(NSURLErrorBadURL, request.url, "no valid method");
 
     auto wanted = request.httpHeaderFields;
@@ -126,7 +124,7 @@ ErrorPtr setUpRequest(CURL* easy, const URLRequest& request, const URLSessionCon
     if (auto error = setUpFields(wanted, request.url, fields)) return error;
 
     setUpMethod(easy, request);
-    curl_easy_setopt(easy, CURLOPT_URL, parts.url.c_str());
+    curl_easy_setopt(easy, CURLOPT_URL, url.c_str());
     curl_easy_setopt(easy, CURLOPT_HTTPHEADER, fields.get());
     curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
     curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));

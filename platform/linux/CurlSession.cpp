@@ -28,9 +28,7 @@ CurlSession::CurlSession(const URLSessionConfiguration& configuration, std::shar
       delegate_(delegate ? std::move(delegate) : std::make_shared<URLSessionDelegate>()) {}
 
 std::shared_ptr<URLSessionDataTask> CurlSession::dataTaskWithRequest(URLRequest request) {
-    auto task = std::make_shared<CurlTask>(shared_from_this(), ++tasks_, std::move(request));
-    tell([session = shared_from_this(), task](auto& delegate) { delegate.URLSessionDidCreateTask(*session, *task); });
-    return task;
+    return std::make_shared<CurlTask>(shared_from_this(), ++tasks_, std::move(request));
 }
 
 void CurlSession::invalidateAndCancel() {

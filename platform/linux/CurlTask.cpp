@@ -17,8 +17,15 @@ void CurlTask::cancel() {
     session_->tell([self = shared_from_this()](auto& delegate) { self->callWaiting(delegate); });
 }
 
+/// Not when it is made: the session's thread would be woken up twice for each task.
+void CurlTask::announce() {
+    if (std::exchange(announced_, true)) return;
+    tell([](auto& delegate, auto& session, auto& task) { delegate.URLSessionDidCreateTask(session, task); });
+}
+
 void CurlTask::begin() {
     if (completed_) return;
+    announce();
     const auto transfer = std::make_shared<CurlTransfer>(shared_from_this());
     transfer_ = transfer;
     transfer->start();

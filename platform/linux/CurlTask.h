@@ -39,6 +39,7 @@ public:
 private:
     using Call = std::function<void(URLSessionDelegate&)>;
 
+    void announce();
     void begin();
     void end();
     void append(Call call);
@@ -53,6 +54,7 @@ private:
     std::atomic<bool> isUndecided_ = false;
     std::atomic<Instant> decidedAt_ = Instant{};
     std::deque<Call> waiting_;              ///< the loop's thread only
+    bool announced_ = false;                ///< the loop's thread only
     bool completed_ = false;                ///< the loop's thread only
     std::weak_ptr<CurlTransfer> transfer_;  ///< the loop's thread only
 };

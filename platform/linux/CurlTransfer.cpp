@@ -33,7 +33,7 @@ std::string_view trimmed(std::string_view text) {
 }  // namespace
 
 CurlTransfer::CurlTransfer(std::shared_ptr<CurlTask> task)
-    : task_(std::move(task)), easy_(curl_easy_init(), &curl_easy_cleanup), request_(task_->originalRequest()) {}
+    : task_(std::move(task)), easy_(task_->session().loop().takeHandle()), request_(task_->originalRequest()) {}
 
 CurlTransfer::~CurlTransfer() {
     if (isRunning_) curl_multi_remove_handle(task_->session().loop().multi(), easy_.get());
@@ -48,11 +48,10 @@ void CurlTransfer::beginHop() {
     CURL* const easy = easy_.get();
     const auto& configuration = task_->session().configuration();
     timeout_ = request_.timeoutInterval.value_or(configuration.timeoutIntervalForRequest);
-    curl_easy_reset(easy);
     fields_.reset();
     URLParts server;
     if (auto error = parseURL(request_.url, server)) return finish(error);
-    if (auto error = setUpRequest(easy, request_, configuration, fields_)) return finish(error);
+    if (auto error = setUpRequest(easy, request_, server.url, configuration, fields_)) return finish(error);
     trust_.setUp(easy, server);
     curl_easy_setopt(easy, CURLOPT_PRIVATE, static_cast<CurlLoopClient*>(this));
     curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, problem_.data());
@@ -87,10 +86,12 @@ void CurlTransfer::handOver() {
 }
 
 void CurlTransfer::finish(const ErrorPtr& error) {
+    if (std::exchange(stage_, Stage::finished) == Stage::finished) return;
     const auto self = shared_from_this();  // the loop lets go
     auto& loop = task_->session().loop();
     if (std::exchange(isRunning_, false)) curl_multi_remove_handle(loop.multi(), easy_.get());
     loop.remove(*this);
+    loop.keepHandle(std::move(easy_));
     task_->tellCompletion(error);
 }
 
@@ -120,6 +121,7 @@ void CurlTransfer::transferEnded(CURL* /*easy*/, CURLcode result) {
 void CurlTransfer::hopEnded(CURLcode result) {
     if (stage_ == Stage::discarded) {
         request_ = std::move(nextRequest_);
+        curl_easy_reset(easy_.get());
         return beginHop();
     }
     if (failure_) return finish(failure_);

@@ -35,7 +35,7 @@ public:
     void cancelled() override;
 
 private:
-    enum class Stage { head, undecided, delivered, discarded };
+    enum class Stage { head, undecided, delivered, discarded, finished };
 
     void beginHop();
     void handOver();
@@ -65,7 +65,7 @@ private:
 
     const std::shared_ptr<CurlTask> task_;
     CurlTrust trust_;
-    const std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> easy_;
+    CurlHandle easy_;                              ///< until the transfer is finished
     std::array<char, CURL_ERROR_SIZE> problem_{};  ///< libcurl's description of a failure
     CurlFields fields_{nullptr, &curl_slist_free_all};
 
