@@ -97,18 +97,12 @@ SoapValue& SoapDictionary::operator[](std::string_view key) {
     return entries_[position].second;
 }
 
-SoapDictionary SoapDictionary::takeEntries() {
-    const auto holdsSomething = [](const Entry& entry) { return !entry.second.isNull(); };
-    SoapDictionary taken;
-    taken.entries_.reserve(static_cast<std::size_t>(std::ranges::count_if(entries_, holdsSomething)));
-    for (auto& entry : entries_) {
-        if (holdsSomething(entry)) taken.entries_.push_back(std::move(entry));
-    }
-    if (taken.entries_.size() == entries_.size()) taken.index_ = std::move(index_);
-    taken.updateIndex();
-    entries_.clear();
+void SoapDictionary::removeNulls() {
+    const auto nulls = std::ranges::remove_if(entries_, [](const Entry& entry) { return entry.second.isNull(); });
+    if (nulls.empty()) return;
+    entries_.erase(nulls.begin(), nulls.end());
     index_.reset();
-    return taken;
+    updateIndex();
 }
 
 /// Enters the keys that have come since.

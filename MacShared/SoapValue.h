@@ -2,6 +2,7 @@
 
 #include "MacShared/Guid.h"
 
+#include <boost/container/small_vector.hpp>
 #include <concepts>
 #include <cstdint>
 #include <initializer_list>
@@ -79,6 +80,8 @@ public:
     template <SoapArithmetic T>
     SoapValue(T number) : SoapValue(SoapNumber(number)) {}
     SoapValue(SoapDictionary dictionary);
+    /// Shares a dictionary that changes no more.
+    SoapValue(std::shared_ptr<const SoapDictionary> dictionary) : value_(std::move(dictionary)) {}
     SoapValue(SoapArray array);
     SoapValue(Guid guid) : value_(std::move(guid)) {}
     SoapValue(SoapBytes bytes) : value_(std::move(bytes)) {}
@@ -138,8 +141,10 @@ public:
     [[nodiscard]] const SoapValue* find(std::string_view key) const;
     /// The value of a key, to be changed; a new key comes last and holds the null marker.
     [[nodiscard]] SoapValue& operator[](std::string_view key);
-    /// Takes out all entries: a dictionary of those that do not hold the null marker. Memory for new entries is kept.
-    [[nodiscard]] SoapDictionary takeEntries();
+    /// Takes the memory for that many entries at once.
+    void reserve(std::size_t entries) { entries_.reserve(entries); }
+    /// Takes out the entries that hold the null marker.
+    void removeNulls();
 
     bool operator==(const SoapDictionary& other) const;
 
@@ -149,6 +154,6 @@ private:
     [[nodiscard]] std::size_t positionOf(std::string_view key) const;
     void updateIndex();
 
-    std::vector<Entry> entries_;
-    std::unique_ptr<Index> index_;  ///< positions by key; none while there are few keys
+    boost::container::small_vector<Entry, 1> entries_;  ///< pure nesting takes no memory of its own
+    std::unique_ptr<Index> index_;                      ///< positions by key; none while there are few keys
 };

@@ -6,6 +6,15 @@ namespace {
 
 constexpr const char* kResponseKey = "response";
 
+/// The dictionary that the element's children go to. It gets room for as many as its likes had: rows are alike.
+SoapDictionary& childrenOf(Frame& frame) {
+    if (!frame.dict) {
+        frame.dict = std::make_shared<SoapDictionary>();
+        frame.dict->reserve(frame.likelySize);
+    }
+    return *frame.dict;
+}
+
 }  // namespace
 
 SoapXMLAccumulator::SoapXMLAccumulator(std::string responseTag, std::string andResultTag)
@@ -28,7 +37,7 @@ void SoapXMLAccumulator::open(std::string_view key) {
 void SoapXMLAccumulator::parserFoundCharacters(std::string_view string) {
     if (depth_ == 0) return;
     auto& frame = stack_[depth_ - 1];
-    if (frame.hasChildren) return;  // they stand for the element
+    if (frame.dict) return;  // they stand for the element
     frame.hasText = true;
     frame.value.append(string);
 }
@@ -39,23 +48,22 @@ void SoapXMLAccumulator::parserDidEndElement(std::string_view /*elementName*/) {
     if (depth_ == 0) {
         close(frame, *value_);
         settleResponse(frame.key);
-        return;
+    } else {
+        close(frame, childrenOf(stack_[depth_ - 1]));
     }
-    auto& parent = stack_[depth_ - 1];
-    parent.hasChildren = true;
-    close(frame, parent.dict);
 }
 
 /// Adds the element's content to what its container has under its name: nothing yet, one item, or an array of them.
 /// Items are strings and dictionaries, so an array is always one of items. The frame is left as new.
 void SoapXMLAccumulator::close(Frame& frame, SoapDictionary& container) {
     auto& items = container[frame.key];
-    if (frame.hasChildren) {
-        items.append(frame.dict.takeEntries());
+    if (frame.dict) {
+        frame.likelySize = frame.dict->size();
+        frame.dict->removeNulls();
+        items.append(std::move(frame.dict));
     } else if (frame.hasText) {
         items.append(std::move(frame.value));
     }
-    frame.hasChildren = false;
     frame.hasText = false;
     frame.value.clear();
 }

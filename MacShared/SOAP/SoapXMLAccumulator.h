@@ -4,17 +4,18 @@
 #include "ports/XMLParser.h"
 
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 /// An open element of a response.
 struct Frame {
-    std::string key;           ///< its name, or "response" for the response element
-    bool hasChildren = false;  ///< whether a child element has closed
-    SoapDictionary dict;       ///< those child elements
-    bool hasText = false;      ///< whether there was character data
-    std::string value;         ///< that character data
+    std::string key;                       ///< its name, or "response" for the response element
+    std::shared_ptr<SoapDictionary> dict;  ///< the child elements that have closed; null while there are none
+    std::size_t likelySize = 0;            ///< how many entries `dict` had in the last element at this depth
+    bool hasText = false;                  ///< whether there was character data
+    std::string value;                     ///< that character data
 };
 
 /// Turns the XML of a SOAP response into values, without a schema. What lies outside the response element is ignored,
