@@ -74,6 +74,13 @@ NSURLErrorCode codeFor(CURLcode result) {
     }
 }
 
+/// libcurl does not tell this from a lost connection.
+bool isRefusedByProxy(CURL* easy) {
+    long status = 0;
+    curl_easy_getinfo(easy, CURLINFO_HTTP_CONNECTCODE, &status);
+    return status >= 300;
+}
+
 }  // namespace
 
 ErrorPtr makeURLError(NSURLErrorCode code, const std::string& url, const std::string& detail) {
@@ -84,10 +91,12 @@ ErrorPtr makeURLError(NSURLErrorCode code, const std::string& url, const std::st
         Error::UserInfo{{NSLocalizedDescriptionKey, description}, {NSURLErrorFailingURLStringErrorKey, url}});
 }
 
-ErrorPtr errorFromCurl(CURLcode result, const std::string& url, const std::string& detail) {
+ErrorPtr errorFromCurl(CURL* easy, CURLcode result, const std::string& url, const std::string& detail) {
     if (result == CURLE_OK) return nullptr;
     if (result == CURLE_OUT_OF_MEMORY) {  // what this libcurl says of a line above its own limit of 100 KiB
         return makeURLError(NSURLErrorDataLengthExceedsMaximum, url, "a line of its head");
     }
-    return makeURLError(codeFor(result), url, detail.empty() ? curl_easy_strerror(result) : detail);
+    const bool isRefused = result == CURLE_RECV_ERROR && isRefusedByProxy(easy);
+    return makeURLError(isRefused ? NSURLErrorCannotConnectToHost : codeFor(result), url,
+                        detail.empty() ? curl_easy_strerror(result) : detail);
 }

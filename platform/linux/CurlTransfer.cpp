@@ -4,6 +4,7 @@
 #include "platform/linux/CurlTask.h"
 #include "ports/OwedAnswer.h"
 
+#include <fmt/format.h>
 #include <algorithm>
 #include <string>
 #include <utility>
@@ -74,6 +75,7 @@ void CurlTransfer::handOver() {
     problem_.front() = '\0';
     stage_ = Stage::head;
     response_ = {request_.url, 0, {}};
+    field_.clear();
     headSize_ = 0;
     bodySize_ = 0;
     sent_ = 0;
@@ -109,7 +111,7 @@ void CurlTransfer::deadlinePassed() {
     lastActivity_ = std::max(lastActivity_, task_->decidedAt());
     if (*deadline() > Instant::clock::now()) return;
     const auto seconds = std::chrono::duration<double>(timeout_).count();
-    finish(makeURLError(NSURLErrorTimedOut, request_.url, "no byte for " + std::to_string(seconds) + " seconds"));
+    finish(makeURLError(NSURLErrorTimedOut, request_.url, fmt::format("no byte for {:g} seconds", seconds)));
 }
 
 void CurlTransfer::transferEnded(CURL* /*easy*/, CURLcode result) {
@@ -125,7 +127,8 @@ void CurlTransfer::hopEnded(CURLcode result) {
         return beginHop();
     }
     if (failure_) return finish(failure_);
-    if (result != CURLE_OK && !endsWithHead_) return finish(errorFromCurl(result, request_.url, problem_.data()));
+    if (result != CURLE_OK && !endsWithHead_)
+        return finish(errorFromCurl(easy_.get(), result, request_.url, problem_.data()));
     if (stage_ == Stage::delivered) return finish(nullptr);
     if (stage_ == Stage::head) finish(makeURLError(NSURLErrorNetworkConnectionLost, request_.url, "in the head"));
 }
@@ -232,12 +235,22 @@ bool CurlTransfer::receiveHeader(std::string_view line) {
         return fail(NSURLErrorDataLengthExceedsMaximum, "its head");
     }
     if (stage_ != Stage::head) return true;  // a trailer
-    if (trimmed(line).empty()) return headEnded();
-    const auto colon = line.find(':');
-    if (line.starts_with("HTTP/") || colon == std::string_view::npos) return true;
-    response_.allHeaderFields.addValue(std::string(trimmed(line.substr(colon + 1))),
-                                       std::string(trimmed(line.substr(0, colon))));
-    return true;
+    if (line.starts_with(' ') || line.starts_with('\t')) {
+        field_.append(" ").append(trimmed(line));
+        return true;
+    }
+    takeField();
+    field_ = trimmed(line);
+    return !field_.empty() || headEnded();
+}
+
+/// A field counts when the next line has shown that it does not go on there (RFC 9112, section 5.2).
+void CurlTransfer::takeField() {
+    const std::string_view field = field_;
+    const auto colon = field.find(':');
+    if (field.starts_with("HTTP/") || colon == std::string_view::npos) return;
+    response_.allHeaderFields.addValue(std::string(trimmed(field.substr(colon + 1))),
+                                       std::string(trimmed(field.substr(0, colon))));
 }
 
 bool CurlTransfer::headEnded() {

@@ -55,6 +55,7 @@ private:
     static std::size_t receivedBody(const char* bytes, std::size_t size, std::size_t count, void* self);
     static int progressed(void* self, curl_off_t toReceive, curl_off_t received, curl_off_t toSend, curl_off_t sent);
     [[nodiscard]] bool receiveHeader(std::string_view line);
+    void takeField();
     [[nodiscard]] bool headEnded();
     [[nodiscard]] std::size_t receiveBody(std::string_view bytes);
     void tellSent(std::int64_t sent);
@@ -78,6 +79,7 @@ private:
     bool isAskedForTrust_ = false;  ///< the delegate owes an answer; libcurl does not have the handle
     Stage stage_ = Stage::head;
     HTTPURLResponse response_;
+    std::string field_;  ///< the head's last line so far
     std::size_t headSize_ = 0;
     std::uint64_t bodySize_ = 0;
     std::int64_t sent_ = 0;

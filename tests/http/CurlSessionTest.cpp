@@ -58,7 +58,7 @@ TEST_F(CurlSessionTest, TakesWhateverAServerSends) {
          {"information 103", "response 200", "data hello", "complete"}},
         {{{"HTTP/1.1 101 X\r\nUpgrade: x\r\n\r\nbinary"}, Then::stall}, {"response 101", "complete"}},
         {{{"HTTP/1.1 302 X\r\nContent-Length: 0\r\n\r\n"}}, {"response 302", "complete"}},
-        {{{"HTTP/1.1 302 X\r\nLocation: ftp://x/\r\nContent-Length: 0\r\n\r\n"}}, {"complete -1002"}},
+        {{{"HTTP/1.1 302 X\r\nLocation:\r\n\tftp://x/\r\nContent-Length: 0\r\n\r\n"}}, {"complete -1002"}},
         {{{"HTTP/1.1 302 X\r\nLocation: http://x:y/\r\nContent-Length: 0\r\n\r\n"}}, {"complete -1000"}},
         {{{"HTTP/1.1 401 X\r\nWWW-Authenticate: Basic\r\nContent-Length: 0\r\n\r\n"}}, {"response 401", "complete"}},
         {{{"HTTP/1.1 407 X\r\nContent-Length: 0\r\n\r\n"}}, {"response 407", "complete"}},
@@ -267,6 +267,7 @@ TEST_F(CurlSessionTest, GoesThroughTheProxyOfTheEnvironment) {
     const ServerCertificate certificate;
     const HTTPServer proxy(
         [](const HTTPServer::Request& request) {
+            if (request.head.starts_with("CONNECT 127.0.0.1:2 ")) return ServerAnswer{{"HTTP/1.1 403 X\r\n\r\n"}};
             return request.head.starts_with("CONNECT ") ? ServerAnswer{{"HTTP/1.1 200 OK\r\n\r\n"}} : kHelloAnswer;
         },
         &certificate);
@@ -281,6 +282,7 @@ TEST_F(CurlSessionTest, GoesThroughTheProxyOfTheEnvironment) {
     ::setenv("SSL_CERT_FILE", certificate.file().c_str(), 1);
     EXPECT_EQ(heard(behind), (Notes{"challenge", "response 200", "data hello", "complete"}));
     EXPECT_EQ(proxy.requests().back().path(), "/x");
+    EXPECT_EQ(heard(get("https://127.0.0.1:2/")), Notes{"complete -1004"});
     for (const char* variable : {"http_proxy", "https_proxy", "SSL_CERT_FILE"}) ::unsetenv(variable);
 }
 
