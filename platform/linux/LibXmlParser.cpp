@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <new>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -13,8 +14,16 @@ constexpr std::ptrdiff_t kLongestToken = 256L * 1024;
 constexpr int kMostNames = 200'000;
 /// libxml2 refuses to hold more than 10 MB that it has not read yet, so long pieces are handed over in parts.
 constexpr std::size_t kLongestPart = 32UL * 1024;
-/// In UTF-16, libxml2 takes a line's end whose halves come in two parts for two ends.
-constexpr std::string_view kReturnInUTF16("\r\0", 2);
+
+/// How much at the end of a text may be the beginning of CR LF. In UTF-16, libxml2 takes one whose halves come in two
+/// parts for two line ends.
+std::size_t openLineEnd(std::string_view text) {
+    static constexpr std::string_view kWhole("\r\0\n", 3);
+    for (auto length = kWhole.size(); length > 0; --length) {
+        if (text.ends_with(kWhole.substr(0, length))) return length;
+    }
+    return 0;
+}
 
 const char* chars(const xmlChar* text) {
     return reinterpret_cast<const char*>(text);
@@ -75,9 +84,15 @@ LibXmlParser::LibXmlParser(XMLParserDelegate& delegate) : delegate_(delegate) {
 }
 
 bool LibXmlParser::parse(std::string_view piece) {
+    std::string joined;
+    if (!held_.empty()) piece = joined = std::exchange(held_, {}).append(piece);
     while (!failed_ && !piece.empty()) {
         auto part = piece.substr(0, kLongestPart);
-        if (part.size() < piece.size() && part.ends_with(kReturnInUTF16)) part.remove_suffix(kReturnInUTF16.size());
+        part.remove_suffix(openLineEnd(part));
+        if (part.empty()) {
+            held_ = piece;
+            break;
+        }
         feed(part, false);
         piece.remove_prefix(part.size());
     }
@@ -85,6 +100,7 @@ bool LibXmlParser::parse(std::string_view piece) {
 }
 
 bool LibXmlParser::finish() {
+    if (!failed_ && !held_.empty()) feed(held_, false);
     if (!failed_) feed({}, true);
     return !failed_;
 }

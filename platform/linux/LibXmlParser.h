@@ -5,6 +5,7 @@
 #include <libxml/parser.h>
 #include <cstddef>
 #include <memory>
+#include <string>
 
 /// Events from libxml2's push parser in version 1 of its interface, which knows no name spaces.
 class LibXmlParser final : public XMLParser {
@@ -34,6 +35,7 @@ private:
 
     XMLParserDelegate& delegate_;
     std::unique_ptr<xmlParserCtxt, Free> context_;
+    std::string held_;  ///< the open end of the last piece
     std::size_t depth_ = 0;
     bool failed_ = false;
 };

@@ -174,7 +174,9 @@ TEST_F(Response, LargeAndDeepOnesAreRead) {
     for (const char c : "<GetItemResponse>x" + repeated("\r\n", kLines) + "</GetItemResponse>") {
         utf16.append({c, '\0'});
     }
-    EXPECT_EQ(parsed(utf16).size(), std::string("{response: \"x\"}").size() + kLines);
+    for (const std::size_t piece : {1UL, 3UL, utf16.size()}) {
+        EXPECT_EQ(parsed(real, utf16, piece).size(), std::string("{response: \"x\"}").size() + kLines) << piece;
+    }
 
     SoapXMLAccumulator accumulator("GetItemResponse", "GetItemResult");
     accumulator.parserDidStartElement("GetItemResponse");
