@@ -98,9 +98,10 @@ SoapValue& SoapDictionary::operator[](std::string_view key) {
 }
 
 void SoapDictionary::removeNulls() {
-    const auto nulls = std::ranges::remove_if(entries_, [](const Entry& entry) { return entry.second.isNull(); });
-    if (nulls.empty()) return;
-    entries_.erase(nulls.begin(), nulls.end());
+    const auto isNull = [](const Entry& entry) { return entry.second.isNull(); };
+    const auto nulls = std::remove_if(entries_.begin(), entries_.end(), isNull);  // clang 14 fails on the range's
+    if (nulls == entries_.end()) return;
+    entries_.erase(nulls, entries_.end());
     index_.reset();
     updateIndex();
 }
