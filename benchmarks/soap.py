@@ -20,5 +20,5 @@ def measure(programs):
     for name in ("envelope of 1 MiB", "envelope of 16 MiB"):
         yield Figure(f"{name} / memcpy", time[f"{name}; ours"], time[f"{name}; peer"], 2)
     packing, copying, memory = (statistics.median(map(float, column)) for column in zip(*rounds))
-    yield Figure("pack 1 GiB / memcpy", packing, copying)
+    yield Figure("pack 1 GiB / memcpy", packing, copying, 3)
     yield Figure("  its peak memory / 1 GiB", memory, ATTACHMENT, 2.1, "B")
