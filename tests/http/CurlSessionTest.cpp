@@ -163,11 +163,17 @@ TEST_F(CurlSessionTest, ReusesConnectionsWithinASessionOnly) {
     for (int i = 0; i < 2; ++i) {
         const auto recorder = std::make_shared<Recorder>();
         const auto shared = session(recorder);
-        for (std::size_t done = 1; done <= 2; ++done) {
-            shared->dataTaskWithRequest(get(server.url()))->resume();
-            EXPECT_TRUE(eventually([&] { return recorder->notes().size() == 3 * done; }));
+        for (const auto& request : {post("http://user:secret@" + server.url().substr(7)), get(server.url())}) {
+            const auto heard = recorder->notes().size();
+            shared->dataTaskWithRequest(request)->resume();
+            EXPECT_TRUE(eventually([&] { return recorder->notes().size() == heard + 3; }));
         }
     }
+    EXPECT_NE(server.requests().front().head.find("Authorization"), std::string::npos);
+    const auto second = server.requests().at(1).head;
+    EXPECT_TRUE(second.starts_with("GET ") && second.find("Authorization") == std::string::npos &&
+                second.find("Content-") == std::string::npos)
+        << second;
     std::string connections;
     for (const auto& request : server.requests()) connections += std::to_string(request.connection);
     EXPECT_EQ(connections, "1122");
