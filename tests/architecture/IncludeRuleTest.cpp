@@ -31,7 +31,7 @@ const std::set<fs::path> kWiring = {"KeynoteCaptureService/main.cpp", "host/Keyn
 
 /// What the product gets from the ports instead: time, threads, descriptors, systems and buses.
 const std::regex kForbiddenInProduct(
-    R"(<(sdbus-c\+\+|systemd|boost|xcb|unistd\.h|fcntl\.h|thread|dlfcn\.h|sys/(?!types\.h))|_clock::now|sleep_(for|until)|)"
+    R"(<(sdbus-c\+\+|systemd|boost/asio|xcb|unistd\.h|fcntl\.h|thread|dlfcn\.h|sys/(?!types\.h))|_clock::now|sleep_(for|until)|)"
     R"(#\s*if.*(__linux__|__APPLE__|_WIN32))");
 const std::set<std::string> kProduct = {"KeynoteCaptureService", "recorder-shared", "MacShared", "MacShared/SOAP"};
 
