@@ -135,8 +135,8 @@ public:
                     .onInterface(kBusDaemon)
                     .withTimeout(kStartTimeout)
                     .withArguments(bundleIdentifier, std::uint32_t{0})
-                    .uponReplyInvoke([failed](const sdbus::Error* error, std::uint32_t) {
-                        if (error != nullptr) failed();
+                    .uponReplyInvoke([this, failed](const sdbus::Error* error, std::uint32_t) {
+                        if (error != nullptr) bus_->post(failed);  // after what has appeared meanwhile
                     });
             } catch (const sdbus::Error&) {
                 failed();
@@ -202,6 +202,7 @@ private:
     void ownerChanged(const std::string& name, const std::string& owner) {
         remove(name);
         if (!owner.empty()) add(name, Appearance::seen);
+        noteWhetherComplete();
     }
 
     /// The bundle identifier in front of the name, when it is one of those watched.
@@ -356,7 +357,7 @@ std::optional<std::string> DBusWorkspace::busNameOfStartedBundle(const std::stri
             *failed = true;
             list->changed.notify_all();
         });
-        list_->changed.wait_until(lock, deadline, [&] { return *failed || isThere(); });
+        list_->changed.wait_until(lock, deadline, [&] { return isThere() || (*failed && list_->isComplete); });
     }
     const auto application = list_->lastWith(bundleIdentifier);
     return application ? std::optional(application->owner()) : std::nullopt;

@@ -155,6 +155,18 @@ TEST_F(WorkspaceTest, AsksAgainWhenANameChangesHands) {
     EXPECT_EQ(record->processIdentifier(), 40) << "the old record stays as it was";
 }
 
+TEST_F(WorkspaceTest, FindsAProgramThatHasJustAppeared) {
+    begin();
+    ASSERT_TRUE(eventually([&] { return workspace->isComplete(); }));
+    for (int i = 1; i <= 20; ++i) {
+        {
+            const FakeProgram keynote(program(i, 60));
+            ASSERT_EQ(workspace->busNameOfStartedBundle(kKeynote), keynote.uniqueName());
+        }
+        ASSERT_TRUE(becomes(""));
+    }
+}
+
 TEST_F(WorkspaceTest, OutlivesTheBus) {
     const FakeProgram keynote(program(1, 50));
     begin();
