@@ -21,7 +21,7 @@ constexpr std::size_t kBlock = 4096;
 constexpr unsigned char isSpecial(char c) {
     return static_cast<unsigned char>(((c | 2) == '>') | ((c | 1) == '\'') | (c == '"'));
 }
-static_assert(isSpecial('<') && isSpecial('>') && isSpecial('&') && isSpecial('\'') && isSpecial('"'));
+static_assert(std::ranges::all_of(std::string_view("<>&'\""), isSpecial));
 
 [[gnu::always_inline]] inline bool blockHasSpecial(const char* block) {
     unsigned char found = 0;
