@@ -66,6 +66,7 @@ private:
         helper.setBundleCallback([this, judge = helper.bundleCallback()](const auto& bundles) {
             clearProgress();
             std::vector<KeynoteCopy> copies;
+            copies.reserve(bundles.size());
             for (const auto& bundle : bundles) copies.push_back(judgedCopy(*bundle));
             write(report_.installed(copies));
             judge(bundles);

@@ -110,7 +110,7 @@ PropertyScalars scalarsIn(std::string_view contents) {
     return contents.starts_with("bplist00") ? binaryPropertyScalars(contents) : xmlPropertyScalars(contents);
 }
 
-PropertyStrings stringsOf(PropertyScalars scalars) {
+PropertyStrings stringsOf(PropertyScalars&& scalars) {
     PropertyStrings strings;
     for (auto& [key, value] : scalars) {
         if (auto* const text = std::get_if<std::string>(&value)) strings.emplace(key, std::move(*text));
