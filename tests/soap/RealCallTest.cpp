@@ -11,6 +11,8 @@
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
+#include <filesystem>
+#include <iterator>
 
 namespace {
 
@@ -28,9 +30,18 @@ std::string http(const std::string& body, const std::string& fields = "") {
     return fmt::format("HTTP/1.1 200 OK\r\nContent-Length: {}\r\n{}\r\n{}", body.size(), fields, body);
 }
 
+std::ptrdiff_t threads() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
+}
+
+/// Expects the workers and the HTTP client's thread to end with what they work for, while the process goes on.
 class RealCall : public testing::Test {
 protected:
     RealCall() { installPlatform(&platform.platform()); }
+    ~RealCall() override {
+        caller.reset();
+        EXPECT_TRUE(eventually([this] { return threads() <= threadsBefore; }));
+    }
 
     std::shared_ptr<SynchronousSoapCaller> blockingCaller(const std::string& url) {
         caller = SimpleSoapCaller::init();
@@ -40,6 +51,7 @@ protected:
 
     TestHome home;
     LinuxPlatform platform{platformOptions()};
+    const std::ptrdiff_t threadsBefore = threads();
     std::shared_ptr<SimpleSoapCaller> caller;
 };
 
