@@ -127,8 +127,9 @@ void CurlTransfer::hopEnded(CURLcode result) {
         return beginHop();
     }
     if (failure_) return finish(failure_);
-    if (result != CURLE_OK && !endsWithHead_)
+    if (result != CURLE_OK && !endsWithHead_) {
         return finish(errorFromCurl(easy_.get(), result, request_.url, problem_.data()));
+    }
     if (stage_ == Stage::delivered) return finish(nullptr);
     if (stage_ == Stage::head) finish(makeURLError(NSURLErrorNetworkConnectionLost, request_.url, "in the head"));
 }

@@ -84,8 +84,8 @@ LibXmlParser::LibXmlParser(XMLParserDelegate& delegate) : delegate_(delegate) {
 }
 
 bool LibXmlParser::parse(std::string_view piece) {
-    std::string joined;
-    if (!held_.empty()) piece = joined = std::exchange(held_, {}).append(piece);
+    std::string joined = std::exchange(held_, {});
+    if (!joined.empty()) piece = joined.append(piece);
     while (!failed_ && !piece.empty()) {
         auto part = piece.substr(0, kLongestPart);
         part.remove_suffix(openLineEnd(part));
