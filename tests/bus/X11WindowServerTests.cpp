@@ -3,12 +3,14 @@
 #include "tests/bus/BusTest.h"
 #include "tests/support/TemporaryDirectory.h"
 
+#include <sys/wait.h>
 #include <xcb/randr.h>
 #include <xcb/xcb.h>
 #include <xcb/xcb_ewmh.h>
 #include <csignal>
 #include <cstring>
 #include <filesystem>
+#include <future>
 
 namespace {
 
@@ -32,13 +34,13 @@ protected:
     }
 
     xcb_window_t makeWindow(Rect bounds, std::uint32_t process, const char* name, bool bypassesManager = false,
-                            std::uint16_t border = 0) {
+                            std::uint16_t border = 0, xcb_window_t parent = XCB_NONE) {
         const auto window = xcb_generate_id(connection);
         const std::uint32_t bypasses = bypassesManager ? 1 : 0;
-        xcb_create_window(connection, XCB_COPY_FROM_PARENT, window, screen->root, static_cast<std::int16_t>(bounds.x),
-                          static_cast<std::int16_t>(bounds.y), static_cast<std::uint16_t>(bounds.width),
-                          static_cast<std::uint16_t>(bounds.height), border, XCB_WINDOW_CLASS_INPUT_OUTPUT,
-                          screen->root_visual, XCB_CW_OVERRIDE_REDIRECT, &bypasses);
+        xcb_create_window(connection, XCB_COPY_FROM_PARENT, window, parent != XCB_NONE ? parent : screen->root,
+                          static_cast<std::int16_t>(bounds.x), static_cast<std::int16_t>(bounds.y),
+                          static_cast<std::uint16_t>(bounds.width), static_cast<std::uint16_t>(bounds.height), border,
+                          XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, XCB_CW_OVERRIDE_REDIRECT, &bypasses);
         if (process != 0) xcb_ewmh_set_wm_pid(&ewmh, window, process);
         if (name != nullptr) {
             xcb_ewmh_set_wm_name(&ewmh, window, static_cast<std::uint32_t>(std::strlen(name)), name);
@@ -56,6 +58,19 @@ protected:
         }
         return std::nullopt;
     }
+    [[nodiscard]] bool eventuallyLists(std::size_t count) {
+        return eventually([&] { return server.windows().size() == count; });
+    }
+    [[nodiscard]] static long descriptors() {
+        const std::filesystem::directory_iterator open("/proc/self/fd");
+        return std::distance(begin(open), end(open));
+    }
+    /// Stops the display until `SIGCONT`.
+    void stopDisplay() const {
+        display.send(SIGSTOP);
+        siginfo_t stopped;
+        waitid(P_PID, static_cast<id_t>(display.pid()), &stopped, WSTOPPED);
+    }
 
     ChildProcess display{{"Xvfb", "-displayfd", "1", "-screen", "0", "1024x768x24", "-nolisten", "tcp"}};
     xcb_connection_t* connection = nullptr;
@@ -67,24 +82,53 @@ protected:
 };
 
 TEST_F(X11WindowServerTest, ListsWindowsWithoutAWindowManager) {
+    std::string longName = "x";
+    for (int i = 0; i < 10'000; ++i) longName += "ä";
+    const auto named = makeWindow({1, 2, 30, 40}, 43, longName.c_str());
     const auto show = makeWindow({0, 0, kWidth, kHeight}, 41, "Show ä\xFF");
     const auto framed = makeWindow({10, 20, 300, 200}, 42, nullptr, true, 5);
     const auto hidden = makeWindow({0, 0, 10, 10}, 41, "hidden");
     const auto nobodys = makeWindow({0, 0, 10, 10}, 0, "nobody's");
     const auto desktop = makeWindow({0, 0, kWidth, kHeight}, 41, "desktop");
     xcb_ewmh_set_wm_window_type(&ewmh, desktop, 1, &ewmh._NET_WM_WINDOW_TYPE_DESKTOP);
-    for (const auto window : {show, framed, nobodys, desktop}) map(window);
+    for (const auto window : {named, show, framed, nobodys, desktop}) map(window);
 
     const std::vector<WindowRecord> expected{{42, {10, 20, 310, 210}, std::nullopt, framed},
-                                             {41, {0, 0, kWidth, kHeight}, "Show ä\uFFFD", show}};
+                                             {41, {0, 0, kWidth, kHeight}, "Show ä\uFFFD", show},
+                                             {43, {1, 2, 30, 40}, longName.substr(0, 1023), named}};
+    ASSERT_TRUE(eventuallyLists(3));
     EXPECT_EQ(server.windows(), expected);
     EXPECT_EQ(server.screens(), (std::vector<Rect>{{0, 0, kWidth, kHeight}}));
     EXPECT_EQ(recordOf(hidden), std::nullopt);
 
     xcb_destroy_window(connection, show);
     settle();
-    EXPECT_EQ(server.windows().size(), 1U);
+    EXPECT_TRUE(eventuallyLists(2));
     EXPECT_TRUE(consoleLog.notes.lines().empty());
+}
+
+TEST_F(X11WindowServerTest, ListsTheFrontmostOfManyWindows) {
+    constexpr std::size_t kMany = 2100;
+    constexpr std::size_t kMost = 2000;
+    const auto frame = makeWindow({0, 0, kWidth, kHeight}, 0, nullptr);
+    std::vector<xcb_window_t> framed;
+    std::vector<xcb_window_t> free;
+    for (std::size_t i = 0; i < kMany; ++i) {
+        const Rect bounds{static_cast<double>(i % 1000), static_cast<double>(i / 1000), 1, 1};
+        framed.push_back(makeWindow(bounds, 41, nullptr, false, 0, frame));
+        free.push_back(makeWindow(bounds, 42, nullptr));
+    }
+    xcb_map_subwindows(connection, frame);
+    xcb_map_subwindows(connection, screen->root);
+    xcb_ewmh_set_client_list_stacking(&ewmh, 0, kMany, framed.data());
+    settle();
+
+    ASSERT_TRUE(eventuallyLists(2 * kMost));
+    const auto windows = server.windows();
+    EXPECT_EQ(windows.front().number, free.back());
+    EXPECT_EQ(windows[kMost - 1].number, free[kMany - kMost]);
+    EXPECT_EQ(windows[kMost].number, framed.back());
+    EXPECT_EQ(windows.back().number, framed[kMany - kMost]);
 }
 
 TEST_F(X11WindowServerTest, ListsWindowsOfAWindowManagerWithTheirFrames) {
@@ -102,14 +146,15 @@ TEST_F(X11WindowServerTest, ListsWindowsOfAWindowManagerWithTheirFrames) {
         return record && record->bounds.width > 300 && record->bounds.width < 400 && record->bounds.height > 210;
     };
     ASSERT_TRUE(eventually(isFramed));
-    EXPECT_EQ(recordOf(menu)->bounds, (Rect{5, 5, 20, 30}));
-    EXPECT_EQ(server.windows().size(), 2U) << "frames and the manager's own windows are not listed";
+    const auto menuBounds = [&] { return recordOf(menu).value_or(WindowRecord()).bounds; };
+    EXPECT_TRUE(eventually([&] { return menuBounds() == Rect{5, 5, 20, 30}; }));
+    EXPECT_TRUE(eventuallyLists(2)) << "frames and the manager's own windows are not listed";
 
     xcb_ewmh_request_change_wm_state(&ewmh, 0, window, XCB_EWMH_WM_STATE_ADD, ewmh._NET_WM_STATE_FULLSCREEN, XCB_NONE,
                                      XCB_EWMH_CLIENT_SOURCE_TYPE_NORMAL);
     settle();
     const Rect whole{0, 0, kWidth, kHeight};
-    EXPECT_TRUE(eventually([&] { return recordOf(window)->bounds == whole; }));
+    EXPECT_TRUE(eventually([&] { return recordOf(window).value_or(WindowRecord()).bounds == whole; }));
     xcb_ewmh_request_change_wm_state(&ewmh, 0, window, XCB_EWMH_WM_STATE_REMOVE, ewmh._NET_WM_STATE_FULLSCREEN,
                                      XCB_NONE, XCB_EWMH_CLIENT_SOURCE_TYPE_NORMAL);
     settle();
@@ -120,63 +165,109 @@ TEST_F(X11WindowServerTest, ListsWindowsOfAWindowManagerWithTheirFrames) {
         const auto record = recordOf(window);
         return record && record->bounds.width == 300 && record->bounds.height == 200;
     })) << "a manager that died leaves its list and frame widths behind";
-    EXPECT_EQ(server.windows().size(), 2U);
+    EXPECT_TRUE(eventuallyLists(2));
 }
 
-TEST_F(X11WindowServerTest, SeesWhatChangesBetweenTwoLooks) {
+TEST_F(X11WindowServerTest, SeesWhatChanges) {
     const auto window = makeWindow({10, 20, 300, 200}, 41, "before");
     map(window);
-    EXPECT_EQ(recordOf(window)->name, "before");
-
+    const auto becomes = [&](auto field, const auto& value) {
+        settle();
+        return eventually([&] {
+            const auto record = recordOf(window);
+            return record && (*record).*field == value;
+        });
+    };
+    EXPECT_TRUE(becomes(&WindowRecord::name, "before"));
     xcb_ewmh_set_wm_name(&ewmh, window, 5, "after");
-    settle();
-    EXPECT_EQ(recordOf(window)->name, "after");
+    EXPECT_TRUE(becomes(&WindowRecord::name, "after"));
     const std::uint32_t whole[] = {0, 0, static_cast<std::uint32_t>(kWidth), static_cast<std::uint32_t>(kHeight)};
     xcb_configure_window(connection, window,
                          XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y | XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT,
                          whole);
-    settle();
-    EXPECT_EQ(recordOf(window)->bounds, (Rect{0, 0, kWidth, kHeight}));
+    EXPECT_TRUE(becomes(&WindowRecord::bounds, Rect{0, 0, kWidth, kHeight}));
     xcb_ewmh_set_wm_pid(&ewmh, window, 42);
-    settle();
-    EXPECT_EQ(recordOf(window)->ownerPID, 42);
+    EXPECT_TRUE(becomes(&WindowRecord::ownerPID, 42));
+    for (int i = 0; i <= 20'000; ++i) {
+        const auto name = std::to_string(i);
+        xcb_ewmh_set_wm_name(&ewmh, window, static_cast<std::uint32_t>(name.size()), name.c_str());
+    }
+    EXPECT_TRUE(becomes(&WindowRecord::name, "20000")) << "a flood of changes";
 
     map(makeWindow({0, 0, 20, 20}, 43, "in front"));
-    EXPECT_EQ(server.windows().front().ownerPID, 43);
+    const auto isInFront = [&](pid_t process) {
+        return eventually([&] { return server.windows().front().ownerPID == process; });
+    };
+    EXPECT_TRUE(isInFront(43));
     const std::uint32_t above = XCB_STACK_MODE_ABOVE;
     xcb_configure_window(connection, window, XCB_CONFIG_WINDOW_STACK_MODE, &above);
     settle();
-    EXPECT_EQ(server.windows().front().ownerPID, 42);
+    EXPECT_TRUE(isInFront(42));
     xcb_unmap_window(connection, window);
     settle();
-    EXPECT_EQ(recordOf(window), std::nullopt);
+    EXPECT_TRUE(eventually([&] { return !recordOf(window); }));
 }
 
 TEST_F(X11WindowServerTest, HoldsNoConnectionWhenNobodyAsks) {
-    const auto descriptors = [] {
-        const std::filesystem::directory_iterator open("/proc/self/fd");
-        return std::distance(begin(open), end(open));
-    };
     map(makeWindow({0, 0, 10, 10}, 41, "w"));
     const auto before = descriptors();
     for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(server.windows().size(), 1U);
+        EXPECT_TRUE(eventuallyLists(1));
         dispatch.runFor(std::chrono::seconds(4));
         EXPECT_EQ(descriptors(), before + 1) << "asked every four seconds, it stays connected";
     }
     dispatch.runFor(std::chrono::seconds(10));
-    EXPECT_EQ(descriptors(), before);
-    EXPECT_EQ(server.windows().size(), 1U);
+    EXPECT_TRUE(eventually([&] { return descriptors() == before; }));
+    EXPECT_TRUE(eventuallyLists(1));
 }
 
 TEST_F(X11WindowServerTest, OutlivesItsDisplay) {
     map(makeWindow({0, 0, 10, 10}, 41, "w"));
-    EXPECT_EQ(server.windows().size(), 1U);
+    EXPECT_TRUE(eventuallyLists(1));
     display.send(SIGKILL);
     static_cast<void>(display.exitStatus());
-    EXPECT_TRUE(server.windows().empty());
+    EXPECT_TRUE(eventuallyLists(0));
     EXPECT_TRUE(server.screens().empty());
     EXPECT_TRUE(server.windows().empty());
+    EXPECT_EQ(consoleLog.notes.lines().size(), 1U);
+}
+
+TEST_F(X11WindowServerTest, AStoppedDisplayHoldsNobodyUp) {
+    constexpr int kCalls = 1000;  // far more than could wait a moment each until the deadline
+    map(makeWindow({0, 0, 10, 10}, 41, "w"));
+    const auto before = descriptors();
+    for (const bool isConnected : {true, false}) {
+        SCOPED_TRACE(isConnected);
+        auto asked = std::make_unique<X11WindowServer>(consoleLog, dispatch.mainQueue());
+        const std::size_t known = isConnected ? 1 : 0;
+        ASSERT_TRUE(!isConnected || eventually([&] { return asked->windows().size() == 1; }));
+        stopDisplay();
+        auto use = std::async(std::launch::async, [&] {
+            bool asKnown = true;
+            for (int i = 0; i < kCalls; ++i) {
+                asKnown = asKnown && asked->windows().size() == known && asked->screens().size() == known;
+            }
+            asked.reset();
+            return asKnown;
+        });
+        EXPECT_EQ(use.wait_for(kDeadline), std::future_status::ready);
+        EXPECT_TRUE(!isConnected || eventually([&] { return descriptors() == before; })) << "it was cut off";
+        display.send(SIGCONT);
+        EXPECT_TRUE(use.get());
+        EXPECT_TRUE(eventually([&] { return descriptors() == before; }));
+    }
+}
+
+TEST_F(X11WindowServerTest, SaysOnceThatADisplayDoesNotAnswer) {
+    map(makeWindow({0, 0, 10, 10}, 41, "w"));
+    stopDisplay();
+    const auto before = descriptors();
+    EXPECT_TRUE(eventually([&] { return server.windows().empty() && !consoleLog.notes.lines().empty(); }));
+    dispatch.runFor(std::chrono::seconds(60));
+    EXPECT_TRUE(server.windows().empty());
+    EXPECT_EQ(descriptors(), before + 1) << "one attempt at a time, whether anybody asks or not";
+    display.send(SIGCONT);
+    EXPECT_TRUE(eventuallyLists(1));
     EXPECT_EQ(consoleLog.notes.lines().size(), 1U);
 }
 
@@ -185,7 +276,7 @@ TEST(X11WindowServer, SaysOnceThatThereIsNoDisplay) {
     NotedConsoleLog log;
     SimulatedDispatch dispatch;
     X11WindowServer server(log, dispatch.mainQueue());
-    EXPECT_TRUE(server.windows().empty());
+    EXPECT_TRUE(eventually([&] { return server.windows().empty() && !log.notes.lines().empty(); }));
     EXPECT_TRUE(server.screens().empty());
     EXPECT_EQ(log.notes.lines().size(), 1U);
 }

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "ports/WindowServer.h"
+
+#include <chrono>
+#include <memory>
+#include <vector>
+
+/// What a display shows.
+struct X11Desktop {
+    std::vector<WindowRecord> windows;
+    std::vector<Rect> screens;
+};
+
+/// A thread that looks at the display that `DISPLAY` names, again whenever something has changed there, but not more
+/// than twenty times a second. Nobody else ever waits for the display. Any thread, one at a time.
+class X11Watch {
+public:
+    /// Begins to connect and returns. Throws `std::system_error` when the system has no thread to give.
+    X11Watch();
+    /// Closes the connection, in whatever answer the thread waits for, and does not wait for the thread.
+    ~X11Watch();
+    X11Watch(const X11Watch&) = delete;
+    X11Watch& operator=(const X11Watch&) = delete;
+
+    /// Waits until the display was seen for the first time or could not be, but no longer than that.
+    void waitForFirstLook(std::chrono::milliseconds limit) const;
+    /// What was seen last; null before the first look and when the display has gone.
+    [[nodiscard]] std::shared_ptr<const X11Desktop> desktop() const;
+    /// Whether the display has not taken the connection yet. Only then the thread cannot be interrupted.
+    [[nodiscard]] bool isConnecting() const;
+    /// Whether there is no display, or it has gone.
+    [[nodiscard]] bool hasEnded() const;
+
+private:
+    class State;
+    const std::shared_ptr<State> state_;
+};
