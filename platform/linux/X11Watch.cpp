@@ -8,7 +8,6 @@
 #include <csignal>
 #include <exception>
 #include <mutex>
-#include <thread>
 #include <utility>
 
 namespace {
@@ -31,8 +30,8 @@ void blockSignals() {
 }  // namespace
 
 /// Shared by the watch and its thread, which may outlive it: connecting waits for the display without a limit, and no
-/// other thread has the descriptor yet that would end that wait. So nobody joins the thread. It touches nothing but
-/// this object, and what becomes of it when the process ends does not matter.
+/// other thread has the descriptor yet that would end that wait. Such a thread is not joined. It touches nothing but
+/// this object, and drops the connection when it gets it after all.
 class X11Watch::State {
 public:
     /// The thread.
@@ -49,10 +48,13 @@ public:
         end();  // from here on nobody uses the descriptor
     }
 
-    void close() {
+    /// Makes the thread end. False when it may wait for the display all the same.
+    [[nodiscard]] bool close() {
         const std::lock_guard lock(mutex_);
         closed_ = true;
-        if (descriptor_ >= 0) ::shutdown(descriptor_, SHUT_RDWR);  // whoever waits for it is told so
+        changed_.notify_all();
+        if (descriptor_ >= 0) ::shutdown(descriptor_, SHUT_RDWR);  // every wait for an answer ends with an error
+        return descriptor_ >= 0 || ended_;
     }
 
     void waitForFirstLook(std::chrono::milliseconds limit) {
@@ -85,15 +87,16 @@ private:
             auto desktop = std::make_shared<const X11Desktop>(X11Desktop{display.windows(), display.screens()});
             if (display.isBroken()) return;
             tell(std::move(desktop));
-            std::this_thread::sleep_for(kPause);
             display.waitForChange();
         }
     }
 
+    /// Tells what was seen, and pauses.
     void tell(std::shared_ptr<const X11Desktop> desktop) {
-        const std::lock_guard lock(mutex_);
+        std::unique_lock lock(mutex_);
         desktop_.swap(desktop);
         changed_.notify_all();
+        changed_.wait_for(lock, kPause, [this] { return closed_; });
     }
 
     void end() {
@@ -112,11 +115,13 @@ private:
     bool ended_ = false;
 };
 
-X11Watch::X11Watch() : state_(std::make_shared<State>()) {
-    std::thread([state = state_] { state->run(); }).detach();
-}
+X11Watch::X11Watch() : state_(std::make_shared<State>()), thread_([state = state_] { state->run(); }) {}
 X11Watch::~X11Watch() {
-    state_->close();
+    if (state_->close()) {
+        thread_.join();
+    } else {
+        thread_.detach();
+    }
 }
 void X11Watch::waitForFirstLook(std::chrono::milliseconds limit) const {
     state_->waitForFirstLook(limit);

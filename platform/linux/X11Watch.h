@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <memory>
+#include <thread>
 #include <vector>
 
 /// What a display shows.
@@ -18,7 +19,7 @@ class X11Watch {
 public:
     /// Begins to connect and returns. Throws `std::system_error` when the system has no thread to give.
     X11Watch();
-    /// Closes the connection, in whatever answer the thread waits for, and does not wait for the thread.
+    /// Ends the thread at once, whatever answer it waits for; one that still connects is left to itself.
     ~X11Watch();
     X11Watch(const X11Watch&) = delete;
     X11Watch& operator=(const X11Watch&) = delete;
@@ -35,4 +36,5 @@ public:
 private:
     class State;
     const std::shared_ptr<State> state_;
+    std::thread thread_;
 };
