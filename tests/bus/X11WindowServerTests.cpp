@@ -114,7 +114,8 @@ TEST_F(X11WindowServerTest, ListsTheFrontmostOfManyWindows) {
     std::vector<xcb_window_t> framed;
     std::vector<xcb_window_t> free;
     for (std::size_t i = 0; i < kMany; ++i) {
-        const Rect bounds{static_cast<double>(i % 1000), static_cast<double>(i / 1000), 1, 1};
+        const auto row = i / 1000;
+        const Rect bounds{static_cast<double>(i % 1000), static_cast<double>(row), 1, 1};
         framed.push_back(makeWindow(bounds, 41, nullptr, false, 0, frame));
         free.push_back(makeWindow(bounds, 42, nullptr));
     }
