@@ -18,8 +18,8 @@ struct WindowRecord {
     bool operator==(const WindowRecord&) const = default;
 };
 
-/// The window server's view of the screen. Callable from any thread; both answer empty, and say so once on the log,
-/// when there is no display.
+/// The window server's view of the screen, which may be a moment old. Callable from any thread; neither waits for a
+/// window server that hangs. Both answer empty, and say so once on the log, when there is no display.
 class WindowServer {
 public:
     virtual ~WindowServer() = default;
