@@ -10,6 +10,10 @@ namespace bus {
 /// Opens a connection to the session bus. Throws `sdbus::Error` when there is none.
 [[nodiscard]] std::unique_ptr<sdbus::IConnection> openSessionBus();
 
+/// Serves what has arrived, one message at a time; answers whether there may be more. A message that cannot be served
+/// is dropped. Throws `sdbus::Error` when the bus has gone away. On the thread that serves the connection.
+[[nodiscard]] bool processPending(sdbus::IConnection& connection);
+
 /// Runs a connection's event loop on a thread of its own until it is destroyed or the bus goes away.
 class EventLoopThread {
 public:

@@ -3,7 +3,9 @@
 #include <sdbus-c++/IConnection.h>
 #include <sdbus-c++/Types.h>
 #include <atomic>
+#include <chrono>
 #include <functional>
+#include <map>
 #include <mutex>
 #include <vector>
 
@@ -17,6 +19,7 @@ namespace bus {
 class EventLoop {
 public:
     using Task = std::function<void()>;
+    using Clock = std::chrono::steady_clock;
 
     /// The connection must outlive the loop.
     explicit EventLoop(sdbus::IConnection& connection);
@@ -25,22 +28,24 @@ public:
     [[nodiscard]] bool run();
     /// Makes `run` return after the callback or task under way. Any thread, also before `run`.
     void stop();
-    /// Runs the task in `run`, after those posted earlier; it must not throw. Tasks left when the loop is destroyed are
-    /// dropped. Any thread.
+    /// Runs the task, guarded, in `run`, after those posted earlier. Tasks left when the loop is destroyed are dropped.
+    /// Any thread.
     void post(Task task);
+    /// The same, not before the delay has passed. Any thread.
+    void after(Clock::duration delay, Task task);
 
 private:
     void runTasks();
-    [[nodiscard]] bool processPending();
     void wait();
+    [[nodiscard]] int timeoutOfWait(int timeout);
     void wake() const;
 
     sdbus::IConnection& connection_;
     const sdbus::UnixFd wakeUp_;
     std::atomic<bool> stopped_ = false;
-    int failures_ = 0;  ///< in a row
     std::mutex mutex_;
-    std::vector<Task> tasks_;  ///< guarded by `mutex_`
+    std::vector<Task> tasks_;                              ///< guarded by `mutex_`
+    std::multimap<Clock::time_point, Task> delayedTasks_;  ///< guarded by `mutex_`
 };
 
 }  // namespace bus

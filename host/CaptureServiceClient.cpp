@@ -1,6 +1,7 @@
 #include "host/CaptureServiceClient.h"
 
 #include "bus/BusConnection.h"
+#include "bus/Callbacks.h"
 #include "bus/Convert.h"
 #include "bus/KeynoteCaptureServiceDelegateAdaptor.h"
 #include "bus/KeynoteCaptureServiceProtocolProxy.h"
@@ -16,9 +17,6 @@ namespace {
 
 using Delegate_adaptor = com::veldrin::KeynoteCaptureServiceDelegate_adaptor;
 constexpr const char* kProtocol = com::veldrin::KeynoteCaptureServiceProtocol_proxy::INTERFACE_NAME;
-constexpr const char* kOwnerChanges =
-    "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',member='NameOwnerChanged',"
-    "arg0='com.veldrin.KeynoteCaptureService'";
 
 /// Threads made while this lives take no signals: those belong to the host's own threads.
 class NoSignals {
@@ -91,7 +89,7 @@ public:
                 if (error == nullptr) {
                     accepted_ = true;
                 } else if (reply) {
-                    reply(clientErrorFrom(*error));
+                    bus::guarded([&] { reply(clientErrorFrom(*error)); });
                 }
             });
         });
@@ -103,7 +101,7 @@ public:
                 .onInterface("org.freedesktop.DBus.Peer")
                 .withTimeout(replyTimeout_)
                 .uponReplyInvoke([reply](const sdbus::Error* error) {
-                    reply(error == nullptr ? nullptr : clientErrorFrom(*error));
+                    bus::guarded([&] { reply(error == nullptr ? nullptr : clientErrorFrom(*error)); });
                 });
         });
     }
@@ -122,7 +120,8 @@ public:
             },
             [&] {
                 call(method).uponReplyInvoke([reply](const sdbus::Error* error, const std::string& text) {
-                    if (reply) reply(error == nullptr ? bus::optionalFrom(text) : std::nullopt);
+                    if (!reply) return;
+                    bus::guarded([&] { reply(error == nullptr ? bus::optionalFrom(text) : std::nullopt); });
                 });
             });
     }
@@ -143,13 +142,8 @@ private:
 
     void run() {
         object_->finishRegistration();
-        ownerWatch_ = connection_->addMatch(kOwnerChanges, [this](sdbus::Message& message) {
-            std::string name;
-            std::string before;
-            std::string now;
-            message >> name >> before >> now;
-            ownerChanged(now);
-        });
+        ownerWatch_ = bus::watchNames(*connection_, "arg0='" + std::string(bus::kServiceName) + "'",
+                                      [this](const auto&, const std::string& now) { ownerChanged(now); });
         owner_ = currentOwner();
         const NoSignals noSignals;
         loop_ = std::make_unique<bus::EventLoopThread>(*connection_, [this] { ownerLost(); });
@@ -176,7 +170,7 @@ private:
     }
 
     void ownerLost() const {
-        if (onServiceLost_) onServiceLost_();
+        if (onServiceLost_) bus::guarded(onServiceLost_);
     }
 
     sdbus::AsyncMethodInvoker call(const char* method) {
@@ -196,49 +190,47 @@ private:
         }
     }
 
-    /// Anyone on the bus can call the exported object; only the service may.
-    void requireService() const {
+    /// Tells the delegate. Anyone on the bus can call the exported object; only the service may.
+    template <typename Call>
+    void notify(const Call& call) const {
         const auto* message = object_->getCurrentlyProcessedMessage();
         if (owner_.empty() || message == nullptr || message->getSender() != owner_) {
             throw sdbus::Error("org.freedesktop.DBus.Error.AccessDenied", "Only the capture service may call this.");
         }
+        bus::guarded(call);
     }
 
     void startedPresenting(const std::string& presentationID, const std::string& originalDocumentPath,
                            const std::string& archive, const BusError& error) override {
-        requireService();
-        delegate_.startedPresenting(bus::optionalFrom(presentationID), bus::optionalPathFrom(originalDocumentPath),
-                                    bus::optionalFrom(archive), bus::errorFrom(error));
+        notify([&] {
+            delegate_.startedPresenting(bus::optionalFrom(presentationID), bus::optionalPathFrom(originalDocumentPath),
+                                        bus::optionalFrom(archive), bus::errorFrom(error));
+        });
     }
     void stoppedPresenting(const std::string& presentationID, const BusError& error) override {
-        requireService();
-        delegate_.stoppedPresenting(bus::optionalFrom(presentationID), bus::errorFrom(error));
+        notify([&] { delegate_.stoppedPresenting(bus::optionalFrom(presentationID), bus::errorFrom(error)); });
     }
     void slideDeckPresentedSlide(const std::string& presentationID, const std::int64_t& presentedSlide,
                                  const std::int64_t& at, const std::string& imageFilePathURL) override {
-        requireService();
-        delegate_.slideDeckPresentedSlide(bus::optionalFrom(presentationID), presentedSlide, bus::dateFrom(at),
-                                          bus::optionalPathFrom(imageFilePathURL));
+        notify([&] {
+            delegate_.slideDeckPresentedSlide(bus::optionalFrom(presentationID), presentedSlide, bus::dateFrom(at),
+                                              bus::optionalPathFrom(imageFilePathURL));
+        });
     }
     void extractedSlideFilesForPresentation(const std::string& presentationPath, const BusError& error) override {
-        requireService();
-        delegate_.extractedSlideFilesForPresentation(presentationPath, bus::errorFrom(error));
+        notify([&] { delegate_.extractedSlideFilesForPresentation(presentationPath, bus::errorFrom(error)); });
     }
     void savedArchiveDocuments() override {
-        requireService();
-        delegate_.savedArchiveDocuments();
+        notify([&] { delegate_.savedArchiveDocuments(); });
     }
     void failedToSaveArchiveDocumentError(const BusError& error) override {
-        requireService();
-        delegate_.failedToSaveArchiveDocumentError(bus::errorFrom(error));
+        notify([&] { delegate_.failedToSaveArchiveDocumentError(bus::errorFrom(error)); });
     }
     void detectedKeynoteLaunched() override {
-        requireService();
-        delegate_.detectedKeynoteLaunched();
+        notify([&] { delegate_.detectedKeynoteLaunched(); });
     }
     void detectedKeynoteTerminated() override {
-        requireService();
-        delegate_.detectedKeynoteTerminated();
+        notify([&] { delegate_.detectedKeynoteTerminated(); });
     }
 
     const std::unique_ptr<sdbus::IConnection> connection_;

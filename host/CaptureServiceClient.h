@@ -23,8 +23,9 @@ inline constexpr std::int64_t kCaptureServiceNoAnswer = 2;
 ///
 /// The first operation starts the service if the bus knows how to. Operations may be called from any thread and
 /// return at once. Notifications, replies and `onServiceLost` come one at a time on a thread of the client's own, in
-/// the order in which the service sent them; that thread takes no signals. They must not throw, and must not drop
-/// the client. When dropping the client has returned, none comes any more; replies still due are given up.
+/// the order in which the service sent them; that thread takes no signals. They must not drop the client, and what
+/// they throw ends there, with a line on standard error. When dropping the client has returned, none comes any more;
+/// replies still due are given up.
 class CaptureServiceClient final : public KeynoteCaptureServiceProtocol {
 public:
     /// Opens a connection of its own to the session bus. Null with `error` set when there is no bus.

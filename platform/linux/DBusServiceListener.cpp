@@ -1,5 +1,6 @@
 #include "platform/linux/DBusServiceListener.h"
 
+#include "bus/Callbacks.h"
 #include "bus/Convert.h"
 #include "bus/Names.h"
 #include "platform/linux/AsioDispatch.h"
@@ -88,11 +89,8 @@ private:
     }
 
     sdbus::Slot watchLeaving(const std::string& name) {
-        const std::string match =
-            "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',"
-            "interface='org.freedesktop.DBus',member='NameOwnerChanged',arg0='" +
-            name + "'";
-        return bus_->connection().addMatch(match, [this, name](sdbus::Message&) { removeLater(name); });
+        return bus::watchNames(bus_->connection(), "arg0='" + name + "'",
+                               [this](const auto& left, const auto&) { removeLater(left); });
     }
 
     /// A host that left before it was watched.

@@ -23,8 +23,12 @@ public:
 
     /// Send from any thread; calls that wait for a reply only on the bus thread, or before `start`.
     [[nodiscard]] sdbus::IConnection& connection() { return *connection_; }
-    /// Runs the task on the bus thread, outside the library's lock. Must not throw. Any thread.
+    /// Runs the task on the bus thread, outside the library's lock. Any thread.
     void post(bus::EventLoop::Task task) { loop_.post(std::move(task)); }
+    /// The same, not before the delay has passed.
+    void after(bus::EventLoop::Clock::duration delay, bus::EventLoop::Task task) {
+        loop_.after(delay, std::move(task));
+    }
     /// Starts the bus thread, which calls `onLost` when the bus has gone away. Once.
     void start(std::function<void()> onLost);
     /// Ends the bus thread after the task under way; nothing is sent any more. Not on the bus thread.

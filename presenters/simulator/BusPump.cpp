@@ -1,5 +1,7 @@
 #include "presenters/simulator/BusPump.h"
 
+#include "bus/BusConnection.h"
+
 #include <sdbus-c++/Error.h>
 #include <utility>
 
@@ -11,7 +13,7 @@ BusPump::BusPump(sdbus::IConnection& connection, EventLoop& loop, std::function<
 void BusPump::handlePending() {
     if (!watch_) return;
     try {
-        while (connection_.processPendingRequest()) {
+        while (bus::processPending(connection_)) {
         }
     } catch (const sdbus::Error&) {
         watch_.reset();

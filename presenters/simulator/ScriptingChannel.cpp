@@ -1,5 +1,6 @@
 #include "presenters/simulator/ScriptingChannel.h"
 
+#include "bus/Callbacks.h"
 #include "bus/Convert.h"
 #include "bus/Names.h"
 #include "presenters/simulator/ChannelValues.h"
@@ -14,8 +15,6 @@
 namespace {
 
 constexpr const char* kBundleIdentifier = "com.apple.iWork.Keynote";
-constexpr const char* kLeaving =
-    "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',member='NameOwnerChanged',arg2=''";
 constexpr const char* kInterface = com::veldrin::PresentationProgram_adaptor::INTERFACE_NAME;
 
 using namespace channel;
@@ -29,12 +28,14 @@ sdbus::Error busError(const std::string& sentence) {
     return {bus::kProgramFailed, sentence};
 }
 
+/// Names of files may hold bytes that no text on the bus may; such an answer becomes a refusal.
 template <typename... Ts>
 void finish(const sdbus::Result<Ts...>& result, const ErrorPtr& error, const Ts&... values) {
-    if (error) {
-        result.returnError(busError(error->localizedDescription()));
-    } else {
-        result.returnResults(values...);
+    try {
+        if (!error) return result.returnResults(values...);
+        result.returnError(busError(bus::validUTF8(error->localizedDescription())));
+    } catch (const sdbus::Error& failure) {
+        result.returnError(busError("The answer cannot be sent: " + failure.getMessage()));
     }
 }
 
@@ -61,11 +62,8 @@ ScriptingChannel::ScriptingChannel(sdbus::IConnection& connection, PresentationP
     exportDocumentCalls();
     exportProperties();
     object_->finishRegistration();
-    leaving_ = connection.addMatch(kLeaving, [this](sdbus::Message& message) {
-        std::string name;
-        message >> name;
-        callerLeft(name);
-    });
+    leaving_ =
+        bus::watchNames(connection, "arg2=''", [this](const std::string& name, const auto&) { callerLeft(name); });
 }
 
 void ScriptingChannel::setRunning(bool running) {
@@ -255,8 +253,8 @@ void ScriptingChannel::whenAnswering(Task answer) {
 }
 
 void ScriptingChannel::after(Duration delay, Task task) {
-    if (delay == Duration::zero()) return task();
+    if (delay == Duration::zero()) return bus::guarded(task);
     queue_.after(delay, [task = std::move(task), alive = std::weak_ptr(alive_)] {
-        if (!alive.expired()) task();
+        if (!alive.expired()) bus::guarded(task);
     });
 }

@@ -1,0 +1,34 @@
+#include "bus/Callbacks.h"
+
+#include <cstdio>
+#include <utility>
+
+namespace bus {
+
+void complainOfCallback(const char* reason) noexcept {
+    std::fprintf(stderr, "A message on the bus could not be served: %s\n", reason);
+}
+
+sdbus::Slot addMatch(sdbus::IConnection& connection, const std::string& rule,
+                     std::function<void(sdbus::Message&)> callback) {
+    return connection.addMatch(
+        rule, [callback = std::move(callback)](sdbus::Message& message) { guarded([&] { callback(message); }); });
+}
+
+sdbus::Slot watchNames(sdbus::IConnection& connection, const std::string& condition,
+                       std::function<void(const std::string& name, const std::string& owner)> changed) {
+    const std::string rule =
+        "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',"
+        "interface='org.freedesktop.DBus',member='NameOwnerChanged'," +
+        condition;
+    return addMatch(connection, rule, [changed = std::move(changed)](sdbus::Message& message) {
+        if (message.getSender() != "org.freedesktop.DBus") return;
+        std::string name;
+        std::string before;
+        std::string now;
+        message >> name >> before >> now;
+        changed(name, now);
+    });
+}
+
+}  // namespace bus
