@@ -28,7 +28,8 @@ public:
 class Workspace {
 public:
     virtual ~Workspace() = default;
-    /// The running applications in the order in which they appeared. Any thread.
+    /// The running applications in the order in which they appeared, as the observers have last been told: on the main
+    /// queue every state is seen in turn, and none is skipped when changes come quickly. Any thread.
     [[nodiscard]] virtual std::vector<std::shared_ptr<RunningApplication>> runningApplications() const = 0;
     /// Calls the observer at once and then on the main queue after each change of the list. Main queue only; the
     /// handle may be dropped on any thread.
@@ -36,6 +37,11 @@ public:
     /// `openFile:withApplication:andDeactivate:`: has the application with this name open the file, and starts the
     /// application first when it does not run; the caller keeps the focus. Returns once the application runs and has
     /// been told, after half a minute at the latest; the document may open later. False when there is no such
-    /// application. Any thread.
+    /// application. Any thread but the main one, which others need meanwhile.
     virtual bool openFile(const std::filesystem::path& path, const std::string& withApplication) = 0;
+    /// The same without waiting: returns at once, and calls `whenTold` once on the main queue with whether there is
+    /// such an application. Nothing is called once the platform has gone. Any thread; the caller keeps nothing, and
+    /// what `whenTold` uses must still be there when it is called.
+    virtual void openFile(const std::filesystem::path& path, const std::string& withApplication,
+                          std::function<void(bool)> whenTold) = 0;
 };

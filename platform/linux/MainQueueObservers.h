@@ -33,14 +33,7 @@ public:
             if (const auto self = weak.lock()) self->callAll();
         });
     }
-
-private:
-    struct Entry final : Registration {
-        explicit Entry(std::function<void()> call)
-            : observer(std::make_shared<std::function<void()>>(std::move(call))) {}
-        const std::shared_ptr<std::function<void()>> observer;
-    };
-
+    /// Calls every observer right now. Main queue only.
     void callAll() {
         std::unique_lock lock(mutex_);
         const auto observers = observers_;
@@ -49,6 +42,13 @@ private:
             if (const auto observer = weak.lock()) (*observer)();
         }
     }
+
+private:
+    struct Entry final : Registration {
+        explicit Entry(std::function<void()> call)
+            : observer(std::make_shared<std::function<void()>>(std::move(call))) {}
+        const std::shared_ptr<std::function<void()>> observer;
+    };
 
     DispatchQueue& mainQueue_;
     std::mutex mutex_;

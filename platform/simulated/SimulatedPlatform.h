@@ -30,7 +30,7 @@ public:
     SimulatedFileManager files;
     SimulatedBundles bundles;
     SimulatedMetadataQueries metadataQueries{dispatch};
-    SimulatedWorkspace workspace;
+    SimulatedWorkspace workspace{dispatch.mainQueue()};
     SimulatedScripting scripting{dispatch};
     SimulatedWindowServer windowServer;
     SimulatedText text;

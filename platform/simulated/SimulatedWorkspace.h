@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/simulated/ObserverList.h"
+#include "ports/Dispatch.h"
 #include "ports/Workspace.h"
 
 /// An application that a test makes and changes.
@@ -28,11 +29,13 @@ private:
     ObserverList observers_;
 };
 
-/// The running applications as a test sets them; observers hear of changes at once.
+/// The running applications as a test sets them.
 class SimulatedWorkspace final : public Workspace {
 public:
+    explicit SimulatedWorkspace(DispatchQueue& mainQueue) : mainQueue_(mainQueue) {}
+
     [[nodiscard]] std::vector<std::shared_ptr<RunningApplication>> runningApplications() const override {
-        return applications_;
+        return told_;
     }
     [[nodiscard]] Handle observeRunningApplications(std::function<void()> observer) override {
         return observers_.add(std::move(observer));
@@ -41,21 +44,41 @@ public:
     bool openFile(const std::filesystem::path& path, const std::string& withApplication) override {
         return opener && opener(path, withApplication);
     }
+    void openFile(const std::filesystem::path& path, const std::string& withApplication,
+                  std::function<void(bool)> whenTold) override {
+        mainQueue_.async([this, path, withApplication, whenTold = std::move(whenTold)] {
+            whenTold(openFile(path, withApplication));
+        });
+    }
 
     /// What `openFile` does; without it no application can be found.
     std::function<bool(const std::filesystem::path&, const std::string&)> opener;
+    /// How late observers hear of a change; without it, before `add` and `remove` return.
+    std::optional<Duration> tellsAfter;
 
     void add(std::shared_ptr<RunningApplication> application) {
         applications_.push_back(std::move(application));
-        observers_.notify();
+        tell();
     }
 
     void remove(const std::shared_ptr<RunningApplication>& application) {
         std::erase(applications_, application);
-        observers_.notify();
+        tell();
     }
 
 private:
-    std::vector<std::shared_ptr<RunningApplication>> applications_;
+    using Applications = std::vector<std::shared_ptr<RunningApplication>>;
+
+    void tell() {
+        const auto change = [this, now = applications_] {
+            told_ = now;
+            observers_.notify();
+        };
+        tellsAfter ? mainQueue_.after(*tellsAfter, change) : change();
+    }
+
+    DispatchQueue& mainQueue_;
+    Applications applications_;
+    Applications told_;  ///< what observers have heard of
     ObserverList observers_;
 };

@@ -27,7 +27,7 @@ public:
         exportCalls();
         object_->finishRegistration();
         connection_->requestName(facts.name);
-        if (facts.answers) loop_ = std::make_unique<bus::EventLoopThread>(*connection_, [] {});
+        if (facts.answers) beginToAnswer();
     }
     FakeProgram() : FakeProgram(Facts{}) {}
 
@@ -37,6 +37,9 @@ public:
             process_ = sdbus::Variant(process);
         }
         object_->emitPropertiesChangedSignal(kProgramInterface, {"ProcessIdentifier"});
+    }
+    void beginToAnswer() {
+        loop_ = std::make_unique<bus::EventLoopThread>(*connection_, [] {});
     }
     void leaveName() { connection_->releaseName(facts.name); }
     [[nodiscard]] std::string uniqueName() const { return connection_->getUniqueName(); }
@@ -84,6 +87,10 @@ private:
         object_->registerMethod("windows").onInterface(kProgramInterface).implementedAs([this] {
             calls.add("windows");
             return std::vector<WindowStruct>{{"Slides", {0, 0, 1440, 900}, 1, 7}, {"Notes", {-1.5, 2, 3, 4}, 2, 8}};
+        });
+        object_->registerMethod("open").onInterface(kProgramInterface).implementedAs([this](const std::string& url) {
+            calls.add("open " + url);
+            return std::string("document-1");
         });
         object_->registerMethod("save")
             .onInterface(kProgramInterface)

@@ -1,5 +1,8 @@
 #include "platform/linux/DBusWorkspace.h"
 #include "tests/bus/FakeProgram.h"
+#include "tests/support/Forger.h"
+
+#include <future>
 
 namespace {
 
@@ -8,9 +11,9 @@ using Lines = std::vector<std::string>;
 /// A workspace on a running bus, with a main queue that runs on a thread and an observer that notes the list.
 class WorkspaceTest : public testing::Test {
 protected:
-    void begin() {
-        workspace =
-            std::make_unique<DBusWorkspace>(sessionBus, dispatch.mainQueue(), std::vector<std::string>{kKeynote});
+    void begin(std::chrono::milliseconds patience = std::chrono::hours(1)) {
+        workspace = std::make_unique<DBusWorkspace>(sessionBus, dispatch.mainQueue(),
+                                                    std::vector<std::string>{kKeynote}, patience);
         observation = workspace->observeRunningApplications([this] { observed.add(list()); });
         sessionBus->start([] {});
         mainLoop = std::thread([this] { static_cast<void>(dispatch.run()); });
@@ -32,6 +35,25 @@ protected:
     }
     [[nodiscard]] bool becomes(const std::string& expected) const {
         return eventually([&] { return list() == expected; });
+    }
+    /// Everything that the bus has sent is in the list, as far as it will be.
+    void settle() {
+        std::atomic<bool> isSettled = false;
+        const auto proxy = sdbus::createProxy(sessionBus->connection(), kBusDaemon, kBusDaemonPath);
+        proxy->callMethodAsync("GetId")
+            .onInterface(kBusDaemon)
+            .uponReplyInvoke(
+                [&](const sdbus::Error*, const std::string&) { sessionBus->post([&] { isSettled = true; }); });
+        ASSERT_TRUE(eventually([&] { return isSettled.load(); }));
+        dispatch.mainQueue().sync([] {});
+    }
+    /// A connection with many names that never answers.
+    static std::unique_ptr<sdbus::IConnection> crowd(int first, int count) {
+        auto connection = bus::openSessionBus();
+        for (int i = first; i < first + count; ++i) {
+            connection->requestName(fmt::format("{}.instance{}", kKeynote, i));
+        }
+        return connection;
     }
     static FakeProgram::Facts program(int number, std::uint32_t process) {
         FakeProgram::Facts facts;
@@ -165,6 +187,87 @@ TEST_F(WorkspaceTest, FindsAProgramThatHasJustAppeared) {
         }
         ASSERT_TRUE(becomes(""));
     }
+}
+
+TEST_F(WorkspaceTest, OneWithManyNamesKeepsNobodyOutForGood) {
+    const auto many = crowd(100, 70);
+    begin();
+    const FakeProgram first(program(1, 70));
+    EXPECT_TRUE(becomes("70 "));
+    std::vector<std::unique_ptr<sdbus::IConnection>> others;
+    for (int i = 0; i < 15; ++i) others.push_back(crowd(200 + 4 * i, 4));
+    const FakeProgram late(program(2, 71));
+    settle();
+    EXPECT_EQ(list(), "70 ") << "64 are watched";
+    others.pop_back();
+    EXPECT_TRUE(becomes("70 71 ")) << "there is a place now";
+}
+
+TEST_F(WorkspaceTest, NobodyTakesTheProcessOfAnother) {
+    FakeProgram earlier(program(1, 79));
+    begin();
+    ASSERT_TRUE(becomes("79 "));
+    const FakeProgram followed(program(2, 80));
+    ASSERT_TRUE(becomes("79 80 "));
+    const FakeProgram later(program(3, 80));
+    ASSERT_TRUE(becomes("79 80 80 "));
+    EXPECT_EQ(workspace->busNameOfProcess(80), followed.uniqueName());
+    earlier.changeProcess(80);
+    ASSERT_TRUE(becomes("80 80 80 "));
+    EXPECT_EQ(workspace->busNameOfProcess(80), followed.uniqueName());
+}
+
+TEST_F(WorkspaceTest, ListsAProgramThatAnswersLate) {
+    auto facts = program(1, 90);
+    facts.answers = false;
+    FakeProgram slow(facts);
+    begin(std::chrono::milliseconds(50));
+    EXPECT_TRUE(eventually([&] { return workspace->isComplete(); })) << "it is not waited for any longer";
+    EXPECT_EQ(list(), "");
+    slow.beginToAnswer();
+    EXPECT_TRUE(becomes("90 "));
+}
+
+TEST_F(WorkspaceTest, ANonsensicalAnswerIsAnAnswer) {
+    Forger program;
+    program.own(std::string(kKeynote) + ".instance1");
+    begin();
+    program.answer("GetAll", "nonsense");
+    EXPECT_TRUE(eventually([&] { return workspace->isComplete(); }));
+    EXPECT_EQ(list(), "");
+}
+
+TEST_F(WorkspaceTest, TellsNobodyAboutAnOpenedFileAfterItsEnd) {
+    const FakeProgram keynote(program(1, 95));
+    begin();
+    ASSERT_TRUE(becomes("95 "));
+    std::promise<void> release;
+    dispatch.mainQueue().async([&] { release.get_future().wait(); });
+    bool isTold = false;
+    workspace->openFile("/a.key", "Keynote", [&](bool) { isTold = true; });
+    EXPECT_EQ(keynote.calls.waitFor(1), (Lines{"open file:///a.key"}));
+    sessionBus->stop();
+    workspace.reset();
+    release.set_value();
+    dispatch.mainQueue().sync([] {});
+    EXPECT_FALSE(isTold);
+}
+
+TEST_F(WorkspaceTest, EndsAllWaitsForAProgramWhenItShutsDown) {
+    auto facts = program(1, 96);
+    facts.answers = false;
+    const FakeProgram silent(facts);
+    begin();
+    Notes told;
+    workspace->openFile("/a.key", "Keynote", [&](bool isThere) { told.add(isThere ? "there" : "none"); });
+    std::thread blocked([&] { told.add(workspace->openFile("/b.key", "Keynote") ? "there" : "none"); });
+    settle();
+    EXPECT_EQ(told.lines(), Lines{});
+    workspace->shutDown();
+    EXPECT_EQ(told.waitFor(2), (Lines{"none", "none"}));
+    blocked.join();
+    workspace->openFile("/c.key", "Keynote", [&](bool isThere) { told.add(isThere ? "there" : "none"); });
+    EXPECT_EQ(told.waitFor(3).size(), 3U) << "later ones end at once";
 }
 
 TEST_F(WorkspaceTest, OutlivesTheBus) {
