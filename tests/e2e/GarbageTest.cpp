@@ -1,13 +1,15 @@
-/// Whatever is sent to the service, it answers, and serves the next host.
+/// Whatever is sent to the processes, they go on working.
 
 #include "tests/e2e/CaptureTest.h"
 #include "tests/support/Deadline.h"
+#include "tests/support/Forger.h"
 
 #include "bus/BusConnection.h"
 #include "bus/Names.h"
 
 #include <sdbus-c++/sdbus-c++.h>
 
+#include <csignal>
 #include <functional>
 #include <future>
 #include <limits>
@@ -19,12 +21,15 @@ using testing::HasSubstr;
 using testing::StartsWith;
 
 constexpr const char* kProtocol = "com.veldrin.KeynoteCaptureServiceProtocol";
+constexpr const char* kDaemon = "org.freedesktop.DBus";
+constexpr const char* kDaemonPath = "/org/freedesktop/DBus";
+constexpr const char* kProgram = "com.veldrin.PresentationProgram";
 constexpr const char* kOK = "ok";
 
 /// A connection that says anything to anyone.
 class Client {
 public:
-    using Fill = std::function<void(sdbus::MethodCall&)>;
+    using Fill = std::function<void(sdbus::Message&)>;
 
     /// "ok" or the name of the error that answers the call.
     std::string call(const std::string& method, const Fill& fill, const std::string& path = bus::kServicePath,
@@ -46,6 +51,25 @@ public:
     /// What the last error said.
     [[nodiscard]] const std::string& message() const { return message_; }
     void own(const std::string& name) { connection_->requestName(name); }
+    /// Sends a signal to everybody who listens, or to one.
+    void signal(const std::string& path, const std::string& interface, const std::string& member, const Fill& fill,
+                const std::string& destination = {}) {
+        auto signal = sdbus::createObject(*connection_, path)->createSignal(interface, member);
+        fill(signal);
+        if (!destination.empty()) signal.setDestination(destination);
+        signal.send();
+    }
+    /// The unique names of all others.
+    [[nodiscard]] std::vector<std::string> everybody() {
+        std::vector<std::string> names;
+        sdbus::createProxy(*connection_, kDaemon, kDaemonPath)
+            ->callMethod("ListNames")
+            .onInterface(kDaemon)
+            .storeResultsTo(names);
+        std::erase_if(names,
+                      [&](const auto& name) { return !name.starts_with(':') || name == connection_->getUniqueName(); });
+        return names;
+    }
 
 private:
     std::unique_ptr<sdbus::IConnection> connection_ = bus::openSessionBus();
@@ -68,7 +92,21 @@ const std::vector<std::pair<std::string, Client::Fill>> kArguments = {
     {"ss", [](auto& message) { message << std::string("captures") << std::string("r"); }},
     {"sss", [](auto& message) { message << std::string("a") << std::string("b") << std::string("c"); }},
     {"sd", [](auto& message) { message << std::string("a") << 1.0; }},
+    {"y", [](auto& message) { message << std::uint8_t(7); }},
+    {"b", [](auto& message) { message << true; }},
+    {"n", [](auto& message) { message << std::int16_t(-1); }},
+    {"q", [](auto& message) { message << std::uint16_t(7); }},
     {"i", [](auto& message) { message << std::int32_t(-1); }},
+    {"u", [](auto& message) { message << std::uint32_t(7); }},
+    {"t", [](auto& message) { message << std::numeric_limits<std::uint64_t>::max(); }},
+    {"d", [](auto& message) { message << std::numeric_limits<double>::quiet_NaN(); }},
+    {"o", [](auto& message) { message << sdbus::ObjectPath("/a"); }},
+    {"g", [](auto& message) { message << sdbus::Signature("a{sv}"); }},
+    {"as", [](auto& message) { message << std::vector<std::string>(3); }},
+    {"a{si}",
+     [](auto& message) {
+         message << std::map<std::string, std::int32_t>{{"ProcessIdentifier", 7}};
+     }},
     {"x", [](auto& message) { message << std::numeric_limits<std::int64_t>::min(); }},
     {"ay", [](auto& message) { message << std::vector<std::uint8_t>(1'000'000); }},
     {"v", [](auto& message) { message << sdbus::Variant(sdbus::Variant(1.0)); }},
@@ -142,6 +180,47 @@ TEST_F(GarbageTest, UnknownMembersPathsAndProgramsAreNobody) {
         clients.at(static_cast<std::size_t>(i))->own("com.apple.iWork.Keynote.instance" + std::to_string(i));
     clients.resize(10);
     expectServes();
+}
+
+TEST_F(GarbageTest, SignalsAndRepliesThatNobodyAskedForEndNoProcess) {
+    Host host;
+    host.record(captures());
+    ChildProcess recorder({KEYNOTE_CAPTURE, "record", "--to", captures("others"), "--json"});
+    const auto program = present(host);
+    host.waitFor("P1 slide 1");
+    recorder.waitForLine(R"({"event":"slideDeck")");
+
+    Client stranger;
+    stranger.own("com.apple.iWork.Keynote.instance1");  // so that somebody listens
+    Forger forger;
+    const auto everybody = stranger.everybody();
+    ASSERT_GE(everybody.size(), 4U) << "the service, the simulator and two hosts";
+    for (const auto& [signature, fill] : kArguments) {
+        const auto changed = [&fill = fill](auto& message) { fill(message << std::string(kProgram)); };
+        stranger.signal(bus::kProgramPath, "org.freedesktop.DBus.Properties", "PropertiesChanged", changed);
+        for (const auto& name : everybody) {
+            stranger.signal(bus::kProgramPath, "org.freedesktop.DBus.Properties", "PropertiesChanged", fill, name);
+            stranger.signal(kDaemonPath, kDaemon, "NameOwnerChanged", fill, name);
+        }
+    }
+    for (const auto& name : everybody) {
+        const auto gone = [&](auto& message) { message << name << name << std::string(); };
+        const auto lost = [](auto& message) { message << std::string(bus::kServiceName) << ":1.1" << std::string(); };
+        stranger.signal(kDaemonPath, kDaemon, "NameOwnerChanged", gone);
+        for (const auto& receiver : everybody)
+            stranger.signal(kDaemonPath, kDaemon, "NameOwnerChanged", gone, receiver);
+        stranger.signal(kDaemonPath, kDaemon, "NameOwnerChanged", lost, name);
+        for (std::uint32_t serial = 1; serial < 20; ++serial) forger.reply(name, serial, "forged", serial % 2 == 0);
+    }
+    EXPECT_EQ(stranger.start("captures", "r"), "org.freedesktop.DBus.Error.InvalidArgs") << "answered behind all that";
+
+    program->play("next");
+    EXPECT_THAT(host.waitFor("P1 slide 2"), ElementsAre("launched", "P1 started", "P1 slide 1", "P1 slide 2"));
+    EXPECT_THAT(recorder.waitForLine(R"({"event":"slideDeck")"), HasSubstr(R"("presentedSlide":2)"));
+    program->play("stop");
+    recorder.waitForLine(R"({"event":"stoppedPresenting")");
+    recorder.send(SIGTERM);
+    EXPECT_EQ(recorder.exitStatus(), 0) << recorder.complaints();
 }
 
 TEST_F(GarbageTest, ARecordingIDThatLooksLikeAPathStaysBelowTheWorkingDirectory) {
