@@ -1,0 +1,157 @@
+#include "runtime/WorkQueue.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <exception>
+#include <mutex>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+namespace runtime {
+namespace {
+
+/// Long enough for the calls of one host to share a thread, short enough that nothing is kept for nobody.
+constexpr std::chrono::seconds kLongestRest{5};
+
+}  // namespace
+
+/// Guarded by the crew's mutex.
+struct WorkQueue::Pieces {
+    explicit Pieces(std::size_t theCapacity) : capacity(theCapacity) {}
+
+    const std::size_t capacity;
+    std::deque<Task> waiting;
+    bool isServed = false;  ///< a thread has it, or it stands among those that are ready
+    bool hasEnded = false;
+};
+
+/// What queues and threads share.
+struct WorkQueue::Crew : std::enable_shared_from_this<Crew> {
+    explicit Crew(Workers::Report theReport) : report(std::move(theReport)) {}
+
+    bool push(const std::shared_ptr<Pieces>& pieces, Task piece) {
+        const std::lock_guard lock(mutex);
+        if (hasStopped || pieces->hasEnded || pieces->waiting.size() == pieces->capacity) return false;
+        if (!pieces->isServed && !offer(pieces)) return false;
+        pieces->waiting.push_back(std::move(piece));
+        return true;
+    }
+
+    /// Puts a queue where a thread finds it, and sees to it that one does. With the lock held.
+    bool offer(const std::shared_ptr<Pieces>& pieces) {
+        if (resting <= ready.size() && !hire()) return false;
+        pieces->isServed = true;
+        ready.push_back(pieces);
+        changed.notify_one();
+        return true;
+    }
+
+    bool hire() {
+        try {
+            std::thread([self = shared_from_this()] { self->serve(); }).detach();
+        } catch (const std::system_error&) {
+            return false;
+        }
+        ++threads;
+        ++resting;
+        return true;
+    }
+
+    void end(const std::shared_ptr<Pieces>& pieces) {
+        std::deque<Task> dropped;  // what pieces own is freed outside the lock
+        const std::lock_guard lock(mutex);
+        pieces->hasEnded = true;
+        dropped.swap(pieces->waiting);
+    }
+
+    void stop() {
+        const std::lock_guard lock(mutex);
+        hasStopped = true;
+        changed.notify_all();
+    }
+
+    void join() {
+        std::unique_lock lock(mutex);
+        changed.wait(lock, [this] { return threads == 0; });
+        ready.clear();
+    }
+
+    /// What a thread does. It counts as resting from its start on.
+    void serve() {
+        std::unique_lock lock(mutex);
+        while (changed.wait_for(lock, kLongestRest, [this] { return hasStopped || !ready.empty(); }) && !hasStopped) {
+            const auto pieces = std::move(ready.front());
+            ready.pop_front();
+            --resting;
+            serve(*pieces, lock);
+            ++resting;
+        }
+        --resting;
+        --threads;
+        changed.notify_all();
+    }
+
+    void serve(Pieces& pieces, std::unique_lock<std::mutex>& lock) {
+        while (!pieces.waiting.empty() && !hasStopped) {
+            auto piece = std::move(pieces.waiting.front());
+            pieces.waiting.pop_front();
+            lock.unlock();
+            run(piece);
+            piece = nullptr;
+            lock.lock();
+        }
+        pieces.isServed = false;
+    }
+
+    void run(const Task& piece) const {
+        try {
+            piece();
+        } catch (const std::exception& error) {
+            report(error.what());
+        } catch (...) {
+            report("for an unknown reason");
+        }
+    }
+
+    const Workers::Report report;
+    std::mutex mutex;  ///< guards what follows
+    std::condition_variable changed;
+    std::deque<std::shared_ptr<Pieces>> ready;
+    std::size_t threads = 0;
+    std::size_t resting = 0;  ///< threads that have nothing to do
+    bool hasStopped = false;
+};
+
+WorkQueue::WorkQueue(std::shared_ptr<Crew> crew, std::size_t capacity)
+    : crew_(std::move(crew)), pieces_(std::make_shared<Pieces>(capacity)) {}
+
+bool WorkQueue::push(Task piece) {
+    return crew_->push(pieces_, std::move(piece));
+}
+
+void WorkQueue::end() {
+    crew_->end(pieces_);
+}
+
+Workers::Workers(Report report) : crew_(std::make_shared<WorkQueue::Crew>(std::move(report))) {}
+
+Workers::~Workers() {
+    stop();
+    join();
+}
+
+std::unique_ptr<WorkQueue> Workers::makeQueue(std::size_t capacity) const {
+    return std::unique_ptr<WorkQueue>(new WorkQueue(crew_, capacity));
+}
+
+void Workers::stop() const {
+    crew_->stop();
+}
+
+void Workers::join() const {
+    crew_->join();
+}
+
+}  // namespace runtime
