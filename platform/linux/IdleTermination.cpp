@@ -2,6 +2,7 @@
 
 #include "platform/linux/SystemVersion.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <mutex>
 #include <utility>
@@ -19,6 +20,7 @@ struct IdleTermination::State : std::enable_shared_from_this<State> {
         const bool wasIdle = isIdle();
         disables += newDisables;
         hosts += newHosts;
+        if (hosts == 0) disables = std::min(disables, std::int64_t{0});  // whoever is to enable has gone
         if (isIdle() == wasIdle) return;
         ++changes;
         if (!wasIdle) wait();

@@ -15,16 +15,17 @@ protected:
     std::optional<IdleTermination> process{std::in_place, dispatch, 30s, [this] { ++ended; }};
 };
 
-TEST_F(IdleTerminationTest, WaitsForHostsAndDisablesAndCountsFromTheLastOfThem) {
+TEST_F(IdleTerminationTest, WaitsForHostsAndCountsFromTheLastOfThemWhateverTheyLeftDisabled) {
     process->hostConnected();
     process->disableAutomaticTermination("recording");
     process->hostConnected();
+    process->disableAutomaticTermination("recording");
     dispatch.runFor(1h);
     process->hostLeft();
-    process->hostLeft();
+    process->enableAutomaticTermination("recording");
     dispatch.runFor(1h);
     EXPECT_EQ(ended, 0);
-    process->enableAutomaticTermination("recording");
+    process->hostLeft();
     dispatch.runFor(29s);
     process->hostConnected();  // a short visit starts the count anew
     process->hostLeft();
