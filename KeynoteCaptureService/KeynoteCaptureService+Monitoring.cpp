@@ -99,11 +99,9 @@ void KeynoteCaptureService::updateScriptingApplicationIfNeeded() {
 }
 
 std::shared_ptr<ScriptingApplication> KeynoteCaptureService::replaceKeynoteApplication() {
-    auto& scripting = platform().scripting;
-    const auto application = scripting.applicationForBundleIdentifier(kKeynoteBundleIdentifier);
-    application->setTimeout(kReplyTimeout);
+    auto application = platform().scripting.applicationForBundleIdentifier(kKeynoteBundleIdentifier);
     keynoteApplication_.set(application);
-    return scripting.applicationForBundleIdentifier(kKeynoteBundleIdentifier);
+    return application;
 }
 
 void KeynoteCaptureService::scheduleTimer() {

@@ -104,10 +104,7 @@ void KeynoteCaptureService::awaitSlideImages(std::set<std::string> names, const 
 }
 
 void KeynoteCaptureService::waitForSavingToCompleteAsync() {
-    const auto application = replaceKeynoteApplication();
-    // The program is asked on the main queue, and asked again: nobody else's polls may wait for one that is slow.
-    application->setTimeout(kReplyTimeout);
-    VELFileSaveMonitor monitor(fileOutputQueue_, application, temporaryDirectoryURL_);
+    VELFileSaveMonitor monitor(fileOutputQueue_, replaceKeynoteApplication(), temporaryDirectoryURL_);
     monitor.waitForPresentationToSaveCompletion([weak = weak_from_this()](const ErrorPtr& error) {
         const auto service = weak.lock();
         const auto host = service ? service->delegate() : nullptr;

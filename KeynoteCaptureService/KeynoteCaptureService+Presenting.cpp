@@ -7,41 +7,48 @@
 
 void KeynoteCaptureService::updateKeynotePresentingState() {
     updateKeynotePresentingWindows();
-    bool presenting = false;
-    const auto polled = poll(presenting);
-    if (!polled) return;
-
-    const bool wasPresenting = std::exchange(keynotePresenting_, presenting);
-    const std::int64_t previousSlideNumber = currentSlideNumber_;
-    updatePresentedDocumentState(polled->firstDocument);
-    if (keynotePresenting_ != wasPresenting) handlePresentingStateChanged();
-    if (currentSlideNumber_ != previousSlideNumber && keynotePresenting_) handleCurrentSlideChanged();
+    const auto application = isKeynoteRunning() ? keynoteApplication_.get() : nullptr;
+    if (application && application->isRunning()) {
+        askPresentingState(application);
+    } else {
+        takePresentingState({});
+    }
 }
 
-/// What the program answers, and whether it presents; nothing when this poll is to be skipped.
-std::optional<PresentingState> KeynoteCaptureService::poll(bool& presenting) {
-    PresentingState state;
-    presenting = false;
-    if (!isKeynoteRunning()) return state;
-    const auto application = keynoteApplication_.get();
-    if (application && application->isRunning()) {
-        state = application->presentingState();
-        if (const ErrorPtr error = application->lastError()) {
-            VELLog(
-                "Apple Event error occured when checking Keynote presenting state. Skipping this polling update. %@ %@ "
-                "(%ld)",
-                error, error->localizedDescription(), error->code());
-            return std::nullopt;
-        }
-    }
-    if (state.playing) {
-        presenting = *state.playing;
-    } else {
+bool KeynoteCaptureService::isPollUnderWay() const {
+    return askedApplication_ && askedApplication_ == keynoteApplication_.get();
+}
+
+void KeynoteCaptureService::askPresentingState(const std::shared_ptr<ScriptingApplication>& application) {
+    if (isPollUnderWay()) return;
+    askedApplication_ = application;
+    application->presentingState([weak = weak_from_this(), asked = std::weak_ptr(application)](
+                                     const PresentingState& state, const ErrorPtr& lastError) {
+        const auto service = weak.lock();
+        // An answer of a program that is no longer the current one says nothing about the one that is.
+        if (!service || !service->isPollUnderWay() || service->askedApplication_ != asked.lock()) return;
+        service->askedApplication_ = nullptr;
+        if (!lastError) return service->takePresentingState(state);
+        VELLog(
+            "Apple Event error occured when checking Keynote presenting state. Skipping this polling update. %@ %@ "
+            "(%ld)",
+            lastError, lastError->localizedDescription(), lastError->code());
+    });
+}
+
+/// Evaluates a poll.
+void KeynoteCaptureService::takePresentingState(const PresentingState& state) {
+    bool presenting = isKeynoteRunning() && state.playing.value_or(false);
+    if (isKeynoteRunning() && !state.playing) {
         presenting = presentingWindowDescriptions_ && !presentingWindowDescriptions_->empty();
         VELLog(
             "Keynote does not have scripting property for 'playing', falling back to detecting presentation window.");
     }
-    return state;
+    const bool wasPresenting = std::exchange(keynotePresenting_, presenting);
+    const std::int64_t previousSlideNumber = currentSlideNumber_;
+    updatePresentedDocumentState(state.firstDocument);
+    if (keynotePresenting_ != wasPresenting) handlePresentingStateChanged();
+    if (currentSlideNumber_ != previousSlideNumber && keynotePresenting_) handleCurrentSlideChanged();
 }
 
 void KeynoteCaptureService::updatePresentedDocumentState(const std::optional<ScriptingDocumentState>& firstDocument) {

@@ -39,8 +39,9 @@ class KeynoteCaptureSlideImageFileMonitor;
 /// until the program has saved what it was asked to. An extraction makes its own directories the current ones and takes
 /// over the connection to the program: one that shares a service with a running capture misleads that capture.
 ///
-/// Threads. All detection state belongs to the main queue. Host calls arrive on the connection's thread: start and stop
-/// hop to the main queue; the other operations work right there, on the properties that are atomic.
+/// Threads. All detection state belongs to the main queue, which never waits for the program: a poll sends its question
+/// and goes on when the answer comes. Host calls arrive on the connection's queue: start and stop hop to the main
+/// queue; the other operations work right there, on the properties that are atomic, and may wait.
 ///
 /// The class is one in several files by concern: control here, `+Monitoring`, `+Presenting`, `+Windows`, `+Output`,
 /// `+Extraction`.
@@ -95,6 +96,8 @@ public:
     [[nodiscard]] double pollingInterval() const { return pollingInterval_; }
     [[nodiscard]] bool isMonitoringActive() const { return monitoringActive_; }
     [[nodiscard]] bool isKeynotePresenting() const { return keynotePresenting_; }
+    /// Whether the program owes the answer to a poll: until it has come, further polls are left out.
+    [[nodiscard]] bool isPollUnderWay() const;
     [[nodiscard]] std::int64_t currentSlideNumber() const { return currentSlideNumber_; }
     [[nodiscard]] const std::optional<Path>& baseCaptureDirectoryURL() const { return baseCaptureDirectoryURL_; }
     [[nodiscard]] const std::optional<Path>& baseWorkingDirectoryURL() const { return baseWorkingDirectoryURL_; }
@@ -121,8 +124,7 @@ private:
     void handleKeynoteStopped();
     void handleKeynotePIDChanged();
     void updateScriptingApplicationIfNeeded();
-    /// Makes whichever program runs the current one, and answers a connection of the caller's own to it: polls must not
-    /// wait behind long events. Any thread.
+    /// Makes whichever program runs the current one. Any thread.
     [[nodiscard]] std::shared_ptr<ScriptingApplication> replaceKeynoteApplication();
     void scheduleTimer();
     void removeTimer();
@@ -130,7 +132,8 @@ private:
 
     // Presenting: what a poll evaluates. Main queue.
     void updateKeynotePresentingState();
-    [[nodiscard]] std::optional<PresentingState> poll(bool& presenting);
+    void askPresentingState(const std::shared_ptr<ScriptingApplication>& application);
+    void takePresentingState(const PresentingState& state);
     void updatePresentedDocumentState(const std::optional<ScriptingDocumentState>& firstDocument);
     void handlePresentingStateChanged();
     void handlePresentingStarted();
@@ -184,6 +187,8 @@ private:
     Atomic<std::shared_ptr<RunningApplication>> currentKeynoteRunningApplication_;
     Handle processIdentifierObservation_;
     Atomic<std::shared_ptr<ScriptingApplication>> keynoteApplication_;
+    std::shared_ptr<ScriptingApplication>
+        askedApplication_;  ///< owes the answer to the latest poll; null when none does
     mutable std::recursive_mutex workspaceMutex_;
     Workspace* observedWorkspace_ = nullptr;
     Handle workspaceObservation_;

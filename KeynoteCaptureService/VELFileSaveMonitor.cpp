@@ -35,7 +35,7 @@ public:
     void begin() { tickAfter(Duration::zero()); }
 
 private:
-    enum class Step { openProbe, saveProbe, awaitFile, awaitContents, done };
+    enum class Step { openProbe, awaitFile, awaitContents, done };
 
     void tickAfter(Duration delay) {
         queue_->after(delay, [wait = shared_from_this()] {
@@ -46,33 +46,53 @@ private:
     }
 
     void tick() {
+        if (isAsking_) return;
         if (started_ && !application_->isRunning()) {
             VELLog("Failed to launch Keynote to detect save status");
             return finish(captureError(KeynoteCaptureServiceError::keynoteNotRunning));
         }
-        if (step_ == Step::openProbe) openProbe();
-        if (step_ == Step::saveProbe) saveProbe();
-        if (step_ == Step::awaitFile) awaitFile();
-        if (step_ == Step::awaitContents) awaitContents();
+        if (step_ == Step::openProbe) return openProbe();
+        lookForFile();
     }
 
     void openProbe() {
-        platform().dispatch.mainQueue().sync([this] {
+        isAsking_ = true;
+        onMainQueue([this] {
             application_->activate();
-            if (emptyDocumentURL_) platform().workspace.openFile(*emptyDocumentURL_, kKeynoteApplicationName);
-            probeDocument_ = application_->open(probeURL_);
+            if (!emptyDocumentURL_) return askForProbe();
+            platform().workspace.openFile(*emptyDocumentURL_, kKeynoteApplicationName,
+                                          [wait = shared_from_this()](bool) { wait->askForProbe(); });
         });
+    }
+
+    void askForProbe() {
+        application_->open(probeURL_, [wait = shared_from_this()](const std::shared_ptr<ScriptingDocument>& document) {
+            wait->queue_->async([wait, document] { wait->takeProbe(document); });
+        });
+    }
+
+    void takeProbe(const std::shared_ptr<ScriptingDocument>& document) {
         started_ = true;
-        if (probeDocument_) {
-            step_ = Step::saveProbe;
-        } else {
-            VELLog("Couldn't open document");
-        }
+        probeDocument_ = document;
+        if (probeDocument_) return saveProbe();
+        VELLog("Couldn't open document");
+        isAsking_ = false;
     }
 
     void saveProbe() {
-        platform().dispatch.mainQueue().sync([this] { probeDocument_->save(probeURL_); });
-        step_ = Step::awaitFile;
+        onMainQueue([this] {
+            probeDocument_->save(probeURL_);
+            queue_->async([wait = shared_from_this()] {
+                wait->isAsking_ = false;
+                wait->step_ = Step::awaitFile;
+                wait->lookForFile();
+            });
+        });
+    }
+
+    void lookForFile() {
+        if (step_ == Step::awaitFile) awaitFile();
+        if (step_ == Step::awaitContents) awaitContents();
     }
 
     void awaitFile() {
@@ -91,6 +111,11 @@ private:
         finish(nullptr);
     }
 
+    /// The wait lives until the task has run.
+    void onMainQueue(Task task) {
+        platform().dispatch.mainQueue().async([wait = shared_from_this(), task = std::move(task)] { task(); });
+    }
+
     void finish(const ErrorPtr& error) {
         step_ = Step::done;
         platform().dispatch.mainQueue().async([completion = std::move(completion_), error] { completion(error); });
@@ -102,6 +127,7 @@ private:
     const std::filesystem::path probeURL_;
     Completion completion_;
     bool started_ = false;
+    bool isAsking_ = false;  ///< the main queue or the program is at work for this wait; ticks do nothing meanwhile
     Step step_ = Step::openProbe;
     std::shared_ptr<ScriptingDocument> probeDocument_;
 };

@@ -7,6 +7,8 @@ inline constexpr const char* kServiceName = "com.veldrin.KeynoteCaptureService";
 inline constexpr const char* kServicePath = "/com/veldrin/KeynoteCaptureService";
 inline constexpr const char* kDelegatePath = "/com/veldrin/KeynoteCaptureServiceDelegate";
 inline constexpr const char* kProgramPath = "/com/veldrin/PresentationProgram";
+inline constexpr const char* kProgramInterface = "com.veldrin.PresentationProgram";
+inline constexpr const char* kPropertiesInterface = "org.freedesktop.DBus.Properties";
 /// Name of the error with which a presentation program refuses a call.
 inline constexpr const char* kProgramFailed = "com.veldrin.PresentationProgram.Error.Failed";
 /// A presentation program's name is its bundle identifier, this, and a number.

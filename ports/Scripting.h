@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -77,26 +78,31 @@ inline constexpr const char* kSaveOptionNo = "no  ";
 using ExportProperties = std::map<std::string, std::variant<bool, double, std::string>>;
 
 /// A reference to a document by its ID. Making one asks nothing of the application: whether the document exists shows
-/// when an event is sent. Events return once the application has accepted them; the work may go on
-/// behind. A failed event reaches the application's `ScriptingDelegate` and changes nothing else.
+/// when an event is sent. Any thread.
+///
+/// Commands return at once and reach the application in the order of the calls; the work goes on behind. One that
+/// fails, also by its reply's not coming in time, reaches the application's `ScriptingDelegate` later and changes
+/// nothing else.
 class ScriptingDocument {
 public:
     virtual ~ScriptingDocument() = default;
     [[nodiscard]] virtual const std::string& id() const = 0;
-    /// Event core/save with the target as kfil. Writes a copy in the program's own format.
+    /// Command core/save with the target as kfil. Writes a copy in the program's own format.
     virtual void save(const std::filesystem::path& target) = 0;
-    /// Ends the slide show of this document.
+    /// Command: ends the slide show of this document.
     virtual void stop() = 0;
-    /// Exports into the directory `target`, in the format of the four-character code.
+    /// Command: exports into the directory `target`, in the format of the four-character code.
     virtual void exportTo(const std::filesystem::path& target, const std::string& formatCode,
                           const ExportProperties& properties) = 0;
-    /// One event for the document's name and the text of all slides; empty after a failure.
-    [[nodiscard]] virtual ScriptingDocumentText text() = 0;
-    /// Closes the document once its pending work is done.
+    /// Command: closes the document once its pending work is done.
     virtual void close(const std::string& saveOption) = 0;
+    /// One event for the document's name and the text of all slides; empty after a failure. Waits for the reply: not on
+    /// the main queue.
+    [[nodiscard]] virtual ScriptingDocumentText text() = 0;
 };
 
-/// Hears of events that failed, on the thread that sent them.
+/// Hears of events that failed: of those that wait for their reply on the thread that sent them, of the others on the
+/// main queue.
 class ScriptingDelegate {
 public:
     virtual ~ScriptingDelegate() = default;
@@ -104,25 +110,32 @@ public:
     virtual void eventDidFail(const std::string& event, const Error& error) = 0;
 };
 
-/// A scripting connection to one application. Callable from any thread, one event at a time: each call sends its
-/// event and waits for the reply, at most for the time-out.
+/// A scripting connection to one application. What takes an answer sends its event and returns at once; the answer
+/// comes later on the main queue, exactly once, at the latest when the time-out has passed. What returns
+/// a result waits for it that long, so it is not for the main queue. Any thread otherwise.
 class ScriptingApplication {
 public:
+    /// The state, and null; or an empty state, and why the event failed (`lastError` of the platform).
+    using StateAnswer = std::function<void(const PresentingState&, const ErrorPtr&)>;
+    /// The document; null after a failure.
+    using DocumentAnswer = std::function<void(std::shared_ptr<ScriptingDocument>)>;
+
     virtual ~ScriptingApplication() = default;
     /// Whether the application is there to answer. Sends nothing.
     [[nodiscard]] virtual bool isRunning() const = 0;
-    /// One event for everything a poll needs. After a failure both members are empty and `lastError` is set.
-    [[nodiscard]] virtual PresentingState presentingState() = 0;
-    /// Why the last `presentingState` of this thread's polls failed; null when it succeeded. Sends nothing.
-    [[nodiscard]] virtual ErrorPtr lastError() const = 0;
-    /// The scriptable windows, front window first; empty after a failure.
+    /// One event for everything a poll needs.
+    virtual void presentingState(StateAnswer answer) = 0;
+    /// The scriptable windows, front window first, at most a thousand; empty after a failure. Waits.
     [[nodiscard]] virtual std::vector<ScriptingWindow> windows() = 0;
-    /// The application's version; nothing after a failure.
+    /// The application's version; nothing after a failure. Waits.
     [[nodiscard]] virtual std::optional<std::string> version() = 0;
-    /// Brings the application to the front.
+    /// Command, as those of a document: brings the application to the front.
     virtual void activate() = 0;
     /// Opens the file and answers its document; one that is open already is answered as it is. Where no file stands the
-    /// application makes a new, empty document for the path. Null after a failure.
+    /// application makes a new, empty document for the path. The document stays open at least until the answer and
+    /// this application are dropped.
+    virtual void open(const std::filesystem::path& path, DocumentAnswer answer) = 0;
+    /// The same, waiting; null after a failure.
     [[nodiscard]] virtual std::shared_ptr<ScriptingDocument> open(const std::filesystem::path& path) = 0;
     /// A reference to the document with this ID. Sends nothing, never null.
     [[nodiscard]] virtual std::shared_ptr<ScriptingDocument> documentWithID(const std::string& id) = 0;

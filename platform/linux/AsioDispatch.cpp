@@ -2,12 +2,14 @@
 
 #include "ports/Log.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <algorithm>
 #include <atomic>
 #include <boost/asio/any_io_executor.hpp>
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
+#include <boost/asio/posix/stream_descriptor.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/signal_set.hpp>
 #include <boost/asio/steady_timer.hpp>
@@ -74,7 +76,7 @@ struct AsioDispatch::Core {
     std::condition_variable syncChanged;  ///< a task of `sync` has ended, or the main loop has
     bool mainLoopEnded = false;
     std::optional<int> status;
-    Task stopHandler;
+    std::function<void(int)> stopHandler;
     std::vector<std::thread> threads;
 };
 
@@ -191,6 +193,50 @@ Handle AsioDispatch::Queue::makeTimer(const TimerSchedule& schedule, Task handle
     return std::make_unique<TimerHandle>(*self_, std::move(timer));
 }
 
+/// A descriptor watched on the main queue. Asio closes what it watches, so it watches a copy. The wait under way keeps
+/// it alive.
+class AsioDispatch::Watch : public std::enable_shared_from_this<Watch> {
+public:
+    Watch(Core& core, int descriptor, Task ready)
+        : core_(core), ready_(std::move(ready)), descriptor_(core.main, ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0)) {}
+
+    void wait() {
+        descriptor_.async_wait(asio::posix::stream_descriptor::wait_read,
+                               [self = shared_from_this()](const boost::system::error_code& error) {
+                                   if (!error) self->tell();
+                               });
+    }
+    void cancel() {
+        cancelled_ = true;
+        descriptor_.close();
+    }
+
+private:
+    void tell() {
+        if (cancelled_) return;
+        runTask(ready_, "main", core_.consoleLog);
+        if (!cancelled_) wait();
+    }
+
+    Core& core_;
+    const Task ready_;
+    asio::posix::stream_descriptor descriptor_;
+    bool cancelled_ = false;
+};
+
+class AsioDispatch::WatchHandle final : public Registration {
+public:
+    WatchHandle(std::shared_ptr<Core> core, std::shared_ptr<Watch> watch)
+        : core_(std::move(core)), watch_(std::move(watch)) {}
+    ~WatchHandle() override { watch_->cancel(); }
+    WatchHandle(const WatchHandle&) = delete;
+    WatchHandle& operator=(const WatchHandle&) = delete;
+
+private:
+    const std::shared_ptr<Core> core_;  // first, because the watch needs it to the end
+    const std::shared_ptr<Watch> watch_;
+};
+
 AsioDispatch::AsioDispatch(ConsoleLog& consoleLog)
     : core_(std::make_shared<Core>(consoleLog)),
       mainQueue_(std::make_unique<Queue>(core_, core_->main.get_executor(), "main", true)) {}
@@ -221,6 +267,22 @@ std::shared_ptr<DispatchQueue> AsioDispatch::makeSerialQueue(std::string label) 
     return std::make_shared<Queue>(core_, asio::make_strand(core_->pool.get_executor()), std::move(label));
 }
 
+Handle AsioDispatch::watch(int descriptor, Task ready) {
+    const auto watch = std::make_shared<Watch>(*core_, descriptor, std::move(ready));
+    watch->wait();
+    return std::make_unique<WatchHandle>(core_, watch);
+}
+
+void AsioDispatch::dropOnMainQueue(std::shared_ptr<void> object) {
+    std::unique_lock lock(core_->mutex);
+    if (core_->mainLoopEnded) lock.unlock();
+    if (lock) asio::post(core_->main, [object = std::move(object)] {});
+}
+
+void AsioDispatch::runOne() {
+    core_->main.run_one();
+}
+
 int AsioDispatch::run() {
     // On a thread of their own: the main one may be waiting for a program that does not answer.
     asio::io_context signalLoop{1};
@@ -239,18 +301,18 @@ int AsioDispatch::run() {
     return core_->status.value_or(EXIT_FAILURE);
 }
 
-void AsioDispatch::setStopHandler(Task handler) {
+void AsioDispatch::setStopHandler(std::function<void(int)> handler) {
     const std::lock_guard lock(core_->mutex);
     core_->stopHandler = std::move(handler);
 }
 
 void AsioDispatch::stop(int status) {
-    Task handler;
+    std::function<void(int)> handler;
     {
         const std::lock_guard lock(core_->mutex);
         if (!core_->status) core_->status = status;
         handler = core_->stopHandler;
     }
     core_->main.stop();
-    if (handler) handler();
+    if (handler) handler(status);
 }

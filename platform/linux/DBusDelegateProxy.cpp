@@ -14,7 +14,8 @@ void DBusDelegateProxy::send(const Send& call) noexcept {
     try {
         call();
     } catch (const std::exception&) {
-        // Sending fails only when the bus is gone; the bus thread sees that too and ends the process.
+        // The bus is gone, which the bus thread sees too and ends the process, or the host takes nothing and what waits
+        // for it has used up the library's memory for it.
     }
 }
 
@@ -44,11 +45,19 @@ void DBusDelegateProxy::extractedSlideFilesForPresentation(const std::string& pa
     send([&] { calls_.extractedSlideFilesForPresentation(bus::validUTF8(path), bus::structFrom(withError)); });
 }
 
+bool DBusDelegateProxy::beginWait(int most) {
+    if (++waits_ <= most) return true;
+    --waits_;
+    return false;
+}
+
 void DBusDelegateProxy::savedArchiveDocuments() {
+    --waits_;
     send([&] { calls_.savedArchiveDocuments(); });
 }
 
 void DBusDelegateProxy::failedToSaveArchiveDocumentError(const ErrorPtr& error) {
+    --waits_;
     send([&] { calls_.failedToSaveArchiveDocumentError(bus::structFrom(error)); });
 }
 

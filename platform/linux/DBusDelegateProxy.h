@@ -17,6 +17,8 @@ public:
 
     /// The host has left: nothing is sent any more.
     void invalidate() { valid_ = false; }
+    /// Counts a wait for saving, whose end is told through here. False when `most` have not ended.
+    [[nodiscard]] bool beginWait(int most);
 
     void startedPresenting(const std::optional<std::string>& presentationID,
                            const std::optional<std::filesystem::path>& originalDocumentPath,
@@ -42,4 +44,5 @@ private:
     const std::unique_ptr<sdbus::IProxy> proxy_;
     Calls calls_;
     std::atomic<bool> valid_ = true;
+    std::atomic<int> waits_ = 0;  ///< for saving, begun and not ended
 };

@@ -3,6 +3,9 @@
 #include "bus/BusConnection.h"
 #include "bus/Convert.h"
 #include "bus/Names.h"
+#include "bus/ProgramValues.h"
+#include "platform/linux/AsioDispatch.h"
+#include "platform/linux/ProgramCalls.h"
 
 #include <sdbus-c++/sdbus-c++.h>
 #include <sys/socket.h>
@@ -13,19 +16,10 @@
 
 namespace {
 
-constexpr const char* kInterface = "com.veldrin.PresentationProgram";
-constexpr const char* kPropertiesInterface = "org.freedesktop.DBus.Properties";
 constexpr std::chrono::milliseconds kDefaultTimeout{60000};
 constexpr int kMostDiscarded = 1024;
-constexpr std::size_t kMostWindows = 1000;
-constexpr std::size_t kLongestText = 16384;
 constexpr std::size_t kLongestMessage = 1024;
-
-using State = std::map<std::string, sdbus::Variant>;
-using TableStruct = sdbus::Struct<std::string, std::vector<std::vector<std::string>>>;
-using SlideStruct = sdbus::Struct<std::int64_t, bool, std::string, std::string, std::string, std::vector<std::string>,
-                                  std::vector<TableStruct>>;
-using WindowStruct = sdbus::Struct<std::string, bus::RectStruct, std::int64_t, std::int64_t>;
+constexpr const char* kNotRunning = "it is not running";
 
 bool isTimeout(const sdbus::Error& error) {
     return error.getName() == "org.freedesktop.DBus.Error.Timeout" ||
@@ -40,82 +34,6 @@ ErrorPtr errorFrom(const std::string& event, const sdbus::Error& error) {
     return makeError(NSOSStatusErrorDomain, kAppleEventFailed,
                      "The presentation program could not be asked for \"" + event +
                          "\": " + bus::validUTF8(error.getMessage().substr(0, kLongestMessage)));
-}
-
-sdbus::Error malformed(const std::string& what) {
-    return {bus::kProgramFailed, "its answer is malformed (" + what + ")"};
-}
-
-/// The value under a key; nothing when it is absent. Another type is a malformed answer.
-template <typename T>
-std::optional<T> valueOf(const State& state, const char* key) {
-    const auto found = state.find(key);
-    if (found == state.end()) return std::nullopt;
-    if (!found->second.containsValueOfType<T>()) throw malformed(key);
-    return found->second.get<T>();
-}
-
-const std::string& shortText(const std::string& text, const char* what) {
-    if (text.size() > kLongestText) throw malformed(what);
-    return text;
-}
-
-PresentingState stateFrom(const State& values) {
-    PresentingState state;
-    state.playing = valueOf<bool>(values, "playing");
-    const auto id = valueOf<std::string>(values, "documentID");
-    if (!id) return state;
-    ScriptingDocumentState document;
-    document.id = shortText(*id, "documentID");
-    const auto url = valueOf<std::string>(values, "documentFile").value_or("");
-    if (!url.empty()) {
-        document.file = bus::pathFromURL(shortText(url, "documentFile"));
-        if (!document.file) throw malformed("documentFile");
-    }
-    document.currentSlideNumber = valueOf<std::int64_t>(values, "slideNumber").value_or(0);
-    state.firstDocument = std::move(document);
-    return state;
-}
-
-std::vector<ScriptingWindow> windowsFrom(const std::vector<WindowStruct>& structs) {
-    if (structs.size() > kMostWindows) throw malformed("too many windows");
-    std::vector<ScriptingWindow> windows;
-    windows.reserve(structs.size());
-    for (const auto& window : structs) {
-        const auto& [x, y, width, height] = static_cast<const bus::RectStruct::tuple&>(window.get<1>());
-        windows.push_back(
-            {shortText(window.get<0>(), "name"), {x, y, width, height}, window.get<2>(), window.get<3>()});
-    }
-    return windows;
-}
-
-/// Takes the texts out of the struct.
-ScriptingSlide slideFrom(SlideStruct& slide) {
-    auto& [number, skipped, title, body, notes, items, tableStructs] = static_cast<SlideStruct::tuple&>(slide);
-    std::vector<ScriptingTable> tables;
-    tables.reserve(tableStructs.size());
-    for (TableStruct& table : tableStructs) {
-        tables.push_back({std::move(std::get<0>(table)), std::move(std::get<1>(table))});
-    }
-    return {.slideNumber = number,
-            .skipped = skipped,
-            .defaultTitleItemText = std::move(title),
-            .defaultBodyItemText = std::move(body),
-            .presenterNotes = std::move(notes),
-            .textItems = std::move(items),
-            .tables = std::move(tables)};
-}
-
-sdbus::Variant variantFrom(const ExportProperties::mapped_type& value) {
-    if (const auto* text = std::get_if<std::string>(&value)) return sdbus::Variant(bus::validUTF8(*text));
-    if (const auto* number = std::get_if<double>(&value)) return sdbus::Variant(*number);
-    return sdbus::Variant(std::get<bool>(value));
-}
-
-State variantsFrom(const ExportProperties& properties) {
-    State variants;
-    for (const auto& [key, value] : properties) variants.emplace(bus::validUTF8(key), variantFrom(value));
-    return variants;
 }
 
 }  // namespace
@@ -146,7 +64,7 @@ private:
     bool areCut_ = false;
 };
 
-/// A connection for events. Throws `sdbus::Error`.
+/// A connection for events that wait for their replies. Throws `sdbus::Error`.
 class DBusScripting::Channel {
 public:
     explicit Channel(std::shared_ptr<Sockets> sockets) : sockets_(std::move(sockets)) {}
@@ -226,81 +144,61 @@ class DBusScripting::Application final : public ScriptingApplication, public std
 public:
     using BusName = std::function<std::optional<std::string>()>;
 
-    Application(BusName busName, std::shared_ptr<Channel> channel)
-        : busName_(std::move(busName)), channel_(std::move(channel)) {}
+    Application(BusName busName, DispatchQueue& mainQueue, std::shared_ptr<ProgramCalls> calls,
+                std::shared_ptr<Sockets> sockets)
+        : busName_(std::move(busName)),
+          mainQueue_(mainQueue),
+          calls_(std::move(calls)),
+          channel_(std::make_unique<Channel>(std::move(sockets))) {}
 
     [[nodiscard]] bool isRunning() const override { return busName_().has_value(); }
 
-    [[nodiscard]] PresentingState presentingState() override {
-        PresentingState state;
-        auto error = send("presentingState", [&state](sdbus::MethodReply& reply) {
-            State values;
-            reply >> values;
-            state = stateFrom(values);
-        });
-        const std::lock_guard lock(mutex_);
-        lastError_ = std::move(error);
-        return state;
+    void presentingState(StateAnswer answer) override {
+        ask<PresentingState>("presentingState", &bus::presentingStateFrom, std::move(answer));
     }
 
-    [[nodiscard]] ErrorPtr lastError() const override {
-        const std::lock_guard lock(mutex_);
-        return lastError_;
+    void open(const std::filesystem::path& path, DocumentAnswer answer) override {
+        ask<std::string>(
+            "open", &bus::identifierFrom,
+            [self = shared_from_this(), answer = std::move(answer)](const std::string& id, const ErrorPtr& error) {
+                answer(error ? nullptr : self->documentWithID(id));
+            },
+            bus::urlFromPath(path));
+    }
+
+    [[nodiscard]] std::shared_ptr<ScriptingDocument> open(const std::filesystem::path& path) override {
+        const auto id =
+            askAndWait<std::string>(bus::kProgramInterface, "open", &bus::identifierFrom, bus::urlFromPath(path));
+        return id ? documentWithID(*id) : nullptr;
     }
 
     [[nodiscard]] std::vector<ScriptingWindow> windows() override {
-        std::vector<ScriptingWindow> windows;
-        static_cast<void>(send("windows", [&windows](sdbus::MethodReply& reply) {
-            std::vector<WindowStruct> structs;
-            reply >> structs;
-            windows = windowsFrom(structs);
-        }));
-        return windows;
+        using Windows = std::vector<ScriptingWindow>;
+        return askAndWait<Windows>(bus::kProgramInterface, "windows", &bus::windowsFrom).value_or(Windows());
     }
 
     [[nodiscard]] std::optional<std::string> version() override {
-        std::optional<std::string> version;
-        static_cast<void>(sendTo(
-            kPropertiesInterface, "Get",
-            [&version](sdbus::MethodReply& reply) {
-                sdbus::Variant value;
-                reply >> value;
-                if (!value.containsValueOfType<std::string>()) throw malformed("Version");
-                version = shortText(value.get<std::string>(), "Version");
-            },
-            kInterface, "Version"));
-        return version;
-    }
-
-    void activate() override { command("activate"); }
-
-    [[nodiscard]] std::shared_ptr<ScriptingDocument> open(const std::filesystem::path& path) override {
-        std::string id;
-        const auto error = send(
-            "open",
-            [&id](sdbus::MethodReply& reply) {
-                reply >> id;
-                shortText(id, "documentID");
-            },
-            bus::urlFromPath(path));
-        return error ? nullptr : documentWithID(id);
+        return askAndWait<std::string>(bus::kPropertiesInterface, "Get", &bus::propertyTextFrom, bus::kProgramInterface,
+                                       "Version");
     }
 
     [[nodiscard]] std::shared_ptr<ScriptingDocument> documentWithID(const std::string& id) override;
 
     /// The name of the document and the text of its slides; empty after a failure.
-    ScriptingDocumentText text(const std::string& documentID) {
-        ScriptingDocumentText text;
-        const auto error = send(
-            "documentText",
-            [&text](sdbus::MethodReply& reply) {
-                std::vector<SlideStruct> slides;
-                reply >> text.name >> slides;
-                text.slides.reserve(slides.size());
-                for (SlideStruct& slide : slides) text.slides.push_back(slideFrom(slide));
-            },
-            bus::validUTF8(documentID));
-        return error ? ScriptingDocumentText() : text;
+    [[nodiscard]] ScriptingDocumentText text(const std::string& documentID) {
+        return askAndWait<ScriptingDocumentText>(bus::kProgramInterface, "documentText", &bus::documentTextFrom,
+                                                 bus::validUTF8(documentID))
+            .value_or(ScriptingDocumentText());
+    }
+
+    void activate() override { command("activate"); }
+
+    /// Sends a command, whose reply says nothing.
+    template <typename... Arguments>
+    void command(const char* event, Arguments... arguments) {
+        const auto nothing = [](sdbus::Message&) { return true; };
+        ask<bool>(
+            event, nothing, [](bool, const ErrorPtr&) {}, std::move(arguments)...);
     }
 
     void setTimeout(std::chrono::milliseconds timeout) override {
@@ -313,45 +211,75 @@ public:
         delegate_ = std::move(delegate);
     }
 
-    /// Sends a command, whose reply says nothing.
-    template <typename... Arguments>
-    void command(const char* event, const Arguments&... arguments) {
-        static_cast<void>(send(
-            event, [](sdbus::MethodReply&) {}, arguments...));
-    }
-
 private:
-    /// Sends one event. A failure reaches the delegate and is answered.
-    template <typename Read, typename... Arguments>
-    ErrorPtr send(const char* event, const Read& read, const Arguments&... arguments) {
-        return sendTo(kInterface, event, read, arguments...);
+    /// Sends an event from the main queue, in the order of the calls. What `read` makes of the reply goes to `answer`,
+    /// there too.
+    template <typename Value, typename Read, typename Answer, typename... Arguments>
+    void ask(const char* event, Read read, Answer answer, Arguments... arguments) {
+        const auto write = [arguments...](sdbus::MethodCall& call) { static_cast<void>((call << ... << arguments)); };
+        const auto hear = [self = shared_from_this(), event, read, answer = std::move(answer)](
+                              sdbus::MethodReply* reply, const sdbus::Error* failure) {
+            Value value{};
+            ErrorPtr error;
+            try {
+                if (failure != nullptr) throw sdbus::Error(*failure);
+                value = read(*reply);
+            } catch (const sdbus::Error& problem) {
+                error = errorFrom(event, problem);
+            } catch (const std::exception& problem) {
+                error = errorFrom(event, sdbus::Error(bus::kProgramFailed, problem.what()));
+            }
+            self->mainQueue_.async([self, event, answer, value = std::move(value), error] {
+                if (error) self->tellFailure(event, *error);
+                answer(value, error);
+            });
+        };
+        mainQueue_.async([self = shared_from_this(), event, write, hear] { self->send(event, write, hear); });
     }
 
-    template <typename Read, typename... Arguments>
-    ErrorPtr sendTo(const char* interface, const char* event, const Read& read, const Arguments&... arguments) {
-        std::unique_lock lock(mutex_);
-        const auto timeout = timeout_;
-        const auto delegate = delegate_;
-        lock.unlock();
-        ErrorPtr error;
+    void send(const char* event, const ProgramCalls::Write& write, const ProgramCalls::Hear& hear) const {
+        const auto owner = busName_();
+        if (owner) return calls_->call(*owner, bus::kProgramInterface, event, timeout(), write, hear);
+        const sdbus::Error error(bus::kProgramFailed, kNotRunning);
+        hear(nullptr, &error);
+    }
+
+    /// Sends an event and waits for its reply; nothing after a failure.
+    template <typename Value, typename Read, typename... Arguments>
+    std::optional<Value> askAndWait(const char* interface, const char* event, const Read& read,
+                                    const Arguments&... arguments) {
+        std::optional<Value> value;
         try {
             const auto owner = busName_();
-            if (!owner) throw sdbus::Error(bus::kProgramFailed, "it is not running");
-            channel_->call(*owner, interface, event, timeout, read, arguments...);
+            if (!owner) throw sdbus::Error(bus::kProgramFailed, kNotRunning);
+            channel_->call(
+                *owner, interface, event, timeout(), [&](sdbus::MethodReply& reply) { value = read(reply); },
+                arguments...);
         } catch (const sdbus::Error& failure) {
-            error = errorFrom(event, failure);
+            tellFailure(event, *errorFrom(event, failure));
         }
-        if (!error) return nullptr;
-        if (const auto listener = delegate.lock()) listener->eventDidFail(event, *error);
-        return error;
+        return value;
+    }
+
+    void tellFailure(const char* event, const Error& error) const {
+        std::unique_lock lock(mutex_);
+        const auto delegate = delegate_.lock();
+        lock.unlock();
+        if (delegate) delegate->eventDidFail(event, error);
+    }
+
+    [[nodiscard]] std::chrono::milliseconds timeout() const {
+        const std::lock_guard lock(mutex_);
+        return timeout_;
     }
 
     const BusName busName_;
-    const std::shared_ptr<Channel> channel_;
+    DispatchQueue& mainQueue_;
+    const std::shared_ptr<ProgramCalls> calls_;
+    const std::unique_ptr<Channel> channel_;
     mutable std::mutex mutex_;
     std::chrono::milliseconds timeout_ = kDefaultTimeout;  ///< this and what follows guarded by `mutex_`
     std::weak_ptr<ScriptingDelegate> delegate_;
-    ErrorPtr lastError_;
 };
 
 class DBusScripting::Document final : public ScriptingDocument {
@@ -367,7 +295,7 @@ public:
     void exportTo(const std::filesystem::path& target, const std::string& formatCode,
                   const ExportProperties& properties) override {
         application_->command("export", bus::validUTF8(id_), bus::urlFromPath(target), bus::validUTF8(formatCode),
-                              variantsFrom(properties));
+                              bus::dictionaryFrom(properties));
     }
     [[nodiscard]] ScriptingDocumentText text() override { return application_->text(id_); }
     void close(const std::string& saveOption) override {
@@ -383,23 +311,41 @@ std::shared_ptr<ScriptingDocument> DBusScripting::Application::documentWithID(co
     return std::make_shared<Document>(id, shared_from_this());
 }
 
-DBusScripting::DBusScripting(BusNameOfProcess busNameOfProcess, BusNameOfBundle busNameOfBundle)
-    : busNameOfProcess_(std::move(busNameOfProcess)),
+DBusScripting::DBusScripting(AsioDispatch& dispatch, BusNameOfProcess busNameOfProcess, BusNameOfBundle busNameOfBundle)
+    : dispatch_(dispatch),
+      busNameOfProcess_(std::move(busNameOfProcess)),
       busNameOfBundle_(std::move(busNameOfBundle)),
       sockets_(std::make_shared<Sockets>()),
-      channel_(std::make_shared<Channel>(sockets_)) {}
+      calls_(makeCalls()) {}
 
-DBusScripting::~DBusScripting() = default;
+/// Whoever still waits for a reply would keep its connection, and that the reply.
+DBusScripting::~DBusScripting() {
+    const auto all = std::exchange(allCalls_, {});
+    for (const auto& weak : all) {
+        if (const auto calls = weak.lock()) calls->end();
+    }
+}
+
+std::shared_ptr<ProgramCalls> DBusScripting::makeCalls() {
+    const auto drop = [&dispatch = dispatch_](ProgramCalls* calls) {
+        dispatch.dropOnMainQueue(std::shared_ptr<ProgramCalls>(calls));
+    };
+    std::shared_ptr<ProgramCalls> calls(new ProgramCalls(dispatch_), drop);
+    const std::lock_guard lock(mutex_);
+    std::erase_if(allCalls_, [](const auto& each) { return each.expired(); });
+    allCalls_.push_back(calls);
+    return calls;
+}
 
 std::shared_ptr<ScriptingApplication> DBusScripting::applicationForProcess(pid_t processIdentifier) {
-    return std::make_shared<Application>(
-        [find = busNameOfProcess_, processIdentifier] { return find(processIdentifier); }, channel_);
+    const auto name = [find = busNameOfProcess_, processIdentifier] { return find(processIdentifier); };
+    return std::make_shared<Application>(name, dispatch_.mainQueue(), calls_, sockets_);
 }
 
 std::shared_ptr<ScriptingApplication> DBusScripting::applicationForBundleIdentifier(
     const std::string& bundleIdentifier) {
-    return std::make_shared<Application>([find = busNameOfBundle_, bundleIdentifier] { return find(bundleIdentifier); },
-                                         std::make_shared<Channel>(sockets_));
+    const auto name = [find = busNameOfBundle_, bundleIdentifier] { return find(bundleIdentifier); };
+    return std::make_shared<Application>(name, dispatch_.mainQueue(), makeCalls(), sockets_);
 }
 
 void DBusScripting::shutDown() {

@@ -4,15 +4,24 @@
 
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
+#include <vector>
 
-/// Scripting over the session bus, on connections of its own, opened at the first event: waiting for a program never
-/// holds up hosts. Each event is one call and one reply. Applications made for a process share a connection, on which
-/// the events of all threads take turns; one made for a bundle identifier has its own, as its events may take long.
+class AsioDispatch;
+class ProgramCalls;
+
+/// Scripting over the session bus, on connections of its own, opened at the first event. Each event is one call and one
+/// reply.
 ///
-/// No loop serves the connection. What nobody waits for any more (late replies) or never asked for is thrown away
-/// before the next event, so nothing piles up. A connection that broke is opened anew for the next event.
+/// Events that nobody waits for leave from the main queue, which hears the replies: the applications made for a
+/// process share a connection for them, one made for a bundle identifier has its own, so that the program closes what
+/// it has left open when it goes. Events that wait for their reply use a further connection of their application, on
+/// which they take turns.
+///
+/// What nobody waits for any more (late replies) or never asked for is thrown away, so nothing piles up. A connection
+/// that broke is opened anew for the next event.
 class DBusScripting final : public Scripting {
 public:
     /// Tells the unique bus name of the program with a process identifier; called on any thread.
@@ -21,7 +30,8 @@ public:
     /// Tells the unique bus name of the last program with a bundle identifier; called on any thread.
     using BusNameOfBundle = std::function<std::optional<std::string>(const std::string&)>;
 
-    DBusScripting(BusNameOfProcess busNameOfProcess, BusNameOfBundle busNameOfBundle);
+    /// The dispatch must outlive this object and everything made here.
+    DBusScripting(AsioDispatch& dispatch, BusNameOfProcess busNameOfProcess, BusNameOfBundle busNameOfBundle);
     ~DBusScripting() override;
     DBusScripting(const DBusScripting&) = delete;
     DBusScripting& operator=(const DBusScripting&) = delete;
@@ -29,7 +39,7 @@ public:
     [[nodiscard]] std::shared_ptr<ScriptingApplication> applicationForProcess(pid_t processIdentifier) override;
     [[nodiscard]] std::shared_ptr<ScriptingApplication> applicationForBundleIdentifier(
         const std::string& bundleIdentifier) override;
-    /// Fails the events that wait, and all later ones, at once. Any thread.
+    /// Fails the events for which somebody waits, and all later ones, at once. Any thread.
     void shutDown();
 
 private:
@@ -38,8 +48,13 @@ private:
     class Application;
     class Document;
 
+    [[nodiscard]] std::shared_ptr<ProgramCalls> makeCalls();
+
+    AsioDispatch& dispatch_;
     const BusNameOfProcess busNameOfProcess_;
     const BusNameOfBundle busNameOfBundle_;
     const std::shared_ptr<Sockets> sockets_;
-    const std::shared_ptr<Channel> channel_;
+    std::mutex mutex_;
+    std::vector<std::weak_ptr<ProgramCalls>> allCalls_;  ///< guarded by `mutex_`
+    const std::shared_ptr<ProgramCalls> calls_;
 };

@@ -4,7 +4,7 @@
 #include "bus/Convert.h"
 #include "bus/Names.h"
 #include "platform/linux/AsioDispatch.h"
-#include "platform/linux/DBusServiceConnection.h"
+#include "platform/linux/DBusServedHost.h"
 #include "platform/linux/PendingReply.h"
 #include "ports/Log.h"
 
@@ -30,20 +30,25 @@ sdbus::Error invalid(const std::string& sentence) {
     return {"org.freedesktop.DBus.Error.InvalidArgs", sentence};
 }
 
-/// Names become files beside the presentation, and nowhere else.
-void requireExtractable(const std::vector<std::string>& names, const std::string& path) {
-    requireShort(path);
-    if (!path.starts_with('/')) {
-        throw invalid("The presentation \"" + path + "\" is no absolute path; pass one like /home/me/deck.odp.");
-    }
-    if (names.size() > kMostNames) throw sdbus::Error(kLimitsExceeded, "More than 10000 images; ask for fewer.");
-    for (const std::string& name : names) {
-        if (name.size() > kLongestName) throw sdbus::Error(kLimitsExceeded, "An image's name exceeds 255 bytes.");
-        if (name.empty() || name == "." || name == ".." || name.find('/') != std::string::npos) {
-            throw invalid("\"" + name + "\" is no name of an image; pass names like slide.007.jpg.");
+struct Extraction {
+    std::vector<std::string> names;
+    std::string path;
+
+    /// Names become files beside the presentation, and nowhere else.
+    void requireSound() const {
+        requireShort(path);
+        if (!path.starts_with('/')) {
+            throw invalid("The presentation \"" + path + "\" is no absolute path; pass one like /home/me/deck.odp.");
+        }
+        if (names.size() > kMostNames) throw sdbus::Error(kLimitsExceeded, "More than 10000 images; ask for fewer.");
+        for (const std::string& name : names) {
+            if (name.size() > kLongestName) throw sdbus::Error(kLimitsExceeded, "An image's name exceeds 255 bytes.");
+            if (name.empty() || name == "." || name == ".." || name.find('/') != std::string::npos) {
+                throw invalid("\"" + name + "\" is no name of an image; pass names like slide.007.jpg.");
+            }
         }
     }
-}
+};
 
 }  // namespace
 
@@ -51,41 +56,34 @@ void requireExtractable(const std::vector<std::string>& names, const std::string
 class DBusServiceListener::Hosts {
 public:
     Hosts(std::shared_ptr<SessionBus> bus, sdbus::IProxy& daemon, ServiceListenerDelegate* delegate,
-          const HostHooks& hooks, BlockingCalls& blockingCalls)
-        : bus_(std::move(bus)), daemon_(daemon), delegate_(delegate), hooks_(hooks), blockingCalls_(blockingCalls) {}
+          const HostHooks& hooks, const runtime::Workers& workers)
+        : bus_(std::move(bus)), daemon_(daemon), delegate_(delegate), hooks_(hooks), workers_(workers) {}
 
     [[nodiscard]] bool empty() const { return hosts_.empty(); }
 
-    /// The object that serves a host, made at its first call. Throws `sdbus::Error` when there is none.
-    std::shared_ptr<KeynoteCaptureServiceProtocol> objectFor(const std::string& name) {
+    /// The host of this name, known from its first call on. Throws `sdbus::Error` when there are too many.
+    std::shared_ptr<DBusServedHost> named(const std::string& name) {
         const auto found = hosts_.find(name);
-        auto object = (found != hosts_.end() ? found->second : accept(name)).connection->servingObject();
-        if (!object) throw sdbus::Error(kFailed, "The capture service has no object to serve this host any more.");
-        return object;
+        return found != hosts_.end() ? found->second.host : add(name);
     }
 
 private:
-    struct Host {
-        std::shared_ptr<DBusServiceConnection> connection;
+    struct Entry {
+        std::shared_ptr<DBusServedHost> host;
         sdbus::Slot watch;
     };
 
-    const Host& accept(const std::string& name) {
+    std::shared_ptr<DBusServedHost> add(const std::string& name) {
         if (hosts_.size() == kMostHosts) {
             throw sdbus::Error(kLimitsExceeded, "The capture service has 256 hosts already; disconnect one first.");
         }
         // Watched first, so that nothing is made for a host whose leaving could be missed.
         auto watch = watchLeaving(name);
-        const auto connection = std::make_shared<DBusServiceConnection>(bus_, name);
-        const bool accepted = delegate_ != nullptr && delegate_->listenerShouldAcceptNewConnection(connection);
-        if (!accepted || !connection->servingObject()) {
-            throw sdbus::Error(kFailed,
-                               "The capture service could not set itself up for this host, probably because a "
-                               "directory cannot be created; see its log, then call again.");
-        }
+        auto host = std::make_shared<DBusServedHost>(bus_, name, delegate_, workers_);
+        hosts_.emplace(name, Entry{host, std::move(watch)});
         if (hooks_.hostCame) hooks_.hostCame();
         checkPresence(name);
-        return hosts_.emplace(name, Host{connection, std::move(watch)}).first->second;
+        return host;
     }
 
     sdbus::Slot watchLeaving(const std::string& name) {
@@ -110,8 +108,7 @@ private:
     void remove(const std::string& name) {
         auto node = hosts_.extract(name);
         if (!node) return;
-        blockingCalls_.drop(name);
-        node.mapped().connection->invalidate();
+        node.mapped().host->leave();
         if (hooks_.hostLeft) hooks_.hostLeft();
     }
 
@@ -119,17 +116,16 @@ private:
     sdbus::IProxy& daemon_;
     ServiceListenerDelegate* const delegate_;
     const HostHooks& hooks_;
-    BlockingCalls& blockingCalls_;
-    std::map<std::string, Host> hosts_;
+    const runtime::Workers& workers_;
+    std::map<std::string, Entry> hosts_;
 };
 
 /// The object on the bus. Its methods run under the library's lock: they take the call and serve it afterwards.
 class DBusServiceListener::ExportedObject final : private com::veldrin::KeynoteCaptureServiceProtocol_adaptor {
 public:
-    static std::unique_ptr<ExportedObject> publish(const std::shared_ptr<SessionBus>& bus, Hosts& hosts,
-                                                   BlockingCalls& blockingCalls) {
+    static std::unique_ptr<ExportedObject> publish(const std::shared_ptr<SessionBus>& bus, Hosts& hosts) {
         auto object = sdbus::createObject(bus->connection(), bus::kServicePath);
-        std::unique_ptr<ExportedObject> exported(new ExportedObject(bus, hosts, blockingCalls, std::move(object)));
+        std::unique_ptr<ExportedObject> exported(new ExportedObject(bus, hosts, std::move(object)));
         exported->object_->finishRegistration();
         bus->connection().requestName(bus::kServiceName);
         return exported;
@@ -139,83 +135,104 @@ public:
     ExportedObject& operator=(const ExportedObject&) = delete;
 
 private:
-    using ServicePtr = std::shared_ptr<KeynoteCaptureServiceProtocol>;
     using VoidReply = std::shared_ptr<PendingReply<>>;
     using DescriptionReply = std::shared_ptr<PendingReply<std::string>>;
 
-    ExportedObject(std::shared_ptr<SessionBus> bus, Hosts& hosts, BlockingCalls& blockingCalls,
-                   std::unique_ptr<sdbus::IObject> object)
+    ExportedObject(std::shared_ptr<SessionBus> bus, Hosts& hosts, std::unique_ptr<sdbus::IObject> object)
         : KeynoteCaptureServiceProtocol_adaptor(*object),
           bus_(std::move(bus)),
           hosts_(hosts),
-          blockingCalls_(blockingCalls),
           object_(std::move(object)) {}
 
     [[nodiscard]] std::string sender() const { return object_->getCurrentlyProcessedMessage()->getSender(); }
 
-    /// Serves a call of the present message's sender once the library's lock is released. The one place where a failure
-    /// of a call becomes an error on the bus.
+    /// Serves a call of the present message's sender on that host's queue. `take` puts it there.
+    template <typename... Results, typename Call, typename Take>
+    void serve(sdbus::Result<Results...>&& result, Call call, Take take) {
+        auto pending = std::make_shared<sdbus::Result<Results...>>(std::move(result));
+        bus_->post(
+            [this, name = sender(), pending = std::move(pending), call = std::move(call), take = std::move(take)] {
+                const auto reply = std::make_shared<PendingReply<Results...>>(bus_, std::move(*pending));
+                answerFailure(*reply, [&] {
+                    const auto host = hosts_.named(name);
+                    take(*host, *reply, [host, reply, call] { answerFailure(*reply, [&] { call(*host, reply); }); });
+                });
+            });
+    }
     template <typename... Results, typename Call>
     void serve(sdbus::Result<Results...>&& result, Call call) {
-        const std::string host = sender();
-        auto pending = std::make_shared<sdbus::Result<Results...>>(std::move(result));
-        bus_->post([this, host, pending = std::move(pending), call = std::move(call)] {
-            const auto reply = std::make_shared<PendingReply<Results...>>(bus_, std::move(*pending));
-            try {
-                call(hosts_.objectFor(host), reply);
-            } catch (const sdbus::Error& error) {
-                reply->fail(error);
-            } catch (const std::exception& error) {
-                reply->fail(sdbus::Error(kFailed, bus::validUTF8(error.what())));
-            } catch (...) {
-                reply->fail(sdbus::Error(kFailed, "The call failed for an unknown reason."));
-            }
-        });
+        serve(std::move(result), std::move(call),
+              [](DBusServedHost& host, auto&, Task task) { host.push(std::move(task)); });
+    }
+
+    /// The one place where a failure of a call becomes an error on the bus.
+    template <typename Reply, typename Work>
+    static void answerFailure(Reply& reply, const Work& work) {
+        try {
+            work();
+        } catch (const sdbus::Error& error) {
+            reply.fail(error);
+        } catch (const std::exception& error) {
+            reply.fail(sdbus::Error(kFailed, bus::validUTF8(error.what())));
+        } catch (...) {
+            reply.fail(sdbus::Error(kFailed, "The call failed for an unknown reason."));
+        }
     }
 
     void startDetectionAndCaptureTo(sdbus::Result<>&& result, std::string captureDirectoryURL,
                                     std::string recordingId) override {
         serve(std::move(result), [url = std::move(captureDirectoryURL), id = std::move(recordingId)](
-                                     const ServicePtr& service, const VoidReply& reply) {
+                                     DBusServedHost& host, const VoidReply& reply) {
             requireShort(url);
             requireShort(id);
-            service->startDetectionAndCaptureTo(
+            host.object()->startDetectionAndCaptureTo(
                 bus::optionalPathFrom(url), bus::optionalFrom(id),
                 [reply](const ErrorPtr& error) { error ? reply->fail(bus::busErrorFrom(*error)) : reply->succeed(); });
         });
     }
     void stopDetectionAndCapture(sdbus::Result<>&& result) override {
         serve(std::move(result),
-              [](const ServicePtr& service, const VoidReply&) { service->stopDetectionAndCapture(); });
+              [](DBusServedHost& host, const VoidReply&) { host.object()->stopDetectionAndCapture(); });
     }
     void stopPresenting(sdbus::Result<>&& result) override {
-        serve(std::move(result), [](const ServicePtr& service, const VoidReply&) { service->stopPresenting(); });
+        serve(std::move(result), [](DBusServedHost& host, const VoidReply&) { host.object()->stopPresenting(); });
     }
     void setKeynotePollingInterval(sdbus::Result<>&& result, double seconds) override {
         serve(std::move(result),
-              [seconds](const ServicePtr& service, const VoidReply&) { service->setKeynotePollingInterval(seconds); });
+              [seconds](DBusServedHost& host, const VoidReply&) { host.object()->setKeynotePollingInterval(seconds); });
     }
     void extractSlideFiles(sdbus::Result<>&& result, std::vector<std::string> names,
                            std::string presentationPath) override {
-        serve(std::move(result), [this, host = sender(), names = std::move(names), path = std::move(presentationPath)](
-                                     const ServicePtr& service, const VoidReply&) {
-            requireExtractable(names, path);
-            if (blockingCalls_.add(host, [service, names, path] { service->extractSlideFiles(names, path); })) return;
-            throw sdbus::Error(kLimitsExceeded, "Too many extractions are waiting; ask again when some have ended.");
-        });
+        const auto order =
+            std::make_shared<const Extraction>(Extraction{std::move(names), std::move(presentationPath)});
+        serve(
+            std::move(result),
+            [order](DBusServedHost& host, const VoidReply& reply) {
+                const auto service = host.object();
+                reply->succeed();
+                service->extractSlideFiles(order->names, order->path);
+            },
+            [order](DBusServedHost& host, PendingReply<>& reply, Task task) {
+                order->requireSound();
+                host.pushExtraction(std::move(task));
+                if (host.isSetUp()) reply.succeed();  // its turn may be long in coming
+            });
     }
     void waitForSavingToCompleteAsync(sdbus::Result<>&& result) override {
-        serve(std::move(result),
-              [](const ServicePtr& service, const VoidReply&) { service->waitForSavingToCompleteAsync(); });
+        serve(std::move(result), [](DBusServedHost& host, const VoidReply&) {
+            const auto service = host.object();
+            host.beginWait();
+            service->waitForSavingToCompleteAsync();
+        });
     }
     void descriptionOfScriptableWindowsWithReply(sdbus::Result<std::string>&& result) override {
-        serve(std::move(result), [](const ServicePtr& service, const DescriptionReply& reply) {
-            service->descriptionOfScriptableWindowsWithReply(textReply(reply));
+        serve(std::move(result), [](DBusServedHost& host, const DescriptionReply& reply) {
+            host.object()->descriptionOfScriptableWindowsWithReply(textReply(reply));
         });
     }
     void descriptionOfKeynoteWindowsWithReply(sdbus::Result<std::string>&& result) override {
-        serve(std::move(result), [](const ServicePtr& service, const DescriptionReply& reply) {
-            service->descriptionOfKeynoteWindowsWithReply(textReply(reply));
+        serve(std::move(result), [](DBusServedHost& host, const DescriptionReply& reply) {
+            host.object()->descriptionOfKeynoteWindowsWithReply(textReply(reply));
         });
     }
 
@@ -225,7 +242,6 @@ private:
 
     const std::shared_ptr<SessionBus> bus_;
     Hosts& hosts_;
-    BlockingCalls& blockingCalls_;
     const std::unique_ptr<sdbus::IObject> object_;
 };
 
@@ -235,11 +251,10 @@ DBusServiceListener::DBusServiceListener(std::shared_ptr<SessionBus> bus, AsioDi
       dispatch_(dispatch),
       consoleLog_(consoleLog),
       hooks_(std::move(hooks)),
-      blockingCalls_(consoleLog) {}
+      workers_([&consoleLog](const std::string& what) { consoleLog.write("A host's call failed: " + what); }) {}
 
 DBusServiceListener::~DBusServiceListener() {
     if (bus_) bus_->stop();
-    blockingCalls_.stop();
 }
 
 int DBusServiceListener::resume() {
@@ -249,7 +264,8 @@ int DBusServiceListener::resume() {
         dispatch_.stop(EXIT_FAILURE);
     });
     const int status = dispatch_.run();
-    blockingCalls_.stop();
+    workers_.stop();
+    workers_.join();
     bus_->stop();
     return status;
 }
@@ -259,8 +275,8 @@ bool DBusServiceListener::publish() {
     if (!bus_) return false;
     try {
         daemon_ = sdbus::createProxy(bus_->connection(), kBusDaemon, kBusDaemonPath);
-        hosts_ = std::make_unique<Hosts>(bus_, *daemon_, delegate_, hooks_, blockingCalls_);
-        exportedObject_ = ExportedObject::publish(bus_, *hosts_, blockingCalls_);
+        hosts_ = std::make_unique<Hosts>(bus_, *daemon_, delegate_, hooks_, workers_);
+        exportedObject_ = ExportedObject::publish(bus_, *hosts_);
         return true;
     } catch (const sdbus::Error& error) {
         consoleLog_.write("Cannot serve as " + std::string(bus::kServiceName) +
@@ -275,6 +291,7 @@ void DBusServiceListener::endIfUnused() {
 
 /// The daemon's next answer comes after every call that was sent to the name while it was ours.
 void DBusServiceListener::giveNameBack() {
+    if (!hosts_->empty()) return;  // one has come since
     try {
         bus_->connection().releaseName(bus::kServiceName);
         daemon_->callMethodAsync("GetId")

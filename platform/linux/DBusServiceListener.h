@@ -1,8 +1,8 @@
 #pragma once
 
-#include "platform/linux/BlockingCalls.h"
 #include "platform/linux/SessionBus.h"
 #include "ports/ServiceListener.h"
+#include "runtime/WorkQueue.h"
 
 #include <sdbus-c++/IProxy.h>
 #include <functional>
@@ -15,14 +15,14 @@ class ConsoleLog;
 ///
 /// A host is whoever calls a method of the protocol, known by its unique name. Its first call makes a connection, which
 /// the delegate sets up and accepts; later calls go to the same exported object. When the unique name leaves the bus
-/// the connection is invalidated and dropped. All calls, invalidations and set-ups run on the bus thread, in the order
-/// in which the daemon saw their causes.
+/// the connection is invalidated and dropped.
 ///
-/// The one exception is an extraction, which blocks: extractions of all hosts take turns on a thread of their own, 32
-/// may wait, and those of a host that has left are dropped.
+/// The calls of a host, its set-up among them, run in the order in which the daemon saw them on a queue of that host,
+/// so one that waits for a program holds up no other host. Invalidations come at once, on the bus thread.
 ///
-/// A call that cannot be served is answered with an error: no exported object, too many hosts, texts that are too long,
-/// or a handler that failed. After a refused set-up the host's next call tries anew.
+/// A call that cannot be served is answered with an error: no exported object, too many hosts, calls or extractions
+/// that wait, texts that are too long, or a handler that failed. After a refused set-up the host's next call tries
+/// anew.
 class DBusServiceListener final : public ServiceListener {
 public:
     /// Told on the bus thread when a host has come or left; either may be empty.
@@ -59,7 +59,7 @@ private:
     AsioDispatch& dispatch_;
     ConsoleLog& consoleLog_;
     const HostHooks hooks_;
-    BlockingCalls blockingCalls_;
+    const runtime::Workers workers_;
     ServiceListenerDelegate* delegate_ = nullptr;
     std::unique_ptr<Hosts> hosts_;
     std::unique_ptr<sdbus::IProxy> daemon_;

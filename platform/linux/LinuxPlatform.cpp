@@ -5,13 +5,16 @@ namespace {
 /// The program that the service watches, whoever plays it on this system.
 constexpr const char* kWatchedBundleIdentifier = "com.apple.iWork.Keynote";
 
+/// Whoever ends a session waits two seconds without noticing.
+constexpr std::chrono::milliseconds kLongestEnd{1500};
+
 }  // namespace
 
 LinuxPlatform::LinuxPlatform(const Options& options)
     : computerSearch_(dispatch_.mainQueue(), options.searchRoots),
       bus_(options.usesSessionBus ? openBus() : nullptr),
       workspace_(bus_, dispatch_.mainQueue(), {kWatchedBundleIdentifier}),
-      scripting_([this](pid_t process) { return workspace_.busNameOfProcess(process); },
+      scripting_(dispatch_, [this](pid_t process) { return workspace_.busNameOfProcess(process); },
                  [this](const std::string& bundle) { return workspace_.busNameOfBundle(bundle); }),
       urlSessions_(options.makeURLSessions ? options.makeURLSessions(bundles_) : nullptr),
       idleTermination_(dispatch_, options.exitWhenIdle, [this] { listener_.endIfUnused(); }),
@@ -22,10 +25,17 @@ LinuxPlatform::LinuxPlatform(const Options& options)
                 text_,           xml_,          idleTermination_,   unifiedLog_,
                 consoleLog_,     userDefaults_, urlSessions_.get(), &threads_} {
     // A program that hangs must not hold up the end.
-    dispatch_.setStopHandler([this] {
+    dispatch_.setStopHandler([this](int status) {
+        lastResort_.endProcessAfter(kLongestEnd, status);
         workspace_.shutDown();
         scripting_.shutDown();
     });
+}
+
+LinuxPlatform::~LinuxPlatform() {
+    dispatch_.joinThreads();
+    urlSessions_.reset();
+    dispatch_.finish();
 }
 
 int LinuxPlatform::run() {

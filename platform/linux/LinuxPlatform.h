@@ -18,6 +18,7 @@
 #include "platform/linux/X11WindowServer.h"
 #include "ports/Platform.h"
 #include "ports/URLSession.h"
+#include "runtime/LastResort.h"
 
 #include <filesystem>
 #include <functional>
@@ -42,11 +43,7 @@ public:
 
     explicit LinuxPlatform(const Options& options);
     /// Tasks under way end first: they use the other services. The HTTP client's threads hand in tasks until it goes.
-    ~LinuxPlatform() {
-        dispatch_.joinThreads();
-        urlSessions_.reset();
-        dispatch_.finish();
-    }
+    ~LinuxPlatform();
     LinuxPlatform(const LinuxPlatform&) = delete;
     LinuxPlatform& operator=(const LinuxPlatform&) = delete;
 
@@ -66,6 +63,7 @@ public:
 private:
     [[nodiscard]] std::shared_ptr<SessionBus> openBus();
 
+    runtime::LastResort lastResort_;  ///< first, so that it goes last
     StandardErrorLog consoleLog_;
     JournalLog unifiedLog_;
     SystemClock clock_;

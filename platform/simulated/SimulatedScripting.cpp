@@ -14,21 +14,21 @@ public:
 
     [[nodiscard]] bool isRunning() const override { return scripting_.model(pid_) != nullptr; }
 
-    [[nodiscard]] PresentingState presentingState() override {
-        PresentingState state;
-        lastError_ = send("presentingState", [&state](PresentationProgramModel& model) {
+    void presentingState(StateAnswer answer) override {
+        const auto state = std::make_shared<PresentingState>();
+        const auto event = [state](PresentationProgramModel& model) {
             ErrorPtr error;
-            state = model.presentingState(error);
+            *state = model.presentingState(error);
             return error;
+        };
+        send("presentingState", event, {}, [state, answer = std::move(answer)](const ErrorPtr& error) {
+            answer(error ? PresentingState() : *state, error);
         });
-        return lastError_ ? PresentingState() : state;
     }
-
-    [[nodiscard]] ErrorPtr lastError() const override { return lastError_; }
 
     [[nodiscard]] std::vector<ScriptingWindow> windows() override {
         std::vector<ScriptingWindow> result;
-        static_cast<void>(send("windows", [&result](PresentationProgramModel& model) {
+        static_cast<void>(sendAndWait("windows", [&result](PresentationProgramModel& model) {
             ErrorPtr error;
             result = model.windows(error);
             return error;
@@ -38,7 +38,7 @@ public:
 
     [[nodiscard]] std::optional<std::string> version() override {
         std::optional<std::string> result;
-        static_cast<void>(send("version", [&result](PresentationProgramModel& model) {
+        static_cast<void>(sendAndWait("version", [&result](PresentationProgramModel& model) {
             ErrorPtr error;
             result = model.version(error);
             return error;
@@ -47,53 +47,80 @@ public:
     }
 
     void activate() override {
-        static_cast<void>(send("activate", [](PresentationProgramModel& model) { return model.activate(); }));
+        send("activate", [](PresentationProgramModel& model) { return model.activate(); });
+    }
+
+    void open(const std::filesystem::path& path, DocumentAnswer answer) override {
+        const auto id = std::make_shared<std::string>();
+        send("open", opening(path, id), path,
+             [self = shared_from_this(), id, answer = std::move(answer)](const ErrorPtr& error) {
+                 answer(error ? nullptr : self->documentWithID(*id));
+             });
     }
 
     [[nodiscard]] std::shared_ptr<ScriptingDocument> open(const std::filesystem::path& path) override {
-        std::string id;
-        const ErrorPtr error = send(
-            "open",
-            [&](PresentationProgramModel& model) {
-                ErrorPtr refused;
-                id = model.open(path, refused);
-                return refused;
-            },
-            path);
-        return error ? nullptr : documentWithID(id);
+        const auto id = std::make_shared<std::string>();
+        return sendAndWait("open", opening(path, id), path) ? nullptr : documentWithID(*id);
     }
 
     [[nodiscard]] std::shared_ptr<ScriptingDocument> documentWithID(const std::string& id) override;
     void setTimeout(std::chrono::milliseconds timeout) override { timeout_ = timeout; }
     void setDelegate(std::weak_ptr<ScriptingDelegate> delegate) override { delegate_ = std::move(delegate); }
 
-    ErrorPtr send(const std::string& name, const Event& event, const std::string& argument = {}) {
-        ++scripting_.eventsSent_;
-        if (scripting_.eventObserver) scripting_.eventObserver(argument.empty() ? name : name + " " + argument);
-        ErrorPtr error = deliver(event);
-        if (!error) return nullptr;
-        if (const auto delegate = delegate_.lock()) delegate->eventDidFail(name, *error);
+    /// Delivers the event; its outcome comes on the main queue when the model answers or the time-out has passed.
+    void send(
+        const std::string& name, const Event& event, const std::string& argument = {},
+        std::function<void(const ErrorPtr&)> whenDone = [](const ErrorPtr&) {}) {
+        Duration wait{};
+        const ErrorPtr error = deliver(name, event, argument, wait);
+        scripting_.dispatch_.mainQueue().after(wait, [self = shared_from_this(), name, error, whenDone] {
+            if (error) self->tellFailure(name, *error);
+            whenDone(error);
+        });
+    }
+
+    ErrorPtr sendAndWait(const std::string& name, const Event& event, const std::string& argument = {}) {
+        Duration wait{};
+        const ErrorPtr error = deliver(name, event, argument, wait);
+        scripting_.dispatch_.stall(wait);
+        if (error) tellFailure(name, *error);
         return error;
     }
 
 private:
-    [[nodiscard]] ErrorPtr deliver(const Event& event) {
+    [[nodiscard]] static Event opening(const std::filesystem::path& path, const std::shared_ptr<std::string>& id) {
+        return [path, id](PresentationProgramModel& model) {
+            ErrorPtr refused;
+            *id = model.open(path, refused);
+            return refused;
+        };
+    }
+
+    /// What becomes of the event, and how long the caller waits to hear it. A model that does not answer in time does
+    /// nothing, either.
+    [[nodiscard]] ErrorPtr deliver(const std::string& name, const Event& event, const std::string& argument,
+                                   Duration& wait) {
+        ++scripting_.eventsSent_;
+        if (scripting_.eventObserver) scripting_.eventObserver(argument.empty() ? name : name + " " + argument);
         PresentationProgramModel* const model = scripting_.model(pid_);
         if (model == nullptr) {
             return makeError(NSOSStatusErrorDomain, kAppleEventFailed, "The application is not running.");
         }
         const auto& faults = model->faults();
-        const Duration wait = faults.neverAnswers ? Duration::max() : faults.answersLate.value_or(Duration::zero());
-        scripting_.dispatch_.stall(std::min<Duration>(wait, timeout_));
-        if (wait > timeout_) return makeError(NSOSStatusErrorDomain, kAppleEventTimeout, "The reply took too long.");
+        const Duration needed = faults.neverAnswers ? Duration::max() : faults.answersLate.value_or(Duration::zero());
+        wait = std::min<Duration>(needed, timeout_);
+        if (needed > timeout_) return makeError(NSOSStatusErrorDomain, kAppleEventTimeout, "The reply took too long.");
         return event(*model);
+    }
+
+    void tellFailure(const std::string& name, const Error& error) const {
+        if (const auto delegate = delegate_.lock()) delegate->eventDidFail(name, error);
     }
 
     SimulatedScripting& scripting_;
     const std::optional<pid_t> pid_;
     std::chrono::milliseconds timeout_{60'000};
     std::weak_ptr<ScriptingDelegate> delegate_;
-    ErrorPtr lastError_;
 };
 
 class SimulatedScripting::Document final : public ScriptingDocument {
@@ -104,7 +131,7 @@ public:
     [[nodiscard]] const std::string& id() const override { return id_; }
     void save(const std::filesystem::path& target) override {
         application_->send(
-            "save", [&](auto& model) { return model.save(id_, target); }, target);
+            "save", [id = id_, target](auto& model) { return model.save(id, target); }, target);
     }
     void stop() override {
         application_->send("stop", [&](auto& model) { return model.stop(id_); });
@@ -117,7 +144,7 @@ public:
 
     [[nodiscard]] ScriptingDocumentText text() override {
         ScriptingDocumentText result;
-        application_->send("text", [&](auto& model) {
+        application_->sendAndWait("text", [&](auto& model) {
             ErrorPtr error;
             result = model.text(id_, error);
             return error;

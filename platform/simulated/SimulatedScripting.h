@@ -10,8 +10,9 @@
 #include <utility>
 #include <vector>
 
-/// Carries scripting events to models of presentation programs, by process identifier. A model whose faults say that
-/// it answers late or never costs the caller that time, at most the time-out.
+/// Carries scripting events to models of presentation programs, by process identifier. Events are delivered at once. A
+/// model whose faults say that it answers late or never costs a caller that waits for its answer that time, at most the
+/// time-out; other answers come on the main queue after it.
 class SimulatedScripting final : public Scripting {
 public:
     explicit SimulatedScripting(SimulatedDispatch& dispatch) : dispatch_(dispatch) {}

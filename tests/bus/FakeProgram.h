@@ -55,11 +55,11 @@ public:
     std::atomic<bool> holds = false;      ///< keeps calls unanswered
     std::optional<sdbus::Error> refuses;  ///< set before a call
     Notes calls;
-
-private:
     using WindowStruct =
         sdbus::Struct<std::string, sdbus::Struct<double, double, double, double>, std::int64_t, std::int64_t>;
+    std::vector<WindowStruct> windows{{"Slides", {0, 0, 1440, 900}, 1, 7}, {"Notes", {-1.5, 2, 3, 4}, 2, 8}};
 
+private:
     void exportProperties() {
         exportProperty("ProcessIdentifier", process_);
         exportProperty("BundleIdentifier", facts.identifier);
@@ -86,12 +86,15 @@ private:
             });
         object_->registerMethod("windows").onInterface(kProgramInterface).implementedAs([this] {
             calls.add("windows");
-            return std::vector<WindowStruct>{{"Slides", {0, 0, 1440, 900}, 1, 7}, {"Notes", {-1.5, 2, 3, 4}, 2, 8}};
+            return windows;
         });
-        object_->registerMethod("open").onInterface(kProgramInterface).implementedAs([this](const std::string& url) {
-            calls.add("open " + url);
-            return std::string("document-1");
-        });
+        object_->registerMethod("open")
+            .onInterface(kProgramInterface)
+            .implementedAs([this](sdbus::Result<std::string>&& result, const std::string& url) {
+                calls.add("open " + url);
+                opened_.push_back(std::move(result));
+                if (!holds) opened_.back().returnResults("D");
+            });
         object_->registerMethod("save")
             .onInterface(kProgramInterface)
             .implementedAs([this](const std::string& id, const std::string& url) {
@@ -116,5 +119,6 @@ private:
     const std::unique_ptr<sdbus::IObject> object_ = sdbus::createObject(*connection_, bus::kProgramPath);
     sdbus::Variant process_;  ///< guarded by `mutex_`
     std::vector<sdbus::Result<State>> held_;
+    std::vector<sdbus::Result<std::string>> opened_;
     std::unique_ptr<bus::EventLoopThread> loop_;
 };

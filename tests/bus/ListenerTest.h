@@ -58,7 +58,10 @@ class NotingListenerDelegate final : public ServiceListenerDelegate {
 public:
     bool listenerShouldAcceptNewConnection(const std::shared_ptr<ServiceConnection>& newConnection) override {
         const int number = ++accepted;
-        hosts.push_back(newConnection->remoteObjectProxy());
+        {
+            const std::lock_guard lock(mutex_);
+            hosts.push_back(newConnection->remoteObjectProxy());
+        }
         if (!refuses) {
             newConnection->setExportedObject(
                 std::make_shared<NotingService>(number, notes, newConnection->remoteObjectProxy(), held, blocked));
@@ -77,6 +80,9 @@ public:
     std::vector<std::shared_ptr<KeynoteCaptureServiceDelegate>> hosts;  ///< read once the listener has ended or is idle
     std::vector<ErrorReply> held;
     std::atomic<bool> blocked = false;  ///< extractions do not end
+
+private:
+    std::mutex mutex_;
 };
 
 /// A host without an event loop.

@@ -56,8 +56,8 @@ TEST_F(Presenting, TwoShowsAreTwoPresentations) {
     EXPECT_EQ(host->calls, (Calls{
                                "250 started P1 /decks/a.key P1.key ok",
                                "375 slide P1 1 P1/slide.001.jpg",
-                               "1750 started P2 /decks/a.key P2.key ok",
                                "1750 stopped P1 ok",
+                               "1750 started P2 /decks/a.key P2.key ok",
                                "1875 slide P2 2 P2/slide.002.jpg",
                                "3250 stopped P2 ok",
                            }));

@@ -1,0 +1,141 @@
+#include "bus/ProgramValues.h"
+
+#include "bus/Convert.h"
+#include "bus/Names.h"
+
+#include <utility>
+
+namespace bus {
+namespace {
+
+constexpr std::size_t kMostEntries = 64;
+constexpr std::size_t kMostWindows = 1000;
+constexpr std::size_t kLongestText = 16384;
+
+using TableStruct = sdbus::Struct<std::string, std::vector<std::vector<std::string>>>;
+using SlideStruct = sdbus::Struct<std::int64_t, bool, std::string, std::string, std::string, std::vector<std::string>,
+                                  std::vector<TableStruct>>;
+using WindowStruct = sdbus::Struct<std::string, RectStruct, std::int64_t, std::int64_t>;
+
+sdbus::Error malformed(const std::string& what) {
+    return {kProgramFailed, "its answer is malformed (" + what + ")"};
+}
+
+std::string shortText(std::string text, const char* what) {
+    if (text.size() > kLongestText) throw malformed(what);
+    return text;
+}
+
+/// Cut where a character of UTF-8 ends.
+std::string cutText(std::string text) {
+    if (text.size() <= kLongestText) return text;
+    std::size_t end = kLongestText;
+    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U) --end;
+    text.resize(end);
+    return text;
+}
+
+/// The value under a key; nothing when it is absent. Another type is a malformed answer.
+template <typename T>
+std::optional<T> valueOf(const Dictionary& values, const char* key) {
+    const auto found = values.find(key);
+    if (found == values.end()) return std::nullopt;
+    if (!found->second.containsValueOfType<T>()) throw malformed(key);
+    return found->second.get<T>();
+}
+
+std::optional<Path> fileFrom(const Dictionary& values) {
+    const auto url = valueOf<std::string>(values, "documentFile").value_or("");
+    return url.size() > kLongestText ? std::nullopt : pathFromURL(url);
+}
+
+/// Takes the texts out of the struct.
+ScriptingSlide slideFrom(SlideStruct& slide) {
+    auto& [number, skipped, title, body, notes, items, tableStructs] = static_cast<SlideStruct::tuple&>(slide);
+    std::vector<ScriptingTable> tables;
+    tables.reserve(tableStructs.size());
+    for (TableStruct& table : tableStructs) {
+        tables.push_back({std::move(std::get<0>(table)), std::move(std::get<1>(table))});
+    }
+    return {.slideNumber = number,
+            .skipped = skipped,
+            .defaultTitleItemText = std::move(title),
+            .defaultBodyItemText = std::move(body),
+            .presenterNotes = std::move(notes),
+            .textItems = std::move(items),
+            .tables = std::move(tables)};
+}
+
+sdbus::Variant variantFrom(const ExportProperties::mapped_type& value) {
+    if (const auto* text = std::get_if<std::string>(&value)) return sdbus::Variant(validUTF8(*text));
+    if (const auto* number = std::get_if<double>(&value)) return sdbus::Variant(*number);
+    return sdbus::Variant(std::get<bool>(value));
+}
+
+}  // namespace
+
+Dictionary dictionaryFrom(sdbus::Message& reply) {
+    Dictionary values;
+    if (!reply.enterContainer("{sv}")) return values;
+    for (std::size_t entry = 0; entry < kMostEntries && reply.enterDictEntry("sv"); ++entry) {
+        std::string key;
+        sdbus::Variant value;
+        reply >> key >> value;
+        values.emplace(std::move(key), std::move(value));
+        reply.exitDictEntry();
+    }
+    return values;
+}
+
+PresentingState presentingStateFrom(sdbus::Message& reply) {
+    const auto values = dictionaryFrom(reply);
+    PresentingState state;
+    state.playing = valueOf<bool>(values, "playing");
+    auto id = valueOf<std::string>(values, "documentID");
+    if (!id) return state;
+    state.firstDocument = {.id = shortText(std::move(*id), "documentID"),
+                           .file = fileFrom(values),
+                           .currentSlideNumber = valueOf<std::int64_t>(values, "slideNumber").value_or(0)};
+    return state;
+}
+
+std::vector<ScriptingWindow> windowsFrom(sdbus::Message& reply) {
+    std::vector<ScriptingWindow> windows;
+    if (!reply.enterContainer("(s(dddd)xx)")) return windows;
+    WindowStruct window;
+    while (windows.size() < kMostWindows && reply >> window) {
+        const auto& [x, y, width, height] = static_cast<const RectStruct::tuple&>(window.get<1>());
+        windows.push_back({cutText(window.get<0>()), {x, y, width, height}, window.get<2>(), window.get<3>()});
+    }
+    return windows;
+}
+
+ScriptingDocumentText documentTextFrom(sdbus::Message& reply) {
+    ScriptingDocumentText text;
+    std::vector<SlideStruct> slides;
+    reply >> text.name >> slides;
+    text.slides.reserve(slides.size());
+    for (SlideStruct& slide : slides) text.slides.push_back(slideFrom(slide));
+    return text;
+}
+
+std::string identifierFrom(sdbus::Message& reply) {
+    std::string text;
+    reply >> text;
+    return shortText(std::move(text), "documentID");
+}
+
+std::string propertyTextFrom(sdbus::Message& reply) {
+    sdbus::Variant value;
+    reply >> value;
+    if (!value.containsValueOfType<std::string>()) throw malformed("property");
+    return shortText(value.get<std::string>(), "property");
+}
+
+Dictionary dictionaryFrom(const ExportProperties& properties) {
+    Dictionary variants;
+    for (const auto& [key, value] : properties) variants.emplace(validUTF8(key), variantFrom(value));
+    return variants;
+}
+
+}  // namespace bus
