@@ -35,10 +35,16 @@ private:
     const FileDescriptor file_;
 };
 
+/// As other paths are written, so that texts can be compared.
+path standardised(const char* text) {
+    auto result = path(text).lexically_normal();
+    return result.has_filename() ? result : result.parent_path();
+}
+
 std::optional<path> absolutePathFromEnvironment(const char* variable) {
     const char* value = std::getenv(variable);
     if (value == nullptr || *value != '/') return std::nullopt;
-    return path(value);
+    return standardised(value);
 }
 
 template <class Find, class Key>
@@ -48,7 +54,7 @@ std::optional<path> homeInPasswordDatabase(Find find, Key key) {
     struct passwd* found = nullptr;
     const int error = find(key, &entry, buffer.data(), buffer.size(), &found);
     if (error != 0 || found == nullptr || found->pw_dir == nullptr || *found->pw_dir != '/') return std::nullopt;
-    return found->pw_dir;
+    return standardised(found->pw_dir);
 }
 
 }  // namespace

@@ -17,7 +17,7 @@ public:
                                                              ErrorPtr& error) override;
     [[nodiscard]] std::optional<std::filesystem::path> resolvingSymbolicLinks(
         const std::filesystem::path& path) const override;
-    /// `$HOME` when it is absolute, else the password database's entry, else "/".
+    /// `$HOME` when it is absolute, else the password database's entry, else "/". Without superfluous slashes.
     [[nodiscard]] std::filesystem::path homeDirectory() const override;
     /// From the password database.
     [[nodiscard]] std::optional<std::filesystem::path> homeDirectoryForUser(const std::string& user) const override;

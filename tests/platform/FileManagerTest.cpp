@@ -156,9 +156,11 @@ TEST_F(LinuxFileManagerTest, FindsTheUsersDirectories) {
     ::setenv("XDG_DATA_HOME", support.c_str(), 1);
     EXPECT_EQ(files.applicationSupportDirectory(), support);
     EXPECT_TRUE(fs::is_directory(support));
-    ::setenv("HOME", root.path.c_str(), 1);
     ::setenv("XDG_DATA_HOME", "relative", 1);
-    EXPECT_EQ(files.homeDirectory(), root.path);
+    for (const auto& home : {root.path.string(), root.path.string() + "//", "//" + root.path.string() + "/./"}) {
+        ::setenv("HOME", home.c_str(), 1);
+        EXPECT_EQ(files.homeDirectory().native(), root.path.native()) << home;
+    }
     EXPECT_EQ(files.applicationSupportDirectory(), root.path / ".local/share");
     EXPECT_TRUE(fs::is_directory(root.path / ".local/share"));
     writeFile(root.path / "file", "");
