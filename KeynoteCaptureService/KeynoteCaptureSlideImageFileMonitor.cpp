@@ -6,6 +6,7 @@
 #include "ports/Platform.h"
 
 #include <chrono>
+#include <system_error>
 #include <utility>
 
 namespace fs = std::filesystem;
@@ -24,6 +25,10 @@ std::string jpegName(std::string name) {
     return name;
 }
 
+bool isBusy(const Error& error) {
+    return error.domain() == NSPOSIXErrorDomain && error.code() == static_cast<int>(std::errc::device_or_resource_busy);
+}
+
 }  // namespace
 
 KeynoteCaptureSlideImageFileMonitor::KeynoteCaptureSlideImageFileMonitor(std::set<std::string> imageFileNames,
@@ -34,6 +39,10 @@ KeynoteCaptureSlideImageFileMonitor::KeynoteCaptureSlideImageFileMonitor(std::se
       targetDirectoryURL_(std::move(toTargetDirectory)),
       moveImageFileQueue_(platform().dispatch.makeSerialQueue("KeynoteCaptureSlideImageFileMonitor file queue")) {}
 
+KeynoteCaptureSlideImageFileMonitor::~KeynoteCaptureSlideImageFileMonitor() {
+    giveUp(takeBusyMoves());
+}
+
 Duration KeynoteCaptureSlideImageFileMonitor::timeout() {
     return KeynoteCaptureSlideImageFileMonitorTimeout;
 }
@@ -42,6 +51,10 @@ void KeynoteCaptureSlideImageFileMonitor::startWithCompletion(Completion complet
     completion_ = std::move(completion);
     VELLog("Image File Monitor - Waiting for these expected slide images:\n%@", filesLeftToVerify());
     start_ = platform().clock.steadyNow();
+    startTimerLater();
+}
+
+void KeynoteCaptureSlideImageFileMonitor::startTimerLater() {
     // Made on the main queue: a tick, which may end the timer, then comes after the timer is stored.
     platform().dispatch.mainQueue().async([weak = weak_from_this()] {
         if (const auto monitor = weak.lock()) monitor->startTimer();
@@ -64,11 +77,12 @@ void KeynoteCaptureSlideImageFileMonitor::verify() {
         didReachTimeout();
         return;
     }
+    for (Move& move : takeBusyMoves()) moveLater(std::move(move));
     std::set<std::string> missing = filesLeftToVerify();
     std::erase_if(missing, [this](const std::string& name) { return findAndMove(name); });
     const bool complete = missing.empty();
     filesLeftToVerify_.set(std::move(missing));
-    if (complete) finishLater(true);
+    if (complete) finishUnlessBusy();
 }
 
 bool KeynoteCaptureSlideImageFileMonitor::findAndMove(const std::string& name) {
@@ -76,31 +90,55 @@ bool KeynoteCaptureSlideImageFileMonitor::findAndMove(const std::string& name) {
     for (const std::string& candidate : {name, jpegName(name)}) {
         const fs::path file = *inDirectoryURL_ / candidate;
         if (platform().fileManager.kindOf(file) != FileKind::file) continue;
-        moveItem(file, *targetDirectoryURL_ / name);
+        moveLater({file, *targetDirectoryURL_ / name, nullptr});
         return true;
     }
     return false;
 }
 
-void KeynoteCaptureSlideImageFileMonitor::moveItem(const fs::path& from, const fs::path& to) {
+void KeynoteCaptureSlideImageFileMonitor::moveLater(Move move) {
     // The task keeps its queue: what was seen is moved even when the monitor is dropped meanwhile.
-    moveImageFileQueue_->async([queue = moveImageFileQueue_, from, to] {
-        const ErrorPtr error = platform().fileManager.moveItem(from, to);
-        if (!error) return;
+    moveImageFileQueue_->async(
+        [queue = moveImageFileQueue_, weak = weak_from_this(), move = std::move(move)]() mutable {
+            move.error = platform().fileManager.moveItem(move.from, move.to);
+            if (!move.error) return;
+            const auto monitor = weak.lock();
+            if (!monitor || !isBusy(*move.error)) return giveUp({move});
+            monitor->busyMoves_.update([&](Moves& moves) { moves.push_back(std::move(move)); });
+        });
+}
+
+void KeynoteCaptureSlideImageFileMonitor::giveUp(const Moves& moves) {
+    for (const auto& [from, to, error] : moves) {
         VELLog("Image File Monitor - Could not move slide image file from:%@ to:%@\nError: %@", from, to, error);
+    }
+}
+
+KeynoteCaptureSlideImageFileMonitor::Moves KeynoteCaptureSlideImageFileMonitor::takeBusyMoves() {
+    Moves taken;
+    busyMoves_.update([&](Moves& moves) { moves.swap(taken); });
+    return taken;
+}
+
+void KeynoteCaptureSlideImageFileMonitor::finishUnlessBusy() {
+    imageFileVerificationTimer_.reset();
+    moveImageFileQueue_->async([monitor = shared_from_this()] {
+        if (monitor->busyMoves_.get().empty()) {
+            monitor->monitorDidFinishWithSuccess(true);
+        } else {
+            monitor->startTimerLater();
+        }
     });
 }
 
-void KeynoteCaptureSlideImageFileMonitor::finishLater(bool success) {
-    imageFileVerificationTimer_.reset();
-    moveImageFileQueue_->async(
-        [monitor = shared_from_this(), success] { monitor->monitorDidFinishWithSuccess(success); });
-}
-
 void KeynoteCaptureSlideImageFileMonitor::didReachTimeout() {
+    imageFileVerificationTimer_.reset();
     const auto missing = filesLeftToVerify();
     if (!missing.empty()) VELLog("Image File Monitor - files still missing:\n%@", missing);
-    finishLater(missing.empty());
+    moveImageFileQueue_->async([monitor = shared_from_this(), success = missing.empty()] {
+        giveUp(monitor->takeBusyMoves());
+        monitor->monitorDidFinishWithSuccess(success);
+    });
 }
 
 void KeynoteCaptureSlideImageFileMonitor::monitorDidFinishWithSuccess(bool success) {

@@ -34,10 +34,11 @@ public:
     [[nodiscard]] virtual ErrorPtr createDirectory(const std::filesystem::path& path) = 0;
     /// Creates the file with these contents, or replaces what it held; not atomically.
     [[nodiscard]] virtual ErrorPtr createFile(const std::filesystem::path& path, std::string_view contents) = 0;
-    /// Moves a file, never over an existing one. Within a file system the file is renamed, so a writer that still has
-    /// it open goes on writing into the moved file. Across file systems the source goes only once a complete copy
-    /// is on disk; a source that is still being written is waited for. On failure the source is untouched and
-    /// nothing is left at the destination.
+    /// Moves a regular file, never over anything that exists; what is a link, a pipe or a directory stays (`EINVAL`).
+    /// Within a file system the file is renamed, so a writer that still has it open goes on writing into the moved
+    /// file. Across file systems the source goes only once a complete copy is on disk, which takes as long as copying
+    /// does; when somebody has the source open for writing it fails with `EBUSY` at once: try again later. On failure
+    /// the source is untouched and nothing is left at the destination.
     [[nodiscard]] virtual ErrorPtr moveItem(const std::filesystem::path& from, const std::filesystem::path& to) = 0;
     /// Opens an existing file for writing at its start; null with `error` set when it cannot.
     [[nodiscard]] virtual std::unique_ptr<FileHandle> openForWriting(const std::filesystem::path& path,

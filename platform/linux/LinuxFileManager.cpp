@@ -85,10 +85,12 @@ ErrorPtr LinuxFileManager::createFile(const path& path, std::string_view content
 }
 
 ErrorPtr LinuxFileManager::moveItem(const path& from, const path& to) {
+    struct stat status {};
+    if (::lstat(from.c_str(), &status) != 0) return fileError(errno, "Could not move the file", from);
+    if (!S_ISREG(status.st_mode)) return fileError(EINVAL, "Not moved, because it is no regular file:", from);
     int error = renameExclusively(from, to);
     if (error == EXDEV) error = moveAcrossFileSystems(from, to);
-    if (error == 0) return nullptr;
-    return fileError(error, "Could not move the file to", error == ENOENT ? from : to);
+    return error == 0 ? nullptr : fileError(error, "Could not move the file to", to);
 }
 
 std::unique_ptr<FileHandle> LinuxFileManager::openForWriting(const path& path, ErrorPtr& error) {

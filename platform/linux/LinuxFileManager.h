@@ -2,10 +2,9 @@
 
 #include "ports/FileManager.h"
 
-/// Local files through POSIX calls. Nothing here ever waits for the other end of a pipe.
+/// Local files through POSIX calls. Nothing here ever waits for the other end of a pipe, or for a writer.
 ///
-/// A move across file systems takes time in proportion to the file, and waits up to 30 s for a writer that still has
-/// the source open: a slide image that arrives late is worth more than one that is cut off or lost.
+/// A move across file systems takes time in proportion to the file.
 class LinuxFileManager final : public FileManager {
 public:
     [[nodiscard]] FileKind kindOf(const std::filesystem::path& path) const override;

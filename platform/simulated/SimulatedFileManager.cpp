@@ -17,9 +17,10 @@ ErrorPtr posixError(int code, const std::filesystem::path& path) {
 /// A file open for writing, for the service and for the program.
 class SimulatedFileManager::OpenFile final : public FileHandle, public File {
 public:
-    explicit OpenFile(Node node) : node_(std::move(node)) {}
+    OpenFile(Node node, std::shared_ptr<std::size_t> writes) : node_(std::move(node)), writes_(std::move(writes)) {}
 
     void write(std::string_view bytes) override {
+        ++*writes_;
         node_->replace(position_, bytes.size(), bytes);
         position_ += bytes.size();
     }
@@ -30,6 +31,7 @@ public:
 
 private:
     const Node node_;
+    const std::shared_ptr<std::size_t> writes_;
     std::size_t position_ = 0;
 };
 
@@ -65,7 +67,11 @@ ErrorPtr SimulatedFileManager::createFile(const Path& path, std::string_view con
 }
 
 ErrorPtr SimulatedFileManager::moveItem(const Path& from, const Path& to) {
+    if (kindOf(from) == FileKind::directory) return posixError(EINVAL, from);
     if (kindOf(to) != FileKind::none) return posixError(EEXIST, to);
+    const auto found = nodes_.find(from);
+    const bool isOpen = found != nodes_.end() && found->second.use_count() > 1;
+    if (isOpen && fileSystemOf(from) != fileSystemOf(to)) return posixError(EBUSY, to);
     return rename(from, to);
 }
 
@@ -81,8 +87,9 @@ ErrorPtr SimulatedFileManager::rename(const Path& from, const Path& to) {
 }
 
 std::unique_ptr<FileHandle> SimulatedFileManager::openForWriting(const Path& path, ErrorPtr& error) {
-    error = nullptr;
-    if (auto file = fileAt(path)) return std::make_unique<OpenFile>(std::move(file));
+    error = unopenable.contains(path) ? posixError(EACCES, path) : nullptr;
+    if (error) return nullptr;
+    if (auto file = fileAt(path)) return std::make_unique<OpenFile>(std::move(file), writes_);
     error = posixError(ENOENT, path);
     return nullptr;
 }
@@ -107,7 +114,7 @@ std::unique_ptr<ProgramOutput::File> SimulatedFileManager::openFile(const Path& 
     } else {
         node = std::make_shared<std::string>();
     }
-    return std::make_unique<OpenFile>(node);
+    return std::make_unique<OpenFile>(node, writes_);
 }
 
 std::optional<std::string> SimulatedFileManager::contents(const Path& path) const {
@@ -121,6 +128,12 @@ std::vector<std::string> SimulatedFileManager::list(const Path& directory) const
         if (path.has_relative_path() && path.parent_path() == directory) names.push_back(path.filename());
     }
     return names;
+}
+
+SimulatedFileManager::Path SimulatedFileManager::fileSystemOf(const Path& path) const {
+    Path directory = path.parent_path();
+    while (directory.has_relative_path() && !mounts.contains(directory)) directory = directory.parent_path();
+    return directory;
 }
 
 ErrorPtr SimulatedFileManager::checkParent(const Path& path) const {

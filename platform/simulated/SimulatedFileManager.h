@@ -35,10 +35,16 @@ public:
     [[nodiscard]] std::optional<std::string> contents(const Path& path) const;
     /// The names in a directory, sorted.
     [[nodiscard]] std::vector<std::string> list(const Path& directory) const;
+    /// How often the service has written through a handle.
+    [[nodiscard]] std::size_t writes() const { return *writes_; }
     void remove(const Path& path) { nodes_.erase(path); }
 
     /// Directories in which nothing can be created, renamed or removed.
     std::set<Path> readOnly;
+    /// Files that exist and still cannot be opened.
+    std::set<Path> unopenable;
+    /// Directories on file systems of their own; a file that is open is not moved from one to another.
+    std::set<Path> mounts;
     /// Home directories by user; the empty name is this user.
     std::map<std::string, Path> homes{{"", "/home/lecturer"}};
     /// What `resolvingSymbolicLinks` makes of a path; of any other one itself, when something stands there.
@@ -51,8 +57,10 @@ private:
     using Node = std::shared_ptr<std::string>;
     class OpenFile;
 
+    [[nodiscard]] Path fileSystemOf(const Path& path) const;
     [[nodiscard]] ErrorPtr checkParent(const Path& path) const;
     [[nodiscard]] Node fileAt(const Path& path) const;
 
     std::map<Path, Node> nodes_;
+    const std::shared_ptr<std::size_t> writes_ = std::make_shared<std::size_t>(0);  ///< open files may outlive this
 };

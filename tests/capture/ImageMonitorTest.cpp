@@ -77,6 +77,49 @@ TEST_F(ImageMonitor, ImageSeenWhileGrowingStaysWhole) {
     EXPECT_EQ(platform.files.contents("/out/a.jpg"), "first second");
 }
 
+TEST_F(ImageMonitor, BusyImageIsMovedLaterAndDelaysNoOther) {
+    platform.files.mounts = {"/out"};
+    watch({"a.jpg", "b.jpg"});
+    ErrorPtr error;
+    auto file = platform.files.openFile("/in/a.jpg", error);
+    image("b.jpg");
+    run(600ms);
+    EXPECT_EQ(monitor->filesLeftToVerify(), std::set<std::string>{}) << "seen is found";
+    EXPECT_EQ(platform.files.list("/out"), Calls{"b.jpg"});
+    run(80s);
+    ASSERT_EQ(file->append("whole"), nullptr);
+    file.reset();
+    run(20s);
+    EXPECT_EQ(host->calls, Calls{"81000 done ok"});
+    EXPECT_EQ(platform.files.contents("/out/a.jpg"), "whole");
+    EXPECT_EQ(logged("Could not move"), 0U);
+    EXPECT_EQ(logged("monitor did finish with success: 1"), 1U);
+}
+
+TEST_F(ImageMonitor, ImageThatStaysBusyIsLeftAtTheEnd) {
+    platform.files.mounts = {"/out"};
+    ErrorPtr error;
+    const auto file = platform.files.openFile("/in/a.jpg", error);
+    const std::string failure = "Could not move slide image file from:/in/a.jpg to:/out/a.jpg\nError: Error Domain=";
+    watch({"a.jpg"});
+    run(100s);
+    EXPECT_EQ(host->calls, Calls{"90500 done ok"}) << "no error: the image was seen";
+    EXPECT_EQ(logged(failure), 1U);
+    EXPECT_EQ(logged("timeout waiting for files"), 1U);
+    EXPECT_EQ(platform.files.list("/in"), Calls{"a.jpg"});
+
+    host->calls.clear();
+    watch({"a.jpg", "b.jpg"});
+    run(100s);
+    EXPECT_EQ(host->calls, Calls{"190500 done 5"});
+    EXPECT_EQ(logged(failure), 2U);
+
+    watch({"a.jpg"});
+    run(10s);
+    monitor.reset();
+    EXPECT_EQ(logged(failure), 3U) << "nobody tries again";
+}
+
 TEST_F(ImageMonitor, FailedMoveIsLoggedAndCountsAsFound) {
     watch({"a.jpg"});
     image("a.jpg", "new");

@@ -70,6 +70,33 @@ TEST_F(FileSystemsTest, ImagesThatGrowSlowlyArriveWholeOnAnotherFileSystem) {
     EXPECT_EQ(filesIn(exportsOf(*host_)).count("slide.001.jpg"), 0U);
 }
 
+TEST_F(FileSystemsTest, ImagesThatAreHeldOpenDelayNobodyElseAndArriveAfterwards) {
+    const SmallFileSystem other(captures(), "10m");
+    record();
+    Host second;
+    Host third;
+    second.record(captures(), "second");
+    third.record(captures(), "third");
+    const auto program = present(*host_, "Optics slides 3");
+    for (Host* host : {host_.get(), &second, &third}) host->waitFor("P1 slide 1");
+    std::vector<std::ofstream> writers;
+    for (const auto& exports : {exportsOf(*host_), exportsOf(second, 1, "second")}) {
+        fs::create_directories(exports);
+        writers.emplace_back(exports / "slide.001.jpg", std::ios::app);
+    }
+    program->play("fault writes-in-pieces 2");
+    program->play("stop");
+    third.waitFor("P1 stopped");
+    EXPECT_EQ(host_->lines().back(), "P1 slide 1");
+    EXPECT_EQ(second.lines().back(), "P1 slide 1");
+    writers.clear();
+    for (Host* host : {host_.get(), &second}) {
+        host->waitFor("P1 stopped");
+        EXPECT_TRUE(isWholeImage(directoryOf(*host) / "slide.001.jpg"));
+    }
+    EXPECT_EQ(countInLog("Could not move"), 0);
+}
+
 TEST_F(FileSystemsTest, AnImageThatIsInTheWayStays) {
     record();
     const auto program = present(*host_, "Optics slides 3");

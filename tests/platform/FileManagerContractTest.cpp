@@ -9,12 +9,13 @@ namespace {
 
 using Path = std::filesystem::path;
 
-/// A file manager and an empty directory that it may use.
+/// A file manager and two empty directories on different file systems that it may use.
 class FileManagerHarness {
 public:
     virtual ~FileManagerHarness() = default;
     virtual FileManager& files() = 0;
     virtual Path root() const = 0;
+    virtual Path elsewhere() const = 0;
     virtual std::string contents(const Path& path) const = 0;
 };
 
@@ -22,17 +23,24 @@ class LinuxHarness final : public FileManagerHarness {
 public:
     FileManager& files() override { return files_; }
     Path root() const override { return directory_.path; }
+    Path elsewhere() const override { return elsewhere_.path; }
     std::string contents(const Path& path) const override { return contentsOf(path); }
 
 private:
     LinuxFileManager files_;
     TemporaryDirectory directory_;
+    TemporaryDirectory elsewhere_{"/dev/shm"};
 };
 
 class SimulatedHarness final : public FileManagerHarness {
 public:
+    SimulatedHarness() {
+        EXPECT_FALSE(files_.createDirectory(elsewhere()));
+        files_.mounts = {elsewhere()};
+    }
     FileManager& files() override { return files_; }
     Path root() const override { return "/"; }
+    Path elsewhere() const override { return "/elsewhere"; }
     std::string contents(const Path& path) const override { return files_.contents(path).value_or(""); }
 
 private:
@@ -54,6 +62,7 @@ protected:
     const std::unique_ptr<FileManagerHarness> harness = GetParam().make();
     FileManager& files = harness->files();
     const Path root = harness->root();
+    const Path elsewhere = harness->elsewhere();
 };
 
 void expectError(const ErrorPtr& error, int code, const Path& path) {
@@ -100,21 +109,33 @@ TEST_P(FileManagerContract, MovesButNeverOverAnExistingFile) {
     EXPECT_EQ(harness->contents(from), "another");
     EXPECT_EQ(harness->contents(to), "image");
 
-    expectError(files.moveItem(root / "gone", root / "new"), ENOENT, root / "gone");
-    EXPECT_TRUE(files.moveItem(from, root / "missing/new"));
+    for (const Path& other : {root, elsewhere}) {
+        expectError(files.moveItem(root / "gone", other / "new"), ENOENT, root / "gone");
+        expectError(files.moveItem(from, other / "missing/new"), ENOENT, other / "missing/new");
+        EXPECT_FALSE(files.createDirectory(root / "folder"));
+        expectError(files.moveItem(root / "folder", other / "new"), EINVAL, root / "folder");
+    }
     EXPECT_EQ(harness->contents(from), "another");
+    EXPECT_FALSE(files.moveItem(from, elsewhere / "new"));
+    EXPECT_EQ(harness->contents(elsewhere / "new"), "another");
 }
 
-TEST_P(FileManagerContract, AWriterGoesOnIntoTheMovedFile) {
+TEST_P(FileManagerContract, AWriterGoesOnIntoTheMovedFileAndItsFileSystemKeepsIt) {
     EXPECT_FALSE(files.createFile(root / "a", ""));
     ErrorPtr error;
-    const auto writer = files.openForWriting(root / "a", error);
+    auto writer = files.openForWriting(root / "a", error);
     ASSERT_TRUE(writer);
     writer->write("before ");
     EXPECT_FALSE(files.moveItem(root / "a", root / "b"));
     writer->write("after");
     EXPECT_EQ(harness->contents(root / "b"), "before after");
     EXPECT_EQ(files.kindOf(root / "a"), FileKind::none);
+
+    expectError(files.moveItem(root / "b", elsewhere / "c"), EBUSY, elsewhere / "c");
+    EXPECT_EQ(files.kindOf(elsewhere / "c"), FileKind::none);
+    writer.reset();
+    EXPECT_FALSE(files.moveItem(root / "b", elsewhere / "c"));
+    EXPECT_EQ(harness->contents(elsewhere / "c"), "before after");
 }
 
 TEST_P(FileManagerContract, OpensExistingFilesOnlyAndWritesFromTheirStart) {
