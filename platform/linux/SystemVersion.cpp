@@ -9,19 +9,31 @@ namespace {
 
 constexpr std::string_view kVersionKey = "VERSION_ID=";
 
-std::string distributionVersion(const std::filesystem::path& etc) {
+/// Empty when the distribution does not say it.
+std::string ownVersion(const std::filesystem::path& etc) {
     std::string line;
-    std::ifstream debian(etc / "debian_version");
-    if (std::getline(debian, line) && !line.empty() && line.find_first_not_of("0123456789.") == std::string::npos) {
-        return line;
-    }
     for (std::ifstream release(etc / "os-release"); std::getline(release, line);) {
         if (!line.starts_with(kVersionKey)) continue;
         line.erase(0, kVersionKey.size());
         std::erase_if(line, [](char c) { return c == '"' || c == '\''; });
         return line;
     }
-    return "unknown";
+    return {};
+}
+
+/// Empty when Debian's version is no number.
+std::string debianVersion(const std::filesystem::path& etc) {
+    std::string line;
+    std::ifstream debian(etc / "debian_version");
+    std::getline(debian, line);
+    return line.find_first_not_of("0123456789.") == std::string::npos ? line : std::string();
+}
+
+std::string distributionVersion(const std::filesystem::path& etc) {
+    const auto own = ownVersion(etc);
+    const auto debian = debianVersion(etc);
+    if (own.empty()) return debian.empty() ? "unknown" : debian;
+    return debian.starts_with(own + ".") ? debian : own;
 }
 
 }  // namespace

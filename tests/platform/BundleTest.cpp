@@ -5,6 +5,7 @@
 #include "platform/linux/SystemVersion.h"
 #include "tests/support/TemporaryDirectory.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <clocale>
@@ -211,20 +212,30 @@ TEST_F(BundleTest, ReadsSingleTextsOfPropertyLists) {
     EXPECT_EQ(bundles.propertyListString(file, "B"), std::nullopt);
 }
 
-TEST(SystemVersion, PrefersThePointRelease) {
-    TemporaryDirectory etc;
-    const auto version = [&] {
-        const auto text = systemVersionString(etc.path);
-        EXPECT_TRUE(text.ends_with(")")) << text;
-        return text.substr(0, text.find(" (Build "));
+TEST(SystemVersion, IsTheDistributionsAndItsPointRelease) {
+    struct Case {
+        const char* id;
+        const char* debian;
+        const char* version;
     };
-    EXPECT_EQ(version(), "Version unknown");
-    writeFile(etc.path / "os-release", "ID=debian\nVERSION_ID=\"12\"\nVERSION=\"12 (x)\"\n");
-    EXPECT_EQ(version(), "Version 12");
-    writeFile(etc.path / "debian_version", "trixie/sid\n");
-    EXPECT_EQ(version(), "Version 12");
-    writeFile(etc.path / "debian_version", "12.8\n");
-    EXPECT_EQ(version(), "Version 12.8");
+    for (const auto& [id, debian, version] : {Case{"12", "12.8", "12.8"},
+                                              {"\"12\"", "trixie/sid", "12"},
+                                              {"'12'", "", "12"},
+                                              {"12", "12", "12"},
+                                              {"6", "12.8", "6"},
+                                              {"1", "12.8", "1"},
+                                              {"", "12.8", "12.8"},
+                                              {"", "trixie/sid", "unknown"},
+                                              {"", "", "unknown"}}) {
+        TemporaryDirectory etc;
+        writeFile(etc.path / "os-release", fmt::format("ID=debian\nVERSION_ID={}\nVERSION=\"12 (x)\"\n", id));
+        writeFile(etc.path / "debian_version", fmt::format("{}\n", debian));
+        const auto text = systemVersionString(etc.path);
+        EXPECT_TRUE(text.starts_with(fmt::format("Version {} (Build ", version))) << text;
+        EXPECT_TRUE(text.ends_with(")")) << text;
+    }
+    TemporaryDirectory empty;
+    EXPECT_TRUE(systemVersionString(empty.path).starts_with("Version unknown (Build "));
 }
 
 TEST_F(BundleTest, TranslatesIntoTheUsersLanguage) {
