@@ -91,8 +91,10 @@ DirectoryBundles::DirectoryBundles(const fs::path& executable) : mainBundle_(mak
 
 std::shared_ptr<const Bundle> DirectoryBundles::bundleAtPath(const fs::path& path) {
     if (!isDirectory(path)) return nullptr;
-    return std::make_shared<const DirectoryBundle>(path, path / "Contents/Resources",
-                                                   readPropertyStrings(path / "Contents/Info.plist"));
+    const auto contents = path / "Contents";
+    return std::make_shared<const DirectoryBundle>(path.has_filename() ? path : path.parent_path(),
+                                                   contents / "Resources",
+                                                   readPropertyStrings(contents / "Info.plist"));
 }
 
 std::optional<std::string> DirectoryBundles::propertyListString(const fs::path& file, const std::string& key) {

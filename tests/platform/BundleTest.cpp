@@ -157,7 +157,9 @@ TEST_F(BundleTest, ABundleIsADirectoryAndItsDictionaryAFile) {
     std::filesystem::create_directories(contents);
     const auto bundle = bundles.bundleAtPath(root.path / "Odd.app");
     ASSERT_TRUE(bundle);
-    EXPECT_EQ(bundle->path(), root.path / "Odd.app");
+    for (const char* name : {"Odd.app", "Odd.app/", "Odd.app//"}) {
+        EXPECT_EQ(bundles.bundleAtPath(root.path / name)->path().native(), (root.path / "Odd.app").native());
+    }
     EXPECT_EQ(bundle->localizedString("Text"), "Text");
     ASSERT_EQ(::mkfifo((contents / "Info.plist").c_str(), 0600), 0);
     EXPECT_EQ(bundles.bundleAtPath(root.path / "Odd.app")->infoString("A"), std::nullopt);
@@ -170,7 +172,8 @@ TEST_F(BundleTest, ABundleIsADirectoryAndItsDictionaryAFile) {
 }
 
 TEST_F(BundleTest, FindsTheMainBundleBesideTheExecutable) {
-    const auto plist = xmlWith(entry("CFBundleExecutable", "Service") + entry("CFBundleIdentifier", "com.example"));
+    const auto plist = xmlWith(entry("CFBundleExecutable", "Service") + entry("CFBundleIdentifier", "com.example") +
+                               entry("CFBundleVersion", "7"));
     for (const char* executable : {"build/bin/Service", "prefix/libexec/keynote-capture/Service"}) {
         const Path path = root.path / executable;
         const Path top = root.path / *Path(executable).begin();
@@ -183,6 +186,7 @@ TEST_F(BundleTest, FindsTheMainBundleBesideTheExecutable) {
         EXPECT_EQ(neighbour.mainBundle()->infoString("CFBundleExecutable"), "tool")
             << "the service's log would be ours";
         EXPECT_EQ(neighbour.mainBundle()->infoString("CFBundleIdentifier"), std::nullopt);
+        EXPECT_EQ(neighbour.mainBundle()->infoString("CFBundleVersion"), "7") << "it is of the same package";
     }
     DirectoryBundles bare(root.path / "elsewhere/bin/Service");
     EXPECT_EQ(bare.mainBundle()->infoString("CFBundleExecutable"), "Service");
