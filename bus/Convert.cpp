@@ -93,9 +93,10 @@ std::string urlFromPath(const Path& path) {
 std::optional<Path> pathFromURL(std::string_view url) {
     for (const std::string_view prefix : {"file://localhost/", "file:///"}) {
         if (!url.starts_with(prefix)) continue;
-        const auto path = percentDecoded(url.substr(prefix.size() - 1));
+        auto path = percentDecoded(url.substr(prefix.size() - 1));
         if (!path || path->find('\0') != std::string::npos) return std::nullopt;
-        return Path(*path);
+        path->erase(path->find_last_not_of('/') + 1);  // a directory's URL ends with one
+        return Path(path->empty() ? "/" : *path);
     }
     return std::nullopt;
 }

@@ -20,8 +20,8 @@ using Path = std::filesystem::path;
 
 /// A path as file URL: every byte but unreserved characters and "/" percent-encoded (RFC 3986, RFC 8089).
 [[nodiscard]] std::string urlFromPath(const Path& path);
-/// The absolute path of a file URL with an empty or "localhost" host; nothing when the text is no such URL or holds a
-/// NUL byte.
+/// The absolute path of a file URL with an empty or "localhost" host, without slashes at its end; nothing when the text
+/// is no such URL or holds a NUL byte.
 [[nodiscard]] std::optional<Path> pathFromURL(std::string_view url);
 
 /// The text with every byte that is not part of valid UTF-8 (or is NUL) replaced by U+FFFD: the bus refuses others.

@@ -41,6 +41,10 @@ TEST(Convert, CarriesAnyFileNameAsURL) {
     const auto url = bus::urlFromPath(path);
     EXPECT_EQ(url, "file:///a%20b/%FF%25%C3%A4%23%3F.key");
     EXPECT_EQ(bus::pathFromURL(url), path);
+    for (const char* directory : {"file:///a%20b/", "file://localhost/a%20b//", "file:///a%20b%2F"}) {
+        EXPECT_EQ(bus::pathFromURL(directory), "/a b") << directory;
+    }
+    for (const char* top : {"file:///", "file:////"}) EXPECT_EQ(bus::pathFromURL(top), "/") << top;
     for (const char* bad : {"", "/a", "http:///a", "file://host/a", "file:///%0", "file:///%zz", "file:///a%00b"}) {
         EXPECT_EQ(bus::pathFromURL(bad), std::nullopt) << bad;
     }
