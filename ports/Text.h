@@ -23,7 +23,7 @@ struct DecimalNumber {
     std::uint64_t unsignedIntegerValue = 0;
 };
 
-/// Parses numbers in decimal style. Callable from any thread.
+/// Parses numbers in decimal style, without exponents or other letters. Callable from any thread.
 class NumberFormatter {
 public:
     virtual ~NumberFormatter() = default;

@@ -43,8 +43,8 @@
 /// `stringWithUUID`: a new random UUID: 36 characters, upper-case hexadecimal digits in groups of 8-4-4-4-12.
 [[nodiscard]] std::string stringWithUUID();
 
-/// `numberFormatter`: the shared number parser: decimal style, exact decimals, locale "en_US_POSIX" whatever the user's
-/// settings are.
+/// `numberFormatter`: the shared number parser: decimal style without exponents, exact decimals, locale "en_US_POSIX"
+/// whatever the user's settings are.
 [[nodiscard]] std::shared_ptr<const NumberFormatter> numberFormatter();
 
 /// `numberFromServerString:`: the number that the whole text stands for, or nothing.

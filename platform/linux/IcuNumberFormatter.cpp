@@ -17,6 +17,7 @@ UNumberFormat* openFormat(const std::string& locale) {
     if (U_FAILURE(status)) return nullptr;
     unum_setAttribute(format, UNUM_LENIENT_PARSE, 0);
     unum_setAttribute(format, UNUM_GROUPING_USED, 0);
+    unum_setAttribute(format, UNUM_PARSE_NO_EXPONENT, 1);
     return format;
 }
 

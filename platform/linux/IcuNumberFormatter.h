@@ -6,7 +6,7 @@
 #include <mutex>
 #include <string>
 
-/// Parses numbers with ICU: strict, whole text, no grouping.
+/// Parses numbers with ICU: strict, whole text, no grouping, no exponent.
 class IcuNumberFormatter final : public NumberFormatter {
 public:
     explicit IcuNumberFormatter(std::string locale) : locale_(std::move(locale)) {}

@@ -78,16 +78,13 @@ TEST(NumberFormatter, TakesWholeDecimalNumbersExactly) {
           {"-1", "-1", ~std::uint64_t{0}},
           {"1.5", "1.5", 1},
           {"-2.75", "-2.75", 0 - std::uint64_t{2}},
-          {"1e3", "1000", 1000},
-          {"1234567e-3", "1234.567", 1234},
           {"0.009", "0.009", 0},
           {"٣", "3", 3},
           {"9223372036854775809", "9.223372036854775809E18", 9223372036854775809U},
           {"18446744073709551617", "1.8446744073709551617E19", 1},
           {"99999999999999999999999999999999999999", "9.9999999999999999999999999999999999999E37", 687399551400673279U},
           {"100000000000000000000000000000000000001", "1.00000000000000000000000000000000000001E38", 0},
-          {"1e999999999", "1E999999999", 0},
-          {"1e-999999999", "1E-999999999", 0}}) {
+          {"0.0000000001", "1E-10", 0}}) {
         const auto number = formatter->numberFromString(test.text);
         ASSERT_TRUE(number) << test.text;
         EXPECT_EQ(number->digits, test.digits);
@@ -98,14 +95,10 @@ TEST(NumberFormatter, TakesWholeDecimalNumbersExactly) {
 TEST(NumberFormatter, RefusesEverythingElse) {
     const auto formatter = IcuTextServices().makeNumberFormatter("en_US_POSIX");
     const std::string tooLong(1001, '1');
-    for (const std::string_view text : {"",     "1a",    "a",
-                                        " 1",   "1 ",    "\t1",
-                                        "1\n",  "1,234", "+5",
-                                        "-",    ".",     "1.2.3",
-                                        "1e",   "--1",   "(1)",
-                                        "1%",   "0x10",  "NaN",
-                                        "∞",    "-∞",    "1e99999999999",
-                                        "\xff", "1\xc3", tooLong.c_str()}) {
+    for (const std::string_view text :
+         {"",  "1a", "a",     " 1",  "1 ",   "\t1",           "1\n",  "1,234", "+5",
+          "-", ".",  "1.2.3", "1e",  "--1",  "(1)",           "1%",   "0x10",  "NaN",
+          "∞", "-∞", "1e3",   "1E3", "1e-3", "1e99999999999", "\xff", "1\xc3", tooLong.c_str()}) {
         EXPECT_FALSE(formatter->numberFromString(text)) << text;
     }
     EXPECT_FALSE(formatter->numberFromString(std::string_view("1\0", 2)));
