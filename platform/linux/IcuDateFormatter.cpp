@@ -2,17 +2,45 @@
 
 #include "platform/linux/IcuText.h"
 
+#include <fmt/format.h>
 #include <unicode/ucal.h>
 #include <unicode/uloc.h>
 #include <unicode/ustring.h>
 #include <algorithm>
 #include <array>
+#include <cstdlib>
+#include <ctime>
 #include <string_view>
 
 namespace {
 
-/// What ICU makes of the locale "C" or "POSIX".
-constexpr std::string_view kCLocale = "en_US_POSIX";
+/// ICU's locale for the C library's one that names no country.
+constexpr const char* kCLocale = "en_US_POSIX";
+
+/// The locale of dates by the C library's rules. ICU goes by the one of messages, and by variables that are empty.
+std::string localeOfDates() {
+    std::string name;
+    for (const char* variable : {"LANG", "LC_TIME", "LC_ALL"}) {
+        const char* const value = std::getenv(variable);
+        if (value != nullptr && *value != '\0') name = value;
+    }
+    name.erase(std::min(name.find_first_of(".@"), name.size()));
+    return name.empty() || name == "C" || name == "POSIX" ? kCLocale : name;
+}
+
+/// Seconds east of Greenwich. Asked of the C library, because ICU does not read all forms of `TZ`.
+long zoneOffset(std::chrono::sys_seconds second) {
+    const std::time_t time = second.time_since_epoch().count();
+    std::tm local{};
+    return ::localtime_r(&time, &local) == nullptr ? 0 : local.tm_gmtoff;
+}
+
+std::u16string zoneName(long offset) {
+    const long size = std::abs(offset);
+    const auto name =
+        fmt::format("GMT{}{:02}:{:02}:{:02}", offset < 0 ? '-' : '+', size / 3600, size / 60 % 60, size % 60);
+    return {name.begin(), name.end()};
+}
 
 void countWeeksByIso8601(UDateFormat* format) {
     UErrorCode status = U_ZERO_ERROR;
@@ -23,13 +51,16 @@ void countWeeksByIso8601(UDateFormat* format) {
     udat_setCalendar(format, calendar.getAlias());
 }
 
-UDateFormat* openFormat(const std::string& pattern) {
+UDateFormat* openFormat(const std::string& pattern, long offset) {
     const auto icuPattern = utf16From(pattern);
     if (!icuPattern) return nullptr;
+    const auto locale = localeOfDates();
+    const auto zone = zoneName(offset);
     UErrorCode status = U_ZERO_ERROR;
-    auto* const format = udat_open(UDAT_PATTERN, UDAT_PATTERN, nullptr, nullptr, 0, icuPattern->data(),
-                                   static_cast<std::int32_t>(icuPattern->size()), &status);
-    if (U_SUCCESS(status) && uloc_getDefault() == kCLocale) countWeeksByIso8601(format);
+    auto* const format =
+        udat_open(UDAT_PATTERN, UDAT_PATTERN, locale.c_str(), zone.data(), static_cast<std::int32_t>(zone.size()),
+                  icuPattern->data(), static_cast<std::int32_t>(icuPattern->size()), &status);
+    if (U_SUCCESS(status) && locale == kCLocale) countWeeksByIso8601(format);
     return U_SUCCESS(status) ? format : nullptr;
 }
 
@@ -54,7 +85,9 @@ std::string IcuDateFormatter::stringFromDate(Date date) const {
 }
 
 IcuDateFormatter::SecondText IcuDateFormatter::format(std::chrono::sys_seconds second) const {
-    if (icuFormat_.isNull()) icuFormat_.adoptInstead(openFormat(pattern_));
+    const long offset = zoneOffset(second);
+    if (icuFormat_.isNull() || offset != offset_) icuFormat_.adoptInstead(openFormat(pattern_, offset));
+    offset_ = offset;
     if (icuFormat_.isNull()) return {second, {}};
 
     std::array<UChar, 512> buffer{};

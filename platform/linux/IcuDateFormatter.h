@@ -29,6 +29,7 @@ private:
 
     const std::string pattern_;
     mutable std::mutex mutex_;                        ///< guards what follows
-    mutable icu::LocalUDateFormatPointer icuFormat_;  ///< made at the first use
+    mutable icu::LocalUDateFormatPointer icuFormat_;  ///< made at the first use, for one offset of the zone
+    mutable long offset_ = 0;                         ///< seconds east of Greenwich
     mutable std::optional<SecondText> latest_;
 };

@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 #include <regex.h>
-#include <unicode/ucal.h>
-#include <unicode/uloc.h>
 #include <algorithm>
+#include <cstdlib>
+#include <ctime>
 #include <thread>
 #include <vector>
 
@@ -20,16 +20,14 @@ Date date(int year, unsigned month, unsigned day, Date::duration time = {}) {
 }
 
 std::string format(const char* locale, Date date, const char* zone = "Europe/Berlin") {
-    UErrorCode status = U_ZERO_ERROR;
-    uloc_setDefault(locale, &status);
-    const std::string name(zone);
-    ucal_setDefaultTimeZone(std::u16string(name.begin(), name.end()).c_str(), &status);
-    EXPECT_TRUE(U_SUCCESS(status));
+    ::setenv("LC_ALL", locale, 1);
+    ::setenv("TZ", zone, 1);
+    ::tzset();
     return IcuTextServices().makeDateFormatter(kLogPattern)->stringFromDate(date);
 }
 
 TEST(DateFormatter, PrintsTheReferenceStamps) {
-    for (const char* locale : {"en_US_POSIX", "en_US", "en_GB", "de_DE", "fr_FR"}) {
+    for (const char* locale : {"C", "en_US.UTF-8", "en_GB", "de_DE@euro", "fr_FR"}) {
         EXPECT_EQ(format(locale, date(2024, 12, 30, 23h)), "2025-12-31 00:00:00.000+0100") << locale;
         EXPECT_EQ(format(locale, date(2024, 3, 5, 13h + 7min + 9s + 123ms)), "2024-03-05 14:07:09.123+0100") << locale;
     }
@@ -38,9 +36,41 @@ TEST(DateFormatter, PrintsTheReferenceStamps) {
 
 TEST(DateFormatter, CountsWeeksAsTheLocaleDoesAndByIso8601WhereItNamesNoCountry) {
     const Date sunday = date(2024, 12, 29, 12h);
-    EXPECT_EQ(format("en_US_POSIX", sunday), "2024-12-29 13:00:00.000+0100");
-    EXPECT_EQ(format("de_DE", sunday), "2024-12-29 13:00:00.000+0100");
+    for (const char* locale : {"C", "C.UTF-8", "POSIX", "de_DE"}) {
+        EXPECT_EQ(format(locale, sunday), "2024-12-29 13:00:00.000+0100") << locale;
+        EXPECT_EQ(format(locale, date(2021, 1, 3)), "2020-01-03 01:00:00.000+0100") << locale;
+        EXPECT_EQ(format(locale, date(2021, 1, 4)), "2021-01-04 01:00:00.000+0100") << locale;
+    }
     EXPECT_EQ(format("en_US", sunday), "2025-12-29 13:00:00.000+0100");
+}
+
+TEST(DateFormatter, TakesTheLocaleOfDatesAndAnEmptyVariableForNone) {
+    const auto yearIn = [](const char* time, const char* messages, const char* language) {
+        ::setenv("LC_TIME", time, 1);
+        ::setenv("LC_MESSAGES", messages, 1);
+        ::setenv("LANG", language, 1);
+        return format("", date(2024, 12, 29, 12h)).substr(0, 4);
+    };
+    EXPECT_EQ(yearIn("", "", ""), "2024");
+    EXPECT_EQ(yearIn("", "de_DE", "en_US"), "2025");
+    EXPECT_EQ(yearIn("de_DE", "en_US", "en_US"), "2024");
+    for (const char* variable : {"LC_TIME", "LC_MESSAGES", "LANG"}) ::unsetenv(variable);
+}
+
+TEST(DateFormatter, StampsTheZoneOfTheProcessHoweverItIsWritten) {
+    const std::tuple<const char*, const char*, const char*> cases[] = {
+        {"Europe/Berlin", "+0100", "+0200"}, {":Europe/Berlin", "+0100", "+0200"},
+        {"CET-1CEST", "+0100", "+0200"},     {"CET-1CEST,M3.5.0,M10.5.0/3", "+0100", "+0200"},
+        {"UTC-3", "+0300", "+0300"},         {"<+0530>-5:30", "+0530", "+0530"},
+        {"<-01>1", "-0100", "-0100"},        {"", "+0000", "+0000"}};
+    for (const auto& [zone, winter, summer] : cases) {
+        EXPECT_EQ(format("C", date(2024, 1, 15), zone).substr(23), winter) << zone;
+        EXPECT_EQ(format("C", date(2024, 7, 15), zone).substr(23), summer) << zone;
+    }
+    EXPECT_EQ(format("C", date(2024, 7, 15), "CET-1CEST,M3.5.0,M10.5.0/3"), "2024-07-15 02:00:00.000+0200");
+    const auto formatter = IcuTextServices().makeDateFormatter(kLogPattern);
+    EXPECT_TRUE(formatter->stringFromDate(date(2024, 3, 31, 59min + 59s)).ends_with("01:59:59.000+0100"));
+    EXPECT_TRUE(formatter->stringFromDate(date(2024, 3, 31, 60min)).ends_with("03:00:00.000+0200"));
 }
 
 TEST(DateFormatter, TakesMillisecondsFromWholeNumbersAlsoInOtherDigitsAndBefore1970) {
@@ -50,7 +80,7 @@ TEST(DateFormatter, TakesMillisecondsFromWholeNumbersAlsoInOtherDigitsAndBefore1
 }
 
 TEST(DateFormatter, ServesManyThreadsAndSeconds) {
-    (void)format("en_US_POSIX", {});
+    (void)format("C", {});
     const auto formatter = IcuTextServices().makeDateFormatter(kLogPattern);
     const auto work = [&](int offset) {
         for (int i = 0; i < 2000; ++i) {
