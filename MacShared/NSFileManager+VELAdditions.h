@@ -11,6 +11,11 @@
 enum class SearchPathDirectory { applicationSupport, caches, documents };
 enum class SearchPathDomain { user, local, system };
 
+/// The directory with the component appended, which may be a path of several. Whatever it holds, the result lies in the
+/// directory: slashes at its ends do not count, and ".." leads no further up.
+[[nodiscard]] std::filesystem::path appendingPathComponent(const std::filesystem::path& directory,
+                                                           const std::string& component);
+
 /// `findOrCreateDirectory:inDomain:appendPathComponent:error:`
 /// The user's Application Support directory, with the component appended when there is one, created when missing.
 /// Kind and domain are ignored: the answer is the user's Application Support directory whatever the caller passes.

@@ -69,6 +69,14 @@ TEST_F(Log, FindOrCreateDirectoryIgnoresKindAndDomain) {
     EXPECT_EQ(
         findOrCreateDirectory(platform.files, SearchPathDirectory::documents, SearchPathDomain::local, "Logs", nullptr),
         first);
+    const std::pair<const char*, const char*> below[] = {{"/a/b/", "/a/b"},   {"..", ""}, {"../../a", "/a"},
+                                                         {"a/../../b", "/b"}, {"", ""},   {"a..b", "/a..b"}};
+    for (const auto& [component, end] : below) {
+        const auto directory = findOrCreateDirectory(platform.files, SearchPathDirectory::applicationSupport,
+                                                     SearchPathDomain::user, component, nullptr);
+        ASSERT_TRUE(directory);
+        EXPECT_EQ(directory->native(), platform.files.applicationSupport->native() + end) << component;
+    }
     platform.files.applicationSupport = std::nullopt;
     error = makeError("Stale", 1);
     EXPECT_FALSE(findOrCreateDirectory(platform.files, SearchPathDirectory::applicationSupport, SearchPathDomain::user,
