@@ -22,9 +22,9 @@ constexpr const char* kPluginType = "sfxplugin";
 constexpr const char* kPluginFolder = "Animations";
 
 const std::string& detectionFailedDescription() {
-    static const auto description =
-        platform().bundles.mainBundle()->localizedString("Cannot detect Keynote installation");
-    return description;
+    static const auto* const description =
+        new std::string(platform().bundles.mainBundle()->localizedString("Cannot detect Keynote installation"));
+    return *description;
 }
 
 Version keynoteVersion(const Bundle& keynote) {
@@ -142,7 +142,7 @@ void KeynoteInstallHelper::checkForKeynoteStatus(StatusCallback success, const F
         [success = std::move(success)](const KeynoteBundles& bundles) {
             KeynoteStatus status;
             for (const auto& keynote : bundles) status.add(*keynote);
-            success(status.found, status.unsupported, status.pluginMissing, status.highestVersion);
+            if (success) success(status.found, status.unsupported, status.pluginMissing, status.highestVersion);
         },
         failure);
 }
@@ -151,6 +151,7 @@ void KeynoteInstallHelper::fetchKeynoteBundles(BundleCallback success, const Fai
     bundleCallback_ = std::move(success);
     keynoteQuery_ = platform().metadataQueries.makeQuery(kKeynoteQueryText);
     if (keynoteQuery_->start()) return;
+    if (!failure) return;
     failure(makeError(VeldrinErrorDomain, VeldrinErrorKeynoteDetectionNotStarted, detectionFailedDescription()));
 }
 

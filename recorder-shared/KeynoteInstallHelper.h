@@ -58,8 +58,8 @@ public:
     /// that this process carries in its main bundle. Older, newer and unknown builds do not count.
     [[nodiscard]] static bool isKeynotePluginInstalledToBundle(const Bundle& keynoteBundle);
 
-    /// `checkForKeynoteStatusSuccess:failure:`: surveys with the shared instance and calls one of the two later, as
-    /// `fetchKeynoteBundles` does. The three flags are independent; installed programs without a version are skipped.
+    /// `checkForKeynoteStatusSuccess:failure:`: surveys with the shared instance and calls one of the two, when
+    /// `fetchKeynoteBundles` would. The three flags are independent; installed programs without a version are skipped.
     static void checkForKeynoteStatus(StatusCallback success, const FailureCallback& failure);
 
     /// `init`: observes the end of queries until destruction.
@@ -68,7 +68,8 @@ public:
     KeynoteInstallHelper& operator=(const KeynoteInstallHelper&) = delete;
 
     /// `fetchKeynoteBundlesSuccess:failure:`: surveys the installed programs. Success comes later, with a possibly
-    /// empty list; failure comes at once, with domain "Veldrin" and code 99, when the search cannot be started.
+    /// empty list; failure comes at once, with domain "Veldrin" and code 99, when the search cannot be started. Either
+    /// may be empty.
     void fetchKeynoteBundles(BundleCallback success, const FailureCallback& failure);
     /// `finishedQuery:`: a query has finished; one that is not `keynoteQuery` is ignored.
     void finishedQuery(const MetadataQuery& sender);

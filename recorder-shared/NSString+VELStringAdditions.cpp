@@ -178,8 +178,9 @@ std::string stringWithUUID() {
 }
 
 std::shared_ptr<const NumberFormatter> numberFormatter() {
-    static const auto shared = platform().text.makeNumberFormatter("en_US_POSIX");
-    return shared;
+    // Never destroyed: whatever ends with the process may still compare versions.
+    static const auto* const shared = new std::shared_ptr(platform().text.makeNumberFormatter("en_US_POSIX"));
+    return *shared;
 }
 
 std::optional<DecimalNumber> numberFromServerString(std::string_view string) {

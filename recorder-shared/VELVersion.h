@@ -12,7 +12,12 @@ public:
     /// parser; nothing for anything else, and for nothing.
     [[nodiscard]] static std::optional<VELVersion> versionWithString(const std::optional<std::string>& string);
 
-    /// `versionWithMajor:minor:qfe:build:` / `initWithMajor:minor:qfe:build:`
+    /// `versionWithMajor:minor:qfe:build:`
+    [[nodiscard]] static VELVersion versionWithMajor(std::uint64_t major, std::uint64_t minor, std::uint64_t qfe,
+                                                     std::uint64_t build) {
+        return {major, minor, qfe, build};
+    }
+    /// `initWithMajor:minor:qfe:build:`
     VELVersion(std::uint64_t major, std::uint64_t minor, std::uint64_t qfe, std::uint64_t build)
         : components_{major, minor, qfe, build} {}
 

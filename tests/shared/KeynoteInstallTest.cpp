@@ -141,6 +141,18 @@ TEST_F(KeynoteInstall, Status) {
     }
     EXPECT_EQ(message(0), "version keynote (null)");
     EXPECT_EQ(message(1), "version keynote 5.3");
+
+    KeynoteInstallHelper::checkForKeynoteStatus({}, {});
+    platform.dispatch.runFor(1s);
+    platform.metadataQueries.failsToStart = true;
+    KeynoteInstallHelper::checkForKeynoteStatus({}, {});
+    Texts failures;
+    KeynoteInstallHelper::checkForKeynoteStatus(
+        [&](auto...) { failures.emplace_back("success"); },
+        [&](const ErrorPtr& error) {
+            failures.push_back(error->domain() + std::to_string(error->code()) + error->localizedDescription());
+        });
+    EXPECT_EQ(failures, Texts{"Veldrin99Cannot detect Keynote installation"}) << "at once";
 }
 
 TEST_F(KeynoteInstall, SurveyIsReplacedByTheNextOne) {

@@ -36,7 +36,8 @@ TEST_F(Version, ComparisonIsNumericFromTheLeft) {
                 << ascending[i] << " and " << ascending[j];
         }
     }
-    EXPECT_TRUE(version("9.0").isEqual(version("9.0.0.0")));
+    EXPECT_TRUE(version("9.0").isEqual(VELVersion::versionWithMajor(9, 0, 0, 0)));
+    EXPECT_FALSE(version("1.2.3.4").isEqual(VELVersion::versionWithMajor(1, 2, 3, 5)));
     EXPECT_EQ(version("4294967297").stringValue(), "1.0.0.0") << "printed as the low 32 bits";
     EXPECT_EQ(version("0").compareTo(std::nullopt), 0);
     EXPECT_EQ(version("0.0.0.1").compareTo(std::nullopt), 1);
