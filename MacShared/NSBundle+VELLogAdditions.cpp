@@ -1,11 +1,13 @@
 #include "MacShared/NSBundle+VELLogAdditions.h"
 
+#include "MacShared/LogRun.h"
 #include "MacShared/NSFileManager+VELAdditions.h"
 #include "ports/Log.h"
 #include "ports/Platform.h"
 
 #include <map>
 #include <mutex>
+#include <utility>
 
 namespace {
 
@@ -21,8 +23,9 @@ struct LogRun {
     std::map<std::weak_ptr<const Bundle>, std::shared_ptr<const DefaultLog>, std::owner_less<>> places;
 };
 
-std::unique_ptr<LogRun>& currentRun() {
-    static std::unique_ptr<LogRun> run = std::make_unique<LogRun>();
+LogRun*& currentRun() {
+    // Never destroyed: whatever ends with the process may still log.
+    static auto* run = new LogRun;
     return run;
 }
 
@@ -44,7 +47,7 @@ std::unique_ptr<FileHandle> openLogFile() {
 }  // namespace
 
 void beginNewLogRun() {
-    currentRun() = std::make_unique<LogRun>();
+    delete std::exchange(currentRun(), new LogRun);
 }
 
 const DateFormatter& VELLogDateFormatter() {
@@ -60,7 +63,7 @@ std::optional<std::filesystem::path> applicationSupportDirectory() {
     ErrorPtr error;
     auto url = findOrCreateDirectory(services.fileManager, SearchPathDirectory::applicationSupport,
                                      SearchPathDomain::user, name, &error);
-    if (error) {
+    if (!url) {
         services.consoleLog.write(formatMessage("Unable to find or create application support directory:\n%@", error));
     }
     return url;
@@ -85,13 +88,18 @@ std::shared_ptr<const DefaultLog> defaultLog(const std::shared_ptr<const Bundle>
     if (!place) {
         place =
             std::make_shared<const DefaultLog>(DefaultLog{bundle->infoString("CFBundleIdentifier").value_or(""), ""});
+        std::erase_if(run.places, [](const auto& each) { return each.first.expired(); });
     }
     return place;
 }
 
+std::shared_ptr<const DefaultLog> defaultLog() {
+    return defaultLog(platform().bundles.mainBundle());
+}
+
 void VELLogMessage(std::string_view message) {
     const auto& services = platform();
-    const auto log = defaultLog(services.bundles.mainBundle());
+    const auto log = defaultLog();
     if (services.unifiedLog.isDefaultLevelEnabled()) services.unifiedLog.write(log->subsystem, log->category, message);
 
     const std::string date = VELLogDateFormatter().stringFromDate(services.clock.now());

@@ -23,30 +23,30 @@ struct DefaultLog {
     std::string category;   ///< empty
 };
 
-/// The formatter of the log's time stamps; one for the process.
+/// `VELLogDateFormatter`: formats the log's time stamps; one for the process, made at the first message (`load`).
 [[nodiscard]] const DateFormatter& VELLogDateFormatter();
 
-/// The main bundle's folder in the user's Application Support directory, created when missing; nothing on failure,
-/// which the console log explains. Named after the executable, but "Veldrin Recorder" for "Veldrin".
+/// `applicationSupportDirectory`: the main bundle's folder in the user's Application Support directory, created when
+/// missing; nothing on failure, which the console log tells. Named after the executable, but "Veldrin Recorder" for
+/// "Veldrin".
 [[nodiscard]] std::optional<std::filesystem::path> applicationSupportDirectory();
 
-/// `applicationSupportDirectory` / "Veldrin.log".
+/// `logFileURL`: `applicationSupportDirectory` / "Veldrin.log".
 [[nodiscard]] std::optional<std::filesystem::path> logFileURL();
 
-/// The log file, emptied and opened by the first call of the run; null when that failed, for the rest of the run.
+/// `logFileHandle`: the log file, emptied and opened by the first call of the run; null when that failed, for the rest
+/// of the run.
 [[nodiscard]] FileHandle* logFileHandle();
 
-/// The bundle's place in the unified log, made at its first call and kept.
+/// `defaultLog`: the bundle's place in the unified log, made at its first call and kept as long as the bundle.
 [[nodiscard]] std::shared_ptr<const DefaultLog> defaultLog(const std::shared_ptr<const Bundle>& bundle);
-
-/// Forgets formatter, file and places, so that the next message begins a new run. For programs that set up
-/// several platforms one after the other; no other thread may log meanwhile.
-void beginNewLogRun();
+/// `defaultLog`: the main bundle's.
+[[nodiscard]] std::shared_ptr<const DefaultLog> defaultLog();
 
 /// Writes a finished message. Any thread; lines of concurrent callers stay whole.
 void VELLogMessage(std::string_view message);
 
-/// Formats and writes a message. Any thread.
+/// `VELLog(format, arguments...)`: formats and writes a message. Any thread.
 template <class... Args>
 void VELLog(const MessageFormat<std::type_identity_t<Args>...>& format, const Args&... args) {
     VELLogMessage(formatMessage<Args...>(format, args...));

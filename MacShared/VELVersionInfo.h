@@ -3,7 +3,8 @@
 #include <optional>
 #include <string>
 
-/// Version texts that identify system and program to others. Read afresh at every call; callable from any thread.
+/// Version texts that identify system and program to others. Asked of the platform at every call; callable from any
+/// thread.
 class VELVersionInfo {
 public:
     /// `osVersionString`: the "ProductVersion" of the system's version property list when there is such a file, and

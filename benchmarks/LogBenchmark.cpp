@@ -1,3 +1,4 @@
+#include "MacShared/LogRun.h"
 #include "MacShared/NSBundle+VELLogAdditions.h"
 #include "benchmarks/Failure.h"
 #include "platform/linux/LinuxPlatform.h"

@@ -1,4 +1,4 @@
-#include "MacShared/NSBundle+VELLogAdditions.h"
+#include "MacShared/LogRun.h"
 #include "MacShared/SOAP/SoapXMLAccumulator.h"
 #include "fuzz/Require.h"
 #include "platform/linux/LibXmlParser.h"

@@ -2,36 +2,59 @@
 
 #include "platform/simulated/SimulatedXMLParser.h"
 
+#include <fmt/chrono.h>
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdio>
 #include <ctime>
+#include <iterator>
+#include <string_view>
+#include <utility>
 
 namespace {
 
+/// Fields of a date pattern and what prints them: a date, and its milliseconds.
+constexpr std::pair<std::string_view, std::string_view> kDateFields[] = {
+    {"Y", "{0:%G}"},  {"y", "{0:%Y}"},  {"MM", "{0:%m}"},  {"dd", "{0:%d}"}, {"HH", "{0:%H}"},
+    {"mm", "{0:%M}"}, {"ss", "{0:%S}"}, {"SSS", "{1:03}"}, {"Z", "{0:%z}"}};
+
 class UTCFormatter final : public DateFormatter {
 public:
-    [[nodiscard]] std::string stringFromDate(Date date) const override {
-        const auto microseconds = date.time_since_epoch().count();
-        const std::time_t seconds = microseconds / 1'000'000;
-        std::tm utc{};
-        gmtime_r(&seconds, &utc);
-        std::array<char, 64> text{};
-        const auto length = std::strftime(text.data(), text.size(), "%G-%m-%d %H:%M:%S", &utc);
-        std::snprintf(text.data() + length, text.size() - length, ".%03d+0000",
-                      static_cast<int>(microseconds / 1000 % 1000));
-        return text.data();
+    explicit UTCFormatter(std::string_view pattern) {
+        while (!pattern.empty()) {
+            const auto* const field =
+                std::ranges::find_if(kDateFields, [&](const auto& each) { return pattern.starts_with(each.first); });
+            const bool isField = field != std::end(kDateFields);
+            format_ += isField ? field->second : pattern.substr(0, 1);
+            pattern.remove_prefix(isField ? field->first.size() : 1);
+        }
     }
+    [[nodiscard]] std::string stringFromDate(Date date) const override {
+        const auto second = std::chrono::floor<std::chrono::seconds>(date);
+        const std::time_t time = second.time_since_epoch().count();
+        std::tm utc{};
+        gmtime_r(&time, &utc);
+        return fmt::format(fmt::runtime(format_), utc, (date - second).count() / 1000);
+    }
+
+private:
+    std::string format_;
 };
 
 class DigitsFormatter final : public NumberFormatter {
 public:
+    explicit DigitsFormatter(std::string locale) : locale_(std::move(locale)) {}
     [[nodiscard]] std::optional<DecimalNumber> numberFromString(std::string_view text) const override {
+        if (locale_ != "en_US_POSIX") return std::nullopt;
         std::uint64_t value = 0;
         const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
         if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
         return DecimalNumber{std::string(text), value};
     }
+
+private:
+    const std::string locale_;
 };
 
 std::optional<std::string> stringIn(const SimulatedBundle::Info& strings, const std::string& key) {
@@ -76,12 +99,12 @@ std::shared_ptr<const Bundle> SimulatedBundles::bundleAtPath(const std::filesyst
     return found == installed_.end() ? nullptr : found->second;
 }
 
-std::shared_ptr<const DateFormatter> SimulatedText::makeDateFormatter(const std::string& /*pattern*/) {
-    return std::make_shared<const UTCFormatter>();
+std::shared_ptr<const DateFormatter> SimulatedText::makeDateFormatter(const std::string& pattern) {
+    return std::make_shared<const UTCFormatter>(pattern);
 }
 
-std::shared_ptr<const NumberFormatter> SimulatedText::makeNumberFormatter(const std::string& /*locale*/) {
-    return std::make_shared<const DigitsFormatter>();
+std::shared_ptr<const NumberFormatter> SimulatedText::makeNumberFormatter(const std::string& locale) {
+    return std::make_shared<const DigitsFormatter>(locale);
 }
 
 std::string SimulatedText::makeUUID() {

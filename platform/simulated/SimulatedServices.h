@@ -65,7 +65,8 @@ public:
     std::vector<Rect> screenFrames{{0, 0, 1440, 900}};
 };
 
-/// Dates in UTC in the form of the log, whole numbers of decimal digits, and UUIDs that count from 1.
+/// Dates in UTC by the few pattern letters that it knows, whole numbers of decimal digits in the locale "en_US_POSIX",
+/// and UUIDs that count from 1.
 class SimulatedText final : public TextServices {
 public:
     [[nodiscard]] std::shared_ptr<const DateFormatter> makeDateFormatter(const std::string& pattern) override;

@@ -1,6 +1,6 @@
 #include "tests/capture/Scenario.h"
 
-#include "MacShared/NSBundle+VELLogAdditions.h"
+#include "MacShared/LogRun.h"
 
 #include <fmt/format.h>
 #include <algorithm>

@@ -1,8 +1,10 @@
+#include "MacShared/LogRun.h"
 #include "MacShared/NSBundle+VELLogAdditions.h"
 #include "MacShared/NSFileManager+VELAdditions.h"
 #include "platform/simulated/SimulatedPlatform.h"
 
 #include <gtest/gtest.h>
+#include <chrono>
 
 namespace {
 
@@ -21,10 +23,18 @@ TEST_F(Log, MessageGoesToBothPlaces) {
     EXPECT_EQ(platform.files.contents(kFile),
               "2024-03-05 13:07:09.000+0000 keynoteBundlePath (/Applications/Keynote.app)\n"
               "2024-03-05 13:07:09.123+0000 two\nlines\n");
+    EXPECT_EQ(platform.files.writes(), 2U) << "one a line, so that those of other threads fall between lines";
     ASSERT_EQ(platform.unifiedLog.entries.size(), 2U);
     EXPECT_EQ(platform.unifiedLog.entries[0].subsystem, "com.veldrin.KeynoteCaptureService");
     EXPECT_EQ(platform.unifiedLog.entries[0].category, "");
     EXPECT_EQ(platform.unifiedLog.entries[0].message, "keynoteBundlePath (/Applications/Keynote.app)");
+}
+
+TEST_F(Log, YearIsTheOneOfTheWeek) {
+    using namespace std::chrono;
+    platform.dispatch.stall(sys_days(2024y / December / 31) - platform.dispatch.now());
+    VELLog("a");
+    EXPECT_EQ(platform.files.contents(kFile), "2025-12-31 00:00:00.000+0000 a\n");
 }
 
 TEST_F(Log, FirstMessageOfARunEmptiesTheFile) {
@@ -41,6 +51,17 @@ TEST_F(Log, FolderIsNamedAfterTheExecutable) {
     VELLog("a");
     EXPECT_TRUE(platform.files.contents("/home/lecturer/.local/share/Veldrin Recorder/Veldrin.log"));
     EXPECT_EQ(platform.unifiedLog.entries.at(0).subsystem, "") << "no identifier, no subsystem";
+    platform.bundles.setMainBundle({});
+    EXPECT_EQ(logFileURL(), "/home/lecturer/.local/share/Veldrin.log");
+}
+
+TEST_F(Log, EachBundleKeepsItsPlaceInTheUnifiedLog) {
+    const auto main = defaultLog();
+    EXPECT_EQ(main->subsystem, "com.veldrin.KeynoteCaptureService");
+    EXPECT_EQ(defaultLog(platform.bundles.mainBundle()), main);
+    platform.bundles.setMainBundle({{"CFBundleIdentifier", "another"}});
+    EXPECT_EQ(defaultLog()->subsystem, "another");
+    EXPECT_EQ(main.use_count(), 1) << "goes with its bundle";
 }
 
 TEST_F(Log, WithoutAFileTheUnifiedLogStillHears) {
@@ -51,6 +72,17 @@ TEST_F(Log, WithoutAFileTheUnifiedLogStillHears) {
     EXPECT_TRUE(platform.consoleLog.messages[0].starts_with(
         "Unable to find or create application support directory:\nError Domain=NSPOSIXErrorDomain Code=13"));
     EXPECT_EQ(platform.consoleLog.messages[1], "Unable to create log file at: (null)");
+}
+
+TEST_F(Log, ConsoleTellsWhatIsMissing) {
+    platform.files.unopenable = {kFile};
+    VELLog("a");
+    ASSERT_EQ(platform.consoleLog.messages.size(), 1U);
+    EXPECT_TRUE(platform.consoleLog.messages[0].starts_with(std::string("Unable to open log file at: ") + kFile +
+                                                            ", error: Error Domain=NSPOSIXErrorDomain Code=13"));
+    platform.files.applicationSupport = std::nullopt;
+    EXPECT_FALSE(applicationSupportDirectory());
+    EXPECT_EQ(platform.consoleLog.messages.at(1), "Unable to find or create application support directory:\n(null)");
 }
 
 TEST_F(Log, DisabledUnifiedLogGetsNothing) {

@@ -1,3 +1,4 @@
+#include "MacShared/UTF8.h"
 #include "platform/simulated/SimulatedPlatform.h"
 #include "recorder-shared/NSString+VELStringAdditions.h"
 
@@ -49,6 +50,18 @@ TEST(Strings, EncodingAndTrimming) {
     for (const auto& [text, result] : trimmed) EXPECT_EQ(trimSlash(text), result) << text;
     for (const char* text : {"", " \t\r\n\v\f", "\u00A0\u0085\u2003\u3000\u2029"}) EXPECT_TRUE(isEmpty(text)) << text;
     for (const char* text : {"/", " a", "\u200B", "\u00A1", "\xC2", "\xE2\x80"}) EXPECT_FALSE(isEmpty(text)) << text;
+}
+
+TEST(Strings, UTF8) {
+    for (const char* text : {"", "a", "\x7F", "\u0080", "\u07FF", "\u0800", "\uD7FF", "\uE000", "\uFFFF", "\U00010000",
+                             "\U0010FFFF", "aä€😀z"}) {
+        EXPECT_TRUE(isUTF8(text)) << text;
+    }
+    for (const char* text :
+         {"\x80", "\xC0\x80", "\xC1\xBF", "\xE0\x9F\xBF", "\xED\xA0\x80", "\xED\xBF\xBF", "\xF0\x8F\xBF\xBF",
+          "\xF4\x90\x80\x80", "\xF8\x88\x80\x80\x80", "\xFF", "a\xC3", "\xC3z", "\xE2\x82", "\xE2\x82z"}) {
+        EXPECT_FALSE(isUTF8(text)) << text;
+    }
 }
 
 TEST(Strings, StandardisedPaths) {

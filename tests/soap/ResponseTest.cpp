@@ -1,4 +1,4 @@
-#include "MacShared/NSBundle+VELLogAdditions.h"
+#include "MacShared/LogRun.h"
 #include "MacShared/SOAP/SoapXMLAccumulator.h"
 #include "platform/linux/LibXmlServices.h"
 #include "platform/simulated/SimulatedPlatform.h"

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "MacShared/HTTPError.h"
-#include "MacShared/NSBundle+VELLogAdditions.h"
+#include "MacShared/LogRun.h"
 #include "MacShared/SOAP/SimpleSoapCaller.h"
 #include "platform/simulated/SimulatedPlatform.h"
 
