@@ -4,6 +4,11 @@
 #include <utility>
 
 namespace bus {
+namespace {
+
+constexpr const char* kDaemon = "org.freedesktop.DBus";
+
+}  // namespace
 
 void complainOfCallback(const char* reason) noexcept {
     std::fprintf(stderr, "A message on the bus could not be served: %s\n", reason);
@@ -22,13 +27,19 @@ sdbus::Slot watchNames(sdbus::IConnection& connection, const std::string& condit
         "interface='org.freedesktop.DBus',member='NameOwnerChanged'," +
         condition;
     return addMatch(connection, rule, [changed = std::move(changed)](sdbus::Message& message) {
-        if (message.getSender() != "org.freedesktop.DBus") return;
+        if (message.getSender() != kDaemon) return;
         std::string name;
         std::string before;
         std::string now;
         message >> name >> before >> now;
         changed(name, now);
     });
+}
+
+bool isReplyFrom(const sdbus::IProxy& proxy, const std::string& peer) {
+    const auto* const reply = proxy.getCurrentlyProcessedMessage();
+    const std::string sender = reply == nullptr ? std::string() : reply->getSender();
+    return sender == peer || sender == kDaemon;
 }
 
 }  // namespace bus

@@ -2,6 +2,7 @@
 
 #include <sdbus-c++/Error.h>
 #include <sdbus-c++/IConnection.h>
+#include <sdbus-c++/IProxy.h>
 #include <sdbus-c++/Message.h>
 
 #include <exception>
@@ -41,5 +42,9 @@ void guarded(const Work& work) noexcept {
 /// a signal that anybody else has addressed to this connection, whatever sender the rule names. Throws as `addMatch`.
 [[nodiscard]] sdbus::Slot watchNames(sdbus::IConnection& connection, const std::string& condition,
                                      std::function<void(const std::string& name, const std::string& owner)> changed);
+
+/// Whether the reply that a callback of the proxy is given comes from the peer, or from the bus daemon in its place.
+/// The daemon passes on replies that nobody has asked for, and the library takes the first one with the right number.
+[[nodiscard]] bool isReplyFrom(const sdbus::IProxy& proxy, const std::string& peer);
 
 }  // namespace bus

@@ -97,7 +97,7 @@ private:
             .onInterface(kBusDaemon)
             .withArguments(name)
             .uponReplyInvoke([this, name](const sdbus::Error* error, bool present) {
-                if (error == nullptr && !present) removeLater(name);
+                if (error == nullptr && !present && bus::isReplyFrom(daemon_, kBusDaemon)) removeLater(name);
             });
     }
 

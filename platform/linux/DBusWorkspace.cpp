@@ -12,7 +12,7 @@
 namespace {
 
 /// Has the program open the file, without waiting for it. On a connection of its own, which is gone at once: so the
-/// program does not hold the file open for anybody. Making one takes about a millisecond.
+/// program does not hold the file open for anybody. That takes less time than a poll does, so the bus thread can do it.
 bool tellToOpen(const std::string& owner, const std::filesystem::path& path) {
     try {
         const auto connection = bus::openSessionBus();

@@ -93,9 +93,10 @@ void ProgramWatch::listNames(Appearance appearance) {
     daemon_->callMethodAsync("ListNames")
         .onInterface(kBusDaemon)
         .uponReplyInvoke([this, appearance](const sdbus::Error* error, const std::vector<std::string>& names) {
-            post([this, appearance, names = error == nullptr ? names : std::vector<std::string>()] {
+            const bool isForged = !bus::isReplyFrom(*daemon_, kBusDaemon);
+            post([this, appearance, isForged, names = error == nullptr ? names : std::vector<std::string>()] {
                 --questionsToDaemon_;
-                namesListed(names, appearance);
+                isForged ? listNames(appearance) : namesListed(names, appearance);
             });
         });
     ++questionsToDaemon_;
@@ -115,8 +116,10 @@ void ProgramWatch::askForOwner(const std::string& name, Appearance appearance) {
         .onInterface(kBusDaemon)
         .withArguments(name)
         .uponReplyInvoke([this, name, appearance](const sdbus::Error* error, const std::string& owner) {
-            post([this, name, appearance, owner = error == nullptr ? owner : std::string()] {
+            const bool isForged = !bus::isReplyFrom(*daemon_, kBusDaemon);
+            post([this, name, appearance, isForged, owner = error == nullptr ? owner : std::string()] {
                 --questionsToDaemon_;
+                if (isForged) return askForOwner(name, appearance);
                 if (!owner.empty()) add(name, owner, appearance);
             });
         });
@@ -170,30 +173,33 @@ void ProgramWatch::add(const std::string& name, const std::string& owner, Appear
 /// The answer may take as long as it likes.
 void ProgramWatch::ask(const std::string& name, Program& program) {
     program.proxy = sdbus::createProxy(bus_->connection(), program.owner, bus::kProgramPath);
+    const sdbus::IProxy& proxy = *program.proxy;
     program.proxy->callMethodAsync("GetAll")
         .onInterface(kPropertiesInterface)
         .withTimeout(kForever)
         .withArguments(std::string(kInterface))
-        .uponReplyInvoke([this, name, query = program.query](const sdbus::Error* error, const Properties& properties) {
-            post([this, name, query, properties = error == nullptr ? properties : Properties()] {
-                answered(name, query, properties);
+        .uponReplyInvoke([this, &proxy, name, owner = program.owner, query = program.query](
+                             const sdbus::Error* error, const Properties& properties) {
+            const bool isForged = !bus::isReplyFrom(proxy, owner);
+            post([this, name, query, isForged, properties = error == nullptr ? properties : Properties()] {
+                if (Program* const asked = programOf(name, query)) {
+                    isForged ? ask(name, *asked) : answered(name, *asked, properties);
+                }
             });
         });
 }
 
-/// Lists the program if its answer makes sense and still belongs to the name.
-void ProgramWatch::answered(const std::string& name, std::uint64_t query, const Properties& properties) {
-    Program* const program = programOf(name, query);
-    if (program == nullptr) return;
-    program->isAwaited = false;
+/// Lists the program if its answer makes sense.
+void ProgramWatch::answered(const std::string& name, Program& program, const Properties& properties) {
+    program.isAwaited = false;
     const auto process = processOf(properties);
     const auto identifier = textOf(properties, "BundleIdentifier");
     const auto url = textOf(properties, "BundleURL");
     if (!process || !url || identifier != *identifierOf(name)) return;
     auto bundle = bus::pathFromURL(*url);
     if (!bundle && !url->empty()) return;
-    program->program = std::make_shared<RunningProgram>(
-        RunningProgram::Facts{*identifier, std::move(bundle), *process, ++lastChange_, program->owner}, mainQueue_);
+    program.program = std::make_shared<RunningProgram>(
+        RunningProgram::Facts{*identifier, std::move(bundle), *process, ++lastChange_, program.owner}, mainQueue_);
 }
 
 void ProgramWatch::noLongerAwaited(const std::string& name, std::uint64_t query) {

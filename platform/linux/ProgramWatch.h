@@ -43,7 +43,7 @@ private:
     [[nodiscard]] bool isOwner(const std::string& uniqueName) const;
     void add(const std::string& name, const std::string& owner, Appearance appearance);
     void ask(const std::string& name, Program& program);
-    void answered(const std::string& name, std::uint64_t query, const Properties& properties);
+    void answered(const std::string& name, Program& program, const Properties& properties);
     void noLongerAwaited(const std::string& name, std::uint64_t query);
     [[nodiscard]] Program* programOf(const std::string& name, std::uint64_t query);
     void processChanged(const std::string& owner, pid_t process);

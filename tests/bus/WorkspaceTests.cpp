@@ -228,6 +228,22 @@ TEST_F(WorkspaceTest, ListsAProgramThatAnswersLate) {
     EXPECT_TRUE(becomes("90 "));
 }
 
+TEST_F(WorkspaceTest, AForgedAnswerIsNone) {
+    auto facts = program(1, 91);
+    facts.answers = false;
+    FakeProgram asked(facts);
+    begin();
+    settle();
+    Forger forger;
+    for (std::uint32_t serial = 1; serial < 100; ++serial) {
+        forger.reply(sessionBus->connection().getUniqueName(), serial, "forged", serial % 2 == 0);
+    }
+    settle();
+    EXPECT_FALSE(workspace->isComplete());
+    asked.beginToAnswer();
+    EXPECT_TRUE(becomes("91 "));
+}
+
 TEST_F(WorkspaceTest, ANonsensicalAnswerIsAnAnswer) {
     Forger program;
     program.own(std::string(kKeynote) + ".instance1");

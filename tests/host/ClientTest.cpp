@@ -2,6 +2,7 @@
 
 #include "host/CaptureServiceClient.h"
 #include "tests/host/ToolTest.h"
+#include "tests/support/Deadline.h"
 
 #include <future>
 
@@ -9,7 +10,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// Counts launches; the other calls are the tool's tests' business.
+/// Counts launches, and fails at terminations; the other calls are the tool's tests' business.
 class LaunchCounter final : public KeynoteCaptureServiceDelegate {
 public:
     std::atomic<int> launches = 0;
@@ -22,7 +23,7 @@ public:
     void savedArchiveDocuments() override {}
     void failedToSaveArchiveDocumentError(const ErrorPtr&) override {}
     void detectedKeynoteLaunched() override { ++launches; }
-    void detectedKeynoteTerminated() override {}
+    void detectedKeynoteTerminated() override { throw std::runtime_error("the host's own failure"); }
 };
 
 /// A value that comes from the client's thread, waited for within bounds.
@@ -58,6 +59,17 @@ TEST_F(ClientTest, AServiceThatDoesNotAnswerIsAnErrorInTime) {
     const ErrorPtr error = failure.get();
     EXPECT_EQ(error->domain(), kCaptureServiceClientErrorDomain);
     EXPECT_EQ(error->code(), kCaptureServiceNoAnswer);
+}
+
+TEST_F(ClientTest, WhatAHostThrowsEndsThere) {
+    FakeService service(bus_.address(), {{"startDetectionAndCaptureTo", [](FakeService& it) {
+                                              it.host().detectedKeynoteTerminated();
+                                              it.host().detectedKeynoteLaunched();
+                                          }}});
+    const auto client = connect();
+    client->descriptionOfKeynoteWindowsWithReply([](const auto&) { throw std::runtime_error("another"); });
+    client->startDetectionAndCaptureTo("/c", "r", {});
+    EXPECT_TRUE(eventually([&] { return delegate_.launches == 1; }));
 }
 
 TEST_F(ClientTest, ARestartedServiceIsHeardAfterANewStart) {

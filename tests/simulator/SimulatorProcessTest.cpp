@@ -216,6 +216,20 @@ TEST_F(SimulatorProcessTest, OpensReadsAndClosesDecksForItsCallers) {
         << "closed for a caller that has left";
 }
 
+TEST_F(SimulatorProcessTest, AnAnswerThatCannotBeSentIsARefusal) {
+    ChildProcess simulator(kSimulator);
+    Client client(*connection, simulator.pid());
+    simulator.play("launch");
+    const auto id = client.open(url("\xFF.key"));
+    std::ofstream(directory.path / "\xFF.txt") << "text";
+    for (const char* const fault : {"heal", "fault answers-late 0.01"}) {
+        simulator.play(fault);
+        EXPECT_EQ(nameOfError([&] { client.documentText(id); }), bus::kProgramFailed) << fault;
+        EXPECT_EQ(nameOfError([&] { client.open(url("\xFF.txt")); }), bus::kProgramFailed) << fault;
+    }
+    EXPECT_EQ(client.slideNumbers(id).size(), 1U);
+}
+
 TEST_F(SimulatorProcessTest, BadScriptsEndItBeforeAnythingHappens) {
     const auto script = directory.path / "bad.simulation";
     std::ofstream(script) << "launch\n\n# fine\nopen\nlunch\n";
