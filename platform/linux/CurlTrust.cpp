@@ -6,7 +6,6 @@
 #include <openssl/x509_vfy.h>
 #include <openssl/x509v3.h>
 #include <algorithm>
-#include <cstdlib>
 #include <utility>
 
 namespace {
@@ -43,16 +42,20 @@ NSURLErrorCode codeFor(int problem) {
 }  // namespace
 
 void CurlTrust::setUp(CURL* easy, const URLParts& server) {
+    if (!server.hasSameOrigin(server_)) accepted_.clear();
     server_ = server;
     curl_easy_setopt(easy, CURLOPT_SSL_CTX_FUNCTION, &setUpContext);
     curl_easy_setopt(easy, CURLOPT_SSL_CTX_DATA, this);
     curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 0L);       // part of the evaluation
     curl_easy_setopt(easy, CURLOPT_SSL_SESSIONID_CACHE, 0L);  // a resumed session would show no certificates
-    if (const char* file = std::getenv("SSL_CERT_FILE")) curl_easy_setopt(easy, CURLOPT_CAINFO, file);
+    // Loaded by OpenSSL: libcurl would give up where there are none, before anybody could be asked.
+    curl_easy_setopt(easy, CURLOPT_CAINFO, nullptr);
+    curl_easy_setopt(easy, CURLOPT_CAPATH, nullptr);
 }
 
 CURLcode CurlTrust::setUpContext(CURL* /*easy*/, void* context, void* self) {
     auto* const tls = static_cast<SSL_CTX*>(context);
+    SSL_CTX_set_default_verify_paths(tls);
     SSL_CTX_set_cert_verify_callback(tls, &verify, self);
     // The connection outlives the transfer, and a renegotiation would call back for it.
     SSL_CTX_set_options(tls, SSL_OP_NO_RENEGOTIATION);

@@ -14,20 +14,21 @@
 /// The decision may take its time, but this libcurl (before 8.3) cannot suspend a handshake. So the first handshake
 /// only shows the certificates: it is given up there, before a byte of the request can be sent. Once they are accepted,
 /// a second one goes through with exactly these; others are shown like the first. Only a new connection costs this.
+/// A decision is for one server: where a redirection leads to another, that one is asked about anew.
 ///
-/// The system's evaluation is OpenSSL's, with the certificates of libcurl's default store or of `$SSL_CERT_FILE`, for
-/// the host of the URL.
+/// The system's evaluation is OpenSSL's, with the certificates of its default places or of `$SSL_CERT_FILE`, for the
+/// host of the URL. Where there are none, no server is trusted.
 class CurlTrust {
 public:
     CurlTrust() = default;
     CurlTrust(const CurlTrust&) = delete;
     CurlTrust& operator=(const CurlTrust&) = delete;
 
-    /// Makes the handle ask here. This must outlive the transfer on it.
+    /// Makes the handle ask here about this server. This must outlive the transfer on it.
     void setUp(CURL* easy, const URLParts& server);
     /// What stopped a handshake since the last call; null when none did.
     [[nodiscard]] std::shared_ptr<const ServerTrust> takeUndecided() { return std::move(undecided_); }
-    /// From now on the server may show these certificates.
+    /// From now on the server may show these certificates; until `setUp` for another one.
     void accept(const ServerTrust& trust) { accepted_.push_back(trust.certificates); }
 
 private:

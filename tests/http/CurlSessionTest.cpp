@@ -15,10 +15,17 @@ namespace {
 using Notes = Recorder::Notes;
 
 const Notes kHello = {"response 200", "data hello", "complete"};
+const Notes kTrusted = {"challenge", "response 200", "data hello", "complete"};
 const ServerAnswer kHelloAnswer{{"HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nhello"}};
+
+ServerAnswer moved(const std::string& status, const std::string& to) {
+    return {{"HTTP/1.1 " + status + " X\r\nLocation: " + to + "\r\nContent-Length: 0\r\n\r\n"}};
+}
 
 class CurlSessionTest : public testing::Test {
 protected:
+    using Disposition = URLSessionAuthChallengeDisposition;
+
     /// Its delegate is reached through a proxy, which keeps nobody alive.
     std::shared_ptr<URLSession> session(const std::shared_ptr<Recorder>& recorder) {
         return curl.sessions->sessionWithConfiguration(configuration,
@@ -35,6 +42,17 @@ protected:
     Notes heardFrom(const ServerAnswer& answer) {
         const HTTPServer server([&](const auto&) { return answer; });
         return heard(post(server.url()));
+    }
+    /// A delegate that answers every challenge alike.
+    static std::shared_ptr<Recorder> answering(Disposition disposition, bool withCredential) {
+        auto recorder = std::make_shared<Recorder>();
+        recorder->onChallenge = [=](const auto& handler, const URLAuthenticationChallenge& challenge) {
+            const auto& space = challenge.protectionSpace;
+            EXPECT_EQ(space.serverTrust->certificates.size(), 1U);
+            EXPECT_EQ(space.host, "127.0.0.1");
+            handler(disposition, withCredential ? std::optional(URLCredential{space.serverTrust}) : std::nullopt);
+        };
+        return recorder;
     }
     static URLRequest get(const std::string& url) { return {url}; }
     static URLRequest post(const std::string& url, std::string body = "question") {
@@ -126,9 +144,6 @@ TEST_F(CurlSessionTest, SendsTheRequestAsItStands) {
 }
 
 TEST_F(CurlSessionTest, FollowsRedirectionsAsBrowsersDo) {
-    const auto moved = [](const std::string& status, const std::string& to) {
-        return ServerAnswer{{"HTTP/1.1 " + status + " X\r\nLocation: " + to + "\r\nContent-Length: 0\r\n\r\n"}};
-    };
     const HTTPServer other([](const auto&) { return kHelloAnswer; });
     const HTTPServer server([&](const HTTPServer::Request& request) {
         const auto path = request.path();
@@ -205,32 +220,24 @@ TEST_F(CurlSessionTest, ASlowDelegateMakesTheServerWait) {
 }
 
 TEST_F(CurlSessionTest, TheDelegateDecidesWhomToTrust) {
-    using Disposition = URLSessionAuthChallengeDisposition;
     const ServerCertificate certificate;
     const HTTPServer server([](const auto&) { return kHelloAnswer; }, &certificate);
-    const Notes trusted = {"challenge", "response 200", "data hello", "complete"};
     const Notes refused = {"challenge", "complete -1202"};
-    const auto answering = [&](Disposition disposition, bool withCredential) {
-        auto recorder = std::make_shared<Recorder>();
-        recorder->onChallenge = [=](const auto& handler, const URLAuthenticationChallenge& challenge) {
-            const auto& space = challenge.protectionSpace;
-            EXPECT_EQ(space.serverTrust->certificates.size(), 1U);
-            EXPECT_EQ(space.host, "127.0.0.1");
-            handler(disposition, withCredential ? std::optional(URLCredential{space.serverTrust}) : std::nullopt);
-        };
-        return recorder;
-    };
     for (const auto disposition : {Disposition::performDefaultHandling, Disposition::useCredential}) {
         EXPECT_EQ(heard(get(server.url()), answering(disposition, false)), refused);
     }
     const auto cancelling = answering(Disposition::cancelAuthenticationChallenge, true);
     EXPECT_EQ(heard(get(server.url()), cancelling), (Notes{"challenge", "complete -999"}));
     EXPECT_TRUE(server.requests().empty());
-    EXPECT_EQ(heard(post(server.url()), answering(Disposition::useCredential, true)), trusted);
-    EXPECT_EQ(server.requests().at(0).body, "question");
+    for (const std::string& store : {std::string(), certificate.file() + ".gone"}) {
+        if (!store.empty()) ::setenv("SSL_CERT_FILE", store.c_str(), 1);
+        EXPECT_EQ(heard(get(server.url())), refused) << store;
+        EXPECT_EQ(heard(post(server.url()), answering(Disposition::useCredential, true)), kTrusted) << store;
+        EXPECT_EQ(server.requests().back().body, "question");
+    }
 
     ::setenv("SSL_CERT_FILE", certificate.file().c_str(), 1);
-    EXPECT_EQ(heard(get(server.url())), trusted);
+    EXPECT_EQ(heard(get(server.url())), kTrusted);
     const auto otherName = "https://localhost" + server.url().substr(server.url().rfind(':'));
     EXPECT_EQ(heard(get(otherName)), refused);
     for (const auto& [days, code] : {std::pair{-2, "complete -1201"}, {1, "complete -1204"}}) {
@@ -240,6 +247,36 @@ TEST_F(CurlSessionTest, TheDelegateDecidesWhomToTrust) {
         EXPECT_EQ(heard(get(other.url())), (Notes{"challenge", code}));
     }
     ::unsetenv("SSL_CERT_FILE");
+}
+
+TEST_F(CurlSessionTest, TrustInOneServerIsNotTrustInTheNext) {
+    const ServerCertificate certificate;
+    const HTTPServer other([](const auto&) { return kHelloAnswer; }, &certificate);
+    std::string elsewhere;
+    const HTTPServer server(
+        [&](const HTTPServer::Request& request) {
+            return request.path() == "/away" ? moved("307", elsewhere) : kHelloAnswer;
+        },
+        &certificate);
+    const auto otherName = "https://localhost" + server.url().substr(server.url().rfind(':'));
+    for (const auto& next : {otherName, other.url()}) {
+        elsewhere = next;
+        const auto recorder = answering(Disposition::useCredential, true);
+        const auto shared = session(recorder);
+        recorder->onChallenge = [&, accept = recorder->onChallenge](const auto& handler, const auto& challenge) {
+            if (recorder->notes().size() == 1) return accept(handler, challenge);
+            handler(Disposition::performDefaultHandling, std::nullopt);
+        };
+        for (const auto& request : {post(server.url("/away")), get(next), get(server.url())}) {
+            const auto heard = recorder->notes().size();
+            shared->dataTaskWithRequest(request)->resume();
+            EXPECT_TRUE(eventually([&] { return recorder->notes().size() > heard && recorder->hasCompleted(); }));
+        }
+        EXPECT_EQ(recorder->notes(), (Notes{"challenge", "redirection 307 POST", "challenge", "complete -1202",
+                                            "challenge", "complete -1202", "response 200", "data hello", "complete"}))
+            << next;
+    }
+    EXPECT_TRUE(other.requests().empty());
 }
 
 TEST_F(CurlSessionTest, OthersGoOnWhileADelegateThinksAboutTrust) {
