@@ -33,7 +33,8 @@ public:
     /// completion exactly once, unless the session was invalidated before.
     virtual void resume() = 0;
     /// Ends the task and returns at once: it completes with `NSURLErrorCancelled`, whether it was resumed or not, and
-    /// nothing but that completion is told any more. Does nothing to a task whose response has come to its end.
+    /// nothing but that completion is told any more, even if its response has come whole in the meantime. Does nothing
+    /// to a task that has completed.
     virtual void cancel() = 0;
     /// Unique in the session, from 1.
     [[nodiscard]] virtual std::size_t taskIdentifier() const = 0;
@@ -56,7 +57,8 @@ public:
     /// delegate allows, at most 20.
     [[nodiscard]] virtual std::shared_ptr<URLSessionDataTask> dataTaskWithRequest(URLRequest request) = 0;
     /// Cancels all tasks that were resumed and ends the session; returns at once. The delegate hears the tasks'
-    /// completions, then `URLSession:didBecomeInvalidWithError:`, and is then released. Further calls do nothing.
+    /// completions, whatever answers it owes, then `URLSession:didBecomeInvalidWithError:`, and is then released.
+    /// Further calls do nothing.
     virtual void invalidateAndCancel() = 0;
 };
 

@@ -68,11 +68,8 @@ void CurlLoop::keepHandle(CurlHandle handle) {
     spareHandle_ = std::move(handle);
 }
 
-void CurlLoop::cancelAll() {
-    for (const auto& client : std::vector(clients_)) client->cancelled();
-}
-
-void CurlLoop::run() {
+void CurlLoop::run() noexcept {
+    pthread_setname_np(pthread_self(), "HTTP");
     blockSignals();
     for (;;) {
         runPosted();

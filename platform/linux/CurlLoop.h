@@ -21,8 +21,6 @@ public:
     /// When `deadlinePassed` is due; nothing while there is no hurry.
     [[nodiscard]] virtual std::optional<Instant> deadline() const = 0;
     virtual void deadlinePassed() = 0;
-    /// The session is over.
-    virtual void cancelled() = 0;
 };
 
 /// The thread of a session: it owns libcurl's multi handle, and with it the session's connections, and drives the
@@ -48,7 +46,6 @@ public:
     /// On the loop's thread: keeps the client until it is removed.
     void add(std::shared_ptr<CurlLoopClient> client);
     void remove(const CurlLoopClient& client);
-    void cancelAll();
     [[nodiscard]] CURLM* multi() const { return multi_.get(); }
     /// On the loop's thread: a handle without options, and a place for one that is no longer used. Making one and its
     /// buffers anew takes longer than setting it up.

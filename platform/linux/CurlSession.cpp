@@ -34,13 +34,20 @@ std::shared_ptr<URLSessionDataTask> CurlSession::dataTaskWithRequest(URLRequest 
 void CurlSession::invalidateAndCancel() {
     if (invalidated_.exchange(true)) return;
     loop_->post([self = shared_from_this()] {
-        self->loop_->cancelAll();
+        for (const auto& each : self->begun_) {
+            if (const auto task = each.lock()) task->sessionEnded();
+        }
         while (self->makeCalls()) {
         }
         const auto delegate = std::exchange(self->delegate_, nullptr);
         delegate->URLSessionDidBecomeInvalidWithError(*self, nullptr);
         self->loop_->stop();
     });
+}
+
+void CurlSession::begun(const std::shared_ptr<CurlTask>& task) {
+    std::erase_if(begun_, [](const auto& each) { return each.expired(); });
+    begun_.push_back(task);
 }
 
 void CurlSession::tell(Call call) {

@@ -9,6 +9,8 @@
 #include <mutex>
 #include <vector>
 
+class CurlTask;
+
 /// A session on libcurl: its tasks run as transfers on the thread of a loop of its own. That thread is the delegate's
 /// queue too: a call costs no way to another thread, and while the delegate is busy the server's bytes wait in the
 /// sockets.
@@ -27,6 +29,8 @@ public:
     /// Calls the delegate later, on the loop's thread; nothing once it has been released. Any thread.
     void tell(std::function<void(URLSessionDelegate&)> call);
     [[nodiscard]] CurlLoop& loop() { return *loop_; }
+    /// A task that is to end with the session. The loop's thread.
+    void begun(const std::shared_ptr<CurlTask>& task);
 
 private:
     using Call = std::function<void(URLSessionDelegate&)>;
@@ -42,6 +46,7 @@ private:
     std::atomic<std::size_t> tasks_ = 0;
     std::atomic<bool> invalidated_ = false;
     std::shared_ptr<URLSessionDelegate> delegate_;  ///< the loop's thread only
+    std::vector<std::weak_ptr<CurlTask>> begun_;    ///< the loop's thread only
     std::mutex mutex_;                              ///< guards what follows
     std::vector<Call> calls_;                       ///< what comes in a burst shares a turn of the loop
 };

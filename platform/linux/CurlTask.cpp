@@ -14,7 +14,11 @@ void CurlTask::resume() {
 void CurlTask::cancel() {
     if (cancelled_.exchange(true)) return;
     session_->loop().post([self = shared_from_this()] { self->end(); });
-    session_->tell([self = shared_from_this()](auto& delegate) { self->callWaiting(delegate); });
+}
+
+void CurlTask::sessionEnded() {
+    cancelled_ = true;
+    end();
 }
 
 /// Not when it is made: the session's thread would be woken up twice for each task.
@@ -25,6 +29,7 @@ void CurlTask::announce() {
 
 void CurlTask::begin() {
     if (completed_) return;
+    session_->begun(shared_from_this());
     announce();
     const auto transfer = std::make_shared<CurlTransfer>(shared_from_this());
     transfer_ = transfer;
@@ -32,8 +37,9 @@ void CurlTask::begin() {
 }
 
 void CurlTask::end() {
-    if (const auto transfer = transfer_.lock()) return transfer->cancelled();
+    if (const auto transfer = transfer_.lock()) transfer->cancelled();
     tellCompletion(makeURLError(NSURLErrorCancelled, request_.url));
+    session_->tell([self = shared_from_this()](auto& delegate) { self->callWaiting(delegate); });
 }
 
 void CurlTask::append(Call call) {
@@ -47,13 +53,13 @@ void CurlTask::callWaiting(URLSessionDelegate& delegate) {
     while (!waiting_.empty() && (!isUndecided_ || cancelled_)) {
         const auto call = std::move(waiting_.front());
         waiting_.pop_front();
-        call(delegate);
+        call(delegate, *this);
     }
 }
 
 void CurlTask::tell(std::function<void(URLSessionDelegate&, URLSession&, CurlTask&)> call) {
-    append([self = shared_from_this(), call = std::move(call)](URLSessionDelegate& delegate) {
-        if (!self->cancelled_) call(delegate, *self->session_, *self);
+    append([call = std::move(call)](URLSessionDelegate& delegate, CurlTask& task) {
+        if (!task.cancelled_) call(delegate, *task.session_, task);
     });
 }
 
@@ -78,9 +84,9 @@ void CurlTask::decided(URLSessionResponseDisposition disposition, URLSessionDele
 
 void CurlTask::tellCompletion(const ErrorPtr& error) {
     if (std::exchange(completed_, true)) return;
-    append([self = shared_from_this(), error](URLSessionDelegate& delegate) {
-        const bool cancelled = self->cancelled_;  // then what came before may not have been told
+    append([error](URLSessionDelegate& delegate, CurlTask& task) {
+        const bool cancelled = task.cancelled_;  // then what came before may not have been told
         delegate.URLSessionTaskDidCompleteWithError(
-            *self->session_, *self, cancelled ? makeURLError(NSURLErrorCancelled, self->request_.url) : error);
+            *task.session_, task, cancelled ? makeURLError(NSURLErrorCancelled, task.request_.url) : error);
     });
 }

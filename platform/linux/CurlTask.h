@@ -14,7 +14,7 @@ class CurlTransfer;
 /// A task as its user and its delegate see it; `CurlTransfer` does the work once it is resumed.
 ///
 /// What the transfer tells waits here while the delegate owes its answer to the response: so the transfer need not
-/// wait for it.
+/// wait for it. What waits keeps neither task nor transfer; the owed answer keeps the task.
 class CurlTask final : public URLSessionDataTask, public std::enable_shared_from_this<CurlTask> {
 public:
     CurlTask(std::shared_ptr<CurlSession> session, std::size_t identifier, URLRequest request)
@@ -26,6 +26,9 @@ public:
     [[nodiscard]] const URLRequest& originalRequest() const override { return request_; }
 
     [[nodiscard]] CurlSession& session() { return *session_; }
+    /// Ends the task with its session: its completion is ready to be told, whatever the delegate owes. The loop's
+    /// thread.
+    void sessionEnded();
     /// Calls the delegate later on the loop's thread, unless the task has been cancelled by then. Any thread.
     void tell(std::function<void(URLSessionDelegate&, URLSession&, CurlTask&)> call);
     void tellResponse(HTTPURLResponse response);
@@ -37,7 +40,7 @@ public:
     [[nodiscard]] Instant decidedAt() const { return decidedAt_; }
 
 private:
-    using Call = std::function<void(URLSessionDelegate&)>;
+    using Call = std::function<void(URLSessionDelegate&, CurlTask&)>;
 
     void announce();
     void begin();

@@ -300,9 +300,9 @@ std::size_t CurlTransfer::receiveBody(std::string_view bytes) {
 
 void CurlTransfer::deliver(std::string bytes) {
     undelivered_ += bytes.size();
-    task_->tell([self = shared_from_this(), bytes = std::move(bytes)](auto& delegate, auto& session, auto& task) {
+    task_->tell([weak = weak_from_this(), bytes = std::move(bytes)](auto& delegate, auto& session, auto& task) {
         delegate.URLSessionDataTaskDidReceiveData(session, task, bytes);
-        self->delivered(bytes.size());
+        if (const auto self = weak.lock()) self->delivered(bytes.size());
     });
 }
 

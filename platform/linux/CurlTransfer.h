@@ -28,11 +28,12 @@ public:
     CurlTransfer& operator=(const CurlTransfer&) = delete;
 
     void start();
+    /// Ends the work with `NSURLErrorCancelled`.
+    void cancelled();
 
     void transferEnded(CURL* easy, CURLcode result) override;
     [[nodiscard]] std::optional<Instant> deadline() const override;
     void deadlinePassed() override;
-    void cancelled() override;
 
 private:
     enum class Stage { head, undecided, delivered, discarded, finished };

@@ -1,3 +1,4 @@
+#include "MacShared/Atomic.h"
 #include "MacShared/URLSessionDelegateProxy.h"
 #include "platform/linux/HTTPStatusText.h"
 #include "tests/http/CurlHarness.h"
@@ -342,6 +343,31 @@ TEST_F(CurlSessionTest, EndsWithTransfersUnderWay) {
     held->invalidateAndCancel();
     held->dataTaskWithRequest(get(server.url()))->resume();
     EXPECT_EQ(recorder->notes(), Notes{});
+}
+
+TEST_F(CurlSessionTest, EndsWithAnAnswerOwed) {
+    const HTTPServer server([](const auto&) { return kHelloAnswer; });
+    auto recorder = std::make_shared<Recorder>();
+    Atomic<std::vector<URLSessionDelegate::ResponseHandler>> owed;
+    recorder->onResponse = [&](const auto& handler) {
+        owed.update([&](auto& handlers) { handlers.push_back(handler); });
+    };
+    configuration.httpMaximumConnectionsPerHost = 1;
+    auto shared = session(recorder);
+    const auto begun = [&] {
+        const auto task = shared->dataTaskWithRequest(get(server.url()));
+        task->resume();
+        return std::weak_ptr(task);
+    };
+    const auto first = begun();
+    EXPECT_TRUE(eventually([&] { return recorder->notes().size() == 1; }));
+    const auto second = begun();
+    EXPECT_TRUE(eventually([&] { return recorder->notes().size() == 2; })) << "so the first has all its bytes";
+    curl.sessions.reset();
+    owed.set({});
+    recorder.reset();
+    shared.reset();
+    EXPECT_TRUE(first.expired() && second.expired()) << "nobody holds them any more";
 }
 
 TEST(HTTPStatus, HasAPhraseForEveryCodeInBothLanguages) {

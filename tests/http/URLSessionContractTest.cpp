@@ -1,3 +1,4 @@
+#include "MacShared/Atomic.h"
 #include "platform/simulated/SimulatedURLSessions.h"
 #include "tests/http/CurlHarness.h"
 
@@ -197,7 +198,27 @@ TEST_P(URLSessionContract, InvalidationCancelsAndLetsGoOfTheDelegate) {
     EXPECT_TRUE(harness->runUntil([&] { return weak.expired(); }));
     session->dataTaskWithRequest({harness->url("/hello")})->resume();
     task->cancel();
-    harness->runABit();
+}
+
+TEST_P(URLSessionContract, InvalidationDoesNotWaitForAnswers) {
+    auto recorder = std::make_shared<Recorder>();
+    Atomic<URLSessionDelegate::ResponseHandler> owed;
+    recorder->onResponse = [&](const auto& handler) { owed.set(handler); };
+    for (const char* path : {"/nothing", "/hello", "/stuck"}) {
+        auto session = harness->sessions().sessionWithConfiguration({}, recorder);
+        auto task = session->dataTaskWithRequest({harness->url(path)});
+        const auto before = recorder->notes().size();
+        task->resume();
+        EXPECT_TRUE(harness->runUntil([&] { return recorder->notes().size() == before + 1; }));
+        session->invalidateAndCancel();
+        EXPECT_TRUE(harness->runUntil([&] { return recorder->notes().back() == "invalid"; })) << path;
+        const auto notes = recorder->notes();
+        EXPECT_EQ(Notes(notes.end() - 2, notes.end()), (Notes{"complete -999", "invalid"})) << path;
+        const std::weak_ptr<URLSessionTask> weak = std::exchange(task, nullptr);
+        session.reset();
+        owed.set(nullptr);
+        EXPECT_TRUE(harness->runUntil([&] { return weak.expired(); })) << path;
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Platform, URLSessionContract,
