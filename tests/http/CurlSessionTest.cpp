@@ -209,11 +209,11 @@ TEST_F(CurlSessionTest, ASlowDelegateMakesTheServerWait) {
     };
     const auto shared = session(recorder);
     shared->dataTaskWithRequest(get(server.url()))->resume();
-    std::size_t before = 0;
-    EXPECT_TRUE(eventually([&] {
-        std::this_thread::sleep_for(100ms);
-        return *count > 0 && std::exchange(before, *count) == *count;
-    }));
+    // As many bytes for somebody else give it the time to send them here too.
+    const HTTPServer other([](const auto&) {
+        return ServerAnswer{{"HTTP/1.1 200 OK\r\n\r\n", std::string(64 << 20, 'x')}, Then::close};
+    });
+    EXPECT_EQ(heard(get(other.url())).back(), "complete");
     EXPECT_LT(*count, 24U << 20);  // ours, and what the system's socket buffers hold
     enough.set_value();
     EXPECT_TRUE(eventually([&] { return recorder->hasCompleted(); }));
@@ -283,7 +283,9 @@ TEST_F(CurlSessionTest, TrustInOneServerIsNotTrustInTheNext) {
 TEST_F(CurlSessionTest, OthersGoOnWhileADelegateThinksAboutTrust) {
     const ServerCertificate certificate;
     const HTTPServer secure([](const auto&) { return kHelloAnswer; }, &certificate);
-    const HTTPServer plain([](const auto&) { return kHelloAnswer; });
+    const HTTPServer plain([](const HTTPServer::Request& request) {
+        return request.path() == "/stall" ? ServerAnswer{{}, Then::stall} : kHelloAnswer;
+    });
     configuration.timeoutIntervalForRequest = 1s;
     const auto recorder = std::make_shared<Recorder>();
     std::promise<std::function<void()>> accept;
@@ -299,11 +301,12 @@ TEST_F(CurlSessionTest, OthersGoOnWhileADelegateThinksAboutTrust) {
     const auto later = accepting.get();
     shared->dataTaskWithRequest(get(plain.url()))->resume();
     EXPECT_TRUE(eventually([&] { return recorder->hasCompleted(); }));
-    std::this_thread::sleep_for(1200ms);  // longer than the time-out
+    shared->dataTaskWithRequest(get(plain.url("/stall")))->resume();
+    EXPECT_TRUE(eventually([&] { return recorder->notes().back() == "complete -1001"; })) << "the time-out is over";
     later();
-    EXPECT_TRUE(eventually([&] { return recorder->notes().size() == 7; }));
-    EXPECT_EQ(recorder->notes(),
-              (Notes{"challenge", "response 200", "data hello", "complete", "response 200", "data hello", "complete"}));
+    EXPECT_TRUE(eventually([&] { return recorder->notes().size() == 8; }));
+    EXPECT_EQ(recorder->notes(), (Notes{"challenge", "response 200", "data hello", "complete", "complete -1001",
+                                        "response 200", "data hello", "complete"}));
     EXPECT_TRUE(secure.requests().size() == 1);
 }
 

@@ -28,9 +28,9 @@ const std::map<std::string, Page> kPages = {
     {"/moved", {302, {"moved"}, "/hello"}},
     {"/silent", {200, {}, {}, {}, true}},
     {"/stuck", {200, {"hel"}, {}, {}, true}},
-    {"/slow", {200, {"a", "b", "c", "d"}, {}, 200ms}},
+    {"/slow", {200, std::vector<std::string>(20, "x"), {}, 50ms}},
 };
-constexpr auto kTimeout = 600ms;
+constexpr auto kTimeout = 600ms;  // far longer than a pause, and shorter than all of them
 
 class Harness {
 public:
@@ -40,8 +40,8 @@ public:
     virtual bool runUntil(const std::function<bool()>& isSo) = 0;
     /// Does this later, and on another thread where there are some.
     virtual void elsewhere(std::function<void()> task) = 0;
-    /// Long enough for what must not come.
-    virtual void runABit() = 0;
+    /// How many requests have come to the server.
+    virtual std::size_t requests() = 0;
 };
 
 class RealHarness final : public Harness {
@@ -50,7 +50,7 @@ public:
     std::string url(const std::string& path) override { return server_.url(path); }
     bool runUntil(const std::function<bool()>& isSo) override { return eventually(isSo); }
     void elsewhere(std::function<void()> task) override { std::thread(std::move(task)).detach(); }
-    void runABit() override { std::this_thread::sleep_for(50ms); }
+    std::size_t requests() override { return server_.requests().size(); }
 
 private:
     static ServerAnswer answer(const HTTPServer::Request& request) {
@@ -89,7 +89,7 @@ public:
         return isSo();
     }
     void elsewhere(std::function<void()> task) override { dispatch_.mainQueue().after(20ms, std::move(task)); }
-    void runABit() override { dispatch_.runFor(50ms); }
+    std::size_t requests() override { return sessions_.requests.size(); }
 
 private:
     SimulatedDispatch dispatch_;
@@ -108,15 +108,21 @@ std::unique_ptr<Harness> make() {
 
 class URLSessionContract : public testing::TestWithParam<Adapter> {
 protected:
-    /// What the delegate hears of one request for a path.
+    /// What the delegate hears of one request for a path, all of it: invalidation is the last of a session.
     Notes heard(const std::string& path, const std::shared_ptr<Recorder>& recorder = std::make_shared<Recorder>()) {
         URLSessionConfiguration configuration;
         configuration.timeoutIntervalForRequest = kTimeout;
         const auto session = harness->sessions().sessionWithConfiguration(configuration, recorder);
         session->dataTaskWithRequest({harness->url(path)})->resume();
         EXPECT_TRUE(harness->runUntil([&] { return recorder->hasCompleted(); })) << path;
-        harness->runABit();
-        return recorder->notes();
+        return allNotes(*session, *recorder);
+    }
+    Notes allNotes(URLSession& session, const Recorder& recorder) {
+        session.invalidateAndCancel();
+        EXPECT_TRUE(harness->runUntil([&] { return recorder.notes().back() == "invalid"; }));
+        auto notes = recorder.notes();
+        notes.pop_back();
+        return notes;
     }
 
     const std::unique_ptr<Harness> harness = GetParam().make();
@@ -131,7 +137,7 @@ TEST_P(URLSessionContract, TellsWhatHappensInOrderAndOnce) {
         {"/moved", {"redirection 302 GET", "response 200", "data hello world", "complete"}},
         {"/silent", {"complete -1001"}},
         {"/stuck", {"response 200", "data hel", "complete -1001"}},
-        {"/slow", {"response 200", "data abcd", "complete"}},
+        {"/slow", {"response 200", "data " + std::string(20, 'x'), "complete"}},
     };
     for (const auto& [path, notes] : table) EXPECT_EQ(heard(path), notes) << path;
 }
@@ -169,18 +175,17 @@ TEST_P(URLSessionContract, TheDelegateDecidesNowOrLaterAndOnce) {
 TEST_P(URLSessionContract, ATaskStartsWhenResumedAndCanBeCancelledAtAnyMoment) {
     const auto recorder = std::make_shared<Recorder>();
     recorder->onData = [](URLSessionTask& task) { task.cancel(), task.cancel(); };
-    EXPECT_EQ(heard("/slow", recorder), (Notes{"response 200", "data a", "complete -999"}));
+    EXPECT_EQ(heard("/slow", recorder), (Notes{"response 200", "data x", "complete -999"}));
 
     const auto other = std::make_shared<Recorder>();
     const auto session = harness->sessions().sessionWithConfiguration({}, other);
     const auto task = session->dataTaskWithRequest({harness->url("/hello")});
-    harness->runABit();
-    EXPECT_EQ(other->notes(), Notes{});
+    session->dataTaskWithRequest({harness->url("/nothing")})->resume();
+    EXPECT_TRUE(harness->runUntil([&] { return other->hasCompleted(); }));
     task->cancel();
     task->resume();
-    EXPECT_TRUE(harness->runUntil([&] { return other->hasCompleted(); }));
-    harness->runABit();
-    EXPECT_EQ(other->notes(), Notes{"complete -999"});
+    EXPECT_TRUE(harness->runUntil([&] { return other->notes().size() == 3; }));
+    EXPECT_EQ(allNotes(*session, *other), (Notes{"response 204", "complete", "complete -999"}));
 }
 
 TEST_P(URLSessionContract, InvalidationCancelsAndLetsGoOfTheDelegate) {
@@ -189,7 +194,7 @@ TEST_P(URLSessionContract, InvalidationCancelsAndLetsGoOfTheDelegate) {
     const auto session = harness->sessions().sessionWithConfiguration({}, recorder);
     const auto task = session->dataTaskWithRequest({harness->url("/silent")});
     task->resume();
-    harness->runABit();
+    EXPECT_TRUE(harness->runUntil([&] { return harness->requests() == 1; }));
     session->invalidateAndCancel();
     session->invalidateAndCancel();
     EXPECT_TRUE(harness->runUntil([&] { return recorder->hasCompleted() && recorder->notes().size() == 2; }));
