@@ -165,12 +165,12 @@ std::unique_ptr<char[]> MTOMHelpers::extractBoundary(const char* text) {
     return copy;
 }
 
-std::size_t MTOMHelpers::messageSizeCallback(void* total, const char* /*chunk*/, std::size_t length) {
+std::size_t MTOMHelpers::messageSizeCallback(void* total, const char* /*chunk*/, std::size_t length) noexcept {
     *static_cast<std::size_t*>(total) += length;
     return length;
 }
 
-std::size_t MTOMHelpers::createMessageCallback(void* room, const char* chunk, std::size_t length) {
+std::size_t MTOMHelpers::createMessageCallback(void* room, const char* chunk, std::size_t length) noexcept {
     auto& free = *static_cast<std::span<char>*>(room);
     if (length > free.size()) return 0;
     std::copy_n(chunk, length, free.begin());

@@ -43,8 +43,8 @@ public:
     [[nodiscard]] static std::unique_ptr<char[]> extractBoundary(const char* text);
 
     /// `messageSizeCallback`: adds a chunk's length to the `std::size_t` at `total`. Answers that length.
-    static std::size_t messageSizeCallback(void* total, const char* chunk, std::size_t length);
+    static std::size_t messageSizeCallback(void* total, const char* chunk, std::size_t length) noexcept;
     /// `createMessageCallback`: copies a chunk to the front of the `std::span<char>` at `room`, which then begins
     /// behind it. Answers the chunk's length, or 0 when it does not fit.
-    static std::size_t createMessageCallback(void* room, const char* chunk, std::size_t length);
+    static std::size_t createMessageCallback(void* room, const char* chunk, std::size_t length) noexcept;
 };

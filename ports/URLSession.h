@@ -25,7 +25,8 @@ struct URLSessionConfiguration {
 };
 
 /// One request and its response. A task begins suspended. It keeps its session alive until it has completed.
-/// All operations may be called from any thread, also by the delegate in the middle of a call.
+/// All operations may be called from any thread, also by the delegate in the middle of a call; where memory runs out
+/// while a response comes, the task fails with `NSURLErrorUnknown`.
 class URLSessionTask {
 public:
     virtual ~URLSessionTask() = default;

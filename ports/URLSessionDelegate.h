@@ -66,9 +66,10 @@ enum class URLSessionResponseDisposition {
 /// A task's normal sequence: `didCreateTask`; for a new https connection `didReceiveChallenge`; `didSendBodyData` while
 /// the body goes out; `didReceiveResponse`; `didReceiveData` any number of times; `didCompleteWithError`.
 ///
-/// All operations run on the session's delegate queue, one at a time and in order. Session and task are lent for the
-/// call. Operations that ask take a completion handler: it may be called later and from any thread; the task waits for
-/// it, others go on. Only its first call counts; when it is dropped without one, the default is the answer.
+/// All operations run on the session's delegate queue, one at a time and in order. What they throw ends the process:
+/// nobody on that queue could answer for it. Session and task are lent for the call. Operations that ask take a
+/// completion handler: it may be called later and from any thread; the task waits for it, others go on. Only its first
+/// call counts; when it is dropped without one, the default is the answer.
 ///
 /// Some operations never come on the platforms there are now; they are here because proxies forward them.
 class URLSessionDelegate {

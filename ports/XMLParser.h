@@ -8,7 +8,8 @@
 inline constexpr const char* NSXMLParserErrorDomain = "NSXMLParserErrorDomain";
 
 /// Hears what a parser finds, in the order of the document and on the thread that feeds the parser. Texts are UTF-8 and
-/// last for the call. Attributes, comments and processing instructions are not told.
+/// last for the call. Attributes, comments and processing instructions are not told. What an operation throws comes out
+/// of the parser's, and nothing is told any more.
 class XMLParserDelegate {
 public:
     virtual ~XMLParserDelegate() = default;
@@ -21,7 +22,7 @@ public:
     virtual void parserParseErrorOccurred(const ErrorPtr& parseError) = 0;
 };
 
-/// Reads one document in pieces of any size, in the encoding that it declares or begins with. No thread but one at a
+/// Reads one document in pieces of any size, in the encoding that it declares or begins with. Used by one thread at a
 /// time.
 ///
 /// Documents are not trusted: nothing is fetched, no entity but the five of XML is known, and memory and time stay in

@@ -8,7 +8,8 @@
 class ISoapCaller;
 
 /// Receives what web service calls come to. Called on the HTTP client's queue, never on the thread that made the call.
-/// The caller is lent for the call; it may be asked for its next call right away.
+/// The caller is lent for the call; it may be asked for its next call right away. What an operation throws ends the
+/// process: there is nobody on that queue to hear of it.
 class ISoapCallback {
 public:
     virtual ~ISoapCallback() = default;

@@ -1,6 +1,6 @@
 #pragma once
 
-/// Shows people that something is under way. Called on whichever thread starts or ends a call.
+/// Shows people that something is under way. Called on whichever thread starts or ends a call; must not throw.
 class ISpinnerController {
 public:
     virtual ~ISpinnerController() = default;

@@ -26,8 +26,8 @@ void CurlLoop::post(Task task) {
     {
         const std::lock_guard lock(mutex_);
         if (stopped_) return;
-        posted_.push_back(std::move(task));
         if (!thread_.joinable()) thread_ = std::thread([this] { run(); });
+        posted_.push_back(std::move(task));
         isPolling = std::exchange(isPolling_, false);
     }
     if (isPolling) curl_multi_wakeup(multi());  // what the thread does first is to take the lock

@@ -35,6 +35,8 @@ public:
     CurlLoop& operator=(const CurlLoop&) = delete;
 
     /// Runs the task on the loop's thread, which starts with the first; any thread. Dropped once the loop has stopped.
+    /// What it throws ends the process: nobody is there to hear of it. Throws `std::system_error` when the system has
+    /// no thread to give; the task is then dropped.
     void post(Task task);
     /// Lets the thread end after the task under way; drops clients and tasks. Any thread, also the loop's own.
     void stop();
@@ -53,7 +55,7 @@ public:
     void keepHandle(CurlHandle handle);
 
 private:
-    void run();
+    void run() noexcept;
     void runPosted();
     [[nodiscard]] bool beginPolling();
     void endTransfers();

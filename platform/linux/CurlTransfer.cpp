@@ -121,6 +121,7 @@ void CurlTransfer::transferEnded(CURL* /*easy*/, CURLcode result) {
 }
 
 void CurlTransfer::hopEnded(CURLcode result) {
+    if (hasThrown_) return finish(makeURLError(NSURLErrorUnknown, request_.url, "memory has run out"));
     if (stage_ == Stage::discarded) {
         request_ = std::move(nextRequest_);
         curl_easy_reset(easy_.get());
@@ -208,20 +209,36 @@ void CurlTransfer::deliverResponse() {
     task_->tellResponse(response_);
 }
 
-std::size_t CurlTransfer::receivedHeader(const char* bytes, std::size_t size, std::size_t count, void* self) {
-    return static_cast<CurlTransfer*>(self)->receiveHeader({bytes, size * count}) ? size * count : 0;
+template <class Result, class Call>
+Result CurlTransfer::calledBack(void* self, Result onFailure, const Call& call) noexcept {
+    auto& transfer = *static_cast<CurlTransfer*>(self);
+    try {
+        return call(transfer);
+    } catch (...) {
+        transfer.hasThrown_ = true;
+        return onFailure;
+    }
 }
 
-std::size_t CurlTransfer::receivedBody(const char* bytes, std::size_t size, std::size_t count, void* self) {
-    return static_cast<CurlTransfer*>(self)->receiveBody({bytes, size * count});
+std::size_t CurlTransfer::receivedHeader(const char* bytes, std::size_t size, std::size_t count, void* self) noexcept {
+    return calledBack(self, std::size_t{0}, [&](CurlTransfer& transfer) {
+        return transfer.receiveHeader({bytes, size * count}) ? size * count : 0;
+    });
+}
+
+std::size_t CurlTransfer::receivedBody(const char* bytes, std::size_t size, std::size_t count, void* self) noexcept {
+    return calledBack(self, std::size_t{0}, [&](CurlTransfer& transfer) {
+        return transfer.receiveBody({bytes, size * count});
+    });
 }
 
 int CurlTransfer::progressed(void* self, curl_off_t /*toReceive*/, curl_off_t received, curl_off_t /*toSend*/,
-                             curl_off_t sent) {
-    auto& transfer = *static_cast<CurlTransfer*>(self);
-    if (std::exchange(transfer.moved_, received + sent) != received + sent) transfer.touch();
-    transfer.tellSent(sent);
-    return 0;
+                             curl_off_t sent) noexcept {
+    return calledBack(self, 1, [&](CurlTransfer& transfer) {
+        if (std::exchange(transfer.moved_, received + sent) != received + sent) transfer.touch();
+        transfer.tellSent(sent);
+        return 0;
+    });
 }
 
 bool CurlTransfer::fail(NSURLErrorCode code, const std::string& detail) {

@@ -52,9 +52,13 @@ private:
     void deliverResponse();
 
     /// What libcurl calls; false or a short count ends the transfer, with `failure_` as the reason.
-    static std::size_t receivedHeader(const char* bytes, std::size_t size, std::size_t count, void* self);
-    static std::size_t receivedBody(const char* bytes, std::size_t size, std::size_t count, void* self);
-    static int progressed(void* self, curl_off_t toReceive, curl_off_t received, curl_off_t toSend, curl_off_t sent);
+    static std::size_t receivedHeader(const char* bytes, std::size_t size, std::size_t count, void* self) noexcept;
+    static std::size_t receivedBody(const char* bytes, std::size_t size, std::size_t count, void* self) noexcept;
+    static int progressed(void* self, curl_off_t toReceive, curl_off_t received, curl_off_t toSend,
+                          curl_off_t sent) noexcept;
+    /// All that libcurl calls goes through here. It is C: what is thrown must not pass, so it ends the transfer.
+    template <class Result, class Call>
+    static Result calledBack(void* self, Result onFailure, const Call& call) noexcept;
     [[nodiscard]] bool receiveHeader(std::string_view line);
     void takeField();
     [[nodiscard]] bool headEnded();
@@ -86,6 +90,7 @@ private:
     std::int64_t sent_ = 0;
     std::int64_t moved_ = 0;  ///< bytes both ways that libcurl has told of
     ErrorPtr failure_;        ///< why we ended the hop
+    bool hasThrown_ = false;  ///< something that libcurl has called
     bool endsWithHead_ = false;
 
     std::size_t undelivered_ = 0;  ///< bytes that wait for the delegate

@@ -53,7 +53,7 @@ void CurlTrust::setUp(CURL* easy, const URLParts& server) {
     curl_easy_setopt(easy, CURLOPT_CAPATH, nullptr);
 }
 
-CURLcode CurlTrust::setUpContext(CURL* /*easy*/, void* context, void* self) {
+CURLcode CurlTrust::setUpContext(CURL* /*easy*/, void* context, void* self) noexcept {
     auto* const tls = static_cast<SSL_CTX*>(context);
     SSL_CTX_set_default_verify_paths(tls);
     SSL_CTX_set_cert_verify_callback(tls, &verify, self);
@@ -62,16 +62,22 @@ CURLcode CurlTrust::setUpContext(CURL* /*easy*/, void* context, void* self) {
     return CURLE_OK;
 }
 
-int CurlTrust::verify(X509_STORE_CTX* handshake, void* self) {
-    auto& trust = *static_cast<CurlTrust*>(self);
-    auto shown = shownCertificates(handshake);
-    if (std::find(trust.accepted_.begin(), trust.accepted_.end(), shown) != trust.accepted_.end()) {
-        X509_STORE_CTX_set_error(handshake, X509_V_OK);
-        return 1;
+int CurlTrust::verify(X509_STORE_CTX* handshake, void* self) noexcept {
+    bool passes = false;
+    try {
+        passes = static_cast<CurlTrust*>(self)->mayPass(handshake);
+    } catch (...) {  // memory has run out: nobody is trusted
+        passes = false;
     }
-    trust.undecided_ = std::make_shared<const ServerTrust>(ServerTrust{std::move(shown), trust.evaluate(handshake)});
-    X509_STORE_CTX_set_error(handshake, X509_V_ERR_APPLICATION_VERIFICATION);
-    return 0;
+    X509_STORE_CTX_set_error(handshake, passes ? X509_V_OK : X509_V_ERR_APPLICATION_VERIFICATION);
+    return passes ? 1 : 0;
+}
+
+bool CurlTrust::mayPass(X509_STORE_CTX* handshake) {
+    auto shown = shownCertificates(handshake);
+    if (std::find(accepted_.begin(), accepted_.end(), shown) != accepted_.end()) return true;
+    undecided_ = std::make_shared<const ServerTrust>(ServerTrust{std::move(shown), evaluate(handshake)});
+    return false;
 }
 
 ErrorPtr CurlTrust::evaluate(X509_STORE_CTX* handshake) const {

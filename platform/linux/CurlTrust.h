@@ -32,8 +32,10 @@ public:
     void accept(const ServerTrust& trust) { accepted_.push_back(trust.certificates); }
 
 private:
-    static CURLcode setUpContext(CURL* easy, void* context, void* self);
-    static int verify(X509_STORE_CTX* handshake, void* self);
+    /// What libcurl and OpenSSL call; both are C, so nothing may be thrown through them.
+    static CURLcode setUpContext(CURL* easy, void* context, void* self) noexcept;
+    static int verify(X509_STORE_CTX* handshake, void* self) noexcept;
+    [[nodiscard]] bool mayPass(X509_STORE_CTX* handshake);
     [[nodiscard]] ErrorPtr evaluate(X509_STORE_CTX* handshake) const;
 
     URLParts server_;

@@ -108,7 +108,12 @@ bool LibXmlParser::finish() {
 void LibXmlParser::feed(std::string_view piece, bool last) {
     const GenericErrors errors(this, conversionFailed);
     xmlParseChunk(context_.get(), piece.data(), static_cast<int>(piece.size()), last ? 1 : 0);
+    if (thrown_) std::rethrow_exception(std::exchange(thrown_, nullptr));
     if (failed_) return;
+    if (context_->lastError.code == XML_ERR_NO_MEMORY) {
+        failed_ = true;
+        throw std::bad_alloc();
+    }
     if (context_->wellFormed == 0 || context_->disableSAX != 0) {
         fail(context_->lastError.code, description(context_->lastError));
     } else if (hasHugeToken()) {
@@ -136,37 +141,50 @@ void LibXmlParser::fail(int code, const std::string& reason) {
     delegate_.parserParseErrorOccurred(makeError(NSXMLParserErrorDomain, code, reason + " (line " + line + ")"));
 }
 
-void LibXmlParser::startElement(void* parser, const xmlChar* name, const xmlChar** attributes) noexcept {
-    auto& it = self(parser);
+template <class Event>
+void LibXmlParser::hear(void* parser, const Event& event) noexcept {
+    auto& it = *static_cast<LibXmlParser*>(parser);
     if (it.failed_) return;
-    if (++it.depth_ > kDeepest) {
-        it.refuse("elements are nested too deep");
-    } else if (hasManyAttributes(attributes)) {
-        it.refuse("an element has too many attributes");
-    } else {
-        it.delegate_.parserDidStartElement(chars(name));
+    try {
+        event(it);
+    } catch (...) {
+        it.thrown_ = std::current_exception();
+        it.failed_ = true;
+        xmlStopParser(it.context_.get());
     }
 }
 
+void LibXmlParser::startElement(void* parser, const xmlChar* name, const xmlChar** attributes) noexcept {
+    hear(parser, [&](LibXmlParser& it) {
+        if (++it.depth_ > kDeepest) {
+            it.refuse("elements are nested too deep");
+        } else if (hasManyAttributes(attributes)) {
+            it.refuse("an element has too many attributes");
+        } else {
+            it.delegate_.parserDidStartElement(chars(name));
+        }
+    });
+}
+
 void LibXmlParser::endElement(void* parser, const xmlChar* name) noexcept {
-    auto& it = self(parser);
-    --it.depth_;
-    if (!it.failed_) it.delegate_.parserDidEndElement(chars(name));
+    hear(parser, [&](LibXmlParser& it) {
+        --it.depth_;
+        it.delegate_.parserDidEndElement(chars(name));
+    });
 }
 
 void LibXmlParser::characters(void* parser, const xmlChar* text, int length) noexcept {
-    auto& it = self(parser);
-    if (!it.failed_) it.delegate_.parserFoundCharacters({chars(text), static_cast<std::size_t>(length)});
+    hear(parser, [&](LibXmlParser& it) {
+        it.delegate_.parserFoundCharacters({chars(text), static_cast<std::size_t>(length)});
+    });
 }
 
 /// Where a document type stands in another file, libxml2 takes unknown entities for declared there.
 void LibXmlParser::reference(void* parser, const xmlChar* /*name*/) noexcept {
-    auto& it = self(parser);
-    if (!it.failed_) it.refuse("an entity is not known");
+    hear(parser, [](LibXmlParser& it) { it.refuse("an entity is not known"); });
 }
 
 /// libxml2 leaves out what does not fit the encoding and reads on.
 void LibXmlParser::conversionFailed(void* parser, const char* /*format*/, ...) noexcept {
-    auto& it = self(parser);
-    if (!it.failed_) it.fail(XML_I18N_CONV_FAILED, "the bytes do not fit the encoding");
+    hear(parser, [](LibXmlParser& it) { it.fail(XML_I18N_CONV_FAILED, "the bytes do not fit the encoding"); });
 }

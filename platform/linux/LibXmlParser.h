@@ -4,10 +4,11 @@
 
 #include <libxml/parser.h>
 #include <cstddef>
+#include <exception>
 #include <memory>
 #include <string>
 
-/// Events from libxml2's push parser in version 1 of its interface, which knows no name spaces.
+/// Events from libxml2's push parser in version 1 of its interface, which knows no namespaces.
 class LibXmlParser final : public XMLParser {
 public:
     explicit LibXmlParser(XMLParserDelegate& delegate);
@@ -20,8 +21,10 @@ private:
         void operator()(xmlParserCtxt* context) const;
     };
 
-    static LibXmlParser& self(void* parser) { return *static_cast<LibXmlParser*>(parser); }
     static xmlSAXHandler handler();
+    /// All that libxml2 calls goes through here. It is C: what is thrown must not pass, so `feed` throws it on.
+    template <class Event>
+    static void hear(void* parser, const Event& event) noexcept;
     static void startElement(void* parser, const xmlChar* name, const xmlChar** attributes) noexcept;
     static void endElement(void* parser, const xmlChar* name) noexcept;
     static void characters(void* parser, const xmlChar* text, int length) noexcept;
@@ -38,4 +41,5 @@ private:
     std::string held_;  ///< the open end of the last piece
     std::size_t depth_ = 0;
     bool failed_ = false;
+    std::exception_ptr thrown_;  ///< in the midst of libxml2
 };

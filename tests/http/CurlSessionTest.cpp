@@ -2,6 +2,7 @@
 #include "MacShared/URLSessionDelegateProxy.h"
 #include "platform/linux/HTTPStatusText.h"
 #include "tests/http/CurlHarness.h"
+#include "tests/support/Memory.h"
 
 #include <gtest/gtest.h>
 #include <clocale>
@@ -331,6 +332,27 @@ TEST_F(CurlSessionTest, GoesThroughTheProxyOfTheEnvironment) {
     EXPECT_EQ(proxy.requests().back().path(), "/x");
     EXPECT_EQ(heard(get("https://127.0.0.1:2/")), Notes{"complete -1004"});
     for (const char* variable : {"http_proxy", "https_proxy", "SSL_CERT_FILE"}) ::unsetenv(variable);
+}
+
+TEST_F(CurlSessionTest, OutlivesALackOfMemory) {
+    const HTTPServer server([](const HTTPServer::Request& request) {
+        return request.path() == "/large"
+                   ? ServerAnswer{{"HTTP/1.1 200 OK\r\n\r\n", std::string(50'000, 'x')}, Then::close}
+                   : kHelloAnswer;
+    });
+    const auto recorder = std::make_shared<Recorder>();
+    recorder->onResponse = [](const auto& handler) {  // on the session's thread
+        memory::failAbove(4 << 10);
+        handler(URLSessionResponseDisposition::allow);
+    };
+    const auto shared = session(recorder);
+    for (const char* path : {"/", "/large", "/"}) {
+        const auto heard = recorder->notes().size();
+        shared->dataTaskWithRequest(get(server.url(path)))->resume();
+        EXPECT_TRUE(eventually([&] { return recorder->notes().size() > heard && recorder->hasCompleted(); }));
+    }
+    EXPECT_EQ(recorder->notes(), (Notes{"response 200", "data hello", "complete", "response 200", "complete -1",
+                                        "response 200", "data hello", "complete"}));
 }
 
 TEST_F(CurlSessionTest, EndsWithTransfersUnderWay) {

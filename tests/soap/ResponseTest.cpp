@@ -7,6 +7,7 @@
 #include <chrono>
 #include <fstream>
 #include <iterator>
+#include <stdexcept>
 #include <string>
 
 namespace {
@@ -193,6 +194,33 @@ TEST_F(Response, LargeAndDeepOnesAreRead) {
     EXPECT_EQ(*fields.find("field99998"), SoapValue("field99998"));
     EXPECT_EQ(fields.find("field99999"), nullptr);
     EXPECT_EQ(fields.begin()[40'000].first, "field80000");
+}
+
+TEST_F(Response, WhatItsReceiverThrowsComesOut) {
+    class Thrower final : public XMLParserDelegate {
+    public:
+        explicit Thrower(char at) : at_(at) {}
+        std::string told;
+
+    private:
+        void hear(char what) {
+            told += what;
+            if (what == at_) throw std::length_error("full");
+        }
+        void parserDidStartElement(std::string_view /*name*/) override { hear('<'); }
+        void parserDidEndElement(std::string_view /*name*/) override { hear('>'); }
+        void parserFoundCharacters(std::string_view /*text*/) override { hear('x'); }
+        void parserParseErrorOccurred(const ErrorPtr& /*error*/) override { hear('!'); }
+
+        const char at_;
+    };
+    for (const std::string told : {"<", "<x", "<x>", "<x>!"}) {
+        Thrower thrower(told.back());
+        const auto parser = real.makeParser(thrower);
+        EXPECT_THROW(parser->parse("<a>text</a><b/>") && parser->finish(), std::length_error);
+        EXPECT_FALSE(parser->parse("<c/>"));
+        EXPECT_EQ(thrower.told, told);
+    }
 }
 
 }  // namespace

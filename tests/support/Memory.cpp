@@ -1,0 +1,37 @@
+#include "tests/support/Memory.h"
+
+#include <malloc.h>
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+thread_local std::size_t largest = memory::kUnlimited;
+std::atomic<std::size_t> held = 0;
+
+}  // namespace
+
+void memory::failAbove(std::size_t size) {
+    largest = size;
+}
+
+std::size_t memory::inUse() {
+    return held;
+}
+
+void* operator new(std::size_t size) {
+    void* const piece = size > largest ? nullptr : std::malloc(size);
+    if (piece == nullptr) throw std::bad_alloc();
+    held += ::malloc_usable_size(piece);
+    return piece;
+}
+
+void operator delete(void* piece) noexcept {
+    held -= piece == nullptr ? 0 : ::malloc_usable_size(piece);
+    std::free(piece);
+}
+
+void operator delete(void* piece, std::size_t /*size*/) noexcept {
+    operator delete(piece);
+}
