@@ -27,8 +27,9 @@ public:
 ///
 /// Documents are not trusted: nothing is fetched, no entity but the five of XML is known, and memory and time stay in
 /// proportion to what was fed. A document that goes too far ends in a parse error: elements nested more than 2,048 deep
-/// or with more than 256 attributes, more than 200,000 different names, a single tag, comment or declaration of more
-/// than 256 KiB, and a CDATA section of more than 10 MB.
+/// or with more than 256 attributes, more than 200,000 different names, a single tag or declaration of more than
+/// 256 KiB, and a comment or a CDATA section of more than 10 MB. Without memory to go on, operations throw
+/// `std::bad_alloc`.
 class XMLParser {
 public:
     virtual ~XMLParser() = default;

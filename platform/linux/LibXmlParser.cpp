@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::size_t kDeepest = 2048;
 constexpr std::size_t kMostAttributes = 256;
-constexpr std::ptrdiff_t kLongestToken = 256L * 1024;
+constexpr std::size_t kLongestToken = 256UL * 1024;
 /// libxml2 keeps each name once, in a table that stops growing early: masses of different ones would take it minutes.
 constexpr int kMostNames = 200'000;
 /// libxml2 refuses to hold more than 10 MB that it has not read yet, so long pieces are handed over in parts.
@@ -117,17 +117,20 @@ void LibXmlParser::feed(std::string_view piece, bool last) {
     if (context_->wellFormed == 0 || context_->disableSAX != 0) {
         fail(context_->lastError.code, description(context_->lastError));
     } else if (hasHugeToken()) {
-        refuse("a tag, a comment or a declaration is too long");
+        refuse("a tag or a declaration is too long");
     } else if (xmlDictSize(context_->dict) > kMostNames) {
         refuse("there are too many different names");
     }
 }
 
-/// What remains unread is the beginning of something whose end has not come. Of CDATA sections libxml2 hands out 300
-/// bytes for each part fed until it has seen the end; it refuses on its own to hold too much of one.
+/// What remains unread is the beginning of something whose end has not come. CDATA sections, of which libxml2 hands out
+/// 300 bytes for each part fed until it has seen the end, and comments take no more time for being long; it refuses on
+/// its own to hold too much of one.
 bool LibXmlParser::hasHugeToken() const {
-    return context_->input != nullptr && context_->instate != XML_PARSER_CDATA_SECTION &&
-           context_->input->end - context_->input->cur > kLongestToken;
+    const auto* const input = context_->input;
+    if (input == nullptr || context_->instate == XML_PARSER_CDATA_SECTION) return false;
+    const std::string_view unread(chars(input->cur), static_cast<std::size_t>(input->end - input->cur));
+    return unread.size() > kLongestToken && !unread.starts_with("<!--");
 }
 
 void LibXmlParser::refuse(const std::string& reason) {

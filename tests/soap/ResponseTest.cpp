@@ -139,6 +139,7 @@ TEST_F(Response, HostileDocumentsEndInAParseError) {
         {"a tag full of attributes", inResponse("<a" + manyAttributes(25'000) + "/>")},
         {"a tag of a million attributes", inResponse("<a" + manyAttributes(1'000'000) + "/>")},
         {"a tag that never ends", "<GetItemResponse a='" + std::string(20 << 20, 'x')},
+        {"a comment that never ends", "<GetItemResponse><!--" + std::string(20 << 20, 'x')},
         {"masses of names", inResponse([] {
              std::string fields;
              for (int i = 0; i < 1'500'000; ++i) fields += "<field" + std::to_string(i) + "/>";
@@ -164,6 +165,8 @@ TEST_F(Response, LargeAndDeepOnesAreRead) {
     EXPECT_EQ(parsed("<GetItemResponse>" + deep + "</GetItemResponse>").size(),
               std::string("{response: \"x\"}").size() + kDepth * std::string("{a: }").size());
 
+    EXPECT_EQ(parsed("<!--" + std::string(9 << 20, 'x') + "--><GetItemResponse>7</GetItemResponse>"),
+              "{response: \"7\"}");
     const std::string prose(20 << 20, 'x');
     EXPECT_EQ(parsed("<GetItemResponse>" + prose + "</GetItemResponse>"), "{response: \"" + prose + "\"}");
     const auto markup = repeated("<a>\xC3\xA9</a>", 1 << 19);
