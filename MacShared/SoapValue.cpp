@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 
 namespace {
 
@@ -104,6 +105,13 @@ void SoapDictionary::removeNulls() {
     entries_.erase(nulls, entries_.end());
     index_.reset();
     updateIndex();
+}
+
+SoapDictionary SoapDictionary::fitted() && {
+    SoapDictionary dictionary;
+    dictionary.entries_.assign(std::make_move_iterator(entries_.begin()), std::make_move_iterator(entries_.end()));
+    dictionary.index_ = std::move(index_);
+    return dictionary;
 }
 
 /// Enters the keys that have come since.

@@ -145,6 +145,10 @@ public:
     void reserve(std::size_t entries) { entries_.reserve(entries); }
     /// Takes out the entries that hold the null marker.
     void removeNulls();
+    /// Whether it holds memory for far more entries than there are.
+    [[nodiscard]] bool isRoomy() const { return entries_.capacity() / 2 > entries_.size(); }
+    /// The same entries in memory for no more than them.
+    [[nodiscard]] SoapDictionary fitted() &&;
 
     bool operator==(const SoapDictionary& other) const;
 

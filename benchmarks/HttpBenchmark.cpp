@@ -90,7 +90,9 @@ private:
 
 void ours(benchmark::State& state, URLSessions& sessions, const Server& server, const Data& body) {
     const auto collector = std::make_shared<Collector>();
-    const auto session = sessions.sessionWithConfiguration({}, collector);
+    URLSessionConfiguration configuration;
+    configuration.maximumResponseSize = kLarge;
+    const auto session = sessions.sessionWithConfiguration(configuration, collector);
     const auto post = [&] {
         session->dataTaskWithRequest({server.url(), "POST", {{"Content-Type", "text/xml; charset=utf-8"}}, body})
             ->resume();

@@ -17,10 +17,11 @@ struct URLSessionConfiguration {
     /// Connections to one server at a time; further tasks wait, and waiting counts as idle.
     int httpMaximumConnectionsPerHost = 6;
     /// The longest response body, in bytes. A task whose response goes on fails with
-    /// `NSURLErrorDataLengthExceedsMaximum`; what came before has been delivered.
-    std::uint64_t maximumResponseSize = std::uint64_t{1} << 30;
-    /// The longest head of a response in bytes, informational responses and trailers included; fails alike. A client
-    /// may allow less for a single line.
+    /// `NSURLErrorDataLengthExceedsMaximum`; what came before has been delivered. Readers may need many times as much
+    /// memory, and servers choose how long a response is.
+    std::uint64_t maximumResponseSize = std::uint64_t{64} << 20;
+    /// The longest head of a response in bytes, informational responses and trailers included; fails in the same way.
+    /// A client may allow less for a single line.
     std::size_t maximumHeaderSize = std::size_t{256} << 10;
 };
 
@@ -31,7 +32,8 @@ class URLSessionTask {
 public:
     virtual ~URLSessionTask() = default;
     /// Starts the task and returns at once; further calls do nothing. From here on the delegate is told of its
-    /// completion exactly once, unless the session was invalidated before.
+    /// completion exactly once, unless the session was invalidated before. Throws `std::system_error` when the system
+    /// has no thread to give; the task is then of no more use.
     virtual void resume() = 0;
     /// Ends the task and returns at once: it completes with `NSURLErrorCancelled`, whether it was resumed or not, and
     /// nothing but that completion is told any more, even if its response has come whole in the meantime. Does nothing

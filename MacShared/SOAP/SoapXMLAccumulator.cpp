@@ -2,17 +2,29 @@
 
 #include "MacShared/NSBundle+VELLogAdditions.h"
 
+#include <utility>
+
 namespace {
 
 constexpr const char* kResponseKey = "response";
 
-/// The dictionary that the element's children go to. It gets room for as many as its likes had: rows are alike.
+/// The dictionary that the element's children go to. It gets room for as many as the last element at this depth had:
+/// rows are alike.
 SoapDictionary& childrenOf(Frame& frame) {
     if (!frame.dict) {
         frame.dict = std::make_shared<SoapDictionary>();
         frame.dict->reserve(frame.likelySize);
     }
     return *frame.dict;
+}
+
+/// The children of an element that has closed. Servers choose how many elements are empty, so these take no memory.
+std::shared_ptr<const SoapDictionary> settled(std::shared_ptr<SoapDictionary> children) {
+    static const auto kNone = std::make_shared<const SoapDictionary>();
+    children->removeNulls();
+    if (children->empty()) return kNone;
+    if (children->isRoomy()) return std::make_shared<const SoapDictionary>(std::move(*children).fitted());
+    return children;
 }
 
 }  // namespace
@@ -59,8 +71,7 @@ void SoapXMLAccumulator::close(Frame& frame, SoapDictionary& container) {
     auto& items = container[frame.key];
     if (frame.dict) {
         frame.likelySize = frame.dict->size();
-        frame.dict->removeNulls();
-        items.append(std::move(frame.dict));
+        items.append(settled(std::move(frame.dict)));
     } else if (frame.hasText) {
         items.append(std::move(frame.value));
     }

@@ -13,6 +13,7 @@ class CurlLoop;
 /// usual environment variables name. Each session has a thread for its transfers, which calls its delegate too.
 ///
 /// There are no cookies and no cache; nothing is authenticated but servers, so 401 and 407 are responses like others.
+/// The thread of a session that has ended is joined when the next session is made, or with the client.
 /// Responses are delivered in the coding in which they come: none is asked for, unless a request does.
 class CurlSessions final : public URLSessions {
 public:

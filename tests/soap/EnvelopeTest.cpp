@@ -17,7 +17,8 @@ std::string envelope(const std::string& defaultNamespace, const std::string& met
 }
 
 TEST(SoapEnvelope, Requests) {
-    const auto guid = Guid::guidWithString("{3F2504E0-4f89}");
+    Guid guid = Guid::guidWithString("none yet");
+    guid.setGuidString("{3F2504E0-4f89}");
     EXPECT_EQ(
         createSOAPBodyFromMethod("GetItem", "urn:svc", "Remote", Names{"id", "count"}, SoapArray{guid, 3}, -1),
         envelope("urn:svc", R"(<GetItem xmlns="urn:svc/"><id><guid xsi:type="s1:guid">{3F2504E0-4f89}</guid></id>)"
@@ -66,6 +67,14 @@ TEST(SoapEnvelope, Values) {
     for (const auto& [value, xml] : cases) EXPECT_EQ(escapeObject(&value), xml) << xml.value_or("nothing");
     EXPECT_EQ(escapeObject(nullptr), std::nullopt);
     EXPECT_EQ(escapeNumber(nullptr) + escapeDictionary(nullptr) + escapeArray(nullptr), "");
+}
+
+TEST(SoapValue, CopiesAreApart) {
+    SoapValue value = SoapArray{1, 2};
+    const SoapValue copy = value;
+    value.append(3);
+    EXPECT_EQ(copy, SoapValue(SoapArray{1, 2}));
+    EXPECT_EQ(value, SoapValue(SoapArray{1, 2, 3}));
 }
 
 /// Texts are searched in blocks; a special character may stand at any place of one.
