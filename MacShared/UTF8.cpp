@@ -31,7 +31,7 @@ std::size_t characterLength(std::string_view text) {
 
 }  // namespace
 
-bool isUTF8(std::string_view bytes) {
+bool utf8::isValid(std::string_view bytes) {
     while (!bytes.empty()) {
         const auto length = characterLength(bytes);
         if (length == 0) return false;

@@ -25,7 +25,12 @@ Atomic<URLSessionConfiguration>& sharedConfiguration() {
 
 /// The bytes as text, nothing when they are none.
 std::optional<std::string> textFrom(std::string_view bytes) {
-    return isUTF8(bytes) ? std::optional<std::string>(bytes) : std::nullopt;
+    return utf8::isValid(bytes) ? std::optional<std::string>(bytes) : std::nullopt;
+}
+
+ErrorPtr outOfMemory() {
+    return makeError(NSURLErrorDomain, NSURLErrorDataLengthExceedsMaximum,
+                     "The response is longer than memory allows.");
 }
 
 /// The method's result in place of its response element. An empty result reads as null.
