@@ -12,8 +12,8 @@ public:
     VeldrinSoapException() : std::runtime_error("VeldrinSoapException: NSRunLoop failed to run") {}
 };
 
-/// A thread that does what it is handed until it is closed. It keeps this object until it has ended. All operations may
-/// be called from any thread.
+/// A thread that does what it is handed until it is closed. It keeps this object until it has ended. What its work
+/// throws ends the process, unless somebody waits for that work. All operations may be called from any thread.
 class WorkerThread : public std::enable_shared_from_this<WorkerThread> {
 public:
     /// `init`: the thread starts at once. Throws `std::system_error` when the system has no thread to give.

@@ -24,12 +24,14 @@ public:
 class Thread {
 public:
     virtual ~Thread() = default;
-    /// Hands over work and returns at once; work that the thread never comes to is dropped when it ends. Any thread.
+    /// Hands over work and returns at once; work that the thread never comes to is dropped when it ends. What the work
+    /// throws comes out of `runLoopRunOnce`. Any thread.
     virtual void perform(Task work) = 0;
     /// Hands over work and waits until it has been done; what it throws comes out here. False when the thread ended
     /// without it. Any other thread.
     virtual bool performAndWait(const Task& work) = 0;
-    /// Waits for work and does the first piece of it. False when the loop cannot run. The thread itself.
+    /// Waits for work and does the first piece of it; what that throws comes out here, unless somebody waits for it.
+    /// False when the loop cannot run. The thread itself.
     [[nodiscard]] virtual bool runLoopRunOnce() = 0;
     [[nodiscard]] virtual bool isCurrentThread() const = 0;
 };

@@ -39,18 +39,21 @@ private:
 
 class LinuxThread final : public Thread {
 public:
-    void perform(Task work) override { add(std::packaged_task<void()>(std::move(work))); }
+    void perform(Task work) override {
+        const std::lock_guard lock(mutex_);
+        if (hasEnded_) return;
+        waiting_.push_back(std::move(work));
+        added_.notify_one();
+    }
 
     bool performAndWait(const Task& work) override {
-        std::packaged_task<void()> task([&work] { work(); });
-        auto done = task.get_future();
-        add(std::move(task));
-        try {
-            done.get();
-            return true;
-        } catch (const std::future_error&) {
-            return false;  // dropped
-        }
+        bool isDone = false;
+        auto task = std::make_shared<std::packaged_task<void()>>([&] { isDone = true, work(); });
+        auto done = task->get_future();
+        perform([task = std::move(task)] { (*task)(); });
+        done.wait();
+        if (isDone) done.get();  // throws what the work has thrown
+        return isDone;
     }
 
     bool runLoopRunOnce() override {
@@ -76,17 +79,10 @@ public:
     }
 
 private:
-    void add(std::packaged_task<void()> work) {
-        const std::lock_guard lock(mutex_);
-        if (hasEnded_) return;
-        waiting_.push_back(std::move(work));
-        added_.notify_one();
-    }
-
     std::atomic<std::thread::id> id_;
     std::mutex mutex_;  ///< guards what follows
     std::condition_variable added_;
-    std::deque<std::packaged_task<void()>> waiting_;
+    std::deque<Task> waiting_;
     bool hasEnded_ = false;
 };
 

@@ -28,6 +28,8 @@ TEST(Threads, WorkIsDoneInOrderUntilTheThreadEnds) {
     EXPECT_TRUE(thread->performAndWait([&] { done.push_back(thread->isCurrentThread() ? 2 : 0); }));
     EXPECT_EQ(done, (std::vector{1, 2}));
     EXPECT_THROW(thread->performAndWait([] { throw std::out_of_range("work"); }), std::out_of_range);
+    EXPECT_THROW(thread->performAndWait([] { throw std::future_error(std::future_errc::broken_promise); }),
+                 std::future_error);
     thread->perform([&] { goesOn = false; });
     EXPECT_FALSE(thread->performAndWait([] { FAIL() << "the thread has ended"; }));
     ended.get_future().wait();
