@@ -31,7 +31,7 @@ void WorkerThread::threadMain(const std::shared_ptr<Thread>& thread) {
 
 void WorkerThread::waitForStart() const {
     const std::lock_guard lock(*threadStartCondition_);
-    while (!thread()) threadStartCondition_->waitUntilDate(platform().clock.steadyNow() + kStartWait);
+    while (!thread() && !done()) threadStartCondition_->waitUntilDate(platform().clock.steadyNow() + kStartWait);
 }
 
 void WorkerThread::closeThread() {

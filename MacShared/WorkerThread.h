@@ -23,16 +23,17 @@ public:
     [[nodiscard]] bool done() const { return done_.get(); }
     /// `thread`: the running thread; null before it has started and after it has ended.
     [[nodiscard]] std::shared_ptr<Thread> thread() const { return thread_.get(); }
-    /// `waitForStart`: returns once the thread runs, however long that takes; not to be called on a closed one.
+    /// `waitForStart`: returns once the thread runs, however long that takes, or has been asked to end.
     void waitForStart() const;
     /// `closeThread`: lets the thread end once it has done what it was handed before. Returns at once.
     void closeThread();
 
 private:
     WorkerThread();
+    /// `threadMain`: the thread's body.
     void threadMain(const std::shared_ptr<Thread>& thread);
 
-    const std::shared_ptr<Condition> threadStartCondition_;  ///< signalled when the thread has started
+    const std::shared_ptr<Condition> threadStartCondition_;  ///< `threadStartCondition`: the thread has started
     Atomic<bool> done_;
     Atomic<std::shared_ptr<Thread>> thread_;
 };

@@ -56,12 +56,15 @@ std::optional<SoapDictionary> SynchronousSoapCaller::callSoapMethod(
     if (withNamespace) arguments.extension = namespaceExtension;
     if (arguments.extension) arguments.parameterNames = parameterNames;
     if (arguments.parameterNames) arguments.parameters = parameters;
-    workerThread_->thread()->performAndWait([&] { doSoapCall(arguments); });
-
-    auto outcome = waitForOutcome();
+    auto outcome = start(arguments) ? waitForOutcome() : Outcome();
     if (!outcome.isThere()) outcome.error = timeoutError();
     if (errorOut != nullptr) *errorOut = outcome.error;
     return std::move(outcome.results);
+}
+
+bool SynchronousSoapCaller::start(const Arguments& arguments) {
+    const auto thread = workerThread_->thread();
+    return thread && thread->performAndWait([&] { doSoapCall(arguments); });
 }
 
 void SynchronousSoapCaller::doSoapCall(const Arguments& arguments) {

@@ -31,9 +31,9 @@ public:
 
     /// `callSoapMethod:withNamespace:namespaceExtension:parameterNames:parameters:errorOut:`: the result, or nothing;
     /// `errorOut`, when given, then says why and is null on success: what `ISoapCallback` was told, or "Veldrin" 88
-    /// when time ran out. Arguments count up to the first that is missing: **without an extension there are no
-    /// parameters**; pass an empty one. Not on the worker thread nor on the caller's callback thread. Throws
-    /// `std::out_of_range` when there are fewer names than parameters.
+    /// when time ran out or the worker thread was closed. Arguments count up to the first that is missing: **without an
+    /// extension there are no parameters**; pass an empty one. Not on the worker thread nor on the caller's callback
+    /// thread. Throws `std::out_of_range` when there are fewer names than parameters.
     [[nodiscard]] std::optional<SoapDictionary> callSoapMethod(
         const std::string& method, const std::optional<std::string>& withNamespace,
         const std::optional<std::string>& namespaceExtension,
@@ -48,7 +48,8 @@ public:
     void onSoapError(const ErrorPtr& error, ISoapCaller& withCaller, const std::shared_ptr<void>& withState) override;
 
 private:
-    /// The argument record of a call.
+    /// The argument record of a call: "SOAP_METHOD", "SOAP_NAMESPACE", "SOAP_EXTENSION", "SOAP_PARAMETERNAMES" and
+    /// "SOAP_PARAMETERS".
     struct Arguments {
         std::string method;
         std::optional<std::string> callNamespace;
@@ -56,6 +57,7 @@ private:
         std::optional<std::vector<std::string>> parameterNames;
         std::optional<SoapArray> parameters;
     };
+    /// `results` and `error`.
     struct Outcome {
         std::optional<SoapDictionary> results;
         ErrorPtr error;
@@ -63,14 +65,18 @@ private:
     };
 
     explicit SynchronousSoapCaller(std::shared_ptr<ISoapCaller> caller);
+    /// Whether the worker thread has started the call.
+    [[nodiscard]] bool start(const Arguments& arguments);
+    /// `doSoapCall:`, on the worker thread.
     void doSoapCall(const Arguments& arguments);
+    /// `assignSoapResult:andError:`
     void assignSoapResult(const std::optional<SoapDictionary>& results, const ErrorPtr& andError);
     void deliver(const std::optional<SoapDictionary>& results, const ErrorPtr& error);
     [[nodiscard]] Outcome takeOutcome();
     [[nodiscard]] Outcome waitForOutcome();
 
     const std::shared_ptr<ISoapCaller> caller_;
-    const std::shared_ptr<Condition> soapCondition_;  ///< signalled when an outcome has come
+    const std::shared_ptr<Condition> soapCondition_;  ///< `soapCondition`: an outcome has come
     const std::shared_ptr<WorkerThread> workerThread_;
     std::mutex mutex_;
     Outcome outcome_;  ///< of the current call, empty until it arrives; guarded by `mutex_`

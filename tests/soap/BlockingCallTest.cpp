@@ -15,11 +15,12 @@ protected:
 
     void makeBlocking() { blocking = SynchronousSoapCaller::initWithSoapCaller(caller); }
     /// The outcome and how long it took.
-    std::string outcome(const std::optional<std::string>& extension = "", const SoapArray& parameters = {}) {
+    std::string outcome(const std::optional<std::string>& extension = "", const SoapArray& parameters = {},
+                        const std::optional<std::string>& callNamespace = "urn:svc") {
         const auto before = platform.dispatch.elapsed();
         ErrorPtr error = makeError("untouched", 0);
-        const auto result =
-            blocking->callSoapMethod("Get", "urn:svc", extension, Names(parameters.size(), "p"), parameters, &error);
+        const auto result = blocking->callSoapMethod("Get", callNamespace, extension, Names(parameters.size(), "p"),
+                                                     parameters, &error);
         const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(platform.dispatch.elapsed() - before);
         return (result ? lineOf(SoapValue(*result)) : "nothing") + (error ? ", " + lineOf(error) : "") + ", " +
                std::to_string(seconds.count()) + " s";
@@ -42,13 +43,17 @@ TEST_F(BlockingCall, Outcomes) {
                  std::out_of_range);
 }
 
-TEST_F(BlockingCall, WithoutAnExtensionThereAreNoParameters) {
+TEST_F(BlockingCall, ArgumentsCountUpToTheFirstThatIsMissing) {
     makeBlocking();
-    static_cast<void>(outcome("", {"v"}));
-    static_cast<void>(outcome(std::nullopt, {"v"}));
-    const auto sent = [this](std::size_t i) { return platform.urlSessions.requests.at(i).httpBody->find("<p>v</p>"); };
-    EXPECT_NE(sent(0), std::string::npos);
-    EXPECT_EQ(sent(1), std::string::npos);
+    EXPECT_EQ(outcome("Remote", {"v"}), "{response: 7}, 3 s");
+    EXPECT_EQ(outcome(std::nullopt, {"v"}), "{response: 7}, 3 s");
+    EXPECT_EQ(outcome("Remote", {"v"}, std::nullopt), "{response: 7}, 3 s");
+    const char* const actions[] = {"\"urn:svc/Remote/Get\"", "\"urn:svc/Get\"", "\"(null)/Get\""};
+    for (std::size_t i = 0; i < std::size(actions); ++i) {
+        const auto& request = platform.urlSessions.requests.at(i);
+        EXPECT_EQ(request.httpHeaderFields.value("SOAPAction"), actions[i]);
+        EXPECT_EQ(request.httpBody->find("<p>v</p>") != std::string::npos, i == 0) << actions[i];
+    }
 }
 
 TEST_F(BlockingCall, ALateAnswerIsForgottenOrTakenForTheNext) {
@@ -82,6 +87,18 @@ TEST_F(BlockingCall, TheWorkerLivesAsLongAsItsOwner) {
     blocking.reset();  // before the thread has started
     run();
     EXPECT_EQ(platform.threads.running(), 0U);
+}
+
+TEST_F(BlockingCall, WithoutAWorkerThereIsNoCall) {
+    for (const bool hasStarted : {true, false}) {
+        makeBlocking();
+        if (hasStarted) run();
+        blocking->workerThread()->closeThread();
+        if (hasStarted) run();
+        EXPECT_EQ(outcome(), "nothing, error Veldrin 88 Timeout waiting on SOAP call, 0 s");
+        run();
+    }
+    EXPECT_TRUE(platform.urlSessions.requests.empty());
 }
 
 TEST_F(BlockingCall, ARunLoopThatCannotRunIsDeadly) {
