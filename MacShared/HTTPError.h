@@ -15,11 +15,13 @@ inline constexpr const char* VELErrorCodeHeader = "X-VELErrorCode";
 /// empty or holds `VELErrorCodeHeader`.
 class HTTPError final : public Error {
 public:
-    /// `initWithErrorCode:andStatus:andBody:andHeaderErrorCode:`: status code, its phrase, the response body (nothing
-    /// when that is no text) and the value of `VELErrorCodeHeader`. An error cannot be made without the first three.
+    /// `initWithErrorCode:andStatus:andBody:andHeaderErrorCode:`, and `initWithErrorCode:andStatus:andBody:` without
+    /// the last: status code, its phrase, the response body (nothing when that is no text) and the value of
+    /// `VELErrorCodeHeader`. An error cannot be made without the first three (`init` and
+    /// `initWithDomain:code:userInfo:` do not exist).
     HTTPError(std::int64_t errorCode, std::string andStatus, std::optional<std::string> andBody,
               const std::optional<std::string>& andHeaderErrorCode = {});
-    /// `errorWithCode:andStatus:andBody:andHeaderErrorCode:`
+    /// `errorWithCode:andStatus:andBody:andHeaderErrorCode:`, and `errorWithCode:andStatus:andBody:` without the last.
     [[nodiscard]] static std::shared_ptr<const HTTPError> errorWithCode(
         std::int64_t code, std::string andStatus, std::optional<std::string> andBody,
         const std::optional<std::string>& andHeaderErrorCode = {});
@@ -27,7 +29,7 @@ public:
     [[nodiscard]] const std::string& status() const { return status_; }
     [[nodiscard]] const std::optional<std::string>& body() const { return body_; }
 
-    /// `HTTP Error 404 not found`, in the user's language.
+    /// `HTTP Error 404 not found`, in the user's language (`errorFormatString`).
     [[nodiscard]] std::string localizedDescription() const override;
     /// The body.
     [[nodiscard]] std::optional<std::string> localizedFailureReason() const override { return body_; }

@@ -15,7 +15,8 @@ public:
     virtual ~ISoapCaller() = default;
     /// `callSoapMethod:withNamespace:namespaceExtension:parameterNames:parameters:withState:`: starts the call and
     /// returns at once. What becomes of it is told to the callback, together with the state. Without either list there
-    /// are no parameters; throws `std::out_of_range` when there are fewer names than parameters.
+    /// are no parameters. Throws `std::out_of_range` when there are fewer names than parameters, and
+    /// `std::system_error` when the system has no thread to give; there is no call then.
     virtual void callSoapMethod(const std::string& method, const std::optional<std::string>& withNamespace,
                                 const std::optional<std::string>& namespaceExtension,
                                 const std::optional<std::vector<std::string>>& parameterNames,

@@ -14,6 +14,8 @@
 #include "ports/UserDefaults.h"
 #include "ports/XML.h"
 
+#include <new>
+
 namespace {
 
 constexpr const char* kResponseBodyKey = "responsebodykey";
@@ -87,8 +89,14 @@ void SimpleSoapCaller::callSoapMethod(const std::string& method, const std::opti
     const auto task = session_->dataTaskWithRequest(
         makeSoapRequest(url(), method, withNamespace, namespaceExtension, parameterNames, parameters, logSoap()));
     setSpinning(true);  // before the call can end
-    assign(call_, Call{method, std::move(withState), task, {}});
-    task->resume();
+    assign(call_, Call{method, std::move(withState), task, {}, false});
+    try {
+        task->resume();
+    } catch (...) {
+        assign(call_, Call());
+        setSpinning(false);
+        throw;
+    }
 }
 
 std::shared_ptr<ISoapCallback> SimpleSoapCaller::callback() const {
@@ -175,7 +183,13 @@ void SimpleSoapCaller::URLSessionDataTaskDidReceiveResponse(URLSession& /*sessio
 void SimpleSoapCaller::URLSessionDataTaskDidReceiveData(URLSession& /*session*/, URLSessionDataTask& dataTask,
                                                         std::string_view data) {
     const std::lock_guard lock(mutex_);
-    if (isCurrent(dataTask)) call_.responseData += data;
+    if (!isCurrent(dataTask) || call_.isOutOfMemory) return;
+    try {
+        call_.responseData += data;
+    } catch (const std::bad_alloc&) {
+        call_.isOutOfMemory = true;
+        call_.responseData = {};
+    }
 }
 
 void SimpleSoapCaller::URLSessionTaskDidCompleteWithError(URLSession& /*session*/, URLSessionTask& task,
@@ -190,6 +204,8 @@ void SimpleSoapCaller::URLSessionTaskDidCompleteWithError(URLSession& /*session*
     }
     if (error) {
         processError(call, error);
+    } else if (call.isOutOfMemory) {
+        processError(call, outOfMemory());
     } else {
         processResponse(call, head);
     }
@@ -212,11 +228,17 @@ void SimpleSoapCaller::URLSessionTaskDidReceiveChallenge(URLSession& /*session*/
 void SimpleSoapCaller::processResponse(const Call& call, const Head& head) {
     if (logSoap()) VELLog("Server response loaded %s", "-[SimpleSoapCaller processResponse]");
     setSpinning(false);
-    if (head.code >= 200 && head.code < 300) {
-        deliverResult(call, head);
-    } else if (head.code >= 400) {
-        deliverFailure(call, head);
+    const bool isFailure = head.code >= 400;
+    if (!isFailure && (head.code < 200 || head.code >= 300)) return;  // silence
+    SoapDictionary result;
+    ErrorPtr error;
+    try {
+        error = isFailure ? failureFrom(call, head) : resultFrom(call, head, result);
+    } catch (const std::bad_alloc&) {
+        error = outOfMemory();
     }
+    if (error) return deliverError(call, error);
+    if (const auto receiver = callback()) receiver->onSoapData(result, *this, call.state);
 }
 
 void SimpleSoapCaller::processError(const Call& call, const ErrorPtr& error) {
@@ -227,30 +249,25 @@ void SimpleSoapCaller::processError(const Call& call, const ErrorPtr& error) {
     deliverError(call, error);
 }
 
-void SimpleSoapCaller::deliverFailure(const Call& call, const Head& head) {
+ErrorPtr SimpleSoapCaller::failureFrom(const Call& call, const Head& head) const {
     auto body = textFrom(call.responseData);
     if (logSoap()) VELLog("HTTP %d: %@ ", head.code, body);
-    deliverError(call,
-                 HTTPError::errorWithCode(head.code, platform().urlSessions->localizedStringForStatusCode(head.code),
-                                          std::move(body), head.errorCode));
+    return HTTPError::errorWithCode(head.code, platform().urlSessions->localizedStringForStatusCode(head.code),
+                                    std::move(body), head.errorCode);
 }
 
-void SimpleSoapCaller::deliverResult(const Call& call, const Head& head) {
+ErrorPtr SimpleSoapCaller::resultFrom(const Call& call, const Head& head, SoapDictionary& result) const {
     const auto payload = head.boundary ? multipartPayload(call.responseData, *head.boundary)
                                        : std::optional<std::string_view>(call.responseData);
     if (logSoap()) VELLog("%@", textFrom(payload.value_or(call.responseData)));
-    if (!payload) {
-        deliverError(call, unusableResponse(call));
-        return;
-    }
+    if (!payload) return unusableResponse(call);
     const auto resultTag = call.method + "Result";
     SoapXMLAccumulator accumulator(call.method + "Response", resultTag);
     const auto parser = platform().xml.makeParser(accumulator);
     parser->parse(*payload);
     parser->finish();
-    if (const auto receiver = callback()) {
-        receiver->onSoapData(unwrapped(accumulator.Value(), resultTag), *this, call.state);
-    }
+    result = unwrapped(accumulator.Value(), resultTag);
+    return nullptr;
 }
 
 ErrorPtr SimpleSoapCaller::unusableResponse(const Call& call) {

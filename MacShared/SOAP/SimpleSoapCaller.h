@@ -23,6 +23,7 @@
 /// - status 2xx, multipart, but not in parts: error "Veldrin" 87 with the body under "responsebodykey";
 /// - status 400 and above: an `HTTPError`; a fault is not parsed;
 /// - the transport failed, also when 60 seconds pass without a byte: the HTTP client's error;
+/// - there is no memory for the response or for what it holds: `NSURLErrorDataLengthExceedsMaximum`;
 /// - any other status: nothing, the call ends in silence.
 ///
 /// One call at a time: a second one replaces the first, whose result is lost. The state that goes with a call is
@@ -82,18 +83,19 @@ public:
                                            const ChallengeHandler& completionHandler) override;
 
 private:
-    /// The call under way. Without a task there is none.
+    /// The call under way: `method`, `state`, `task`, `responseData`. Without a task there is none.
     struct Call {
         std::string method;
         std::shared_ptr<void> state;
         std::shared_ptr<URLSessionDataTask> task;
         std::string responseData;
+        bool isOutOfMemory = false;
     };
     /// What counts of a response's head; it stays until the next response.
     struct Head {
         std::int32_t code = 0;
         std::optional<std::string> errorCode;
-        std::optional<std::string> boundary;  ///< none for a plain response
+        std::optional<std::string> boundary;  ///< `responseBoundary`; none for a plain response
     };
 
     SimpleSoapCaller() = default;
@@ -112,14 +114,16 @@ private:
     /// Under the lock. Whether the task is the one of the call under way.
     [[nodiscard]] bool isCurrent(const URLSessionTask& task) const;
     void setSpinning(bool spinning);
+    /// `processResponse` and `processError:`
     void processResponse(const Call& call, const Head& head);
     void processError(const Call& call, const ErrorPtr& error);
-    void deliverFailure(const Call& call, const Head& head);
-    void deliverResult(const Call& call, const Head& head);
+    [[nodiscard]] ErrorPtr failureFrom(const Call& call, const Head& head) const;
+    /// An error, or nothing and the result.
+    [[nodiscard]] ErrorPtr resultFrom(const Call& call, const Head& head, SoapDictionary& result) const;
     void deliverError(const Call& call, const ErrorPtr& error);
     [[nodiscard]] static ErrorPtr unusableResponse(const Call& call);
 
-    std::shared_ptr<URLSession> session_;  ///< never changes once the caller is made
+    std::shared_ptr<URLSession> session_;  ///< `session`; never changes once the caller is made
     mutable std::mutex mutex_;             ///< guards what follows; never held while others are called
     bool ignoreCertificateErrors_ = false;
     bool logSoap_ = false;

@@ -2,6 +2,8 @@
 
 #include "ports/OwedAnswer.h"
 
+#include <cerrno>
+#include <system_error>
 #include <utility>
 
 namespace {
@@ -43,6 +45,7 @@ public:
 
     void resume() override {
         if (session_->isInvalid_ || std::exchange(isResumed_, true)) return;
+        if (session_->owner_.hasNoThread) throw std::system_error(EAGAIN, std::generic_category());
         later({}, [this] { send(request_); });
     }
     void cancel() override {
@@ -182,6 +185,7 @@ void SimulatedURLSessions::Session::invalidateAndCancel() {
 
 std::shared_ptr<URLSession> SimulatedURLSessions::sessionWithConfiguration(
     const URLSessionConfiguration& configuration, std::shared_ptr<URLSessionDelegate> delegate) {
+    configurations.push_back(configuration);
     return std::make_shared<Session>(*this, configuration, std::move(delegate));
 }
 

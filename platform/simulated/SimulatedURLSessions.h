@@ -35,8 +35,10 @@ public:
     /// "status" and the code.
     [[nodiscard]] std::string localizedStringForStatusCode(int statusCode) override;
 
-    Server server;                     ///< answers every request; without one, no host is found
-    std::vector<URLRequest> requests;  ///< all that were sent, in order
+    Server server;                                        ///< answers every request; without one, no host is found
+    std::vector<URLRequest> requests;                     ///< all that were sent, in order
+    std::vector<URLSessionConfiguration> configurations;  ///< of all sessions, in order
+    bool hasNoThread = false;                             ///< tasks cannot be resumed
 
 private:
     class Session;

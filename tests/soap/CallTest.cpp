@@ -1,4 +1,7 @@
 #include "tests/soap/SoapScenario.h"
+#include "tests/support/Memory.h"
+
+#include <system_error>
 
 namespace {
 
@@ -122,29 +125,40 @@ TEST_F(SoapScenario, UntrustedCertificatesAreRefusedUnlessIgnored) {
 
     using Disposition = URLSessionAuthChallengeDisposition;
     const auto session = platform.urlSessions.sessionWithConfiguration({}, nullptr);
+    const auto answerTo = [&](const std::string& method) {
+        std::vector<std::pair<Disposition, bool>> answers;
+        caller->URLSessionTaskDidReceiveChallenge(
+            *session, *session->dataTaskWithRequest({}), {{"server", 443, method, answer.trust}},
+            [&](Disposition disposition, const auto& credential) {
+                answers.emplace_back(disposition, credential && credential->serverTrust == answer.trust);
+            });
+        return answers;
+    };
+    using Answers = std::vector<std::pair<Disposition, bool>>;
     for (const bool ignore : {false, true}) {
         caller->setIgnoreCertificateErrors(ignore);
-        caller->URLSessionTaskDidReceiveChallenge(*session, *session->dataTaskWithRequest({}),
-                                                  {{"server", 443, "NSURLAuthenticationMethodHTTPBasic", nullptr}},
-                                                  [](Disposition disposition, const auto& credential) {
-                                                      EXPECT_EQ(disposition, Disposition::performDefaultHandling);
-                                                      EXPECT_FALSE(credential);
-                                                  });
+        EXPECT_EQ(answerTo("NSURLAuthenticationMethodHTTPBasic"),
+                  (Answers{{Disposition::performDefaultHandling, false}}));
+        EXPECT_EQ(answerTo(NSURLAuthenticationMethodServerTrust), (Answers{{Disposition::useCredential, ignore}}));
     }
 }
 
 TEST_F(SoapScenario, LogsWhenTheUserWants) {
+    const auto callsOfAllOutcomes = [this] {
+        makeCaller();
+        for (const auto& each :
+             {SimulatedAnswer{200, {}, {"<GetResponse>7</GetResponse>"}}, SimulatedAnswer{500, {}, {"oops"}},
+              SimulatedAnswer{.statusCode = 0, .error = makeError("D", 5, "text")}}) {
+            answer = each;
+            call("Get");
+            run();
+        }
+    };
+    callsOfAllOutcomes();
+    EXPECT_EQ(lines.size(), 3U);
+    EXPECT_EQ(logged(), Lines{}) << "not what passes, passwords and all, unless it is wanted";
     platform.userDefaults.booleans.insert("LogSoap");
-    makeCaller();
-    answer = {200, {}, {"<GetResponse>7</GetResponse>"}};
-    call("Get");
-    run();
-    answer = {500, {}, {"oops"}};
-    call("Get");
-    run();
-    answer = {.statusCode = 0, .error = makeError("D", 5, "text")};
-    call("Get");
-    run();
+    callsOfAllOutcomes();
     const std::string request = std::string("Calling SOAP method with XML: ") + kEnvelope + kGet;
     const std::string loaded = "Server response loaded -[SimpleSoapCaller processResponse]";
     const std::string failed =
@@ -152,6 +166,49 @@ TEST_F(SoapScenario, LogsWhenTheUserWants) {
         " -[SimpleSoapCaller processError:]";
     EXPECT_EQ(logged(), (Lines{request, loaded, "<GetResponse>7</GetResponse>", request, loaded, "HTTP 500: oops ",
                                request, failed}));
+}
+
+TEST_F(SoapScenario, ConfigurationIsForCallersMadeLater) {
+    const auto before = SimpleSoapCaller::configuration();
+    makeCaller();
+    auto limited = before;
+    limited.timeoutIntervalForRequest = 1s;
+    limited.maximumResponseSize = 1;
+    SimpleSoapCaller::setConfiguration(limited);
+    const auto earlier = caller;
+    makeCaller();
+    SimpleSoapCaller::setConfiguration(before);
+    std::vector<std::uint64_t> sizes;
+    for (const auto& configuration : platform.urlSessions.configurations)
+        sizes.push_back(configuration.maximumResponseSize);
+    EXPECT_EQ(sizes, (std::vector<std::uint64_t>{before.maximumResponseSize, 1}));
+}
+
+TEST_F(SoapScenario, ALackOfMemoryOrThreadsIsAnError) {
+    makeCaller();
+    const std::string small = "<a>7</a>";
+    std::string rows;
+    while (rows.size() < 512 << 10) rows += small;
+    const Lines tooLong = {"error NSURLErrorDomain -1103 - state"};
+    for (const auto& body : {std::vector<std::string>(64, std::string(32 << 10, ' ')), {response("Get", rows)}}) {
+        answer = {200, {}, body, 2s};
+        call("Get");
+        run(1s);
+        memory::failAbove(1 << 20);
+        run();
+        memory::failAbove(memory::kUnlimited);
+        EXPECT_EQ(std::exchange(lines, {}), tooLong);
+    }
+    platform.urlSessions.hasNoThread = true;
+    const auto state = std::make_shared<std::string>("state");
+    EXPECT_THROW(caller->callSoapMethod("Get", "urn:svc", "", {}, {}, state), std::system_error);
+    EXPECT_FALSE(caller->spinning());
+    EXPECT_EQ(state.use_count(), 1);
+    platform.urlSessions.hasNoThread = false;
+    answer = {200, {}, {response("Get", "7")}};
+    call("Get");
+    run();
+    EXPECT_EQ(lines, Lines{"data {response: 7} state"});
 }
 
 TEST_F(SoapScenario, ASecondCallReplacesTheFirst) {
