@@ -1,6 +1,7 @@
 #include "MacShared/MTOMHelpers.h"
 
 #include <curl/curl.h>
+#include <locale.h>
 #include <regex.h>
 #include <algorithm>
 #include <new>
@@ -81,7 +82,14 @@ private:
 
 class BoundaryExpression {
 public:
-    BoundaryExpression() : compiled_(regcomp(&expression_, "boundary=([^;]*);?", REG_EXTENDED) == 0) {}
+    /// For bytes, whatever the encoding of the user's locale: the expression keeps that in which it was compiled.
+    BoundaryExpression() {
+        const locale_t bytes = newlocale(LC_CTYPE_MASK, "C", nullptr);
+        const locale_t before = uselocale(bytes);
+        compiled_ = regcomp(&expression_, "boundary=([^;]*);?", REG_EXTENDED) == 0;
+        uselocale(before);
+        freelocale(bytes);
+    }
     ~BoundaryExpression() {
         if (compiled_) regfree(&expression_);
     }
@@ -97,7 +105,7 @@ public:
 
 private:
     regex_t expression_{};
-    const bool compiled_;
+    bool compiled_ = false;
 };
 
 }  // namespace

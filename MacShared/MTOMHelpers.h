@@ -39,7 +39,7 @@ public:
         const std::optional<std::string>& contentType);
 
     /// `extractBoundary`: what follows the first "boundary=" up to a semicolon or the end, quotes and blanks included;
-    /// null when there is none. The result ends in NUL.
+    /// null when there is none. Bytes count, not characters of an encoding. The result ends in NUL.
     [[nodiscard]] static std::unique_ptr<char[]> extractBoundary(const char* text);
 
     /// `messageSizeCallback`: adds a chunk's length to the `std::size_t` at `total`. Answers that length.

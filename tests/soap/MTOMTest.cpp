@@ -1,6 +1,7 @@
 #include "MacShared/MTOMHelpers.h"
 
 #include <gtest/gtest.h>
+#include <clocale>
 
 namespace {
 
@@ -69,11 +70,13 @@ TEST(MTOM, LastBytesAreReplaced) {
 }
 
 TEST(MTOM, BoundaryOfAResponse) {
+    ASSERT_NE(std::setlocale(LC_CTYPE, "C.UTF-8"), nullptr);  // bytes count, whatever the user's encoding
     const std::pair<std::optional<std::string>, std::optional<std::string>> cases[] = {
         {R"(multipart/related; boundary="MIMEBoundary_abc"; type="text/xml")", "MIMEBoundary_abc"},
         {"multipart/related;boundary=a b", "a b"},
         {"multipart/related;boundary=\"\"a\"b\"\"\";", "a\"b"},
         {"a; boundary=; boundary=x", ""},
+        {"a; boundary=a\xE9z; x", "a\xE9z"},
         {"text/xml; charset=utf-8", std::nullopt},
         {"multipart/related; Boundary=a", std::nullopt},
         {"", std::nullopt},
