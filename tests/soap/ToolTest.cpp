@@ -1,6 +1,7 @@
 /// `soap-call`, against a server that answers as the test wants.
 
 #include "MacShared/Atomic.h"
+#include "platform/linux/DirectoryBundles.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/Deadline.h"
 #include "tests/support/HTTPServer.h"
@@ -9,7 +10,9 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 
+#include <clocale>
 #include <csignal>
+#include <cstdlib>
 
 namespace {
 
@@ -77,6 +80,20 @@ TEST_F(SoapCall, SaysWhatFailed) {
     EXPECT_EQ(outcome.status, 1);
     EXPECT_THAT(outcome.complaints, HasSubstr("status 304"));
     EXPECT_EQ(outcome.output, "");
+}
+
+TEST_F(SoapCall, ErrorsSpeakTheUsersLanguage) {
+    ::setenv("LANGUAGE", "de", 1);
+    answer(503, "");
+    EXPECT_THAT(run({"Get"}).complaints, HasSubstr("soap-call: HTTP-Fehler 503 Dienst nicht verf\u00FCgbar\n"));
+    answer(200, "no parts", "Content-Type: multipart/related; boundary=b\r\n");
+    EXPECT_THAT(run({"Get"}).complaints,
+                HasSubstr("soap-call: Der Webdienst hat versagt.\n  error: Veldrin 87\n"
+                          "  reason: Die Antwort des Servers auf die Methode Get ist nicht lesbar.\n"));
+    ASSERT_NE(std::setlocale(LC_MESSAGES, "C.UTF-8"), nullptr);
+    EXPECT_EQ(DirectoryBundles().mainBundle()->localizedString("Timeout waiting on SOAP call"),
+              "Die Antwort auf den SOAP-Aufruf blieb aus.");
+    std::setlocale(LC_MESSAGES, "C");
 }
 
 TEST_F(SoapCall, WrongUsageSendsNothing) {
