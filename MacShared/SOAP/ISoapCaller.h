@@ -22,7 +22,8 @@ public:
                                 const std::optional<std::vector<std::string>>& parameterNames,
                                 const std::optional<SoapArray>& parameters, std::shared_ptr<void> withState) = 0;
 
-    /// `callback`, held weakly. Setting it to null cancels the call under way.
+    /// `callback`, held weakly. Setting it to null cancels the call under way, in place of
+    /// `observeValueForKeyPath:ofObject:change:context:`.
     [[nodiscard]] virtual std::shared_ptr<ISoapCallback> callback() const = 0;
     virtual void setCallback(const std::shared_ptr<ISoapCallback>& callback) = 0;
     /// `url` of the service, http or https.
