@@ -13,7 +13,7 @@ namespace {
 constexpr const char* kImagesFormat = "Kimg";
 constexpr const char* kJPEG = "Kifj";
 constexpr const char* kVersion = "14.0";
-constexpr std::int64_t kShowWindowID = 1;
+constexpr std::int64_t kShowWindowID = 71;
 
 ErrorPtr failed(const std::string& sentence) {
     return makeError(NSOSStatusErrorDomain, kAppleEventFailed, sentence);

@@ -36,8 +36,11 @@ private:
 
 class SimulatedDispatch::Queue final : public DispatchQueue {
 public:
-    Queue(SimulatedDispatch& dispatch, std::string label)
-        : dispatch_(dispatch), label_(std::move(label)), alive_(std::make_shared<const bool>(true)) {}
+    Queue(SimulatedDispatch& dispatch, std::string label, std::shared_ptr<const bool> counted)
+        : dispatch_(dispatch),
+          label_(std::move(label)),
+          counted_(std::move(counted)),
+          alive_(std::make_shared<const bool>(true)) {}
 
     void async(Task task) override { after(Duration::zero(), std::move(task)); }
 
@@ -66,10 +69,11 @@ public:
 private:
     SimulatedDispatch& dispatch_;
     const std::string label_;
+    const std::shared_ptr<const bool> counted_;
     const std::shared_ptr<const bool> alive_;
 };
 
-SimulatedDispatch::SimulatedDispatch() : mainQueue_(std::make_unique<Queue>(*this, "main")) {}
+SimulatedDispatch::SimulatedDispatch() : mainQueue_(std::make_unique<Queue>(*this, "main", nullptr)) {}
 
 SimulatedDispatch::~SimulatedDispatch() = default;
 
@@ -78,7 +82,7 @@ DispatchQueue& SimulatedDispatch::mainQueue() {
 }
 
 std::shared_ptr<DispatchQueue> SimulatedDispatch::makeSerialQueue(std::string label) {
-    return std::make_shared<Queue>(*this, std::move(label));
+    return std::make_shared<Queue>(*this, std::move(label), queues_);
 }
 
 Date SimulatedDispatch::now() const {

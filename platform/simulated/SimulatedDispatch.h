@@ -34,6 +34,8 @@ public:
     void stall(Duration span) { now_ += span; }
     /// Virtual time since the start.
     [[nodiscard]] Duration elapsed() const { return now_.time_since_epoch(); }
+    /// How many serial queues there are.
+    [[nodiscard]] long serialQueues() const { return queues_.use_count() - 1; }
 
 private:
     class Queue;
@@ -46,5 +48,6 @@ private:
     Instant now_{};
     std::uint64_t submitted_ = 0;
     std::map<Key, Task> waiting_;
+    std::shared_ptr<const bool> queues_ = std::make_shared<const bool>(true);  ///< shared by the serial queues
     std::unique_ptr<Queue> mainQueue_;
 };

@@ -1,8 +1,22 @@
 #include "platform/simulated/SimulatedScripting.h"
 
+#include <fmt/format.h>
 #include <algorithm>
 #include <functional>
 #include <utility>
+
+namespace {
+
+/// " key=value" for each, in the order of the keys.
+std::string textOf(const ExportProperties& properties) {
+    std::string text;
+    for (const auto& [key, value] : properties) {
+        std::visit([&, name = key](const auto& plain) { text += fmt::format(" {}={}", name, plain); }, value);
+    }
+    return text;
+}
+
+}  // namespace
 
 class SimulatedScripting::Application final : public ScriptingApplication,
                                               public std::enable_shared_from_this<Application> {
@@ -131,29 +145,34 @@ public:
     [[nodiscard]] const std::string& id() const override { return id_; }
     void save(const std::filesystem::path& target) override {
         application_->send(
-            "save", [id = id_, target](auto& model) { return model.save(id, target); }, target);
+            "save", [&](auto& model) { return model.save(id_, target); }, id_ + " " + target.native());
     }
     void stop() override {
-        application_->send("stop", [&](auto& model) { return model.stop(id_); });
+        application_->send(
+            "stop", [&](auto& model) { return model.stop(id_); }, id_);
     }
     void exportTo(const std::filesystem::path& target, const std::string& formatCode,
                   const ExportProperties& properties) override {
         application_->send(
-            "export", [&](auto& model) { return model.exportTo(id_, target, formatCode, properties); }, target);
+            "export", [&](auto& model) { return model.exportTo(id_, target, formatCode, properties); },
+            fmt::format("{} {} {}{}", id_, target.native(), formatCode, textOf(properties)));
     }
 
     [[nodiscard]] ScriptingDocumentText text() override {
         ScriptingDocumentText result;
-        application_->sendAndWait("text", [&](auto& model) {
-            ErrorPtr error;
-            result = model.text(id_, error);
-            return error;
-        });
+        application_->sendAndWait(
+            "text",
+            [&](auto& model) {
+                ErrorPtr error;
+                result = model.text(id_, error);
+                return error;
+            },
+            id_);
         return result;
     }
     void close(const std::string& saveOption) override {
         application_->send(
-            "close", [&](auto& model) { return model.close(id_, saveOption); }, saveOption);
+            "close", [&](auto& model) { return model.close(id_, saveOption); }, id_ + " " + saveOption);
     }
 
 private:

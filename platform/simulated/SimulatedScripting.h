@@ -33,7 +33,7 @@ public:
 
     /// How many events were sent so far.
     [[nodiscard]] int eventsSent() const { return eventsSent_; }
-    /// Hears of every event before it is delivered: its name and, where it has one, a blank and its path or option.
+    /// Hears of every event before it is delivered: its name and all its arguments, separated by blanks.
     std::function<void(const std::string& event)> eventObserver;
 
 private:

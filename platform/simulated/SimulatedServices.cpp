@@ -133,14 +133,19 @@ std::string escaped(const std::string& text) {
     return result;
 }
 
+std::string textOf(const XMLElement& element) {
+    std::string result = "<" + element.name;
+    for (const auto& [name, value] : element.attributes) result += " " + name + "=\"" + escaped(value) + "\"";
+    result += ">" + escaped(element.text);
+    for (const XMLElement& child : element.children) result += textOf(child);
+    return result + "</" + element.name + ">";
+}
+
 }  // namespace
 
 std::string SimulatedXML::document(const XMLElement& root, XMLEncoding encoding) const {
-    std::string result = "<" + root.name;
-    for (const auto& [name, value] : root.attributes) result += " " + name + "=\"" + escaped(value) + "\"";
-    result += ">" + escaped(root.text);
-    for (const XMLElement& child : root.children) result += document(child, encoding);
-    return result + "</" + root.name + ">";
+    return std::string("<?xml encoding=\"") + (encoding == XMLEncoding::utf16 ? "UTF-16" : "UTF-8") + "\"?>" +
+           textOf(root);
 }
 
 std::unique_ptr<XMLParser> SimulatedXML::makeParser(XMLParserDelegate& delegate) const {

@@ -8,6 +8,7 @@
 #include "ports/WindowServer.h"
 #include "ports/XML.h"
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <set>
@@ -80,8 +81,8 @@ private:
     int made_ = 0;
 };
 
-/// Elements as plain text in UTF-8, whatever encoding is asked for; only markup is escaped. Parses by
-/// `SimulatedXMLParser`.
+/// A declaration that names the encoding asked for, then elements as plain text in UTF-8, whatever it is; only markup
+/// is escaped. Parses by `SimulatedXMLParser`.
 class SimulatedXML final : public XMLServices {
 public:
     [[nodiscard]] std::string document(const XMLElement& root, XMLEncoding encoding) const override;
@@ -118,10 +119,12 @@ public:
     [[nodiscard]] bool isDefaultLevelEnabled() const override { return enabled; }
     void write(const std::string& subsystem, const std::string& category, std::string_view message) override {
         entries.push_back({subsystem, category, std::string(message)});
+        if (observer) observer(entries.back().message);
     }
 
     bool enabled = true;
     std::vector<Entry> entries;
+    std::function<void(const std::string& message)> observer;  ///< hears of every entry
 };
 
 class SimulatedConsoleLog final : public ConsoleLog {

@@ -14,8 +14,10 @@ protected:
             deck.hiddenSlides = {2};
             auto& slide = deck.texts.emplace_back();
             slide.defaultTitleItemText = "A\tB\vC";
-            slide.textItems = {"<x>"};
-            slide.tables = {{"T", {{"1\t", "2"}, {}}}};
+            slide.defaultBodyItemText = "D\tE\vF";
+            slide.presenterNotes = "G\tH\vI";
+            slide.textItems = {"<x>", "J\tK\vL"};
+            slide.tables = {{"T\tU\vV", {{"1\t", "2\v"}, {}}}};
             return std::optional(deck);
         });
         service = KeynoteCaptureService::initWithDelegate(host);
@@ -30,17 +32,20 @@ TEST_F(Extraction, WritesTextAndImagesBesideTheDeckAndClosesIt) {
     service->extractSlideFiles({"slide.001.jpg", "slide.002.jpg"}, "/decks/a.key/");
     run(30s);
     EXPECT_EQ(host->calls,
-              (Calls{"0 > openFile /decks/a.key Keynote", "0 > open /decks/a.key", "0 > text", "0 > version",
-                     "0 > export S/P1/slide", "500 > close ask ", "500 extracted /decks/a.key/ ok"}));
+              (Calls{"0 > openFile /decks/a.key Keynote", "0 > open /decks/a.key", "0 > text document-1", "0 > version",
+                     "0 > export document-1 S/P1/slide Kimg allStages=false borders=false compressionFactor=0.8 "
+                     "date=false imageFormat=Kifj slideNumbers=false",
+                     "500 > close document-1 ask ", "500 extracted /decks/a.key/ ok"}));
     EXPECT_EQ(platform.files.list("/decks"), (Calls{"a.key.key.text.xml", "slide.001.jpg", "slide.002.jpg"}));
     EXPECT_EQ(
         text(),
-        "<KeynoteInfo version=\"1\" xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\" "
+        "<?xml encoding=\"UTF-16\"?><KeynoteInfo version=\"1\" xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\" "
         "xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\"><Filename>a</Filename>"
         "<KeynoteVersion>14.0</KeynoteVersion><Slides>"
-        "<Slide><Body></Body><IsSkipped>0</IsSkipped><Notes></Notes><Number>1</Number><Tables><Table><TableRows>"
-        "<Row><Cell>1\t</Cell><Cell>2</Cell></Row><Row></Row></TableRows><TableTitle>T</TableTitle></Table></Tables>"
-        "<TextItems><TextItem>&lt;x></TextItem></TextItems><Title>A B C</Title></Slide>"
+        "<Slide><Body>D E F</Body><IsSkipped>0</IsSkipped><Notes>G H I</Notes><Number>1</Number><Tables><Table>"
+        "<TableRows><Row><Cell>1\t</Cell><Cell>2\v</Cell></Row><Row></Row></TableRows><TableTitle>T U V</TableTitle>"
+        "</Table></Tables><TextItems><TextItem>&lt;x></TextItem><TextItem>J K L</TextItem></TextItems>"
+        "<Title>A B C</Title></Slide>"
         "<Slide><Body></Body><IsSkipped>1</IsSkipped><Notes></Notes><Number>2</Number><Tables></Tables>"
         "<TextItems></TextItems><Title></Title></Slide></Slides></KeynoteInfo>");
     EXPECT_TRUE(keynote.model.documents().empty());
@@ -98,7 +103,8 @@ const Trouble kTroubles[] = {
      "<KeynoteVersion></KeynoteVersion><Slides><Slide>",
      kEventFailed},
     {"FolderReadOnly", "", "", "/decks", kImages, kSuccess, "", "", "Could not move slide image file from:"},
-    {"SandboxReadOnly", "", "", kSandbox, kImages, "0 extracted /decks/a.key NSPOSIXErrorDomain 13", "", "",
+    {"SandboxReadOnly", "", "", kSandbox, kImages,
+     "0 extracted /decks/a.key NSPOSIXErrorDomain 13 NSFilePath=S/P1 NSLocalizedDescription=Permission denied", "", "",
      "Failed to create working directory: /home/lecturer/Library/"},
 };
 
@@ -134,6 +140,18 @@ TEST_F(Extraction, OnTheCapturingConnectionMisleadsTheCaptureAndOnAnotherDoesNot
     EXPECT_EQ(platform.files.list("/decks"), (Calls{"b.key.key.text.xml", "slide.001.jpg", "slide.002.jpg"}));
 }
 
+TEST_F(Extraction, MakesTheProgramThatAppearedLastTheCurrentOne) {
+    start();
+    Program newer(platform, 101);
+    newer.launch();
+    ASSERT_EQ(newer.model.startShow(newer.open("b.key"), 1), nullptr);
+    run(1s);
+    EXPECT_EQ(host->calls, Calls{"0 launched"}) << "the one found first is followed";
+    service->extractSlideFiles({}, "/decks/a.key");
+    run(500ms);
+    EXPECT_EQ(host->calls.at(1), "1250 started P2 /decks/b.key P2.key ok");
+}
+
 TEST_F(Extraction, IsNeverAnsweredAfterAStop) {
     service->extractSlideFiles(kImages, "/decks/a.key");
     service->stopDetectionAndCapture();
@@ -164,11 +182,11 @@ TEST_F(SaveMonitor, WaitsUseProbesOfTheirOwn) {
                                "0 > activate",
                                "0 > openFile /KeynoteCaptureService/Contents/Resources/empty.key Keynote",
                                "0 > open S/temp/P2.key",
-                               "0 > save S/temp/P1.key",
-                               "0 > save S/temp/P2.key",
-                               "1000 > close no  ",
+                               "0 > save document-2 S/temp/P1.key",
+                               "0 > save document-3 S/temp/P2.key",
+                               "1000 > close document-2 no  ",
                                "1000 saved",
-                               "2000 > close no  ",
+                               "2000 > close document-3 no  ",
                                "2000 saved",
                            }));
 }

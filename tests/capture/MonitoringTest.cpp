@@ -12,7 +12,11 @@ TEST_F(Monitoring, LaunchAndQuitAreToldOnce) {
     keynote.quit();
     run(1s);
     keynote.launch();
-    EXPECT_EQ(host->calls, (Calls{"1000 launched", "2000 terminated", "3000 launched"}));
+    service->stopDetectionAndCapture();
+    run(1s);
+    keynote.quit();
+    keynote.launch();
+    EXPECT_EQ(host->calls, (Calls{"1000 launched", "2000 terminated", "3000 launched"})) << "nothing after a stop";
 }
 
 TEST_F(Monitoring, RunningProgramIsFoundAtTheStart) {

@@ -2,6 +2,7 @@
 
 namespace {
 
+using Trace = Scenario;
 constexpr const char* kMissing = "KeynoteCaptureServiceErrorDomain 5";
 
 class Presenting : public Scenario {
@@ -21,30 +22,89 @@ protected:
     std::string deck;
 };
 
-TEST_F(Presenting, LectureFromStartToImages) {
+/// Two shows, the second one ended by the program's own end, and everything that anybody hears of it.
+TEST_F(Trace, OfALecture) {
+    noteLog();
+    noteEvents();
+    start();
     run(100ms);
-    show(3);
-    run(300ms);
-    go(5);
-    run(10s);
-    go(3);
-    run(250ms);
-    end();
-    run(30s);
+    keynote.launch();
+    const auto deck = keynote.open("a.key");
+    ASSERT_EQ(keynote.model.startShow(deck, 3), nullptr);
+    run(1s);
+    for (const std::int64_t slide : {5, 3}) {
+        ASSERT_EQ(keynote.model.goToSlide(slide), nullptr);
+        run(500ms);
+    }
+    ASSERT_EQ(keynote.model.stopShow(), nullptr);
+    run(1s);
     EXPECT_EQ(host->calls, (Calls{
-                               "250 started P1 /decks/a.key P1.key ok",
-                               "375 slide P1 3 P1/slide.003.jpg",
-                               "625 slide P1 5 P1/slide.005.jpg",
-                               "10625 slide P1 3 P1/slide.003.jpg",
-                               "11250 stopped P1 ok",
+                               "0 # KeynoteCaptureService is initialized with sandbox directory: S",
+                               "0 # Start detection and capture requested to: /captures",
+                               "0 # Started monitoring...",
+                               "0 # >>> Running applications state has changed",
+                               "100 # >>> Running applications state has changed",
+                               "100 # >>> Running Keynote Application process ID changed.",
+                               "100 # Started polling Keynote for status...",
+                               "100 # Notifying that Keynote launched",
+                               "100 launched",
+                               "350 > save document-1 /captures/P1/P1.key onto 0 bytes",
+                               "350 # Notifying that Keynote STARTED presenting.",
+                               "350 started P1 /decks/a.key P1.key ok",
+                               "475 # \nNotifying of transition to\n\tslide: 3\n\tat: 2024-03-05 13:07:09 "
+                               "+0000\n\twith image file: slide.003.jpg",
+                               "475 slide P1 3 P1/slide.003.jpg",
+                               "1475 # \nNotifying of transition to\n\tslide: 5\n\tat: 2024-03-05 13:07:10 "
+                               "+0000\n\twith image file: slide.005.jpg",
+                               "1475 slide P1 5 P1/slide.005.jpg",
+                               "1975 # \nNotifying of transition to\n\tslide: 3\n\tat: 2024-03-05 13:07:10 "
+                               "+0000\n\twith image file: slide.003.jpg",
+                               "1975 slide P1 3 P1/slide.003.jpg",
+                               "2350 # Starting export of slide images...",
+                               "2350 > export document-1 S/R/P1/slide Kimg allStages=false borders=false "
+                               "compressionFactor=0.8 date=false imageFormat=Kifj slideNumbers=false",
+                               "2350 # Image File Monitor - Waiting for these expected slide images:\n{(\n    "
+                               "\"slide.003.jpg\",\n    \"slide.005.jpg\"\n)}",
+                               "2850 # Image File Monitor - monitor did finish with success: 1",
+                               "2850 # Finished verification of captured slide images.",
+                               "2850 # Notifying that Keynote STOPPED presenting.",
+                               "2850 stopped P1 ok",
                            }));
     EXPECT_EQ(platform.files.list(captureDirectory(1)),
               (Calls{SimulatedText::uuid(1) + ".key", "slide.003.jpg", "slide.005.jpg"}));
-    EXPECT_EQ(platform.files.contents(captureDirectory(1) + "/slide.005.jpg"), "a.key 5");
+    EXPECT_EQ(platform.files.contents(captureDirectory(1) + "/slide.005.jpg"), "a.key 5 0.8");
     EXPECT_GT(platform.files.sizeOf(captureDirectory(1) + "/" + SimulatedText::uuid(1) + ".key"), 0U);
+
+    host->calls.clear();
+    const auto other = keynote.open("b.key");
+    ASSERT_EQ(keynote.model.startShow(other, 1), nullptr);
+    run(500ms);
+    keynote.quit();
+    run(500ms);
+    service->stopDetectionAndCapture();
+    run(100s);
+    EXPECT_EQ(host->calls,
+              (Calls{
+                  "3350 > save document-2 /captures/P2/P2.key onto 0 bytes",
+                  "3350 # Notifying that Keynote STARTED presenting.",
+                  "3350 started P2 /decks/b.key P2.key ok",
+                  "3475 # \nNotifying of transition to\n\tslide: 1\n\tat: 2024-03-05 13:07:12 +0000\n\twith image "
+                  "file: slide.001.jpg",
+                  "3475 slide P2 1 P2/slide.001.jpg",
+                  "3600 # >>> Running applications state has changed",
+                  "3600 # Stopped polling keynote for status.",
+                  "3600 # Starting export of slide images...",
+                  "3600 # Image File Monitor - Waiting for these expected slide images:\n{(\n    \"slide.001.jpg\"\n)}",
+                  "3600 # Notifying that Keynote terminated",
+                  "3600 terminated",
+                  "4100 # Stop detection and capture.",
+                  "4100 # Stopped monitoring...",
+                  "4100 # Stopped polling keynote for status.",
+              }));
 }
 
 TEST_F(Presenting, TwoShowsAreTwoPresentations) {
+    const auto queues = platform.dispatch.serialQueues();
     show(1);
     run(1s);
     end();
@@ -53,6 +113,7 @@ TEST_F(Presenting, TwoShowsAreTwoPresentations) {
     run(1s);
     end();
     run(10s);
+    EXPECT_EQ(platform.dispatch.serialQueues(), queues) << "the monitors of ended shows are still there";
     EXPECT_EQ(host->calls, (Calls{
                                "250 started P1 /decks/a.key P1.key ok",
                                "375 slide P1 1 P1/slide.001.jpg",
@@ -133,13 +194,17 @@ TEST_F(Presenting, FailingEventsSkipPollsAndNothingElse) {
     show(1);
     run(500ms);
     host->calls.clear();
+    go(4);
+    keynote.model.faults().answersLate = 700ms;  // half a second is what a poll waits
+    run(5s);
     keynote.model.faults().neverAnswers = true;
     run(5s);
-    go(4);
-    run(5s);
     EXPECT_EQ(host->calls, Calls{});
-    EXPECT_GT(logged("<!> Got an AppleEvent timeout"), 5U);
-    EXPECT_GT(logged("Skipping this polling update. Error Domain=NSOSStatusErrorDomain Code=-1712"), 5U);
+    EXPECT_EQ(logged("<!> Got an AppleEvent timeout"), 14U);
+    EXPECT_EQ(logged("Apple Event error occured when checking Keynote presenting state. Skipping this polling update. "
+                     "Error Domain=NSOSStatusErrorDomain Code=-1712 \"The reply took too long.\" The reply took too "
+                     "long. (-1712)"),
+              14U);
 
     keynote.model.faults() = {};
     run(1s);
@@ -167,6 +232,16 @@ TEST_F(Presenting, WithoutPlayingAFullScreenWindowTells) {
     EXPECT_EQ(logged("Keynote does not have scripting property for 'playing'"), 24U);
 }
 
+TEST_F(Presenting, AFileInPlaceOfTheDirectoryIsToldAndTheSecondOneNotMade) {
+    ASSERT_EQ(platform.files.createFile(captureDirectory(1), "x"), nullptr);
+    show(1);
+    run(250ms);
+    EXPECT_EQ(host->calls, (Calls{"250 started P1 /decks/a.key nil KeynoteCaptureServiceErrorDomain 1 "
+                                  "NSFilePath=/captures/P1 NSLocalizedDescription=File, rather than a directory, "
+                                  "exists at specified capture directory"}));
+    EXPECT_EQ(platform.files.list(std::string(kSandbox) + "/R"), Calls{});
+}
+
 TEST_F(Presenting, DirectoryThatCannotBePreparedIsToldAndSlidesGoOn) {
     platform.files.readOnly = {"/captures"};
     show(1);
@@ -174,7 +249,8 @@ TEST_F(Presenting, DirectoryThatCannotBePreparedIsToldAndSlidesGoOn) {
     end();
     run(2s);
     EXPECT_EQ(host->calls, (Calls{
-                               "250 started P1 /decks/a.key nil NSPOSIXErrorDomain 13",
+                               "250 started P1 /decks/a.key nil NSPOSIXErrorDomain 13 NSFilePath=/captures/P1 "
+                               "NSLocalizedDescription=Permission denied",
                                "375 slide P1 1 P1/slide.001.jpg",
                                "1250 stopped P1 ok",
                            }));
@@ -185,7 +261,9 @@ TEST_F(Presenting, ArchiveThatCannotBeWrittenIsCodeThree) {
     show(1);
     run(500ms);
     EXPECT_EQ(host->calls, (Calls{
-                               "250 started P1 /decks/a.key nil KeynoteCaptureServiceErrorDomain 3",
+                               "250 started P1 /decks/a.key nil KeynoteCaptureServiceErrorDomain 3 "
+                               "NSLocalizedDescription=Keynote document could not be saved as to the content capture "
+                               "directory.",
                                "375 slide P1 1 P1/slide.001.jpg",
                            }));
     EXPECT_EQ(logged("Can not write file in capture directory (permissions?)"), 1U);

@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -14,25 +15,29 @@ std::string shortID(const std::optional<std::string>& id) {
     return id.value_or("nil");
 }
 
-std::string shortError(const ErrorPtr& error) {
-    return error ? fmt::format("{} {}", error->domain(), error->code()) : "ok";
-}
-
 std::string shortPath(const std::optional<std::filesystem::path>& path) {
     return path ? shortID(path->parent_path().filename()) + "/" + path->filename().native() : "nil";
 }
 
-std::string shortEvent(std::string event) {
-    const auto shorten = [&event](std::string_view what, const std::string& to) {
-        const auto at = event.find(what);
-        if (at != std::string::npos) event.replace(at, what.size(), to);
+/// The text with S for the sandbox and P1, P2, … for the identifiers.
+std::string shortened(std::string text) {
+    const auto shorten = [&text](std::string_view what, const std::string& to) {
+        for (auto at = text.find(what); at != std::string::npos; at = text.find(what))
+            text.replace(at, what.size(), to);
     };
     shorten(kSandbox, "S");
     for (int n = 1; n < 10; ++n) shorten(SimulatedText::uuid(n), fmt::format("P{}", n));
-    return event;
+    return text;
 }
 
 }  // namespace
+
+std::string textOf(const ErrorPtr& error) {
+    if (!error) return "ok";
+    std::string text = fmt::format("{} {}", error->domain(), error->code());
+    for (const auto& [key, value] : error->userInfo()) text += fmt::format(" {}={}", key, value);
+    return shortened(text);
+}
 
 void RecordingHost::note(const std::string& what) {
     const auto elapsed = std::chrono::duration_cast<std::chrono::microseconds>(dispatch_.elapsed()).count();
@@ -45,11 +50,11 @@ void RecordingHost::startedPresenting(const std::optional<std::string>& presenta
     const auto archiveName =
         archive ? shortID(archive->substr(0, archive->find('.'))) + archive->substr(archive->find('.')) : "nil";
     note(fmt::format("started {} {} {} {}", shortID(presentationID),
-                     originalDocumentPath ? originalDocumentPath->native() : "nil", archiveName, shortError(error)));
+                     originalDocumentPath ? originalDocumentPath->native() : "nil", archiveName, textOf(error)));
 }
 
 void RecordingHost::stoppedPresenting(const std::optional<std::string>& presentationID, const ErrorPtr& error) {
-    note(fmt::format("stopped {} {}", shortID(presentationID), shortError(error)));
+    note(fmt::format("stopped {} {}", shortID(presentationID), textOf(error)));
 }
 
 void RecordingHost::slideDeckPresentedSlide(const std::optional<std::string>& presentationID,
@@ -60,19 +65,19 @@ void RecordingHost::slideDeckPresentedSlide(const std::optional<std::string>& pr
 }
 
 void RecordingHost::extractedSlideFilesForPresentation(const std::string& path, const ErrorPtr& withError) {
-    note(fmt::format("extracted {} {}", path, shortError(withError)));
+    note(fmt::format("extracted {} {}", path, textOf(withError)));
 }
 
 void RecordingHost::failedToSaveArchiveDocumentError(const ErrorPtr& error) {
-    note(fmt::format("not saved {}", shortError(error)));
+    note(fmt::format("not saved {}", textOf(error)));
 }
 
 Program::Program(SimulatedPlatform& simulated, pid_t processIdentifier, const std::string& version)
     : platform(simulated),
       pid(processIdentifier),
       model(simulated.dispatch.mainQueue(), simulated.files,
-            [](const ProgramDocument& document, std::int64_t slide, double) {
-                return fmt::format("{} {}", document.name, slide);
+            [](const ProgramDocument& document, std::int64_t slide, double quality) {
+                return fmt::format("{} {} {}", document.name, slide, quality);
             }) {
     const std::filesystem::path bundle = "/Applications/" + version + ".app";
     platform.bundles.install(bundle, {{"CFBundleShortVersionString", version}});
@@ -113,11 +118,25 @@ void Scenario::start() {
 }
 
 void Scenario::noteEvents() {
-    platform.scripting.eventObserver = [this](const std::string& event) { host->note("> " + shortEvent(event)); };
+    platform.scripting.eventObserver = [this](const std::string& event) {
+        if (event == "presentingState") return;
+        const auto onto = platform.files.sizeOf(event.substr(event.rfind(' ') + 1));
+        host->note("> " + shortened(event) + (onto ? fmt::format(" onto {} bytes", *onto) : ""));
+    };
     platform.workspace.opener = [this, open = platform.workspace.opener](const auto& path, const auto& application) {
-        host->note("> " + shortEvent(fmt::format("openFile {} {}", path.native(), application)));
+        host->note("> " + shortened(fmt::format("openFile {} {}", path.native(), application)));
         return open(path, application);
     };
+}
+
+void Scenario::noteLog() {
+    platform.unifiedLog.observer = [this](const std::string& message) { host->note("# " + shortened(message)); };
+}
+
+Scenario::Calls Scenario::takeLog() {
+    Calls lines;
+    for (const auto& entry : std::exchange(platform.unifiedLog.entries, {})) lines.push_back(shortened(entry.message));
+    return lines;
 }
 
 std::size_t Scenario::logged(const std::string& text) const {

@@ -13,8 +13,8 @@
 
 using namespace std::chrono_literals;
 
-/// Notes every call in order, one line each, beginning with the virtual time in milliseconds. Presentation identifiers
-/// appear as P1, P2, … in the order made.
+/// Notes every call in order, one line each, beginning with the virtual time in milliseconds, and errors with all they
+/// carry. Presentation identifiers appear as P1, P2, … in the order made, the sandbox as S.
 class RecordingHost final : public KeynoteCaptureServiceDelegate {
 public:
     explicit RecordingHost(const SimulatedDispatch& dispatch) : dispatch_(dispatch) {}
@@ -81,6 +81,9 @@ private:
 inline constexpr const char* kSandbox =
     "/home/lecturer/Library/Containers/com.apple.iWork.Keynote/Data/Documents/Veldrin";
 
+/// Domain, code and user information; "ok" without an error.
+[[nodiscard]] std::string textOf(const ErrorPtr& error);
+
 /// A service with its host and one program with pid 100, all in virtual time.
 class Scenario : public testing::Test {
 protected:
@@ -90,8 +93,13 @@ protected:
 
     /// Makes the service if need be, and starts it into /captures with the recording ID "R".
     void start();
-    /// From now on the host's calls also hold what the program is asked, as "> event", with S for the sandbox.
+    /// From now on the host's calls also hold what the program is asked, polls excepted, as "> event"; a save onto a
+    /// file tells its size.
     void noteEvents();
+    /// From now on the host's calls also hold the lines of the log, as "# line".
+    void noteLog();
+    /// The lines of the log since this was asked last.
+    [[nodiscard]] Calls takeLog();
     void run(Duration span) { platform.dispatch.runFor(span); }
     /// How many log lines contain the text.
     [[nodiscard]] std::size_t logged(const std::string& text) const;
