@@ -65,10 +65,8 @@ TEST_F(LongWaitsTest, MissingImagesAreToldAfterNinetySecondsAndHarmNoOtherShow) 
     program->play("heal");
 
     showTwoSlides(*program, "P4");
-    const auto killed = SteadyClock::now();
     program->send(SIGKILL);
     EXPECT_EQ(host_.waitFor("terminated").back(), "terminated");
-    EXPECT_LT(SteadyClock::now() - killed, 10s);
 
     program = launchProgram();
     host_.waitFor("launched", 2);

@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 
 #include <csignal>
+#include <cstdlib>
 
 namespace {
 
@@ -14,6 +15,8 @@ using testing::MatchesRegex;
 
 class RecordTest : public ToolTest {
 protected:
+    /// Local time is half past UTC's.
+    void SetUp() override { ::setenv("TZ", "Test-5:30", 1); }
     static std::vector<std::string> recordJSON() {
         return tool({"record", "--to", "/captures", "--recording-id", "r", "--json"});
     }
@@ -34,7 +37,7 @@ TEST_F(RecordTest, WritesEveryDelegateCallAsOneJSONLine) {
     auto& host = service.host();
     host.detectedKeynoteLaunched();
     host.startedPresenting("ID", "file:///home/a%20b%0A%FF%C3%A4.key", "ID.key", errorStruct(3, "say \"why\"\n"));
-    host.slideDeckPresentedSlide("ID", 12, 1772716029123456, "file:///captures/ID/slide.012.jpg");
+    host.slideDeckPresentedSlide("ID", 12, 1772716029000042, "file:///captures/ID/slide.012.jpg");
     host.slideDeckPresentedSlide("", -1, -1, "");
     host.stoppedPresenting("ID", errorStruct(5));
     host.startedPresenting("", "", "", noError());
@@ -49,7 +52,7 @@ TEST_F(RecordTest, WritesEveryDelegateCallAsOneJSONLine) {
             R"({"event":"startedPresenting","presentationID":"ID","originalDocumentPath":)"
             R"("file:///home/a%20b%0A%FF%C3%A4.key","archive":"ID.key","error":{"domain":)"
             R"("KeynoteCaptureServiceErrorDomain","code":3,"description":"say \"why\"\n"}})",
-            R"({"event":"slideDeck","presentationID":"ID","presentedSlide":12,"at":"2026-03-05T13:07:09.123456Z",)"
+            R"({"event":"slideDeck","presentationID":"ID","presentedSlide":12,"at":"2026-03-05T13:07:09.000042Z",)"
             R"("imageFilePathURL":"file:///captures/ID/slide.012.jpg"})",
             R"({"event":"slideDeck","presentationID":null,"presentedSlide":-1,"at":"1969-12-31T23:59:59.999999Z",)"
             R"("imageFilePathURL":null})",
@@ -72,14 +75,14 @@ TEST_F(RecordTest, WritesAlignedLinesThatHostileNamesCannotGarble) {
     service.waitForCalls(1);
     auto& host = service.host();
     host.startedPresenting("ID", "file:///a%0Ab%1B%5B2J%FF%E2%80%AE.key", "ID.key", errorStruct(3, "two\nlines"));
-    host.slideDeckPresentedSlide("ID", 7, 1772716029123456, "file:///captures/ID/slide.007.jpg");
+    host.slideDeckPresentedSlide("ID", 7, 1772716029023456, "file:///captures/ID/slide.007.jpg");
     host.stoppedPresenting("ID", errorStruct(5));
     const std::string time = "[0-9][0-9]:[0-9][0-9]:[0-9][0-9]\\.[0-9][0-9][0-9]  ";
     EXPECT_THAT(tool.readLine().value(),
                 MatchesRegex(time + "show started         /a\\\\nb\\\\u\\{1b\\}\\[2J\xEF\xBF\xBD\\\\u\\{202e\\}\\.key, "
                                     "archived as /captures/ID/ID\\.key, error: two\\\\nlines"));
     EXPECT_THAT(tool.readLine().value(),
-                MatchesRegex("..:07:09\\.123  slide             7  /captures/ID/slide\\.007\\.jpg"));
+                MatchesRegex("18:37:09\\.023  slide             7  /captures/ID/slide\\.007\\.jpg"));
     EXPECT_THAT(tool.readLine().value(), MatchesRegex(time + "show ended  +error: Not all slide images arrived.*"));
 }
 

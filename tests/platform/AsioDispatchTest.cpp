@@ -1,5 +1,6 @@
 #include "platform/linux/AsioDispatch.h"
 #include "platform/simulated/SimulatedServices.h"
+#include "tests/support/Deadline.h"
 
 #include <gtest/gtest.h>
 #include <atomic>
@@ -49,34 +50,37 @@ TEST_F(AsioDispatchTest, TerminationSignalsStopCleanly) {
 
 TEST_F(AsioDispatchTest, SyncRunsBehindTheTasksBeforeIt) {
     const auto queue = dispatch.makeSerialQueue("queue");
-    bool first = false;
-    queue->async([&] {
-        std::this_thread::sleep_for(20ms);
-        first = true;
-    });
-    bool seen = false;
-    queue->sync([&] { seen = first; });
-    EXPECT_TRUE(seen);
+    std::atomic<int> before = 0;
+    for (int i = 1; i <= 200; ++i) {
+        queue->async([&] { ++before; });
+        int seen = 0;
+        queue->sync([&] { seen = before; });
+        EXPECT_EQ(seen, i);
+    }
 }
 
 TEST_F(AsioDispatchTest, WhoeverWaitsForTheMainQueueIsReleasedWhenItEnds) {
-    const auto queue = dispatch.makeSerialQueue("queue");
-    std::promise<void> submitted;
-    std::atomic<bool> ran = false;
-    dispatch.mainQueue().async([&] {
-        submitted.get_future().wait();
-        std::this_thread::sleep_for(20ms);  // likely after the sync below has been submitted; either order must pass
-        dispatch.stop(0);
-    });
-    auto released = std::async(std::launch::async, [&] {
-        queue->sync([&] {
-            submitted.set_value();
-            dispatch.mainQueue().sync([&] { ran = true; });
+    for (int i = 0; i < 50; ++i) {
+        AsioDispatch own(console);
+        const auto queue = own.makeSerialQueue("queue");
+        std::promise<void> soon;
+        std::atomic<bool> ran = false;
+        own.mainQueue().async([&] {
+            soon.get_future().wait();
+            // More and more likely after the sync below has been submitted; either order must pass.
+            for (int turn = 0; turn < i; ++turn) std::this_thread::yield();
+            own.stop(0);
         });
-    });
-    EXPECT_EQ(dispatch.run(), 0);
-    EXPECT_EQ(released.wait_for(10s), std::future_status::ready);
-    EXPECT_FALSE(ran);
+        auto released = std::async(std::launch::async, [&] {
+            queue->sync([&] {
+                soon.set_value();
+                own.mainQueue().sync([&] { ran = true; });
+            });
+        });
+        EXPECT_EQ(own.run(), 0);
+        ASSERT_EQ(released.wait_for(kDeadline), std::future_status::ready);
+        EXPECT_FALSE(ran);
+    }
 }
 
 /// Tasks of one loop may own queues and timers of the other when everything ends.

@@ -35,6 +35,14 @@ TEST_F(IdleTerminationTest, WaitsForHostsAndCountsFromTheLastOfThemWhateverTheyL
     EXPECT_EQ(ended, 1);
 }
 
+TEST_F(IdleTerminationTest, MoreEnablesThanDisablesDoNotKeepIt) {
+    process->hostConnected();
+    process->enableAutomaticTermination("recording");
+    process->hostLeft();
+    dispatch.runFor(30s);
+    EXPECT_EQ(ended, 1);
+}
+
 TEST_F(IdleTerminationTest, NeverEndsWithoutAnIdleTimeNorAfterItIsGone) {
     IdleTermination endless(dispatch, std::nullopt, [this] { ++ended; });
     endless.hostConnected();

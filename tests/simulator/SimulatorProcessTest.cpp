@@ -2,6 +2,7 @@
 #include "bus/Convert.h"
 #include "bus/Names.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/Deadline.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <bus/PresentationProgramProxy.h>
@@ -9,7 +10,6 @@
 #include <gtest/gtest.h>
 #include <jpeglib.h>
 #include <sdbus-c++/sdbus-c++.h>
-#include <unistd.h>
 #include <csignal>
 #include <cstdio>  // jpeglib.h needs it
 #include <cstdlib>
@@ -24,16 +24,14 @@ namespace {
 
 const std::vector<std::string> kSimulator{KEYNOTE_SIMULATOR, "-", "--no-window"};
 constexpr const char* kInterface = "com.veldrin.PresentationProgram";
-constexpr auto kDeadline = 20s;
 
 /// Turns the connection's loop until the condition holds.
 bool turnUntil(sdbus::IConnection& connection, const std::function<bool()>& condition) {
-    const auto deadline = std::chrono::steady_clock::now() + kDeadline;
-    while (!condition() && std::chrono::steady_clock::now() < deadline) {
-        if (connection.processPendingRequest()) continue;
-        usleep(1000);
-    }
-    return condition();
+    return eventually([&] {
+        while (connection.processPendingRequest()) {
+        }
+        return condition();
+    });
 }
 
 /// What a capture service does: the generated glue, so that the process is held to the contract.
