@@ -28,7 +28,7 @@ class ImpressProgram final : public sdbus::AdaptorInterfaces<com::veldrin::Prese
 public:
     /// Exports the object. Both arguments must outlive this object.
     ImpressProgram(sdbus::IConnection& bus, const OfficeConnection& office);
-    ~ImpressProgram();
+    virtual ~ImpressProgram();
 
     /// Whether nobody has called for this long, nothing is being done, no caller has a document open and the office
     /// shows no window. Waits a moment for the office; false when it does not answer. Any thread.
