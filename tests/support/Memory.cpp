@@ -20,10 +20,15 @@ std::size_t memory::inUse() {
     return held;
 }
 
-void* operator new(std::size_t size) {
+void* operator new(std::size_t size, const std::nothrow_t& /*nothing*/) noexcept {
     void* const piece = size > largest ? nullptr : std::malloc(size);
+    if (piece != nullptr) held += ::malloc_usable_size(piece);
+    return piece;
+}
+
+void* operator new(std::size_t size) {
+    void* const piece = operator new(size, std::nothrow);
     if (piece == nullptr) throw std::bad_alloc();
-    held += ::malloc_usable_size(piece);
     return piece;
 }
 
