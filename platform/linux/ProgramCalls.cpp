@@ -76,6 +76,11 @@ void ProgramCalls::hear(std::uint64_t call, sdbus::MethodReply* reply, const sdb
     const auto& owed = node.mapped();
     const auto program = programs_.find(owed.owner);
     if (program != programs_.end() && program->second.owed > 0) --program->second.owed;
+    // The daemon hands over what anybody calls a reply.
+    if (reply != nullptr && reply->getSender() != owed.owner) {
+        const sdbus::Error forged(bus::kProgramFailed, "somebody else answered");
+        return owed.hear(nullptr, &forged);
+    }
     // The library tells a time-out by the name that the daemon gives to the end of the one who is asked.
     const bool isLate = error != nullptr && Instant::clock::now() >= owed.deadline;
     const sdbus::Error timeout("org.freedesktop.DBus.Error.Timeout", "no answer in time");

@@ -177,9 +177,9 @@ TEST_F(SaveMonitor, WaitsUseProbesOfTheirOwn) {
     run(10s);
     EXPECT_EQ(host->calls, (Calls{
                                "0 > activate",
+                               "0 > activate",
                                "0 > openFile /KeynoteCaptureService/Contents/Resources/empty.key Keynote",
                                "0 > open S/temp/P1.key",
-                               "0 > activate",
                                "0 > openFile /KeynoteCaptureService/Contents/Resources/empty.key Keynote",
                                "0 > open S/temp/P2.key",
                                "0 > save document-2 S/temp/P1.key",

@@ -200,11 +200,11 @@ TEST_F(Presenting, FailingEventsSkipPollsAndNothingElse) {
     keynote.model.faults().neverAnswers = true;
     run(5s);
     EXPECT_EQ(host->calls, Calls{});
-    EXPECT_EQ(logged("<!> Got an AppleEvent timeout"), 14U);
+    EXPECT_EQ(logged("<!> Got an AppleEvent timeout"), 19U);
     EXPECT_EQ(logged("Apple Event error occured when checking Keynote presenting state. Skipping this polling update. "
                      "Error Domain=NSOSStatusErrorDomain Code=-1712 \"The reply took too long.\" The reply took too "
                      "long. (-1712)"),
-              14U);
+              19U);
 
     keynote.model.faults() = {};
     run(1s);

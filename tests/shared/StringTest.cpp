@@ -55,12 +55,12 @@ TEST(Strings, EncodingAndTrimming) {
 TEST(Strings, UTF8) {
     for (const char* text : {"", "a", "\x7F", "\u0080", "\u07FF", "\u0800", "\uD7FF", "\uE000", "\uFFFF", "\U00010000",
                              "\U0010FFFF", "aä€😀z"}) {
-        EXPECT_TRUE(isUTF8(text)) << text;
+        EXPECT_TRUE(utf8::isValid(text)) << text;
     }
     for (const char* text :
          {"\x80", "\xC0\x80", "\xC1\xBF", "\xE0\x9F\xBF", "\xED\xA0\x80", "\xED\xBF\xBF", "\xF0\x8F\xBF\xBF",
           "\xF4\x90\x80\x80", "\xF8\x88\x80\x80\x80", "\xFF", "a\xC3", "\xC3z", "\xE2\x82", "\xE2\x82z"}) {
-        EXPECT_FALSE(isUTF8(text)) << text;
+        EXPECT_FALSE(utf8::isValid(text)) << text;
     }
 }
 
