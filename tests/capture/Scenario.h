@@ -81,6 +81,10 @@ private:
 inline constexpr const char* kSandbox =
     "/home/lecturer/Library/Containers/com.apple.iWork.Keynote/Data/Documents/Veldrin";
 
+/// How an export of slide images ends, as the program is asked for it.
+inline const std::string kAsImages =
+    " Kimg allStages=false borders=false compressionFactor=0.8 date=false imageFormat=Kifj slideNumbers=false";
+
 /// Domain, code and user information; "ok" without an error.
 [[nodiscard]] std::string textOf(const ErrorPtr& error);
 
