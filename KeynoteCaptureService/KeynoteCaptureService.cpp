@@ -3,6 +3,7 @@
 #include "KeynoteCaptureService/KeynoteCaptureServiceErrors.h"
 #include "KeynoteCaptureService/KeynoteCaptureSlideImageFileMonitor.h"
 #include "MacShared/NSBundle+VELLogAdditions.h"
+#include "MacShared/NSFileManager+VELAdditions.h"
 #include "ports/FileManager.h"
 #include "ports/Platform.h"
 #include "ports/ProcessInfo.h"
@@ -68,8 +69,7 @@ void KeynoteCaptureService::startOnMainQueue(const std::optional<Path>& captureD
         return fail(captureError(KeynoteCaptureServiceError::missingStartArgument, descriptions.missingRecordingID));
     }
     baseCaptureDirectoryURL_ = captureDirectoryURL;
-    // Joined as text: an identifier that begins with a slash must not replace the root.
-    baseWorkingDirectoryURL_ = sandboxRootURL_.native() + '/' + *recordingID;
+    baseWorkingDirectoryURL_ = appendingPathComponent(sandboxRootURL_, *recordingID);
     ErrorPtr error;
     if (!createDirectoryIfNeededAtFilePath(baseCaptureDirectoryURL_, error)) return fail(error);
     if (!createDirectoryIfNeededAtFilePath(baseWorkingDirectoryURL_, error)) return fail(error);

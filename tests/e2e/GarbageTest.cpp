@@ -224,11 +224,14 @@ TEST_F(GarbageTest, SignalsAndRepliesThatNobodyAskedForEndNoProcess) {
 }
 
 TEST_F(GarbageTest, ARecordingIDThatLooksLikeAPathStaysBelowTheWorkingDirectory) {
-    const std::string id = home_.path() / "elsewhere";
+    const auto elsewhere = home_.path() / "elsewhere";
+    const std::string upwards = "../../../../../../elsewhere";  // from the working directory to the home directory
     Host host;
-    host.record(captures(), id);
-    EXPECT_THAT(host.settled(), ElementsAre());
-    EXPECT_FALSE(std::filesystem::exists(id));
+    for (const std::string& id : {elsewhere.string(), upwards}) {
+        host.record(captures(), id);
+        EXPECT_THAT(host.settled(), ElementsAre());
+        EXPECT_FALSE(std::filesystem::exists(elsewhere)) << id;
+    }
     expectServes();
 }
 
