@@ -246,6 +246,8 @@ TEST_F(SimulatorProcessTest, BadScriptsEndItBeforeAnythingHappens) {
 
     ChildProcess missing({KEYNOTE_SIMULATOR, (directory.path / "none").string()});
     EXPECT_EQ(missing.exitStatus(), 2);
+    ChildProcess version({KEYNOTE_SIMULATOR, "--version"});
+    EXPECT_EQ(version.exitStatus(), 0);
     ChildProcess stopped({KEYNOTE_SIMULATOR, "-", "--no-window"});
     stopped.writeLine("next");
     EXPECT_EQ(stopped.exitStatus(), 1);
