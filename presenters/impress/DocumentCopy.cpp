@@ -3,9 +3,9 @@
 #include "bus/Convert.h"
 #include "presenters/impress/CancellingInteraction.h"
 #include "presenters/impress/PendingFile.h"
+#include "presenters/impress/Refusal.h"
 
 #include <com/sun/star/frame/XStorable.hpp>
-#include <iostream>
 
 void DocumentCopy::run() const {
     const css::uno::Reference<css::frame::XStorable> storable(document, css::uno::UNO_QUERY_THROW);
@@ -14,5 +14,5 @@ void DocumentCopy::run() const {
     storable->storeToURL(unoText(bus::urlFromPath(file.path())),
                          properties({property("FilterName", rtl::OUString("impress8")),
                                      property("PickListEntry", false), property("InteractionHandler", noDialog)}));
-    if (const auto error = file.commit()) std::cerr << "No copy " << target << ": " << error.message() << ".\n";
+    if (const auto error = file.commit()) throw Refusal("no copy " + target.string() + ": " + error.message() + ".");
 }

@@ -11,6 +11,6 @@ struct DocumentCopy {
     std::filesystem::path target;
 
     /// Writes the copy; it appears under its name when complete. The document keeps its location, its modified flag and
-    /// its views. Throws `css::uno::Exception` when the office cannot write it.
+    /// its views. Throws `css::uno::Exception` when the office cannot write it, and `Refusal` when it has no place.
     void run() const;
 };

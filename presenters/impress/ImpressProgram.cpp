@@ -5,7 +5,7 @@
 #include "presenters/impress/DocumentClosing.h"
 #include "presenters/impress/DocumentCopy.h"
 #include "presenters/impress/DocumentOpening.h"
-#include "presenters/impress/SlideExport.h"
+#include "presenters/impress/Refusal.h"
 
 #include <cmath>
 #include <iostream>
@@ -22,13 +22,21 @@ constexpr auto kPatience = 400ms;
 constexpr auto kPatienceWhileOccupied = 100ms;
 /// An office that has said nothing for longer is stuck, whatever it was ordered to do.
 constexpr auto kLongestOccupation = 60s;
+/// Longer than a caller needs to see that a show has ended, however seldom it looks.
+constexpr auto kLongestWaitForOrder = 10s;
+/// The name under which we open documents ourselves; no caller's.
+constexpr const char* kOurselves = "";
 
 sdbus::Error refusal(const std::string& sentence) {
-    return {bus::kProgramFailed, sentence};
+    return {bus::kProgramFailed, bus::validUTF8(sentence)};
 }
 
 sdbus::Error noAnswer() {
     return refusal("LibreOffice does not answer. Try again.");
+}
+
+sdbus::Error notOpen(const std::string& documentID) {
+    return refusal("No presentation with the ID " + documentID + " is open.");
 }
 
 std::filesystem::path pathFrom(const std::string& url) {
@@ -87,13 +95,27 @@ Saving savingFrom(const std::string& code) {
 }
 
 /// Runs work for which nobody waits; its failure goes to standard error.
-void runLogged(const char* what, const std::function<void()>& work) {
+void runLogged(const std::string& what, const std::function<void()>& work) {
     try {
         work();
     } catch (const css::uno::Exception& exception) {
-        std::cerr << what << " failed: " << textFrom(exception) << "\n";
+        std::cerr << what + " failed: " + textFrom(exception) + "\n";
     } catch (const std::exception& exception) {
-        std::cerr << what << " failed: " << exception.what() << "\n";
+        std::cerr << what + " failed: " + exception.what() + "\n";
+    }
+}
+
+/// What `work` returns. Its failure becomes the answer of the call: the bus library lets nothing else through.
+template <typename Work>
+auto answered(Work work) {
+    try {
+        return work();
+    } catch (const sdbus::Error&) {
+        throw;
+    } catch (const css::uno::Exception& exception) {
+        throw refusal("LibreOffice failed: " + textFrom(exception));
+    } catch (const std::exception& exception) {
+        throw refusal(exception.what());
     }
 }
 
@@ -109,13 +131,9 @@ Reply<Values...> replyFrom(sdbus::Result<Values...>&& result) {
 template <typename... Values>
 void answerFailure(const Reply<Values...>& reply, const std::function<void()>& work) {
     try {
-        work();
+        answered(work);
     } catch (const sdbus::Error& error) {
-        reply->returnError(error);
-    } catch (const css::uno::Exception& exception) {
-        reply->returnError(refusal("LibreOffice failed: " + textFrom(exception)));
-    } catch (const std::exception& exception) {
-        reply->returnError(refusal(exception.what()));
+        runLogged("Answering", [&] { reply->returnError(error); });
     }
 }
 
@@ -145,15 +163,17 @@ void requireAccepted(bool accepted) {
 
 }  // namespace
 
-ImpressProgram::ImpressProgram(sdbus::IConnection& bus, const OfficeConnection& office)
-    : AdaptorInterfaces(bus, bus::kProgramPath), connection_(office) {
+ImpressProgram::ImpressProgram(sdbus::IConnection& bus, const OfficeConnection& office, SpareOffice& spareOffice)
+    : AdaptorInterfaces(bus, bus::kProgramPath), connection_(office), spareOffice_(spareOffice) {
     departures_ = bus.addMatch(
         "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',"
         "interface='org.freedesktop.DBus',member='NameOwnerChanged',arg2=''",
         [this](sdbus::Message& message) {
-            std::string name;
-            message >> name;
-            callerLeft(name);
+            runLogged("Noting who has left", [&] {
+                std::string name;
+                message >> name;
+                callerLeft(name);
+            });
         });
     registerAdaptor();
 }
@@ -165,10 +185,12 @@ ImpressProgram::~ImpressProgram() {
 /// The office's answer, or nothing when it did not come in time; throws the refusal that the caller of the bus gets.
 template <typename Question>
 auto ImpressProgram::tryAsk(Question question, std::chrono::milliseconds patience) {
-    try {
+    if (isLost_) throw refusal("LibreOffice has ended.");
+    return answered([&] {
         return officeThread_.ask(
             [this, question] {
-                if (!office_) office_.emplace(connection_.context());
+                if (!office_)
+                    office_.emplace(connection_.context(), [copies = copies_](const auto& id) { copies->closed(id); });
                 auto result = question(*office_);
                 auto documents = office_->documents();
                 {
@@ -178,27 +200,34 @@ auto ImpressProgram::tryAsk(Question question, std::chrono::milliseconds patienc
                 return result;
             },
             patience);
-    } catch (const css::uno::Exception& exception) {
-        throw refusal("LibreOffice failed: " + textFrom(exception));
-    }
+    });
 }
 
 template <typename Question>
 auto ImpressProgram::ask(Question question) {
     called();
-    auto answer = tryAsk(question, kPatience);
+    const auto answer = tryAsk(question, kPatience);
     if (!answer) throw noAnswer();
     return *answer;
 }
 
-std::map<std::string, sdbus::Variant> ImpressProgram::presentingState() {
+/// Asks the office for its state; false when it did not answer in time. For the bus thread.
+bool ImpressProgram::refreshState() {
     called();
-    const bool working = occupied_ > 0 || busy_ > 0;
     const auto now = std::chrono::steady_clock::now();
-    if (auto state = tryAsk(kState, occupied_ > 0 ? kPatienceWhileOccupied : kPatience)) {
-        lastState_ = std::move(state);
-        lastAnswer_ = now;
-    } else if (!working || !lastState_ || now - lastAnswer_ > kLongestOccupation) {
+    auto state = tryAsk(kState, occupied_ > 0 ? kPatienceWhileOccupied : kPatience);
+    if (!state) return false;
+    copies_->presents(state->playing && state->document ? state->document->id : "");
+    lastState_ = std::move(state);
+    lastAnswer_ = now;
+    return true;
+}
+
+std::map<std::string, sdbus::Variant> ImpressProgram::presentingState() {
+    if (isLost_) return dictionaryFrom({});
+    const bool working = occupied_ > 0 || busy_ > 0;
+    if (!refreshState() &&
+        (!working || !lastState_ || std::chrono::steady_clock::now() - lastAnswer_ > kLongestOccupation)) {
         throw noAnswer();
     }
     return dictionaryFrom(*lastState_);
@@ -216,12 +245,21 @@ ImpressProgram::windows() {
 
 bool ImpressProgram::isIdle(std::chrono::steady_clock::duration duration) {
     if (std::chrono::steady_clock::now() - lastCall_.load() < duration) return false;
-    if (!lanes_.isEmpty() || !openers_.isEmpty()) return false;
+    return lanes_.isEmpty() && openers_.isEmpty() && isOfficeSeen() == false;
+}
+
+bool ImpressProgram::hasWorkWithoutOffice() {
+    if (!isLost_.exchange(true)) lostAt_ = std::chrono::steady_clock::now();
+    if (!lanes_.isEmpty()) return true;
+    return copies_->expectsOrder() && std::chrono::steady_clock::now() - lostAt_ < kLongestWaitForOrder;
+}
+
+/// Whether the office shows a window; nothing when it does not answer.
+std::optional<bool> ImpressProgram::isOfficeSeen() {
     try {
-        const auto seen = tryAsk([](Office& office) { return office.isSeen(); }, kPatience);
-        return seen && !*seen;
+        return tryAsk([](Office& office) { return office.isSeen(); }, kPatience);
     } catch (const sdbus::Error&) {
-        return false;
+        return std::nullopt;
     }
 }
 
@@ -237,7 +275,7 @@ void ImpressProgram::open(sdbus::Result<std::string>&& result, std::string pathU
     answerFailure(reply, [&] {
         const auto caller = getObject().getCurrentlyProcessedMessage()->getSender();
         const auto path = pathFrom(pathURL);
-        (void)presentingState();
+        (void)refreshState();
         openers_.began(caller);
         requireAccepted(lanes_.pushInOrder(
             answering(reply, [this, caller, path] { return std::make_tuple(openFor(caller, path)); })));
@@ -279,27 +317,41 @@ void ImpressProgram::documentText(sdbus::Result<std::string, std::vector<Documen
 }
 
 void ImpressProgram::save(const std::string& documentID, const std::string& targetURL) {
-    DocumentCopy copy{documentWithID(documentID), pathFrom(targetURL)};
-    (void)presentingState();
-    requireAccepted(lanes_.pushInOrder([this, copy = std::move(copy)] {
-        const Counted occupation(occupied_);
-        runLogged("Saving a copy", [&] { copy.run(); });
-    }));
+    answered([&] {
+        DocumentCopy copy{documentWithID(documentID), pathFrom(targetURL)};
+        requireAccepted(lanes_.pushInOrder([this, documentID, copy = std::move(copy)] {
+            const Counted occupation(occupied_);
+            runLogged("Saving the copy " + copy.target.string(), [&] {
+                copy.run();
+                copies_->saved(documentID, copy.target);
+            });
+        }));
+    });
 }
 
 void ImpressProgram::stop(const std::string& documentID) {
     const bool found = ask([documentID](Office& office) { return office.endShow(documentID); });
-    if (!found) throw refusal("No presentation with the ID " + documentID + " is open.");
+    if (!found) throw notOpen(documentID);
 }
 
 void ImpressProgram::export_(const std::string& documentID, const std::string& targetURL, const std::string& format,
                              const std::map<std::string, sdbus::Variant>& properties) {
-    if (format != "Kimg") throw refusal("Only images can be exported: pass the format Kimg.");
-    SlideExport order{documentWithID(documentID), pathFrom(targetURL), qualityFrom(properties)};
-    requireAccepted(lanes_.pushInLane(documentID, [this, order = std::move(order)] {
-        const Counted busy(busy_);
-        runLogged("Exporting images", [&] { order.run(connection_.context()); });
-    }));
+    answered([&] {
+        if (format != "Kimg") throw refusal("Only images can be exported: pass the format Kimg.");
+        SlideExport order{pathFrom(targetURL), qualityFrom(properties)};
+        Model document;
+        try {
+            document = documentWithID(documentID);
+        } catch (const sdbus::Error&) {
+            if (!copies_->copyOf(documentID)) throw;
+        }
+        requireAccepted(lanes_.pushInLane(documentID, [this, documentID, document, order]() mutable {
+            const Counted busy(busy_);
+            runLogged("Exporting images to " + order.directory.string(),
+                      [&] { exportImages(documentID, document, order); });
+        }));
+        copies_->exportOrdered(documentID);
+    });
 }
 
 uint32_t ImpressProgram::ProcessIdentifier() {
@@ -319,16 +371,64 @@ std::string ImpressProgram::Version() {
     return BUNDLE_VERSION;
 }
 
-/// While the office stands still for us, the documents are those that it had before.
+/// The document, as the office had it last when it stands still.
 ImpressProgram::Model ImpressProgram::documentWithID(const std::string& id) {
-    called();
-    const bool occupied = occupied_ > 0;
-    const bool answered = tryAsk(kState, occupied ? kPatienceWhileOccupied : kPatience).has_value();
-    if (!answered && !occupied) throw noAnswer();
+    auto refused = notOpen(id);
+    try {
+        if (!refreshState()) refused = noAnswer();
+    } catch (const sdbus::Error& error) {
+        refused = error;
+    }
     const std::lock_guard lock(documentsMutex_);
     const auto found = documents_.find(id);
-    if (found == documents_.end()) throw refusal("No presentation with the ID " + id + " is open.");
+    if (found == documents_.end()) throw refused;
     return found->second;
+}
+
+/// Exports from the document, and when it is closed or goes meanwhile, from its copy.
+void ImpressProgram::exportImages(const std::string& documentID, const Model& document, SlideExport& order) {
+    try {
+        if (document.is()) return order.run(connection_.context(), document);
+    } catch (const css::uno::Exception&) {
+        if (!copies_->copyOf(documentID)) throw;
+    }
+    const auto copy = copies_->copyOf(documentID);
+    if (!copy) throw Refusal("the document is closed, and its copy is gone");
+    std::cerr << "The document is closed; its images come from " + copy->string() + ".\n";
+    // An office without a window may be about to quit, or wait for that alone.
+    if (isOfficeSeen() != true) return exportElsewhere(*copy, order);
+    try {
+        exportHere(*copy, order);
+    } catch (const css::uno::Exception&) {
+        exportElsewhere(*copy, order);
+    }
+}
+
+void ImpressProgram::exportHere(const std::filesystem::path& copy, SlideExport& order) {
+    Model document;
+    {
+        const Counted occupation(occupied_);
+        document = DocumentOpening{copy}.run(connection_.context());
+    }
+    // Somebody else may open the copy meanwhile: who closes it last closes it.
+    const auto id = identifierOf(document);
+    openers_.began(kOurselves);
+    (void)openers_.opened(kOurselves, id);
+    try {
+        order.run(connection_.context(), document);
+    } catch (const css::uno::Exception&) {
+        (void)openers_.closed(id);
+        throw;
+    }
+    if (openers_.closed(id) && isHidden(document)) DocumentClosing{document, Saving::ask}.run();
+}
+
+void ImpressProgram::exportElsewhere(const std::filesystem::path& copy, SlideExport& order) {
+    spareOffice_.run([&](const auto& office) {
+        const auto document = DocumentOpening{copy}.run(office);
+        order.run(office, document);
+        DocumentClosing{document, Saving::ask}.run();
+    });
 }
 
 std::string ImpressProgram::openFor(const std::string& caller, const std::filesystem::path& path) {

@@ -7,11 +7,15 @@
 #include "presenters/impress/Office.h"
 #include "presenters/impress/OfficeConnection.h"
 #include "presenters/impress/OfficeThread.h"
+#include "presenters/impress/SavedCopies.h"
+#include "presenters/impress/SlideExport.h"
+#include "presenters/impress/SpareOffice.h"
 
 #include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -24,15 +28,24 @@
 /// so that a large document holds up no other. An office that is stopped or stuck thus holds up neither the
 /// bus nor this process, and nothing is reported that the office did not say. While the office loads or stores for us
 /// it answers nobody and moves nothing: what it said last holds until it is done.
+///
+/// A command for a document that is known is accepted also while the office stands still, and waits for it in its lane;
+/// what then cannot be done is told on standard error. Images of a deck that is closed, or whose office goes, are made
+/// from the copy that was saved of it, if need be in an office of our own.
 class ImpressProgram final : public sdbus::AdaptorInterfaces<com::veldrin::PresentationProgram_adaptor> {
 public:
-    /// Exports the object. Both arguments must outlive this object.
-    ImpressProgram(sdbus::IConnection& bus, const OfficeConnection& office);
+    /// Exports the object. All arguments must outlive this object.
+    ImpressProgram(sdbus::IConnection& bus, const OfficeConnection& office, SpareOffice& spareOffice);
     virtual ~ImpressProgram();
 
     /// Whether nobody has called for this long, nothing is being done, no caller has a document open and the office
     /// shows no window. Waits a moment for the office; false when it does not answer. Any thread.
     [[nodiscard]] bool isIdle(std::chrono::steady_clock::duration duration);
+
+    /// Whether something is left that goes on without the office, or fails for want of it: accepted commands, and for
+    /// some seconds images that are still to be ordered. To be called when the office has gone, on one thread; from
+    /// then on the program tells that nothing plays.
+    [[nodiscard]] bool hasWorkWithoutOffice();
 
 private:
     using Model = css::uno::Reference<css::frame::XModel>;
@@ -60,11 +73,20 @@ private:
     auto tryAsk(Question question, std::chrono::milliseconds patience);
     template <typename Question>
     auto ask(Question question);
+    [[nodiscard]] bool refreshState();
     [[nodiscard]] Model documentWithID(const std::string& id);
+    [[nodiscard]] std::optional<bool> isOfficeSeen();
+    void exportImages(const std::string& documentID, const Model& document, SlideExport& order);
+    void exportHere(const std::filesystem::path& copy, SlideExport& order);
+    void exportElsewhere(const std::filesystem::path& copy, SlideExport& order);
     [[nodiscard]] std::string openFor(const std::string& caller, const std::filesystem::path& path);
     void callerLeft(const std::string& caller);
 
     const OfficeConnection& connection_;
+    SpareOffice& spareOffice_;
+    const std::shared_ptr<SavedCopies> copies_ = std::make_shared<SavedCopies>();
+    std::atomic<bool> isLost_ = false;  ///< the office has gone
+    std::chrono::steady_clock::time_point lostAt_;
     std::optional<Office> office_;  ///< made and used on the office thread
     std::mutex documentsMutex_;
     std::map<std::string, Model> documents_;            ///< as last seen; guarded by `documentsMutex_`

@@ -2,6 +2,7 @@
 
 #include "presenters/impress/PendingFile.h"
 
+#include <poll.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <sys/signalfd.h>
@@ -10,8 +11,11 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <iostream>
 
 namespace {
+
+constexpr int kMillisecondsBetweenLooks = 20;
 
 void observe(int events, int descriptor) {
     epoll_event event{};
@@ -52,7 +56,11 @@ Lifeline::Lifeline(std::vector<std::string> restartArguments, std::function<void
     std::thread([this, signals] { run(signals); }).detach();
 }
 
-void Lifeline::watch(pid_t office) const {
+void Lifeline::watch(pid_t office, std::function<bool()> isAtWork) {
+    {
+        const std::lock_guard lock(mutex_);
+        isAtWork_ = std::move(isAtWork);
+    }
     if (office <= 0) return;
     const auto process = static_cast<int>(syscall(SYS_pidfd_open, office, 0));
     if (process >= 0) observe(events_, process);
@@ -63,12 +71,27 @@ void Lifeline::restart() const {
     eventfd_write(restart_, 1);
 }
 
-void Lifeline::run(int signals) const {
+/// False when a signal came meanwhile.
+bool Lifeline::finishWork(int signals) {
+    const auto deadline = std::chrono::steady_clock::now() + kLongestWork;
+    const std::lock_guard lock(mutex_);
+    pollfd signal{signals, POLLIN, 0};
+    while (isAtWork_ && isAtWork_()) {
+        if (poll(&signal, 1, kMillisecondsBetweenLooks) > 0) return false;
+        if (std::chrono::steady_clock::now() < deadline) continue;
+        std::cerr << "LibreOffice has gone, and what was left could not be done in time." << std::endl;
+        break;
+    }
+    return true;
+}
+
+void Lifeline::run(int signals) {
     epoll_event event{};
     while (epoll_wait(events_, &event, 1, -1) != 1) {
     }
+    const bool told = event.data.fd == signals || !finishWork(signals);
     PendingFile::abandon();
-    if (event.data.fd == signals) onEnd_();
-    if (event.data.fd == signals || restartArguments_.empty()) std::_Exit(EXIT_SUCCESS);
+    onEnd_();
+    if (told || restartArguments_.empty()) std::_Exit(EXIT_SUCCESS);
     replaceProcess(restartArguments_);
 }

@@ -1,6 +1,7 @@
 #include "presenters/impress/Office.h"
 
 #include "presenters/impress/DocumentClosing.h"
+#include "presenters/impress/EndListener.h"
 
 #include <algorithm>
 #include <com/sun/star/awt/XTopWindow.hpp>
@@ -38,8 +39,10 @@ bool isPresentation(const Reference<css::frame::XModel>& document) {
     return info.is() && info->supportsService("com.sun.star.presentation.PresentationDocument");
 }
 
-Office::Office(const Reference<css::uno::XComponentContext>& context)
-    : desktop_(css::frame::Desktop::create(context), UNO_QUERY_THROW), frames_(desktop_->getFrames()) {}
+Office::Office(const Reference<css::uno::XComponentContext>& context, OnClosed onClosed)
+    : onClosed_(std::move(onClosed)),
+      desktop_(css::frame::Desktop::create(context), UNO_QUERY_THROW),
+      frames_(desktop_->getFrames()) {}
 
 OfficeState Office::state() {
     refresh();
@@ -156,8 +159,10 @@ std::shared_ptr<const Office::Document> Office::documentOf(const Reference<css::
     }
     if (!isPresentation(model)) return nullptr;
     const Reference<css::presentation::XPresentationSupplier> supplier(model, UNO_QUERY_THROW);
-    return std::make_shared<const Document>(
+    auto document = std::make_shared<const Document>(
         Document{identifierOf(model), model, {supplier->getPresentation(), UNO_QUERY_THROW}, isHidden(model)});
+    model->addEventListener(new EndListener([id = document->id, onClosed = onClosed_] { onClosed(id); }));
+    return document;
 }
 
 std::shared_ptr<const Office::Document> Office::find(const std::string& id) {

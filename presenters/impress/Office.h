@@ -10,6 +10,7 @@
 #include <com/sun/star/presentation/XPresentation2.hpp>
 #include <com/sun/star/uno/XComponentContext.hpp>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -43,7 +44,10 @@ struct OfficeWindow {
 /// `css::uno::Exception` when the office fails it.
 class Office {
 public:
-    explicit Office(const css::uno::Reference<css::uno::XComponentContext>& context);
+    using OnClosed = std::function<void(const std::string& documentID)>;  ///< called on any thread
+
+    /// `onClosed` is called when a document that was seen here is closed in whatever way, but not when the office dies.
+    Office(const css::uno::Reference<css::uno::XComponentContext>& context, OnClosed onClosed);
 
     [[nodiscard]] OfficeState state();
     /// Windows of presentation documents, the active one first.
@@ -87,6 +91,7 @@ private:
     [[nodiscard]] std::vector<const Window*> windowsFromFront() const;
     [[nodiscard]] std::int64_t numberOf(const css::uno::Reference<css::drawing::XDrawPage>& page);
 
+    OnClosed onClosed_;
     css::uno::Reference<css::frame::XFramesSupplier> desktop_;
     css::uno::Reference<css::frame::XFrames> frames_;
     std::vector<Window> windows_;

@@ -1,5 +1,7 @@
 #include "presenters/impress/OfficeConnection.h"
 
+#include "presenters/impress/EndListener.h"
+
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <charconv>
@@ -10,10 +12,10 @@
 #include <com/sun/star/lang/DisposedException.hpp>
 #include <com/sun/star/lang/XComponent.hpp>
 #include <cppuhelper/bootstrap.hxx>
-#include <cppuhelper/implbase1.hxx>
 #include <filesystem>
 #include <osl/module.hxx>
 #include <rtl/bootstrap.hxx>
+#include <thread>
 
 using css::uno::Reference;
 
@@ -58,15 +60,6 @@ pid_t listenerOf(const std::string& pipe) {
     return 0;
 }
 
-class LossListener : public cppu::WeakImplHelper1<css::lang::XEventListener> {
-public:
-    explicit LossListener(std::function<void()> onLost) : onLost_(std::move(onLost)) {}
-    void SAL_CALL disposing(const css::lang::EventObject& /*source*/) override { onLost_(); }
-
-private:
-    std::function<void()> onLost_;
-};
-
 }  // namespace
 
 std::optional<OfficeConnection> OfficeConnection::attach(const std::string& pipe) {
@@ -89,7 +82,16 @@ std::optional<OfficeConnection> OfficeConnection::attach(const std::string& pipe
     return office;
 }
 
+std::optional<OfficeConnection> OfficeConnection::attachWithin(const std::string& pipe, std::chrono::seconds patience) {
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    while (std::chrono::steady_clock::now() < deadline) {
+        if (auto office = attach(pipe)) return office;
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    return std::nullopt;
+}
+
 void OfficeConnection::observeLoss(std::function<void()> onLost) const {
     const Reference<css::lang::XComponent> bridge(bridge_, css::uno::UNO_QUERY_THROW);
-    bridge->addEventListener(new LossListener(std::move(onLost)));
+    bridge->addEventListener(new EndListener(std::move(onLost)));
 }

@@ -3,6 +3,7 @@
 #include "presenters/impress/Uno.h"
 
 #include <sys/types.h>
+#include <chrono>
 #include <com/sun/star/bridge/XBridge.hpp>
 #include <com/sun/star/uno/XComponentContext.hpp>
 #include <functional>
@@ -16,6 +17,10 @@ public:
     /// as an office that listens needs to answer. Throws `css::uno::Exception` when this office's own
     /// libraries cannot be set up.
     [[nodiscard]] static std::optional<OfficeConnection> attach(const std::string& pipe);
+
+    /// The same, again until `patience` is over: for an office that is being started.
+    [[nodiscard]] static std::optional<OfficeConnection> attachWithin(const std::string& pipe,
+                                                                      std::chrono::seconds patience);
 
     /// The office's component context, from which all its services come.
     [[nodiscard]] const css::uno::Reference<css::uno::XComponentContext>& context() const { return context_; }

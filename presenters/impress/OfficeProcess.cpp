@@ -3,10 +3,12 @@
 #include "bus/Convert.h"
 
 #include <spawn.h>
+#include <sys/wait.h>
 #include <unistd.h>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -45,6 +47,15 @@ pid_t spawn(std::vector<std::string> command) {
 
 bool OfficeProcess::start(const std::string& pipe) {
     headless_ = variable("DISPLAY").empty() && variable("WAYLAND_DISPLAY").empty();
+    return spawnListener(pipe);
+}
+
+bool OfficeProcess::startHeadless(const std::string& pipe) {
+    headless_ = true;
+    return spawnListener(pipe);
+}
+
+bool OfficeProcess::spawnListener(const std::string& pipe) {
     std::vector<std::string> command{OFFICE_PROGRAM, "--accept=pipe,name=" + pipe + ";urp;",
                                      "--nodefault",  "--nologo",
                                      "--norestore",  "--nofirststartwizard"};
@@ -62,4 +73,13 @@ bool OfficeProcess::isOwn(pid_t office) const {
 
 void OfficeProcess::end() const {
     if (group_ != 0) kill(-group_, SIGTERM);
+}
+
+void OfficeProcess::endWithin(std::chrono::seconds patience) {
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    while (waitpid(group_, nullptr, WNOHANG) == 0) {
+        if (std::chrono::steady_clock::now() > deadline) return end();
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    group_ = 0;
 }

@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 #include <atomic>
+#include <chrono>
 #include <string>
 
 /// An office that this process has started in the background. Callable from any thread.
@@ -12,14 +13,20 @@ public:
     /// the place of the user's. When an office runs already with the profile, that one begins to listen. False when the
     /// office cannot be started.
     [[nodiscard]] bool start(const std::string& pipe);
+    /// The same, without windows even where there is a display.
+    [[nodiscard]] bool startHeadless(const std::string& pipe);
     /// Whether this is the process that was started, and no office of the user's.
     [[nodiscard]] bool isOwn(pid_t office) const;
     /// Whether the office shows nothing, so that it is of no use without this process.
     [[nodiscard]] bool isHeadless() const { return headless_; }
     /// Asks the processes of the office to end at once. Nothing when none was started.
     void end() const;
+    /// Waits for the end of the office; asks for it when it takes longer than `patience`.
+    void endWithin(std::chrono::seconds patience);
 
 private:
+    [[nodiscard]] bool spawnListener(const std::string& pipe);
+
     std::atomic<pid_t> group_ = 0;
     std::atomic<bool> headless_ = false;
 };

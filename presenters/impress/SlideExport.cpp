@@ -24,23 +24,23 @@ constexpr int kImageWidth = 1440;
 /// Exports the pages of one document, one after the other.
 class PageExporter {
 public:
-    PageExporter(const Reference<css::uno::XComponentContext>& office, const SlideExport& order)
+    PageExporter(const Reference<css::uno::XComponentContext>& office, SlideExport& order)
         : order_(order), filter_(css::drawing::GraphicExportFilter::create(office)) {}
 
-    /// Whether the page's image is in place.
-    bool exportPage(const Reference<css::beans::XPropertySet>& page) {
+    void exportPage(const Reference<css::beans::XPropertySet>& page) {
         if (imageOptions_.getLength() == 0) imageOptions_ = imageOptions(page);
         sal_Int16 number = 0;
         page->getPropertyValue("Number") >>= number;
+        if (order_.written.contains(number)) return;
         const std::string name = fmt::format("slide.{:03}.jpg", number);
         PendingFile file(order_.directory / name);
         if (!writeImage(page, file.path())) {
             std::cerr << "The office could not write the image " << order_.directory / name << ".\n";
-            return false;
+            return;
         }
         const auto error = file.commit();
         if (error) std::cerr << "No image " << order_.directory / name << ": " << error.message() << ".\n";
-        return !error;
+        if (!error) order_.written.insert(number);
     }
 
     [[nodiscard]] Seconds timeInFilter() const { return timeInFilter_; }
@@ -69,7 +69,7 @@ private:
                            property("Quality", sal_Int32(order_.quality))});
     }
 
-    const SlideExport& order_;
+    SlideExport& order_;
     Reference<css::drawing::XGraphicExportFilter> filter_;
     Properties imageOptions_;
     Seconds timeInFilter_{0};
@@ -77,7 +77,8 @@ private:
 
 }  // namespace
 
-void SlideExport::run(const Reference<css::uno::XComponentContext>& office) const {
+void SlideExport::run(const Reference<css::uno::XComponentContext>& office,
+                      const Reference<css::frame::XModel>& document) {
     std::error_code error;
     std::filesystem::create_directories(directory, error);
     if (error) std::cerr << "Cannot make the folder " << directory << ": " << error.message() << ".\n";
@@ -87,12 +88,11 @@ void SlideExport::run(const Reference<css::uno::XComponentContext>& office) cons
     const auto pages = supplier->getDrawPages();
     const sal_Int32 count = pages->getCount();
     PageExporter exporter(office, *this);
-    int written = 0;
     for (sal_Int32 index = 0; index < count; ++index) {
         const Reference<css::beans::XPropertySet> page(pages->getByIndex(index), UNO_QUERY_THROW);
-        written += exporter.exportPage(page) ? 1 : 0;
+        exporter.exportPage(page);
     }
     const Seconds elapsed = Stopwatch::now() - start;
     std::cerr << fmt::format("Exported {} of {} slides in {:.2f} s, {:.1f} % of it inside the office's filter.\n",
-                             written, count, elapsed.count(), 100 * exporter.timeInFilter() / elapsed);
+                             written.size(), count, elapsed.count(), 100 * exporter.timeInFilter() / elapsed);
 }

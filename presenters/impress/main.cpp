@@ -5,6 +5,7 @@
 #include "presenters/impress/OfficeConnection.h"
 #include "presenters/impress/OfficeProcess.h"
 #include "presenters/impress/Show.h"
+#include "presenters/impress/SpareOffice.h"
 
 #include <CLI/CLI.hpp>
 #include <com/sun/star/frame/Desktop.hpp>
@@ -22,20 +23,23 @@ struct Options {
     int exitWhenIdle = 0;  ///< seconds; 0 for never
 };
 
+constexpr int kWrongUsage = 2;
 constexpr auto kLongestOfficeStart = 90s;
 constexpr auto kLongestOfficeEnd = 10s;
 
 OfficeProcess ownOffice;
+SpareOffice spareOffice;
 
 /// An office that shows nothing would stay behind unseen.
-void endUnseenOffice() {
+void endUnseenOffices() {
     if (ownOffice.isHeadless()) ownOffice.end();
+    spareOffice.end();
 }
 
 /// Ends the process without waiting for threads that may be stuck in the office.
 [[noreturn]] void fail(const std::string& sentence) {
     std::cerr << "keynote-impress: " << sentence << std::endl;
-    endUnseenOffice();
+    endUnseenOffices();
     std::_Exit(EXIT_FAILURE);
 }
 
@@ -51,11 +55,7 @@ OfficeConnection attach(const std::string& pipe) {
 OfficeConnection attachOrStart(const std::string& pipe) {
     if (auto office = OfficeConnection::attach(pipe)) return *office;
     if (!ownOffice.start(pipe)) fail("LibreOffice cannot be started. Install libreoffice-impress.");
-    const auto deadline = std::chrono::steady_clock::now() + kLongestOfficeStart;
-    while (std::chrono::steady_clock::now() < deadline) {
-        if (auto office = OfficeConnection::attach(pipe)) return *office;
-        std::this_thread::sleep_for(100ms);
-    }
+    if (auto office = OfficeConnection::attachWithin(pipe, kLongestOfficeStart)) return *office;
     fail("LibreOffice was started, but does not listen on the pipe " + pipe + ".");
 }
 
@@ -94,15 +94,14 @@ void takePlainName(sdbus::IConnection& connection) {
     }
 }
 
-[[noreturn]] void serve(const Options& options, const Lifeline& lifeline) {
+[[noreturn]] void serve(const Options& options, Lifeline& lifeline) {
     const auto connection = bus::openSessionBus();
     const bus::EventLoopThread loop(*connection, [] { fail("The session bus is gone."); });
     const bool onDemand = options.exitWhenIdle > 0;
     const auto office = onDemand ? attachOrStart(options.pipe) : attach(options.pipe);
-    lifeline.watch(office.processIdentifier());
+    ImpressProgram program(*connection, office, spareOffice);
+    lifeline.watch(office.processIdentifier(), [&program] { return program.hasWorkWithoutOffice(); });
     office.observeLoss([&lifeline] { lifeline.restart(); });
-
-    ImpressProgram program(*connection, office);
     connection->requestName(kBundleIdentifier + (bus::kInstanceInfix + std::to_string(office.processIdentifier())));
     takePlainName(*connection);
     std::cerr << "Attached to the office, process " << office.processIdentifier() << "." << std::endl;
@@ -132,11 +131,16 @@ int main(int argc, char** argv) {
            "Start an office when none listens, and end both after this many seconds without a caller, work or a "
            "window")
         ->check(CLI::Range(1, 86400));
-    CLI11_PARSE(app, argc, argv);
+    app.set_version_flag("--version", std::string("keynote-impress ") + KCS_VERSION);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? EXIT_SUCCESS : kWrongUsage;
+    }
 
     std::vector<std::string> restartArguments{argv[0], "--pipe", options.pipe};
     if (options.exitWhenIdle > 0) restartArguments.clear();
-    const Lifeline lifeline(std::move(restartArguments), endUnseenOffice);
+    Lifeline lifeline(std::move(restartArguments), endUnseenOffices);
     try {
         serve(options, lifeline);
     } catch (const sdbus::Error& error) {

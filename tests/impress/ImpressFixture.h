@@ -37,6 +37,17 @@ inline std::vector<std::string> imageNames(int count) {
     return names;
 }
 
+/// A deck of pages that take the office some time to draw.
+inline std::filesystem::path writeLongDeck(const std::filesystem::path& deck, int pages) {
+    auto text = contents(TEXTS);
+    const auto begin = text.find("<draw:page ");
+    const auto end = text.find("<draw:page ", begin + 1);
+    const auto page = text.substr(begin, end - begin);
+    for (int i = 0; i < pages; ++i) text.insert(begin, page);
+    std::ofstream(deck) << text;
+    return deck;
+}
+
 inline const std::map<std::string, sdbus::Variant> kExportProperties{
     {"compressionFactor", sdbus::Variant(0.8)},
     {"imageFormat", sdbus::Variant(std::string("Kifj"))},
@@ -70,6 +81,14 @@ protected:
     /// Sends a command, again while the office is too busy to be asked about the document.
     void send(const std::function<void()>& command) {
         EXPECT_TRUE(eventually([&] { return errorOf(command) == "accepted"; }));
+    }
+
+    /// What the call answers, asked again while the office is too busy.
+    template <typename Call>
+    auto answerTo(const Call& call) {
+        decltype(call()) answer{};
+        send([&] { answer = call(); });
+        return answer;
     }
 
     std::string errorOf(const std::function<void()>& call) {

@@ -61,7 +61,8 @@ ImpressSession::ImpressSession() : folder_(makeFolder()), pipe_("impress-test-" 
 
 ImpressSession::~ImpressSession() {
     bridge_.reset();
-    endOffice();
+    quitOffice();
+    officeProcess_.reset();
     connection_->leaveEventLoop();
     connection_.reset();
     busDaemon_.reset();
@@ -72,7 +73,7 @@ ImpressSession::~ImpressSession() {
 }
 
 /// Asks it to leave, so that it takes its pipes with it.
-void ImpressSession::endOffice() {
+void ImpressSession::quitOffice() {
     try {
         css::frame::Desktop::create(office().context())->terminate();
         (void)eventually([this] { return officeProcess_->hasEnded(); }, 10);
@@ -82,27 +83,28 @@ void ImpressSession::endOffice() {
         // never came
     }
     office_.reset();
-    officeProcess_.reset();
 }
 
 std::vector<std::string> ImpressSession::environment(std::vector<std::string> others) const {
     for (const auto& own :
-         {"DBUS_SESSION_BUS_ADDRESS=" + busAddress_, "DISPLAY=" + display_, std::string("SAL_USE_VCLPLUGIN=gen")}) {
+         {"DBUS_SESSION_BUS_ADDRESS=" + busAddress_, "DISPLAY=" + display_, std::string("SAL_USE_VCLPLUGIN=gen"),
+          "XDG_CACHE_HOME=" + (folder_ / "cache").string(), "XDG_DATA_HOME=" + (folder_ / "data").string(),
+          "XDG_CONFIG_HOME=" + (folder_ / "config").string()}) {
         others.push_back(own);
     }
     return others;
 }
 
-void ImpressSession::startOffice() {
+void ImpressSession::startOffice(const std::vector<std::string>& arguments) {
     office_.reset();
     officeProcess_.reset();
-    const std::vector<std::string> command{SOFFICE,
-                                           "--accept=pipe,name=" + pipe_ + ";urp;",
-                                           "-env:UserInstallation=" + bus::urlFromPath(folder_ / "profile"),
-                                           "--norestore",
-                                           "--nologo",
-                                           "--nodefault",
-                                           "--nofirststartwizard"};
+    std::vector<std::string> command{SOFFICE,
+                                     "--accept=pipe,name=" + pipe_ + ";urp;",
+                                     "-env:UserInstallation=" + bus::urlFromPath(folder_ / "profile"),
+                                     "--norestore",
+                                     "--nologo",
+                                     "--nofirststartwizard"};
+    command.insert(command.end(), arguments.begin(), arguments.end());
     officeProcess_ = std::make_unique<ChildProcess>(command, environment(), folder_ / "office");
 }
 
@@ -113,10 +115,15 @@ void ImpressSession::startBridge(const std::vector<std::string>& arguments) {
     bridge_ = std::make_unique<ChildProcess>(command, environment(), folder_ / "bridge");
 }
 
-std::vector<std::string> ImpressSession::programNames() {
+std::vector<std::string> ImpressSession::names() {
     const auto daemon = sdbus::createProxy(*connection_, "org.freedesktop.DBus", "/org/freedesktop/DBus");
     std::vector<std::string> names;
     daemon->callMethod("ListNames").onInterface("org.freedesktop.DBus").storeResultsTo(names);
+    return names;
+}
+
+std::vector<std::string> ImpressSession::programNames() {
+    auto names = this->names();
     std::erase_if(names, [](const std::string& name) { return !name.starts_with("com.apple.iWork.Keynote.instance"); });
     return names;
 }

@@ -37,7 +37,9 @@ public:
 
     /// A folder that goes with the session.
     [[nodiscard]] const std::filesystem::path& folder() const { return folder_; }
-    /// Names on the bus under which a program answers.
+    /// Names on the bus.
+    [[nodiscard]] std::vector<std::string> names();
+    /// Those under which a program answers.
     [[nodiscard]] std::vector<std::string> programNames();
     /// Waits for the program's name, which says the office's process.
     [[nodiscard]] bool waitForProgram();
@@ -46,8 +48,10 @@ public:
     [[nodiscard]] const std::string& busAddress() const { return busAddress_; }
     /// What a process on this bus and screen needs; `others` come first and hold.
     [[nodiscard]] std::vector<std::string> environment(std::vector<std::string> others = {}) const;
-    /// Starts another office; the one before must have ended.
-    void startOffice();
+    /// Starts another office; the one before must have ended. By itself it shows nothing.
+    void startOffice(const std::vector<std::string>& arguments = {"--nodefault"});
+    /// Asks the office to leave, as a user does, and waits for its end.
+    void quitOffice();
     /// Starts another bridge in place of the one that runs.
     void startBridge(const std::vector<std::string>& arguments = {});
     [[nodiscard]] const ChildProcess& bridge() const { return *bridge_; }
@@ -59,8 +63,6 @@ public:
         const css::uno::Reference<css::frame::XModel>& document);
 
 private:
-    void endOffice();
-
     std::filesystem::path folder_;
     std::string pipe_;
     std::unique_ptr<ChildProcess> screen_;

