@@ -15,6 +15,7 @@
 #include <com/sun/star/table/XTable.hpp>
 #include <com/sun/star/text/XTextRange.hpp>
 #include <future>
+#include <iostream>
 #include <numeric>
 
 using css::drawing::XDrawPage;
@@ -61,7 +62,7 @@ public:
         Reference<css::beans::XPropertySet>(page, UNO_QUERY_THROW)->getPropertyValue("Visible") >>= visible;
         slide_.get<1>() = !visible;
         readShapes(Reference<css::container::XIndexAccess>(page.get()));
-        slide_.get<4>() = notesOf(page);
+        unlessItFails([&] { slide_.get<4>() = notesOf(page); });
         return std::move(slide_);
     }
 
@@ -69,9 +70,22 @@ private:
     void readShapes(const Reference<css::container::XIndexAccess>& shapes) {
         const sal_Int32 count = shapes->getCount();
         for (sal_Int32 index = 0; index < count; ++index) {
-            Reference<css::drawing::XShape> shape;
-            shapes->getByIndex(index) >>= shape;
-            if (shape.is()) readShape(shape);
+            unlessItFails([&] {
+                Reference<css::drawing::XShape> shape;
+                shapes->getByIndex(index) >>= shape;
+                if (shape.is()) readShape(shape);
+            });
+        }
+    }
+
+    /// A shape that cannot be read, perhaps because its user removes it just now, costs the text of no other.
+    template <typename Read>
+    void unlessItFails(const Read& read) {
+        try {
+            read();
+        } catch (const css::uno::Exception& exception) {
+            std::cerr << "A text of slide " + std::to_string(slide_.get<0>()) +
+                             " cannot be read: " + textFrom(exception) + "\n";
         }
     }
 
@@ -183,17 +197,22 @@ DocumentText DocumentText::read(const Reference<css::frame::XModel>& document) {
     std::atomic<std::size_t> size = 0;
     std::atomic<sal_Int32> next = 0;
     const auto readSome = [&] {
-        TextReader reader(size);
         for (sal_Int32 index = next++; index < count; index = next++) {
             const Reference<XDrawPage> page(pages->getByIndex(index), UNO_QUERY_THROW);
-            text.slides[static_cast<std::size_t>(index)] = reader.readSlide(index + 1, page);
+            text.slides[static_cast<std::size_t>(index)] = readSlide(index + 1, page, size);
         }
     };
     std::vector<std::future<void>> readers;
     readers.reserve(kReaders);
     for (int i = 0; i < kReaders; ++i) readers.push_back(std::async(std::launch::async, readSome));
     for (auto& reader : readers) reader.get();
+    (void)pages->getCount();  // fails when it was the document that went, and with it the texts
     return text;
+}
+
+DocumentText::Slide DocumentText::readSlide(std::int64_t number, const Reference<XDrawPage>& page,
+                                            std::atomic<std::size_t>& size) {
+    return TextReader(size).readSlide(number, page);
 }
 
 std::vector<std::int64_t> slideNumbersOf(const Reference<css::frame::XModel>& document) {

@@ -1,3 +1,4 @@
+#include "presenters/impress/SavedCopies.h"
 #include "tests/impress/ImpressFixture.h"
 
 #include <com/sun/star/frame/Desktop.hpp>
@@ -12,6 +13,33 @@ using css::uno::UNO_QUERY_THROW;
 namespace {
 
 namespace fs = std::filesystem;
+
+TEST(SavedCopies, ExpectAnOrderForEachCopyOfAShowThatIsOver) {
+    const auto file = testing::TempDir() + "saved-copy";
+    std::ofstream(file) << "copy";
+    SavedCopies copies;
+    copies.saved("hidden", file);
+    copies.presents("shown");
+    copies.saved("shown", file);
+    copies.saved("shown", file);  // by another caller
+    EXPECT_FALSE(copies.expectsOrder());
+    copies.presents("");
+    for (int order = 0; order < 2; ++order) {
+        EXPECT_TRUE(copies.expectsOrder());
+        copies.exportOrdered("shown");
+    }
+    EXPECT_FALSE(copies.expectsOrder());
+    copies.presents("shown");
+    copies.saved("shown", file);
+    copies.closed("shown");
+    copies.presents("shown");  // told before it was closed
+    EXPECT_TRUE(copies.expectsOrder());
+    for (std::size_t i = 1; i < SavedCopies::kMost; ++i) copies.saved(std::to_string(i), file);
+    EXPECT_FALSE(copies.copyOf("hidden")) << "the oldest";
+    EXPECT_EQ(copies.copyOf("shown"), file);
+    fs::remove(file);
+    EXPECT_FALSE(copies.copyOf("shown"));
+}
 
 /// A deck that is closed, or whose office goes or stands still, when its images are wanted.
 class ClosedDeck : public Impress {
@@ -93,16 +121,21 @@ TEST_F(ClosedDeck, ImagesOrderedTooLateComeFromTheCopy) {
     }
 }
 
-TEST_F(ClosedDeck, ADeckThatIsClosedDuringItsExportLosesNoImage) {
-    present(writeLongDeck(folder / "long.fodp", 30));
-    endShow();
-    EXPECT_EQ(orderImages(), "accepted");
-    ASSERT_TRUE(eventually([&] { return fs::exists(folder / "images/slide.003.jpg"); }));
-    const auto before = fs::last_write_time(folder / "images/slide.001.jpg");
-    close();
-    EXPECT_TRUE(hasImages(33)) << session->bridge().errors();
-    EXPECT_EQ(fs::last_write_time(folder / "images/slide.001.jpg"), before);
-    expectCopyUntouched();
+TEST_F(ClosedDeck, ADeckThatGoesDuringItsExportLosesNoImage) {
+    for (const bool dies : {false, true}) {
+        present(writeLongDeck(folder / fmt::format("long {}.fodp", dies), 30));
+        endShow();
+        EXPECT_EQ(orderImages(), "accepted");
+        ASSERT_TRUE(eventually([&] { return fs::exists(folder / "images/slide.003.jpg"); }));
+        const auto before = fs::last_write_time(folder / "images/slide.001.jpg");
+        dies ? (void)kill(static_cast<pid_t>(program->ProcessIdentifier()), SIGKILL) : close();
+        EXPECT_TRUE(hasImages(33)) << session->bridge().errors();
+        EXPECT_EQ(fs::last_write_time(folder / "images/slide.001.jpg"), before);
+        EXPECT_EQ(contents(copy), saved);
+        fs::remove_all(folder / "images");
+    }
+    session->startOffice();
+    ASSERT_TRUE(session->waitForProgram());
 }
 
 TEST_F(ClosedDeck, AnOfficeThatQuitsAfterTheShowLeavesTheBusWithTheImages) {

@@ -5,8 +5,11 @@
 #include <libxml/xpath.h>
 #include <libxml/xpathInternals.h>
 #include <unistd.h>
+#include <com/sun/star/drawing/XDrawPagesSupplier.hpp>
 #include <com/sun/star/frame/XStorable.hpp>
+#include <com/sun/star/presentation/XPresentationPage.hpp>
 #include <com/sun/star/util/XModifiable.hpp>
+#include <cppuhelper/implbase2.hxx>
 #include <csignal>
 #include <sstream>
 #include <thread>
@@ -73,6 +76,41 @@ Words wordsOf(const DocumentText::Slide& slide) {
     return words;
 }
 
+/// A page of the office whose first shape and whose notes fail.
+class FailingPage : public cppu::WeakImplHelper2<css::presentation::XPresentationPage, css::beans::XPropertySet> {
+public:
+    explicit FailingPage(const Reference<css::drawing::XDrawPage>& page)
+        : page_(page), properties_(page, UNO_QUERY_THROW) {}
+    using Page = Reference<css::drawing::XDrawPage>;
+    using Shape = Reference<css::drawing::XShape>;
+    using Listener = Reference<css::beans::XPropertyChangeListener>;
+    using Veto = Reference<css::beans::XVetoableChangeListener>;
+    using Text = rtl::OUString;
+
+    css::uno::Any SAL_CALL getByIndex(sal_Int32 index) override {
+        if (index == 0) throw css::uno::RuntimeException();
+        return page_->getByIndex(index);
+    }
+    Page SAL_CALL getNotesPage() override { throw css::uno::RuntimeException(); }
+    sal_Int32 SAL_CALL getCount() override { return page_->getCount(); }
+    css::uno::Any SAL_CALL getPropertyValue(const Text& name) override { return properties_->getPropertyValue(name); }
+
+    css::uno::Type SAL_CALL getElementType() override { return page_->getElementType(); }
+    sal_Bool SAL_CALL hasElements() override { return page_->hasElements(); }
+    void SAL_CALL add(const Shape&) override {}
+    void SAL_CALL remove(const Shape&) override {}
+    Reference<css::beans::XPropertySetInfo> SAL_CALL getPropertySetInfo() override { return {}; }
+    void SAL_CALL setPropertyValue(const Text&, const css::uno::Any&) override {}
+    void SAL_CALL addPropertyChangeListener(const Text&, const Listener&) override {}
+    void SAL_CALL removePropertyChangeListener(const Text&, const Listener&) override {}
+    void SAL_CALL addVetoableChangeListener(const Text&, const Veto&) override {}
+    void SAL_CALL removeVetoableChangeListener(const Text&, const Veto&) override {}
+
+private:
+    Page page_;
+    Reference<css::beans::XPropertySet> properties_;
+};
+
 class Deck : public Impress {
 protected:
     void SetUp() override {
@@ -130,6 +168,21 @@ TEST_F(Deck, TellsWhatIsTitleBodyNotesAndTable) {
     EXPECT_EQ(first.get<2>(), "Sampling Sound");
     EXPECT_EQ(first.get<3>(), "How a continuous wave becomes a list of numbers");
     program->close(lectureID, "ask ");
+}
+
+TEST_F(Deck, AShapeThatCannotBeReadCostsNoOtherText) {
+    const auto document = session->open(lecture);
+    const Reference<css::drawing::XDrawPagesSupplier> supplier(document, UNO_QUERY_THROW);
+    const Reference<css::drawing::XDrawPage> page(supplier->getDrawPages()->getByIndex(0), UNO_QUERY_THROW);
+    std::atomic<std::size_t> size = 0;
+    const auto whole = DocumentText::readSlide(1, page, size);
+    const Reference<css::presentation::XPresentationPage> failing(new FailingPage(page));
+    const auto rest = DocumentText::readSlide(1, Reference<css::drawing::XDrawPage>(failing.get()), size);
+    const auto& items = whole.get<5>();
+    ASSERT_GT(items.size(), 1U);
+    EXPECT_EQ(rest.get<5>(), Words(items.begin() + 1, items.end()));
+    EXPECT_EQ(rest.get<4>(), "");
+    document->dispose();
 }
 
 TEST_F(Deck, ReadsKeynoteDocuments) {
