@@ -135,6 +135,7 @@ TEST_F(ClosedDeck, ADeckThatGoesDuringItsExportLosesNoImage) {
         EXPECT_EQ(contents(copy), saved);
         fs::remove_all(folder / "images");
     }
+    ASSERT_TRUE(eventually([] { return session->programNames().empty(); }));
     session->startOffice();
     ASSERT_TRUE(session->waitForProgram());
 }
