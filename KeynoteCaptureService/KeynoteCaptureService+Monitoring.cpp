@@ -6,6 +6,7 @@
 #include "recorder-shared/KeynoteInstallHelper.h"
 
 #include <chrono>
+#include <utility>
 
 namespace {
 
@@ -62,7 +63,13 @@ void KeynoteCaptureService::handleRunningApplicationsChanged() {
     // The program found first stays the followed one until none is left in the list.
     if (isKeynoteRunning()) return;
     currentKeynoteRunningApplication_.set(keynotes.back());
+    launchIsUntold_ = true;
     handleKeynoteStarted();
+    if (!isPollUnderWay()) notifyLaunched();
+}
+
+void KeynoteCaptureService::notifyLaunched() {
+    if (!std::exchange(launchIsUntold_, false)) return;
     VELLog("Notifying that Keynote launched");
     if (const auto host = delegate()) host->detectedKeynoteLaunched();
 }
@@ -82,6 +89,7 @@ void KeynoteCaptureService::handleKeynotePIDChanged() {
 }
 
 void KeynoteCaptureService::handleKeynoteStopped() {
+    notifyLaunched();
     processIdentifierObservation_.reset();
     keynoteApplication_.set(nullptr);
     currentKeynoteRunningApplication_.set(nullptr);

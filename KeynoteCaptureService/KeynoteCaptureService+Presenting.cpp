@@ -24,16 +24,24 @@ void KeynoteCaptureService::askPresentingState(const std::shared_ptr<ScriptingAp
     askedApplication_ = application;
     application->presentingState([weak = weak_from_this(), asked = std::weak_ptr(application)](
                                      const PresentingState& state, const ErrorPtr& lastError) {
-        const auto service = weak.lock();
-        // An answer of a program that is no longer the current one says nothing about the one that is.
-        if (!service || !service->isPollUnderWay() || service->askedApplication_ != asked.lock()) return;
-        service->askedApplication_ = nullptr;
-        if (!lastError) return service->takePresentingState(state);
+        if (const auto service = weak.lock()) service->takeAnswer(asked.lock(), state, lastError);
+    });
+}
+
+void KeynoteCaptureService::takeAnswer(const std::shared_ptr<ScriptingApplication>& application,
+                                       const PresentingState& state, const ErrorPtr& lastError) {
+    // An answer of a program that is no longer the current one says nothing about the one that is.
+    const bool isCurrent = isPollUnderWay() && askedApplication_ == application;
+    if (isCurrent) askedApplication_ = nullptr;
+    if (isCurrent && lastError) {
         VELLog(
             "Apple Event error occured when checking Keynote presenting state. Skipping this polling update. %@ %@ "
             "(%ld)",
             lastError, lastError->localizedDescription(), lastError->code());
-    });
+    } else if (isCurrent) {
+        takePresentingState(state);
+    }
+    if (!isPollUnderWay()) notifyLaunched();
 }
 
 /// Evaluates a poll.

@@ -120,6 +120,8 @@ private:
     void setObservedWorkspace(Workspace* workspace);
     void observeValueForKeyPath(std::string_view keyPath, const void* object);
     void handleRunningApplicationsChanged();
+    /// Tells the launch once, after the first poll: what that finds is told before.
+    void notifyLaunched();
     void handleKeynoteStarted();
     void handleKeynoteStopped();
     void handleKeynotePIDChanged();
@@ -133,6 +135,8 @@ private:
     // Presenting: what a poll evaluates. Main queue.
     void updateKeynotePresentingState();
     void askPresentingState(const std::shared_ptr<ScriptingApplication>& application);
+    void takeAnswer(const std::shared_ptr<ScriptingApplication>& application, const PresentingState& state,
+                    const ErrorPtr& lastError);
     void takePresentingState(const PresentingState& state);
     void updatePresentedDocumentState(const std::optional<ScriptingDocumentState>& firstDocument);
     void handlePresentingStateChanged();
@@ -192,6 +196,7 @@ private:
     mutable std::recursive_mutex workspaceMutex_;
     Workspace* observedWorkspace_ = nullptr;
     Handle workspaceObservation_;
+    bool launchIsUntold_ = false;
     bool monitoringActive_ = false;
     bool keynotePresenting_ = false;
     std::int64_t currentSlideNumber_ = 0;

@@ -6,8 +6,9 @@
 #include <optional>
 
 /// Ends a process that nobody needs: it is idle while no host is connected and no disable of automatic termination is
-/// pending (disables minus enables is zero or less). The last host's leaving ends the disables that it left behind. Once it has been idle for the idle time without a break,
-/// counted from the start or from the last change that made it idle, `onIdle` runs on the main queue.
+/// pending (disables minus enables is zero or less). The last host's leaving ends the disables that it left behind.
+/// Once it has been idle for the idle time without a break, counted from the start or from the last change that made it
+/// idle, `onIdle` runs on the main queue.
 class IdleTermination final : public ProcessInfo {
 public:
     /// Without an idle time `onIdle` never runs. The dispatch must outlive this object.

@@ -14,8 +14,9 @@ LinuxPlatform::LinuxPlatform(const Options& options)
     : computerSearch_(dispatch_.mainQueue(), options.searchRoots),
       bus_(options.usesSessionBus ? openBus() : nullptr),
       workspace_(bus_, dispatch_.mainQueue(), {kWatchedBundleIdentifier}),
-      scripting_(dispatch_, [this](pid_t process) { return workspace_.busNameOfProcess(process); },
-                 [this](const std::string& bundle) { return workspace_.busNameOfBundle(bundle); }),
+      scripting_(
+          dispatch_, [this](pid_t process) { return workspace_.busNameOfProcess(process); },
+          [this](const std::string& bundle) { return workspace_.busNameOfBundle(bundle); }),
       urlSessions_(options.makeURLSessions ? options.makeURLSessions(bundles_) : nullptr),
       idleTermination_(dispatch_, options.exitWhenIdle, [this] { listener_.endIfUnused(); }),
       listener_(bus_, dispatch_, consoleLog_,

@@ -1,5 +1,6 @@
 #include "presenters/impress/ImpressProgram.h"
 
+#include "bus/Callbacks.h"
 #include "bus/Convert.h"
 #include "bus/Names.h"
 #include "presenters/impress/DocumentClosing.h"
@@ -165,16 +166,7 @@ void requireAccepted(bool accepted) {
 
 ImpressProgram::ImpressProgram(sdbus::IConnection& bus, const OfficeConnection& office, SpareOffice& spareOffice)
     : AdaptorInterfaces(bus, bus::kProgramPath), connection_(office), spareOffice_(spareOffice) {
-    departures_ = bus.addMatch(
-        "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',"
-        "interface='org.freedesktop.DBus',member='NameOwnerChanged',arg2=''",
-        [this](sdbus::Message& message) {
-            runLogged("Noting who has left", [&] {
-                std::string name;
-                message >> name;
-                callerLeft(name);
-            });
-        });
+    departures_ = bus::watchNames(bus, "arg2=''", [this](const auto& name, const auto&) { callerLeft(name); });
     registerAdaptor();
 }
 

@@ -185,7 +185,7 @@ TEST_F(WorkspaceTest, FindsAProgramThatHasJustAppeared) {
             const FakeProgram keynote(program(i, 60));
             ASSERT_EQ(workspace->busNameOfStartedBundle(kKeynote), keynote.uniqueName());
         }
-        ASSERT_TRUE(becomes(""));
+        ASSERT_TRUE(eventually([&] { return !workspace->busNameOfBundle(kKeynote); }));
     }
 }
 

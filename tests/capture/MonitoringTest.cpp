@@ -40,6 +40,7 @@ TEST_F(Monitoring, OnlySupportedVersionsAreSeen) {
     EXPECT_EQ(host->calls, Calls{});
     Program oldest(platform, 400, "6.5");
     oldest.launch();
+    platform.dispatch.runReady();
     EXPECT_EQ(host->calls, Calls{"0 launched"});
 }
 
@@ -62,7 +63,23 @@ TEST_F(Monitoring, TheProgramFoundFirstStaysFollowed) {
     keynote.quit();
     EXPECT_EQ(host->calls.at(3), "1500 terminated");
     keynote.launch();
+    platform.dispatch.runReady();
     EXPECT_EQ(host->calls.at(4), "1500 launched");
+}
+
+TEST_F(Monitoring, AReplacementIsToldHoweverLateTheChangesCome) {
+    platform.workspace.tellsAfter = 2s;
+    start();
+    keynote.launch();
+    run(3s);
+    Program second(platform, 101);
+    keynote.quit();
+    second.launch();
+    const auto deck = second.open("b.key");
+    ASSERT_EQ(second.model.startShow(deck, 1), nullptr);
+    run(3s);
+    EXPECT_EQ(host->calls, (Calls{"2000 launched", "5000 terminated", "5000 started P1 /decks/b.key P1.key ok",
+                                  "5000 launched", "5125 slide P1 1 P1/slide.001.jpg"}));
 }
 
 TEST_F(Monitoring, ChangedProcessIdentifierIsFollowed) {
