@@ -85,7 +85,7 @@ public:
     /// scriptable window names and frames; nothing when there is none. Main queue.
     [[nodiscard]] std::optional<WindowRecord> currentSlidePresentationWindowDescription();
 
-    /// Kept for hosts of older versions; nothing uses it.
+    /// Part of the object's interface; nothing uses it.
     using MonitorForMethod = std::optional<std::map<std::string, std::string>>;
     [[nodiscard]] const MonitorForMethod& monitorForMethod() const { return monitorForMethod_; }
     void setMonitorForMethod(MonitorForMethod monitors) { monitorForMethod_ = std::move(monitors); }

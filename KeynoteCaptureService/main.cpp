@@ -28,12 +28,12 @@ int main(int argc, char** argv) {
         return arguments.exit(error) == 0 ? 0 : 2;
     }
 
+    ServiceDelegate delegate;
     LinuxPlatform::Options options;
     if (idle->count() > 0) options.exitWhenIdle = delayFromSeconds(idleSeconds);
     LinuxPlatform linuxPlatform(options);
     installPlatform(&linuxPlatform.platform());
 
-    ServiceDelegate delegate;
     linuxPlatform.listener().setDelegate(&delegate);
     return linuxPlatform.listener().resume();
 }

@@ -13,8 +13,8 @@ using ErrorReply = std::function<void(const ErrorPtr&)>;
 /// Called exactly once with a text, or nothing.
 using TextReply = std::function<void(const std::optional<std::string>&)>;
 
-/// What a host can ask of the capture service. The calls arrive on the connection's thread and return at once.
-/// An empty (default-made) reply is allowed and skipped.
+/// What a host can ask of the capture service. The calls arrive on a queue of the connection, one after the other. An
+/// empty (default-made) reply is allowed and skipped.
 class KeynoteCaptureServiceProtocol {
 public:
     virtual ~KeynoteCaptureServiceProtocol() = default;
@@ -32,14 +32,14 @@ public:
     /// `setKeynotePollingInterval:`: seconds between polls; below 0.25 is accepted with a warning.
     virtual void setKeynotePollingInterval(double seconds) = 0;
     /// `extractSlideFiles:forPresentationAt:`: opens the presentation file, writes its text and moves the slide images
-    /// of these names into its directory. Answered with `extractedSlideFilesForPresentation`. Unlike the
-    /// others this call blocks, for as long as the program needs to open the file and to tell its text.
+    /// of these names into its directory. Answered with `extractedSlideFilesForPresentation`. The call waits for as
+    /// long as the program needs to open the file and to tell its text.
     virtual void extractSlideFiles(const std::vector<std::string>& names, const std::string& forPresentationAt) = 0;
     /// `waitForSavingToCompleteAsync`: waits until the presentation program has finished saving. Answered with
     /// `savedArchiveDocuments` or `failedToSaveArchiveDocumentError`.
     virtual void waitForSavingToCompleteAsync() = 0;
     /// `descriptionOfScriptableWindowsWithReply:`: a text that lists the program's scriptable windows, or nothing
-    /// when it is not running.
+    /// when it is not running. The call waits for the program.
     virtual void descriptionOfScriptableWindowsWithReply(TextReply reply) = 0;
     /// `descriptionOfKeynoteWindowsWithReply:`: a text that lists the window server's records of the program's
     /// windows, or nothing when it is not running.

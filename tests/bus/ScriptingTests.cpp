@@ -96,6 +96,14 @@ TEST_F(ScriptingTest, LeavesOutAFileThatItCannotUnderstand) {
     }
 }
 
+TEST_F(ScriptingTest, ReadsNoMoreThanAProgramHasToSay) {
+    for (int i = 0; i < 100; ++i) program.state.emplace(fmt::format("a{}", i), sdbus::Variant(i));
+    program.state.emplace("playing", sdbus::Variant(true));
+    EXPECT_EQ(poll().state.playing, std::nullopt);
+    for (int i = 50; i < 100; ++i) program.state.erase(fmt::format("a{}", i));
+    EXPECT_EQ(poll().state.playing, true);
+}
+
 TEST_F(ScriptingTest, SendsCommandsInOrderWithoutWaitingAndReadsWindows) {
     const auto document = keynote->documentWithID("D\xFF");
     document->save("/t/copy of.key");

@@ -224,6 +224,31 @@ TEST_F(Impress, RefusesWhatItCannotDoAndGoesOnAfterWhatFails) {
     EXPECT_EQ(contents(file), "in the way");
 }
 
+TEST_F(Impress, StrangersWhoTellOfDeparturesAreNotBelieved) {
+    const auto opener = sdbus::createSessionBusConnectionWithAddress(session->busAddress());
+    const auto bridge = sdbus::createProxy(*opener, session->programNames().front(), bus::kProgramPath);
+    std::string id;
+    bridge->callMethod("open")
+        .onInterface(bus::kProgramInterface)
+        .withArguments(bus::urlFromPath(copyLecture(session->folder() / "kept.fodp")))
+        .storeResultsTo(id);
+    const auto stranger = sdbus::createSessionBusConnectionWithAddress(session->busAddress());
+    const auto object = sdbus::createObject(*stranger, "/org/freedesktop/DBus");
+    const auto tell = [&](const auto&... arguments) {
+        auto signal = object->createSignal("org.freedesktop.DBus", "NameOwnerChanged");
+        signal.setDestination(session->programNames().front());
+        static_cast<void>((signal << ... << arguments));
+        object->emitSignal(signal);
+    };
+    tell();
+    tell(7);
+    tell(std::vector<std::string>{"a"});
+    tell(opener->getUniqueName(), opener->getUniqueName(), std::string());
+    std::vector<std::int64_t> numbers;
+    bridge->callMethod("slideNumbers").onInterface(bus::kProgramInterface).withArguments(id).storeResultsTo(numbers);
+    EXPECT_EQ(numbers.size(), 8U) << "the document was closed for somebody who has not left";
+}
+
 TEST_F(Impress, TellsNothingWhileTheOfficeIsStoppedAndGoesOnAfterwards) {
     const auto document = open(lecture);
     const auto office = static_cast<pid_t>(program->ProcessIdentifier());
