@@ -244,9 +244,10 @@ TEST_F(Impress, StrangersWhoTellOfDeparturesAreNotBelieved) {
     tell(7);
     tell(std::vector<std::string>{"a"});
     tell(opener->getUniqueName(), opener->getUniqueName(), std::string());
-    std::vector<std::int64_t> numbers;
-    bridge->callMethod("slideNumbers").onInterface(bus::kProgramInterface).withArguments(id).storeResultsTo(numbers);
-    EXPECT_EQ(numbers.size(), 8U) << "the document was closed for somebody who has not left";
+    // Behind what a departure would have ordered for the document.
+    auto text = bridge->createMethodCall(bus::kProgramInterface, "documentText");
+    text << id;
+    EXPECT_EQ(errorOf([&] { static_cast<void>(bridge->callMethod(text)); }), "accepted");
 }
 
 TEST_F(Impress, TellsNothingWhileTheOfficeIsStoppedAndGoesOnAfterwards) {
