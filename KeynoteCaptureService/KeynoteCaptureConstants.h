@@ -20,7 +20,7 @@ enum class KeynoteCaptureServiceError : std::int64_t {
 inline constexpr double KeynoteCaptureServiceImageCompressionFactor = 0.8;
 
 /// How long a slide image monitor waits for expected images.
-inline constexpr std::chrono::seconds KeynoteCaptureSlideImageFileMonitorTimeout{90};
+inline constexpr std::chrono::duration<double> KeynoteCaptureSlideImageFileMonitorTimeout{90.0};
 
 /// How long an event that holds up the main queue may wait for the program's reply: 30 of the platform's ticks of 1/60
 /// second.

@@ -44,7 +44,7 @@ KeynoteCaptureSlideImageFileMonitor::~KeynoteCaptureSlideImageFileMonitor() {
 }
 
 Duration KeynoteCaptureSlideImageFileMonitor::timeout() {
-    return KeynoteCaptureSlideImageFileMonitorTimeout;
+    return std::chrono::duration_cast<Duration>(KeynoteCaptureSlideImageFileMonitorTimeout);
 }
 
 void KeynoteCaptureSlideImageFileMonitor::startWithCompletion(Completion completion) {

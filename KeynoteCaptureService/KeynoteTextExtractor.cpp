@@ -91,7 +91,8 @@ std::vector<XMLElement> KeynoteTextExtractor::metadataNodes() {
 XMLElement KeynoteTextExtractor::slidesNode() {
     static_cast<void>(text());
     auto [name, slides] = *std::exchange(text_, std::nullopt);
-    VELLog("%@: extracting text from %zd slides", name, std::ssize(slides));
+    VELLog("%@: extracting text from %zd slides", name.empty() ? std::nullopt : std::optional(name),
+           std::ssize(slides));
     return listNode(allSlidesKey, std::move(slides), nodeForSlide);
 }
 

@@ -1,10 +1,18 @@
 #include "bus/BusConnection.h"
 
-#include <sdbus-c++/Error.h>
+#include <sdbus-c++/sdbus-c++.h>
+#include <cstdint>
+#include <future>
+#include <optional>
 #include <utility>
 
 namespace bus {
 namespace {
+
+constexpr const char* kDaemon = "org.freedesktop.DBus";
+/// Of the bus protocol: a flag of requests for names, and an answer.
+constexpr std::uint32_t kDoNotQueue = 4;
+constexpr std::uint32_t kExists = 3;
 
 /// Whether the connection serves nothing any more: it is closed, or stuck in a callback that never returned to it.
 bool isLost(const sdbus::IConnection& connection, const sdbus::Error& failure) {
@@ -45,9 +53,24 @@ bool processPending(sdbus::IConnection& connection) {
 }
 
 EventLoopThread::EventLoopThread(sdbus::IConnection& connection, std::function<void()> onLost)
-    : connection_(connection), thread_([&connection, onLost = std::move(onLost)] {
+    : connection_(connection),
+      daemon_(sdbus::createProxy(connection, kDaemon, "/org/freedesktop/DBus")),
+      thread_([&connection, onLost = std::move(onLost)] {
           if (!serve(connection)) onLost();
       }) {}
+
+void EventLoopThread::requestName(const std::string& name) {
+    const auto outcome = std::make_shared<std::promise<std::optional<sdbus::Error>>>();
+    daemon_->callMethodAsync("RequestName")
+        .onInterface(kDaemon)
+        .withArguments(name, kDoNotQueue)
+        .uponReplyInvoke([outcome](const sdbus::Error* error, std::uint32_t answer) {
+            const sdbus::Error taken("org.freedesktop.DBus.Error.Failed", "somebody else has it");
+            if (error == nullptr && answer == kExists) error = &taken;
+            outcome->set_value(error == nullptr ? std::nullopt : std::optional(*error));
+        });
+    if (const auto failure = outcome->get_future().get()) throw sdbus::Error(*failure);
+}
 
 EventLoopThread::~EventLoopThread() {
     connection_.leaveEventLoop();

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <sdbus-c++/IConnection.h>
+#include <sdbus-c++/IProxy.h>
 #include <functional>
 #include <memory>
+#include <string>
 #include <thread>
 
 namespace bus {
@@ -23,8 +25,13 @@ public:
     EventLoopThread(const EventLoopThread&) = delete;
     EventLoopThread& operator=(const EventLoopThread&) = delete;
 
+    /// Takes a name on the bus. The library's own call reads what arrives meanwhile, and nobody tells the loop of it.
+    /// Throws `sdbus::Error` when another has the name. Any thread but the loop's.
+    void requestName(const std::string& name);
+
 private:
     sdbus::IConnection& connection_;
+    const std::unique_ptr<sdbus::IProxy> daemon_;
     std::thread thread_;
 };
 

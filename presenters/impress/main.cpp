@@ -86,9 +86,9 @@ void present(const Options& options, const OfficeConnection& office) {
 }
 
 /// The name by which the bus starts this process, and waits for it; another program may have it.
-void takePlainName(sdbus::IConnection& connection) {
+void takePlainName(bus::EventLoopThread& loop) {
     try {
-        connection.requestName(kBundleIdentifier);
+        loop.requestName(kBundleIdentifier);
     } catch (const sdbus::Error& error) {
         std::cerr << "Without the name " << kBundleIdentifier << ": " << error.getMessage() << std::endl;
     }
@@ -96,14 +96,14 @@ void takePlainName(sdbus::IConnection& connection) {
 
 [[noreturn]] void serve(const Options& options, Lifeline& lifeline) {
     const auto connection = bus::openSessionBus();
-    const bus::EventLoopThread loop(*connection, [] { fail("The session bus is gone."); });
+    bus::EventLoopThread loop(*connection, [] { fail("The session bus is gone."); });
     const bool onDemand = options.exitWhenIdle > 0;
     const auto office = onDemand ? attachOrStart(options.pipe) : attach(options.pipe);
     ImpressProgram program(*connection, office, spareOffice);
     lifeline.watch(office.processIdentifier(), [&program] { return program.hasWorkWithoutOffice(); });
     office.observeLoss([&lifeline] { lifeline.restart(); });
-    connection->requestName(kBundleIdentifier + (bus::kInstanceInfix + std::to_string(office.processIdentifier())));
-    takePlainName(*connection);
+    loop.requestName(kBundleIdentifier + (bus::kInstanceInfix + std::to_string(office.processIdentifier())));
+    takePlainName(loop);
     std::cerr << "Attached to the office, process " << office.processIdentifier() << "." << std::endl;
     if (!options.deck.empty()) present(options, office);
     while (!onDemand || !program.isIdle(std::chrono::seconds(options.exitWhenIdle))) std::this_thread::sleep_for(1s);

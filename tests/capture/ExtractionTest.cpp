@@ -88,7 +88,7 @@ const std::string kEventFailed = "-[KeynoteTextExtractor eventDidFail:withError:
 const Trouble kTroubles[] = {
     {"ImageLeftOut", "leaves-out", "1", "", kImages, kMissing, kText + "slide.002.jpg ", "<Number>2</Number>",
      "Could not find all expected slide images: Error Domain="},
-    {"NotOpened", "refuses", "open", "", kImages, kMissing, kText, kNoText, ": extracting text from 0 slides"},
+    {"NotOpened", "refuses", "open", "", kImages, kMissing, kText, kNoText, "(null): extracting text from 0 slides"},
     {"NotOpenedForImages", "refuses", "open", "", {}, kSuccess, kText, kNoText, "Finished verification"},
     {"NoText", "refuses", "text", "", kImages, kSuccess, kText + "slide.001.jpg slide.002.jpg ", kNoText, kEventFailed},
     {"NoVersion",
