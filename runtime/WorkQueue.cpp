@@ -8,6 +8,7 @@
 #include <system_error>
 #include <thread>
 #include <utility>
+#include <vector>
 
 namespace runtime {
 namespace {
@@ -75,6 +76,13 @@ struct WorkQueue::Crew : std::enable_shared_from_this<Crew> {
     void join() {
         std::unique_lock lock(mutex);
         changed.wait(lock, [this] { return threads == 0; });
+    }
+
+    /// After `join`: frees the pieces that were not begun, which may own the queue that they wait in.
+    void drop() {
+        std::vector<std::deque<Task>> dropped;
+        const std::lock_guard lock(mutex);
+        for (const auto& pieces : ready) dropped.push_back(std::exchange(pieces->waiting, {}));
         ready.clear();
     }
 
@@ -86,6 +94,7 @@ struct WorkQueue::Crew : std::enable_shared_from_this<Crew> {
             ready.pop_front();
             --resting;
             serve(*pieces, lock);
+            if (!pieces->waiting.empty()) ready.push_back(pieces);  // stopped
             ++resting;
         }
         --resting;
@@ -140,6 +149,7 @@ Workers::Workers(Report report) : crew_(std::make_shared<WorkQueue::Crew>(std::m
 Workers::~Workers() {
     stop();
     join();
+    crew_->drop();
 }
 
 std::unique_ptr<WorkQueue> Workers::makeQueue(std::size_t capacity) const {

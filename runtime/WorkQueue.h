@@ -43,7 +43,7 @@ public:
     using Report = std::function<void(const std::string&)>;
 
     explicit Workers(Report report);
-    /// Ends, and waits for the pieces under way.
+    /// Ends, waits for the pieces under way, and drops the others.
     ~Workers();
     Workers(const Workers&) = delete;
     Workers& operator=(const Workers&) = delete;

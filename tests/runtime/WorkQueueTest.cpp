@@ -98,11 +98,13 @@ TEST(WorkQueue, StoppedWorkersWaitForWhatIsUnderWayOnly) {
     const auto queue = workers->makeQueue(10);
     ASSERT_TRUE(queue->push(gate.waiting()));
     ASSERT_TRUE(eventually([&] { return gate.arrived == 1; }));
-    ASSERT_TRUE(queue->push([&ran] { ++ran; }));
+    const auto piece = std::make_shared<int>();
+    ASSERT_TRUE(queue->push([&ran, piece] { ++ran; }));
     workers->stop();
     gate.open();
     workers->join();
     workers.reset();
+    EXPECT_EQ(piece.use_count(), 1) << "it may own its queue";
     EXPECT_FALSE(queue->push([&ran] { ++ran; })) << "it may outlive them";
     EXPECT_EQ(ran, 0);
 }
