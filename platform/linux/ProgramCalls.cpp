@@ -26,26 +26,30 @@ void ProgramCalls::call(const std::string& owner, const char* interface, const c
     owed_.emplace(number, Owed{owner, deadline, std::move(hear)});
     try {
         if (!connection_) open();
-        auto& program = programOf(owner);
-        auto message = program.createMethodCall(interface, member);
+        auto& [proxy, owed] = programOf(owner);
+        ++owed;
+        auto message = proxy->createMethodCall(interface, member);
         write(message);
         const auto answer = [weak = weak_from_this(), number](sdbus::MethodReply& reply, const sdbus::Error* error) {
             bus::guarded([&] {
                 if (const auto self = weak.lock()) self->hear(number, error == nullptr ? &reply : nullptr, error);
             });
         };
-        static_cast<void>(program.callMethod(message, answer, timeout));
-        ++programs_[owner].owed;
+        static_cast<void>(proxy->callMethod(message, answer, timeout));
         wakeAt(deadline);
     } catch (const sdbus::Error& error) {
         this->hear(number, nullptr, &error);
         serve();  // finds out whether the connection broke
+    } catch (const std::exception& problem) {
+        const sdbus::Error error(bus::kProgramFailed, problem.what());
+        this->hear(number, nullptr, &error);
     }
 }
 
 void ProgramCalls::open() {
-    connection_ = bus::openSessionBus();
-    watch_ = dispatch_.watch(connection_->getEventLoopPollData().fd, [this] { serve(); });
+    auto connection = bus::openSessionBus();
+    watch_ = dispatch_.watch(connection->getEventLoopPollData().fd, [this] { serve(); });
+    connection_ = std::move(connection);
 }
 
 void ProgramCalls::close(const sdbus::Error& reason) {
@@ -62,12 +66,12 @@ void ProgramCalls::end() {
 }
 
 /// Those who owe nothing any more are forgotten when somebody else is called.
-sdbus::IProxy& ProgramCalls::programOf(const std::string& owner) {
+ProgramCalls::Program& ProgramCalls::programOf(const std::string& owner) {
     if (!programs_.contains(owner)) {
         std::erase_if(programs_, [](const auto& each) { return each.second.owed == 0; });
         programs_[owner].proxy = sdbus::createProxy(*connection_, owner, bus::kProgramPath);
     }
-    return *programs_[owner].proxy;
+    return programs_[owner];
 }
 
 void ProgramCalls::hear(std::uint64_t call, sdbus::MethodReply* reply, const sdbus::Error* error) {
@@ -75,7 +79,7 @@ void ProgramCalls::hear(std::uint64_t call, sdbus::MethodReply* reply, const sdb
     if (!node) return;
     const auto& owed = node.mapped();
     const auto program = programs_.find(owed.owner);
-    if (program != programs_.end() && program->second.owed > 0) --program->second.owed;
+    if (program != programs_.end()) --program->second.owed;
     // The daemon hands over what anybody calls a reply.
     if (reply != nullptr && reply->getSender() != owed.owner) {
         const sdbus::Error forged(bus::kProgramFailed, "somebody else answered");

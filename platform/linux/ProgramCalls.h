@@ -49,7 +49,7 @@ private:
 
     void open();
     void close(const sdbus::Error& reason);
-    [[nodiscard]] sdbus::IProxy& programOf(const std::string& owner);
+    [[nodiscard]] Program& programOf(const std::string& owner);
     void hear(std::uint64_t call, sdbus::MethodReply* reply, const sdbus::Error* error);
     void serve();
     void wakeAt(Instant time);

@@ -1,6 +1,10 @@
+#include "bus/Names.h"
 #include "platform/linux/DBusScripting.h"
+#include "platform/linux/ProgramCalls.h"
 #include "tests/bus/FakeProgram.h"
 
+#include <sys/resource.h>
+#include <unistd.h>
 #include <fstream>
 
 namespace {
@@ -180,6 +184,42 @@ TEST_F(ScriptingTest, OpensItsConnectionAnewWhenTheBusIsBack) {
     another.state = {{"playing", sdbus::Variant(true)}};
     owner = another.uniqueName();
     EXPECT_EQ(poll().state.playing, true);
+}
+
+TEST_F(ScriptingTest, AnswersHoweverFewDescriptorsAreLeft) {
+    rlimit usual{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &usual), 0);
+    EXPECT_EQ(poll().error, nullptr);                                 // the main queue has what it needs
+    std::vector<std::shared_ptr<ScriptingApplication>> applications;  // keep their descriptors
+    int answered = 0;
+    for (int left = 0; left < 8; ++left) {
+        keynote = applications.emplace_back(scripting.applicationForBundleIdentifier(kKeynote));
+        const int next = ::dup(0);
+        ::close(next);
+        const rlimit low{static_cast<rlim_t>(next + left), usual.rlim_max};
+        ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &low), 0);
+        const auto atFirst = poll().error;
+        ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &usual), 0);
+        answered += atFirst == nullptr ? 1 : 0;
+        EXPECT_EQ(poll().error, nullptr) << left;
+    }
+    EXPECT_TRUE(0 < answered && answered < 8) << answered;
+}
+
+TEST_F(ScriptingTest, GoesOnWaitingWhenAnotherCallCannotBeSent) {
+    program.holds = true;
+    Lines heard;
+    const auto calls = std::make_shared<ProgramCalls>(dispatch);
+    const auto call = [&](const std::string& name, const std::string& to, const ProgramCalls::Write& write) {
+        calls->call(to, bus::kProgramInterface, "presentingState", milliseconds(300), write,
+                    [&heard, name](auto*, const auto*) { heard.push_back(name); });
+    };
+    const auto nothing = [](sdbus::MethodCall&) {};
+    call("held", *owner, nothing);
+    call("unsent", *owner, [](sdbus::MethodCall&) { throw sdbus::Error("a.b", "no"); });
+    EXPECT_EQ(heard, Lines{"unsent"});
+    call("other", "org.freedesktop.DBus", nothing);
+    EXPECT_TRUE(runUntil([&] { return heard.size() == 3; }));
 }
 
 std::size_t residentPages() {
