@@ -8,8 +8,6 @@ namespace {
 constexpr std::size_t kMostCalls = 1000;
 constexpr int kMostExtractions = 32;
 constexpr int kMostWaits = 32;
-constexpr const char* kLimitsExceeded = "org.freedesktop.DBus.Error.LimitsExceeded";
-constexpr const char* kFailed = "org.freedesktop.DBus.Error.Failed";
 
 /// Counts while it lives.
 class Counted {

@@ -16,8 +16,6 @@ namespace {
 
 constexpr std::size_t kMostHosts = 256;
 constexpr std::size_t kLongestText = 16384;
-constexpr const char* kLimitsExceeded = "org.freedesktop.DBus.Error.LimitsExceeded";
-constexpr const char* kFailed = "org.freedesktop.DBus.Error.Failed";
 constexpr std::size_t kMostNames = 10000;
 constexpr std::size_t kLongestName = 255;
 

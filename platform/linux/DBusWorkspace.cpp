@@ -18,7 +18,7 @@ bool tellToOpen(const std::string& owner, const std::filesystem::path& path) {
         const auto connection = bus::openSessionBus();
         const auto program = sdbus::createProxy(*connection, owner, bus::kProgramPath);
         program->callMethod("open")
-            .onInterface("com.veldrin.PresentationProgram")
+            .onInterface(bus::kProgramInterface)
             .withArguments(bus::urlFromPath(path))
             .dontExpectReply();
         return true;

@@ -26,7 +26,7 @@ public:
     void fail(const sdbus::Error& error) noexcept {
         if (!take()) return;
         if (attempt([&] { result_.returnError(error); })) return;
-        attempt([&] { result_.returnError(sdbus::Error("org.freedesktop.DBus.Error.Failed", "The call failed.")); });
+        attempt([&] { result_.returnError(sdbus::Error(kFailed, "The call failed.")); });
     }
 
 private:

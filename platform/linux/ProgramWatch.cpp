@@ -19,8 +19,6 @@ constexpr std::size_t kLongestText = 16384;
 /// Programs that ran before are ordered by the number of their connection, and come before those seen to appear.
 constexpr std::uint64_t kSeenOrder = std::uint64_t{1} << 63U;
 constexpr std::uint64_t kForever = std::numeric_limits<std::uint64_t>::max();
-constexpr const char* kInterface = "com.veldrin.PresentationProgram";
-constexpr const char* kPropertiesInterface = "org.freedesktop.DBus.Properties";
 
 std::optional<std::string> textOf(const std::map<std::string, sdbus::Variant>& properties, const char* key) {
     const auto found = properties.find(key);
@@ -74,7 +72,8 @@ void ProgramWatch::watchNames(const std::string& identifier) {
 
 void ProgramWatch::watchProperties() {
     const std::string rule = std::string("type='signal',path='") + bus::kProgramPath + "',interface='" +
-                             kPropertiesInterface + "',member='PropertiesChanged',arg0='" + kInterface + "'";
+                             bus::kPropertiesInterface + "',member='PropertiesChanged',arg0='" +
+                             bus::kProgramInterface + "'";
     matches_.push_back(bus::addMatch(bus_->connection(), rule, [this](sdbus::Message& message) {
         const auto sender = message.getSender();
         if (!isOwner(sender)) return;
@@ -175,9 +174,9 @@ void ProgramWatch::ask(const std::string& name, Program& program) {
     program.proxy = sdbus::createProxy(bus_->connection(), program.owner, bus::kProgramPath);
     const sdbus::IProxy& proxy = *program.proxy;
     program.proxy->callMethodAsync("GetAll")
-        .onInterface(kPropertiesInterface)
+        .onInterface(bus::kPropertiesInterface)
         .withTimeout(kForever)
-        .withArguments(std::string(kInterface))
+        .withArguments(std::string(bus::kProgramInterface))
         .uponReplyInvoke([this, &proxy, name, owner = program.owner, query = program.query](
                              const sdbus::Error* error, const Properties& properties) {
             const bool isForged = !bus::isReplyFrom(proxy, owner);

@@ -45,3 +45,7 @@ private:
 /// The bus daemon's own name, object and interface.
 inline constexpr const char* kBusDaemon = "org.freedesktop.DBus";
 inline constexpr const char* kBusDaemonPath = "/org/freedesktop/DBus";
+
+/// Names of the errors that calls of hosts get.
+inline constexpr const char* kLimitsExceeded = "org.freedesktop.DBus.Error.LimitsExceeded";
+inline constexpr const char* kFailed = "org.freedesktop.DBus.Error.Failed";
