@@ -58,8 +58,8 @@ protected:
         id = poll(*program).documentID;
         copy = fs::path(file).replace_extension(".key");
         program->save(id, bus::urlFromPath(copy));
-        ASSERT_TRUE(eventually([&] { return fs::exists(copy); })) << session->bridge().errors();
-        saved = contents(copy);
+        ASSERT_TRUE(eventually([&] { return fs::exists(copy); })) << session->bridge().complaintsUntilNow();
+        saved = contentsOf(copy);
     }
     void endShow() {
         ImpressSession::showOf(document)->end();
@@ -71,10 +71,10 @@ protected:
     }
     /// An office that is killed may leave a temporary file of its own among them.
     bool hasImages(int count) {
-        return eventually([&] { return std::ranges::includes(namesIn(folder / "images"), imageNames(count)); }, 60);
+        return eventually([&] { return std::ranges::includes(namesIn(folder / "images"), imageNames(count)); }, 60s);
     }
     void expectCopyUntouched() {
-        EXPECT_EQ(contents(copy), saved);
+        EXPECT_EQ(contentsOf(copy), saved);
         for (const auto& name : namesIn(folder)) EXPECT_FALSE(name.starts_with(".")) << name;
     }
 
@@ -99,9 +99,9 @@ TEST_F(ClosedDeck, AnOfficeThatStandsStillDoesLaterWhatIsOrdered) {
     EXPECT_EQ(failing, "accepted");
     EXPECT_EQ(exporting, "accepted");
     EXPECT_EQ(unknown, bus::kProgramFailed);
-    EXPECT_TRUE(hasImages(8)) << session->bridge().errors();
+    EXPECT_TRUE(hasImages(8)) << session->bridge().complaintsUntilNow();
     EXPECT_TRUE(fs::exists(folder / "copy.key"));
-    EXPECT_NE(session->bridge().errors().find("deck.fodp/copy.key failed: "), std::string::npos);
+    EXPECT_NE(session->bridge().complaintsUntilNow().find("deck.fodp/copy.key failed: "), std::string::npos);
     document->dispose();
 }
 
@@ -112,7 +112,7 @@ TEST_F(ClosedDeck, ImagesOrderedTooLateComeFromTheCopy) {
         endShow();
         close();
         EXPECT_EQ(orderImages(), "accepted");
-        EXPECT_TRUE(hasImages(8)) << session->bridge().errors();
+        EXPECT_TRUE(hasImages(8)) << session->bridge().complaintsUntilNow();
         fs::remove_all(folder / "images");
         if (other.is()) other->dispose();
         EXPECT_TRUE(eventually([&] { return poll(*program).documentID.empty(); }));
@@ -130,9 +130,9 @@ TEST_F(ClosedDeck, ADeckThatGoesDuringItsExportLosesNoImage) {
         ASSERT_TRUE(eventually([&] { return fs::exists(folder / "images/slide.003.jpg"); }));
         const auto before = fs::last_write_time(folder / "images/slide.001.jpg");
         dies ? (void)kill(static_cast<pid_t>(program->ProcessIdentifier()), SIGKILL) : close();
-        EXPECT_TRUE(hasImages(33)) << session->bridge().errors();
+        EXPECT_TRUE(hasImages(33)) << session->bridge().complaintsUntilNow();
         EXPECT_EQ(fs::last_write_time(folder / "images/slide.001.jpg"), before);
-        EXPECT_EQ(contents(copy), saved);
+        EXPECT_EQ(contentsOf(copy), saved);
         fs::remove_all(folder / "images");
     }
     ASSERT_TRUE(eventually([] { return session->programNames().empty(); }));
@@ -149,7 +149,7 @@ TEST_F(ClosedDeck, AnOfficeThatQuitsAfterTheShowLeavesTheBusWithTheImages) {
     EXPECT_FALSE(poll(*program).playing);
     EXPECT_EQ(errorOf([&] { (void)program->windows(); }), bus::kProgramFailed);
     EXPECT_EQ(orderImages(), "accepted");
-    EXPECT_TRUE(hasImages(8)) << session->bridge().errors();
+    EXPECT_TRUE(hasImages(8)) << session->bridge().complaintsUntilNow();
     EXPECT_TRUE(eventually([] { return session->programNames().empty(); }));
     expectCopyUntouched();
     session->startOffice();
@@ -159,7 +159,7 @@ TEST_F(ClosedDeck, AnOfficeThatQuitsAfterTheShowLeavesTheBusWithTheImages) {
 TEST_F(ClosedDeck, AnOfficeThatDiesDuringTheShowLeavesTheBusAtOnce) {
     present(copyLecture(folder / "deck.fodp"));
     ASSERT_EQ(kill(static_cast<pid_t>(program->ProcessIdentifier()), SIGKILL), 0);
-    EXPECT_TRUE(eventually([] { return session->programNames().empty(); }, 5));
+    EXPECT_TRUE(eventually([] { return session->programNames().empty(); }, 5s));
     session->startOffice();
     ASSERT_TRUE(session->waitForProgram());
 }
@@ -167,29 +167,30 @@ TEST_F(ClosedDeck, AnOfficeThatDiesDuringTheShowLeavesTheBusAtOnce) {
 TEST_F(ClosedDeck, AShowThatClosesItsDeckItselfIsRecordedWhole) {
     session->quitOffice();
     ASSERT_TRUE(eventually([] { return session->programNames().empty(); }));
-    const ChildProcess service({SERVICE}, session->environment(), folder / "service");
+    const ChildProcess service({SERVICE});
     ASSERT_TRUE(eventually([&] { return std::ranges::count(session->names(), bus::kServiceName) == 1; }));
-    const ChildProcess recorder({RECORDER, "record", "--to", folder / "captures", "--json"}, session->environment(),
-                                folder / "recorder");
+    ChildProcess recorder({RECORDER, "record", "--to", folder / "captures", "--json"});
     session->startOffice({"--show", copyLecture(folder / "deck.fodp")});
-    const auto told = [&](const char* event) {
-        return eventually([&] { return recorder.output().find(event) != std::string::npos; }, 60);
+    const auto waitFor = [&](const char* event) {
+        for (std::string line; line.find(event) == std::string::npos;) {
+            line = recorder.readLine().value();
+            EXPECT_EQ(line.find("detectedKeynoteTerminated"), std::string::npos);
+            EXPECT_EQ(line.find("\"error\":{"), std::string::npos) << line;
+        }
     };
-    ASSERT_TRUE(told("\"presentedSlide\":1")) << recorder.output() << recorder.errors() << session->bridge().errors();
+    waitFor("\"presentedSlide\":1");
     const auto desktop = css::frame::Desktop::create(session->office().context());
     document.set(desktop->getComponents()->createEnumeration()->nextElement(), UNO_QUERY_THROW);
     ImpressSession::showOf(document)->getController()->gotoNextSlide();
-    ASSERT_TRUE(told("\"presentedSlide\":2")) << recorder.output();
+    waitFor("\"presentedSlide\":2");
     ImpressSession::showOf(document)->end();
-    ASSERT_TRUE(told("stoppedPresenting")) << recorder.output() << session->bridge().errors();
-    EXPECT_EQ(recorder.output().find("detectedKeynoteTerminated"), std::string::npos) << recorder.output();
-    EXPECT_EQ(recorder.output().find("\"error\":{"), std::string::npos) << recorder.output();
+    waitFor("stoppedPresenting");
     std::vector<std::string> images;
     for (const auto& entry : fs::recursive_directory_iterator(folder / "captures")) {
         if (entry.path().extension() == ".jpg") images.push_back(entry.path().filename());
     }
     std::sort(images.begin(), images.end());
-    EXPECT_EQ(images, imageNames(2)) << session->bridge().errors();
+    EXPECT_EQ(images, imageNames(2)) << session->bridge().complaintsUntilNow();
 }
 
 }  // namespace

@@ -1,24 +1,21 @@
 #pragma once
 
+#include "bus/BusConnection.h"
 #include "bus/Convert.h"
 #include "bus/Names.h"
 #include "tests/impress/ImpressSession.h"
+#include "tests/support/Deadline.h"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <algorithm>
-#include <fstream>
-#include <iterator>
+
+using namespace std::chrono_literals;
 
 /// Our own copy of the example deck: the office puts a lock file beside what it opens.
 inline std::filesystem::path copyLecture(const std::filesystem::path& copy) {
     std::filesystem::copy_file(LECTURE, copy, std::filesystem::copy_options::overwrite_existing);
     return copy;
-}
-
-inline std::string contents(const std::filesystem::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
 }
 
 inline std::vector<std::string> namesIn(const std::filesystem::path& folder) {
@@ -39,12 +36,12 @@ inline std::vector<std::string> imageNames(int count) {
 
 /// A deck of pages that take the office some time to draw.
 inline std::filesystem::path writeLongDeck(const std::filesystem::path& deck, int pages) {
-    auto text = contents(TEXTS);
+    auto text = contentsOf(TEXTS);
     const auto begin = text.find("<draw:page ");
     const auto end = text.find("<draw:page ", begin + 1);
     const auto page = text.substr(begin, end - begin);
     for (int i = 0; i < pages; ++i) text.insert(begin, page);
-    std::ofstream(deck) << text;
+    writeFile(deck, text);
     return deck;
 }
 
@@ -66,7 +63,7 @@ protected:
     static void TearDownTestSuite() { session.reset(); }
 
     void SetUp() override {
-        ASSERT_TRUE(session->waitForProgram()) << session->bridge().errors();
+        ASSERT_TRUE(session->waitForProgram()) << session->bridge().complaintsUntilNow();
         program = session->program();
     }
 

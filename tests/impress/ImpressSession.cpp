@@ -1,15 +1,18 @@
 #include "tests/impress/ImpressSession.h"
 
+#include "bus/BusConnection.h"
 #include "bus/Convert.h"
 #include "bus/Names.h"
+#include "tests/support/Deadline.h"
 
+#include <fmt/format.h>
 #include <unistd.h>
 #include <com/sun/star/frame/Desktop.hpp>
 #include <com/sun/star/presentation/XPresentationSupplier.hpp>
 #include <cstdlib>
-#include <fstream>
 #include <stdexcept>
 
+using namespace std::chrono_literals;
 using css::uno::Reference;
 using css::uno::UNO_QUERY_THROW;
 
@@ -24,12 +27,6 @@ constexpr const char* kSettings = R"(<?xml version="1.0" encoding="UTF-8"?>
 </oor:items>
 )";
 
-std::filesystem::path makeFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "impress-test-XXXXXX").string();
-    if (!mkdtemp(pattern.data())) throw std::runtime_error("no temporary folder");
-    return pattern;
-}
-
 }  // namespace
 
 ProgramProxy::ProgramProxy(sdbus::IConnection& connection, const std::string& name)
@@ -41,20 +38,18 @@ ProgramProxy::~ProgramProxy() {
     unregisterProxy();
 }
 
-ImpressSession::ImpressSession() : folder_(makeFolder()), pipe_("impress-test-" + std::to_string(getpid())) {
-    const std::vector<std::string> screen{XVFB, "-displayfd", "1", "-screen", "0", "1280x720x24", "-nolisten", "tcp"};
-    screen_ = std::make_unique<ChildProcess>(screen, std::vector<std::string>{}, folder_ / "screen");
-    display_ = ":" + screen_->firstLine();
-    const std::vector<std::string> daemon{"/usr/bin/dbus-daemon", "--session", "--nofork", "--print-address=1"};
-    busDaemon_ = std::make_unique<ChildProcess>(daemon, std::vector<std::string>{}, folder_ / "bus");
-    busAddress_ = busDaemon_->firstLine();
-    windowManager_ = std::make_unique<ChildProcess>(std::vector<std::string>{WINDOW_MANAGER}, environment(),
-                                                    folder_ / "window-manager");
-    connection_ = sdbus::createSessionBusConnectionWithAddress(busAddress_);
+ImpressSession::ImpressSession()
+    : pipe_("impress-test-" + std::to_string(getpid())),
+      screen_({XVFB, "-displayfd", "1", "-screen", "0", "1280x720x24", "-nolisten", "tcp"}) {
+    setenv("DISPLAY", (":" + screen_.readLine().value()).c_str(), 1);
+    setenv("SAL_USE_VCLPLUGIN", "gen", 1);
+    for (const char* name : {"CACHE", "DATA", "CONFIG"}) {
+        setenv(fmt::format("XDG_{}_HOME", name).c_str(), (folder() / name).c_str(), 1);
+    }
+    windowManager_ = std::make_unique<ChildProcess>(std::vector<std::string>{WINDOW_MANAGER});
+    connection_ = bus::openSessionBus();
     connection_->enterEventLoopAsync();
-    const auto user = folder_ / "profile/user";
-    std::filesystem::create_directories(user);
-    std::ofstream(user / "registrymodifications.xcu") << kSettings;
+    writeFile(folder() / "profile/user/registrymodifications.xcu", kSettings);
     startOffice();
     startBridge();
 }
@@ -62,57 +57,43 @@ ImpressSession::ImpressSession() : folder_(makeFolder()), pipe_("impress-test-" 
 ImpressSession::~ImpressSession() {
     bridge_.reset();
     quitOffice();
-    officeProcess_.reset();
     connection_->leaveEventLoop();
-    connection_.reset();
-    busDaemon_.reset();
-    windowManager_.reset();
-    screen_.reset();
-    std::error_code ignored;
-    std::filesystem::remove_all(folder_, ignored);
 }
 
 /// Asks it to leave, so that it takes its pipes with it.
 void ImpressSession::quitOffice() {
     try {
         css::frame::Desktop::create(office().context())->terminate();
-        (void)eventually([this] { return officeProcess_->hasEnded(); }, 10);
+        (void)officeProcess_->exitStatus();
     } catch (const css::uno::Exception&) {
         // already gone
-    } catch (const std::bad_optional_access&) {
+    } catch (const std::exception&) {
         // never came
     }
     office_.reset();
 }
 
-std::vector<std::string> ImpressSession::environment(std::vector<std::string> others) const {
-    for (const auto& own :
-         {"DBUS_SESSION_BUS_ADDRESS=" + busAddress_, "DISPLAY=" + display_, std::string("SAL_USE_VCLPLUGIN=gen"),
-          "XDG_CACHE_HOME=" + (folder_ / "cache").string(), "XDG_DATA_HOME=" + (folder_ / "data").string(),
-          "XDG_CONFIG_HOME=" + (folder_ / "config").string()}) {
-        others.push_back(own);
-    }
-    return others;
-}
-
 void ImpressSession::startOffice(const std::vector<std::string>& arguments) {
     office_.reset();
     officeProcess_.reset();
-    std::vector<std::string> command{SOFFICE,
+    std::vector<std::string> command{"sh",
+                                     "-c",
+                                     "exec \"$0\" \"$@\" >/dev/null 2>&1",
+                                     SOFFICE,
                                      "--accept=pipe,name=" + pipe_ + ";urp;",
-                                     "-env:UserInstallation=" + bus::urlFromPath(folder_ / "profile"),
+                                     "-env:UserInstallation=" + bus::urlFromPath(folder() / "profile"),
                                      "--norestore",
                                      "--nologo",
                                      "--nofirststartwizard"};
     command.insert(command.end(), arguments.begin(), arguments.end());
-    officeProcess_ = std::make_unique<ChildProcess>(command, environment(), folder_ / "office");
+    officeProcess_ = std::make_unique<ChildProcess>(command);
 }
 
 void ImpressSession::startBridge(const std::vector<std::string>& arguments) {
     bridge_.reset();
     std::vector<std::string> command{BRIDGE, "--pipe", pipe_};
     command.insert(command.end(), arguments.begin(), arguments.end());
-    bridge_ = std::make_unique<ChildProcess>(command, environment(), folder_ / "bridge");
+    bridge_ = std::make_unique<ChildProcess>(command);
 }
 
 std::vector<std::string> ImpressSession::names() {
@@ -129,7 +110,7 @@ std::vector<std::string> ImpressSession::programNames() {
 }
 
 bool ImpressSession::waitForProgram() {
-    return eventually([this] { return programNames().size() == 1; }, 60);
+    return eventually([this] { return programNames().size() == 1; }, 60s);
 }
 
 std::unique_ptr<ProgramProxy> ImpressSession::programNamed(const std::string& name) {

@@ -2,7 +2,9 @@
 
 #include "bus/PresentationProgramProxy.h"
 #include "presenters/impress/OfficeConnection.h"
-#include "tests/impress/ChildProcess.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/PrivateBus.h"
+#include "tests/support/TemporaryDirectory.h"
 
 #include <com/sun/star/frame/XModel.hpp>
 #include <com/sun/star/presentation/XPresentation2.hpp>
@@ -29,14 +31,15 @@ struct PolledState {
     std::int64_t slideNumber = 0;
 };
 
-/// A screen, a bus, an office with an empty profile, and the bridge, all of their own.
+/// A screen, a bus, an office with an empty profile, and the bridge, all of their own. The environment names screen and
+/// bus from then on.
 class ImpressSession {
 public:
     ImpressSession();
     ~ImpressSession();
 
     /// A folder that goes with the session.
-    [[nodiscard]] const std::filesystem::path& folder() const { return folder_; }
+    [[nodiscard]] const std::filesystem::path& folder() const { return folder_.path; }
     /// Names on the bus.
     [[nodiscard]] std::vector<std::string> names();
     /// Those under which a program answers.
@@ -45,16 +48,13 @@ public:
     [[nodiscard]] bool waitForProgram();
     [[nodiscard]] std::unique_ptr<ProgramProxy> program() { return programNamed(programNames().at(0)); }
     [[nodiscard]] std::unique_ptr<ProgramProxy> programNamed(const std::string& name);
-    [[nodiscard]] const std::string& busAddress() const { return busAddress_; }
-    /// What a process on this bus and screen needs; `others` come first and hold.
-    [[nodiscard]] std::vector<std::string> environment(std::vector<std::string> others = {}) const;
     /// Starts another office; the one before must have ended. By itself it shows nothing.
     void startOffice(const std::vector<std::string>& arguments = {"--nodefault"});
     /// Asks the office to leave, as a user does, and waits for its end.
     void quitOffice();
     /// Starts another bridge in place of the one that runs.
     void startBridge(const std::vector<std::string>& arguments = {});
-    [[nodiscard]] const ChildProcess& bridge() const { return *bridge_; }
+    [[nodiscard]] ChildProcess& bridge() const { return *bridge_; }
     /// A connection of the test itself to the office, to do what a user does.
     [[nodiscard]] const OfficeConnection& office();
     [[nodiscard]] css::uno::Reference<css::frame::XModel> open(const std::filesystem::path& deck);
@@ -63,13 +63,11 @@ public:
         const css::uno::Reference<css::frame::XModel>& document);
 
 private:
-    std::filesystem::path folder_;
+    TemporaryDirectory folder_;
     std::string pipe_;
-    std::unique_ptr<ChildProcess> screen_;
-    std::string display_;
+    ChildProcess screen_;
+    PrivateBus bus_;
     std::unique_ptr<ChildProcess> windowManager_;
-    std::unique_ptr<ChildProcess> busDaemon_;
-    std::string busAddress_;
     std::unique_ptr<sdbus::IConnection> connection_;
     std::unique_ptr<ChildProcess> officeProcess_;
     std::unique_ptr<ChildProcess> bridge_;

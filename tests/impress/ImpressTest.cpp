@@ -1,6 +1,6 @@
 #include "bus/Convert.h"
-#include "tests/impress/Image.h"
 #include "tests/impress/ImpressFixture.h"
+#include "tests/support/Image.h"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
@@ -11,7 +11,6 @@
 #include <com/sun/star/presentation/XSlideShowController.hpp>
 #include <com/sun/star/util/XModifiable.hpp>
 #include <csignal>
-#include <fstream>
 
 using css::uno::Reference;
 using css::uno::UNO_QUERY_THROW;
@@ -20,46 +19,22 @@ namespace {
 
 using Numbers = std::vector<std::int64_t>;
 
-/// The colour of page `number` of the deck that `writeColourDeck` makes.
-Colour colourOf(int number) {
-    return {(number * 67) % 256, (number * 131) % 256, (number * 29) % 256};
-}
-
-/// Twelve pages, 4:3, each filled with a colour of its own; page 4 is hidden. Its show goes to pages 7, 3 and 9 only.
-std::filesystem::path writeColourDeck(const std::filesystem::path& folder) {
-    std::string styles;
-    std::string pages;
-    for (int number = 1; number <= 12; ++number) {
-        const Colour colour = colourOf(number);
-        styles += fmt::format(
-            R"(<style:style style:name="c{0}" style:family="graphic"><style:graphic-properties draw:stroke="none" draw:fill="solid" draw:fill-color="#{1:02x}{2:02x}{3:02x}"/></style:style>
-<style:style style:name="p{0}" style:family="drawing-page"><style:drawing-page-properties presentation:visibility="{4}"/></style:style>
-)",
-            number, colour.red, colour.green, colour.blue, number == 4 ? "hidden" : "visible");
-        pages += fmt::format(
-            R"(<draw:page draw:name="P{0}" draw:style-name="p{0}" draw:master-page-name="m"><draw:rect draw:style-name="c{0}" svg:x="0cm" svg:y="0cm" svg:width="28cm" svg:height="21cm"/></draw:page>
-)",
-            number);
-    }
-    auto file = folder / "colours & more.fodp";
-    std::ofstream(file)
-        << R"(<?xml version="1.0" encoding="UTF-8"?>
-<office:document xmlns:office="urn:oasis:names:tc:opendocument:xmlns:office:1.0" xmlns:style="urn:oasis:names:tc:opendocument:xmlns:style:1.0" xmlns:draw="urn:oasis:names:tc:opendocument:xmlns:drawing:1.0" xmlns:fo="urn:oasis:names:tc:opendocument:xmlns:xsl-fo-compatible:1.0" xmlns:presentation="urn:oasis:names:tc:opendocument:xmlns:presentation:1.0" xmlns:svg="urn:oasis:names:tc:opendocument:xmlns:svg-compatible:1.0" office:version="1.3" office:mimetype="application/vnd.oasis.opendocument.presentation">
-<office:styles/>
-<office:automatic-styles><style:style style:name="blank" style:family="drawing-page"/><style:page-layout style:name="l"><style:page-layout-properties fo:margin="0cm" fo:page-width="28cm" fo:page-height="21cm" style:print-orientation="landscape"/></style:page-layout>
-)" << styles
-        << R"(</office:automatic-styles>
-<office:master-styles><style:master-page style:name="m" style:page-layout-name="l" draw:style-name="blank"/></office:master-styles>
-<office:body><office:presentation>
-)" << pages
-        << R"(<presentation:settings presentation:show="short"><presentation:show presentation:name="short" presentation:pages="P7,P3,P9"/></presentation:settings>
-</office:presentation></office:body></office:document>
-)";
-    return file;
+/// The lecture on pages of 4:3, whose show goes to pages 7, 3 and 8 only.
+std::filesystem::path writeShortLecture(const std::filesystem::path& folder) {
+    auto text = contentsOf(LECTURE);
+    const auto replace = [&text](std::string_view what, const std::string& with) {
+        text.replace(text.find(what), what.size(), with);
+    };
+    replace("page-height=\"15.75cm\"", "page-height=\"21cm\"");
+    replace("<presentation:settings presentation:mouse-visible=\"false\"/>",
+            "<presentation:settings presentation:show=\"short\"><presentation:show presentation:name=\"short\" "
+            "presentation:pages=\"Try it yourself,Rates in daily use,Closing\"/></presentation:settings>");
+    writeFile(folder / "short & more.fodp", text);
+    return folder / "short & more.fodp";
 }
 
 /// The slides that polls tell until the show ends; nothing but polls of one document may come between.
-Numbers slidesOfShow(ProgramProxy& program, double seconds) {
+Numbers slidesOfShow(ProgramProxy& program) {
     Numbers numbers;
     const bool ended = eventually(
         [&] {
@@ -68,7 +43,7 @@ Numbers slidesOfShow(ProgramProxy& program, double seconds) {
             if (numbers.empty() || numbers.back() != state.slideNumber) numbers.push_back(state.slideNumber);
             return false;
         },
-        seconds);
+        60s);
     EXPECT_TRUE(ended);
     return numbers;
 }
@@ -89,17 +64,18 @@ TEST_F(Impress, TellsItsProcessAndBundle) {
     EXPECT_EQ(program->BundleIdentifier(), "com.apple.iWork.Keynote");
     const auto bundle = bus::pathFromURL(program->BundleURL());
     ASSERT_TRUE(bundle);
-    EXPECT_NE(contents(*bundle / "Contents/Info.plist").find("CFBundleShortVersionString"), std::string::npos);
+    EXPECT_NE(contentsOf(*bundle / "Contents/Info.plist").find("CFBundleShortVersionString"), std::string::npos);
 }
 
 TEST_F(Impress, ShowsTheLectureWithoutTheHiddenSlide) {
     const auto deck = copyLecture(session->folder() / "shown.fodp");
     session->startBridge({"--present", deck, "--advance", "0.7"});
-    ASSERT_TRUE(eventually([] { return session->bridge().errors().find("Attached") != std::string::npos; }));
+    session->bridge().waitForComplaint("Attached");
     program = session->program();
-    EXPECT_EQ(slidesOfShow(*program, 60), (Numbers{1, 2, 3, 4, 6, 7, 8}));
+    EXPECT_EQ(slidesOfShow(*program), (Numbers{1, 2, 3, 4, 6, 7, 8}));
     EXPECT_EQ(poll(*program).documentFile, bus::urlFromPath(deck));
-    EXPECT_TRUE(eventually([] { return session->bridge().output().ends_with("showing slide 8\nshow ended\n"); }));
+    session->bridge().waitForLine("showing slide 8");
+    EXPECT_EQ(session->bridge().readLine(), "show ended");
 }
 
 TEST_F(Impress, TellsTheLastSlideOnTheEndScreenUntilStopped) {
@@ -119,40 +95,33 @@ TEST_F(Impress, TellsTheLastSlideOnTheEndScreenUntilStopped) {
     }
     const auto id = poll(*program).documentID;
     send([&] { program->stop(id); });
-    EXPECT_TRUE(eventually([&] { return !poll(*program).playing; }, 5));
+    EXPECT_TRUE(eventually([&] { return !poll(*program).playing; }, 5s));
 }
 
-TEST_F(Impress, TellsTheNumbersOfACustomShowAndPutsItsDocumentFirst) {
-    const auto colours = open(writeColourDeck(session->folder()));
+TEST_F(Impress, TellsTheNumbersOfACustomShowPutsItsDocumentFirstAndExportsAllPages) {
+    const auto deck = writeShortLecture(session->folder());
+    const auto document = open(deck);
+    const auto id = poll(*program).documentID;
     const auto other = open(lecture);
-    const auto show = ImpressSession::showOf(colours);
+    const auto show = ImpressSession::showOf(document);
     show->start();
     ASSERT_TRUE(eventually([&] { return poll(*program).playing; }));
-    for (const std::int64_t number : {7, 3, 9}) {
+    for (const std::int64_t number : {7, 3, 8}) {
         EXPECT_TRUE(eventually([&] { return poll(*program).slideNumber == number; })) << number;
-        EXPECT_EQ(poll(*program).documentFile, bus::urlFromPath(session->folder() / "colours & more.fodp"));
-        if (number != 9) show->getController()->gotoNextSlide();
+        EXPECT_EQ(poll(*program).documentFile, bus::urlFromPath(deck));
+        if (number != 8) show->getController()->gotoNextSlide();
     }
     show->end();
     ASSERT_TRUE(eventually([&] { return !poll(*program).playing; }));
-    colours->dispose();
-    EXPECT_TRUE(eventually([&] { return poll(*program).documentFile == bus::urlFromPath(lecture); }));
-}
-
-TEST_F(Impress, WritesEveryPageUnderItsNumber) {
-    const auto document = open(writeColourDeck(session->folder()));
     const auto target = session->folder() / "new" / "slide";
-    const auto id = poll(*program).documentID;
     send([&] { program->export_(id, bus::urlFromPath(target) + "/", "Kimg", kExportProperties); });
-    ASSERT_TRUE(eventually([&] { return namesIn(target) == imageNames(12); }, 60)) << session->bridge().errors();
-    for (int number = 1; number <= 12; ++number) {
-        const auto image = Image::read(target / fmt::format("slide.{:03}.jpg", number));
-        ASSERT_TRUE(image) << number;
-        EXPECT_EQ(image->width, 1440U);
-        EXPECT_EQ(image->height, 1080U);
-        EXPECT_TRUE(alike(image->at(0.5, 0.5), colourOf(number))) << number;
-    }
+    ASSERT_TRUE(eventually([&] { return namesIn(target) == imageNames(8); }, 60s))
+        << session->bridge().complaintsUntilNow();
+    const auto image = Image::read(target / "slide.003.jpg").value();
+    EXPECT_EQ(image.width, 1440U);
+    EXPECT_EQ(image.height, 1080U);
     document->dispose();
+    EXPECT_TRUE(eventually([&] { return poll(*program).documentFile == bus::urlFromPath(lecture); }));
 }
 
 TEST_F(Impress, LeavesTheDocumentAsItIs) {
@@ -167,11 +136,12 @@ TEST_F(Impress, LeavesTheDocumentAsItIs) {
         modifiable->setModified(modified);
         const auto copy = session->folder() / fmt::format("copy {}.key", modified);
         const auto images = session->folder() / fmt::format("images {}", modified);
-        std::ofstream(copy).close();
+        writeFile(copy, "");
         send([&] { program->save(id, bus::urlFromPath(copy)); });
         send([&] { program->export_(id, bus::urlFromPath(images), "Kimg", kExportProperties); });
-        ASSERT_TRUE(eventually([&] { return namesIn(images) == imageNames(8); }, 60)) << session->bridge().errors();
-        EXPECT_NE(contents(copy).find("mimetypeapplication/vnd.oasis.opendocument.presentation"), std::string::npos)
+        ASSERT_TRUE(eventually([&] { return namesIn(images) == imageNames(8); }, 60s))
+            << session->bridge().complaintsUntilNow();
+        EXPECT_NE(contentsOf(copy).find("mimetypeapplication/vnd.oasis.opendocument.presentation"), std::string::npos)
             << "commands are done in order, so the copy must be there before the images";
         EXPECT_EQ(modifiable->isModified() != 0, modified);
     }
@@ -179,7 +149,8 @@ TEST_F(Impress, LeavesTheDocumentAsItIs) {
     EXPECT_EQ(state.slideNumber, 3);
     EXPECT_EQ(state.documentID, id);
     EXPECT_EQ(state.documentFile, bus::urlFromPath(lecture));
-    EXPECT_EQ(contents(session->folder() / "profile/user/registrymodifications.xcu").find("copy%20"), std::string::npos)
+    EXPECT_EQ(contentsOf(session->folder() / "profile/user/registrymodifications.xcu").find("copy%20"),
+              std::string::npos)
         << "the copy must not stand among the recent files";
 
     const Colour navy{0x1e, 0x3a, 0x5f};
@@ -215,24 +186,24 @@ TEST_F(Impress, RefusesWhatItCannotDoAndGoesOnAfterWhatFails) {
     EXPECT_TRUE(namesIn(session->folder() / "refused").empty());
 
     const auto file = session->folder() / "a file";
-    std::ofstream(file) << "in the way";
+    writeFile(file, "in the way");
     send([&] { program->save(id, bus::urlFromPath(file / "copy.key")); });
     send([&] { program->export_(id, bus::urlFromPath(file / "slide"), "Kimg", kExportProperties); });
     const auto copy = session->folder() / "after.key";
     send([&] { program->save(id, bus::urlFromPath(copy)); });
-    EXPECT_TRUE(eventually([&] { return std::filesystem::exists(copy); })) << session->bridge().errors();
-    EXPECT_EQ(contents(file), "in the way");
+    EXPECT_TRUE(eventually([&] { return std::filesystem::exists(copy); })) << session->bridge().complaintsUntilNow();
+    EXPECT_EQ(contentsOf(file), "in the way");
 }
 
 TEST_F(Impress, StrangersWhoTellOfDeparturesAreNotBelieved) {
-    const auto opener = sdbus::createSessionBusConnectionWithAddress(session->busAddress());
+    const auto opener = bus::openSessionBus();
     const auto bridge = sdbus::createProxy(*opener, session->programNames().front(), bus::kProgramPath);
     std::string id;
     bridge->callMethod("open")
         .onInterface(bus::kProgramInterface)
         .withArguments(bus::urlFromPath(copyLecture(session->folder() / "kept.fodp")))
         .storeResultsTo(id);
-    const auto stranger = sdbus::createSessionBusConnectionWithAddress(session->busAddress());
+    const auto stranger = bus::openSessionBus();
     const auto object = sdbus::createObject(*stranger, "/org/freedesktop/DBus");
     const auto tell = [&](const auto&... arguments) {
         auto signal = object->createSignal("org.freedesktop.DBus", "NameOwnerChanged");
@@ -274,7 +245,7 @@ TEST_F(Impress, LeavesTheBusWithTheOfficeAndComesBackWithTheNext) {
             EXPECT_EQ(errorOf([&] { (void)program->presentingState(); }), bus::kProgramFailed);
         }
         ASSERT_EQ(kill(office, SIGKILL), 0);
-        EXPECT_TRUE(eventually([] { return session->programNames().empty(); }, 5)) << "stuck: " << stuck;
+        EXPECT_TRUE(eventually([] { return session->programNames().empty(); }, 5s)) << "stuck: " << stuck;
         session->startOffice();
         ASSERT_TRUE(session->waitForProgram());
         program = session->program();

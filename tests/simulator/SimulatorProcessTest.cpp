@@ -3,19 +3,16 @@
 #include "bus/Names.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/Deadline.h"
+#include "tests/support/Image.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <bus/PresentationProgramProxy.h>
 #include <fmt/format.h>
 #include <gtest/gtest.h>
-#include <jpeglib.h>
 #include <sdbus-c++/sdbus-c++.h>
 #include <csignal>
-#include <cstdio>  // jpeglib.h needs it
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
 using namespace std::chrono_literals;
 namespace fs = std::filesystem;
@@ -53,32 +50,6 @@ private:
         if (interface == kInterface) announced = changed;
     }
 };
-
-struct Image {
-    unsigned width = 0;
-    unsigned height = 0;
-};
-
-/// Decodes the whole file; the library ends the test when it is no JPEG.
-Image decode(const fs::path& path) {
-    FILE* const file = std::fopen(path.c_str(), "rb");
-    if (!file) return {};
-    jpeg_decompress_struct reader{};
-    jpeg_error_mgr errors{};
-    reader.err = jpeg_std_error(&errors);
-    jpeg_create_decompress(&reader);
-    jpeg_stdio_src(&reader, file);
-    jpeg_read_header(&reader, TRUE);
-    jpeg_start_decompress(&reader);
-    std::vector<JSAMPLE> row(static_cast<std::size_t>(reader.output_width) * 4);
-    JSAMPROW rows = row.data();
-    while (reader.output_scanline < reader.output_height) jpeg_read_scanlines(&reader, &rows, 1);
-    const Image image{reader.output_width, reader.output_height};
-    jpeg_finish_decompress(&reader);
-    jpeg_destroy_decompress(&reader);
-    std::fclose(file);
-    return image;
-}
 
 std::string nameOfError(const std::function<void()>& call) {
     try {
@@ -162,11 +133,11 @@ TEST_F(SimulatorProcessTest, WritesTheArchiveAndImagesThatDecode) {
     std::set<std::string> contents;
     for (const char* const name : {"slide.001.jpg", "slide.002.jpg", "slide.003.jpg"}) {
         const auto path = directory.path / "new/slide" / name;
-        const Image image = decode(path);
-        EXPECT_EQ(image.width, 1440U);
-        EXPECT_EQ(image.height, 810U);
-        std::ifstream file(path, std::ios::binary);
-        contents.emplace(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+        const auto image = Image::read(path);
+        ASSERT_TRUE(image) << name;
+        EXPECT_EQ(image->width, 1440U);
+        EXPECT_EQ(image->height, 810U);
+        contents.insert(contentsOf(path));
     }
     EXPECT_EQ(contents.size(), 3U) << "two slides look the same";
     EXPECT_EQ(std::distance(fs::directory_iterator(directory.path / "new/slide"), {}), 3);
@@ -190,8 +161,8 @@ TEST_F(SimulatorProcessTest, OpensReadsAndClosesDecksForItsCallers) {
     EXPECT_EQ(slides.at(2).get<6>().at(0).get<1>(),
               (std::vector<std::vector<std::string>>{{"Name", "Points"}, {"Ada L", "5"}}));
 
-    std::ofstream(directory.path / "old.pptx") << "deck";
-    std::ofstream(directory.path / "notes.txt") << "text";
+    writeFile(directory.path / "old.pptx", "deck");
+    writeFile(directory.path / "notes.txt", "text");
     for (const char* const good : {"old.pptx", "new.key"})
         EXPECT_EQ(client.slideNumbers(client.open(url(good))).size(), 1U);
     for (const char* const bad : {"notes.txt", "."}) {
@@ -219,7 +190,7 @@ TEST_F(SimulatorProcessTest, AnAnswerThatCannotBeSentIsARefusal) {
     Client client(*connection, simulator.pid());
     simulator.play("launch");
     const auto id = client.open(url("\xFF.key"));
-    std::ofstream(directory.path / "\xFF.txt") << "text";
+    writeFile(directory.path / "\xFF.txt", "text");
     for (const char* const fault : {"heal", "fault answers-late 0.01"}) {
         simulator.play(fault);
         EXPECT_EQ(nameOfError([&] { client.documentText(id); }), bus::kProgramFailed) << fault;
@@ -230,7 +201,7 @@ TEST_F(SimulatorProcessTest, AnAnswerThatCannotBeSentIsARefusal) {
 
 TEST_F(SimulatorProcessTest, BadScriptsEndItBeforeAnythingHappens) {
     const auto script = directory.path / "bad.simulation";
-    std::ofstream(script) << "launch\n\n# fine\nopen\nlunch\n";
+    writeFile(script, "launch\n\n# fine\nopen\nlunch\n");
     ChildProcess file({KEYNOTE_SIMULATOR, script.string(), "--no-window"});
     EXPECT_EQ(file.exitStatus(), 2);
     EXPECT_EQ(file.complaints(), fmt::format("keynote-simulator: {}:4: open: the name is missing. Usage: open NAME "

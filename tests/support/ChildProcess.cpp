@@ -37,6 +37,7 @@ void closeAndForget(int& descriptor) {
 
 /// In the child: never outlives the test, reads and writes the pipes, and becomes the program.
 [[noreturn]] void become(char* const* command, const char* directory, const std::array<int, 3>& standard) {
+    setpgid(0, 0);
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     std::signal(SIGPIPE, SIG_DFL);
     for (int i = 0; i < 3; ++i) dup2(standard[static_cast<std::size_t>(i)], i);
@@ -62,11 +63,12 @@ ChildProcess::ChildProcess(std::vector<std::string> command, const std::string& 
     output_.descriptor = output[0];
     errors_.descriptor = errors[0];
     if (pid_ < 0) throw std::runtime_error("no process");
+    setpgid(pid_, pid_);  // whoever of the two comes first
 }
 
 ChildProcess::~ChildProcess() {
     if (!status_) {
-        kill(pid_, SIGKILL);
+        kill(-pid_, SIGKILL);
         waitpid(pid_, nullptr, 0);
     }
     for (int* const descriptor : {&input_, &output_.descriptor, &errors_.descriptor}) closeAndForget(*descriptor);
@@ -148,6 +150,12 @@ int ChildProcess::exitStatus() {
 std::string ChildProcess::restOfOutput() {
     output_.readAll();
     return output_.text;
+}
+
+const std::string& ChildProcess::complaintsUntilNow() {
+    for (pollfd end{errors_.descriptor, POLLIN, 0}; poll(&end, 1, 0) > 0 && errors_.read();) {
+    }
+    return errors_.text;
 }
 
 std::string ChildProcess::complaints() {

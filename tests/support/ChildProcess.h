@@ -7,7 +7,8 @@
 #include <vector>
 
 /// A program under test with its input and both outputs on pipes. Every wait ends at `kDeadline` and fails the test
-/// with an exception then. What still runs at the end is killed, also when the test itself dies.
+/// with an exception then. What still runs at the end is killed with what it has started, itself also when the test
+/// dies.
 class ChildProcess {
 public:
     /// The first word is the program, looked for in PATH.
@@ -38,6 +39,8 @@ public:
     int exitStatus();
     /// The rest of standard output, after `exitStatus`.
     std::string restOfOutput();
+    /// What it has written to standard error until now.
+    const std::string& complaintsUntilNow();
     /// All of standard error, after `exitStatus`.
     std::string complaints();
 

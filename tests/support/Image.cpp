@@ -1,4 +1,4 @@
-#include "tests/impress/Image.h"
+#include "tests/support/Image.h"
 
 #include <cstdio>
 #include <cstdlib>
