@@ -29,12 +29,6 @@ TEST_F(ImageMonitor, NamesOfImages) {
         EXPECT_EQ(KeynoteCaptureService::imageFileNameForSlideNumber(number), name);
 }
 
-TEST_F(ImageMonitor, EmptySetSucceedsOnTheFirstTick) {
-    watch({});
-    run(10s);
-    EXPECT_EQ(host->calls, Calls{"500 done ok"});
-}
-
 TEST_F(ImageMonitor, ImagesOfEitherSpellingAreMovedAndDirectoriesAreNot) {
     watch({"slide.001.jpg", "slide.002.jpg", "slide.003.jpg"});
     image("slide.001.jpg", "one");
@@ -65,16 +59,6 @@ TEST_F(ImageMonitor, LastImageAtTheLastTickSucceedsAndOneLaterFails) {
     // Started at 99900: exactly 90 s later is still in time, the tick after it is not.
     EXPECT_EQ(host->calls, Calls{"190400 done 5"});
     EXPECT_EQ(platform.files.kindOf("/out/b.jpg"), FileKind::none);
-}
-
-TEST_F(ImageMonitor, ImageSeenWhileGrowingStaysWhole) {
-    watch({"a.jpg"});
-    ErrorPtr error;
-    const auto file = platform.files.openFile("/in/a.jpg", error);
-    ASSERT_EQ(file->append("first "), nullptr);
-    run(1s);
-    ASSERT_EQ(file->append("second"), nullptr);
-    EXPECT_EQ(platform.files.contents("/out/a.jpg"), "first second");
 }
 
 TEST_F(ImageMonitor, BusyImageIsMovedLaterAndDelaysNoOther) {
@@ -129,15 +113,6 @@ TEST_F(ImageMonitor, FailedMoveIsLoggedAndCountsAsFound) {
     EXPECT_EQ(platform.files.contents("/out/a.jpg"), "old");
     EXPECT_EQ(platform.files.contents("/in/a.jpg"), "new");
     EXPECT_EQ(logged("Could not move slide image file from:/in/a.jpg to:/out/a.jpg\nError: Error Domain="), 1U);
-}
-
-TEST_F(ImageMonitor, DroppedMonitorEndsWithoutAWord) {
-    watch({"a.jpg"});
-    monitor.reset();
-    image("a.jpg");
-    run(100s);
-    EXPECT_EQ(host->calls, Calls{});
-    EXPECT_EQ(platform.files.kindOf("/in/a.jpg"), FileKind::file);
 }
 
 }  // namespace

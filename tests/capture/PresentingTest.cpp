@@ -182,18 +182,6 @@ TEST_F(Presenting, ProgramGoneEndsThePresentationAfterTheWait) {
     EXPECT_EQ(logged("files still missing:\n{(\n    \"slide.001.jpg\"\n)}"), 1U);
 }
 
-TEST_F(Presenting, MissingImagesAreToldAndTheOthersMoved) {
-    keynote.model.faults().leftOutImages = {2};
-    show(1);
-    run(500ms);
-    go(2);
-    run(500ms);
-    end();
-    run(100s);
-    EXPECT_EQ(host->calls.back(), std::string("91750 stopped P1 ") + kMissing);
-    EXPECT_TRUE(platform.files.sizeOf(captureDirectory(1) + "/slide.001.jpg"));
-}
-
 TEST_F(Presenting, FailingEventsSkipPollsAndNothingElse) {
     show(1);
     run(500ms);

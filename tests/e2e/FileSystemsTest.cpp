@@ -48,25 +48,6 @@ protected:
     std::unique_ptr<Host> host_;
 };
 
-TEST_F(FileSystemsTest, ImagesThatGrowSlowlyArriveWholeOnAnotherFileSystem) {
-    const SmallFileSystem other(captures(), "10m");
-    record();
-    const auto program = present(*host_, "Optics slides 3");
-    host_->waitFor("P1 slide 1");
-    program->play("next");
-    host_->waitFor("P1 slide 2");
-    program->play("fault exports-slowly 0.8");
-    program->play("fault writes-in-pieces 8");
-    program->play("stop");
-    EXPECT_THAT(host_->waitFor("P1 stopped"),
-                ElementsAre("launched", "P1 started", "P1 slide 1", "P1 slide 2", "P1 stopped"));
-    for (const auto& image : host_->presentation(1).images) EXPECT_TRUE(isWholeImage(image)) << image;
-    EXPECT_EQ(filesIn(directoryOf(*host_)),
-              (std::set<std::string>{*host_->presentation(1).archive, "slide.001.jpg", "slide.002.jpg"}));
-    EXPECT_EQ(countInLog("Could not move"), 0);
-    EXPECT_EQ(filesIn(exportsOf(*host_)).count("slide.001.jpg"), 0U);
-}
-
 TEST_F(FileSystemsTest, ImagesThatAreHeldOpenDelayNobodyElseAndArriveAfterwards) {
     const SmallFileSystem other(captures(), "10m");
     record();

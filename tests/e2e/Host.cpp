@@ -26,10 +26,8 @@ Host::~Host() = default;
 void Host::record(const std::optional<std::filesystem::path>& directory,
                   const std::optional<std::string>& recordingID) {
     client_->startDetectionAndCaptureTo(directory, recordingID, [this](const ErrorPtr& error) {
-        {
-            const std::lock_guard lock(mutex_);
-            startError_ = error;
-        }
+        const std::lock_guard lock(mutex_);
+        startError_ = error;
         add("start failed", error);
     });
 }
@@ -78,32 +76,23 @@ Host::Presentation Host::presentation(std::size_t number) const {
 void Host::startedPresenting(const std::optional<std::string>& presentationID,
                              const std::optional<std::filesystem::path>& originalDocumentPath,
                              const std::optional<std::string>& archive, const ErrorPtr& error) {
-    std::string name;
-    {
-        const std::lock_guard lock(mutex_);
-        presentations_.push_back({presentationID.value_or(""), originalDocumentPath, archive, {}});
-        name = nameOf(presentationID);
-    }
+    const std::lock_guard lock(mutex_);
+    presentations_.push_back({presentationID.value_or(""), originalDocumentPath, archive, {}});
+    const auto name = nameOf(presentationID);
     add(name + " started", error);
 }
 
 void Host::stoppedPresenting(const std::optional<std::string>& presentationID, const ErrorPtr& error) {
-    std::string name;
-    {
-        const std::lock_guard lock(mutex_);
-        name = nameOf(presentationID);
-    }
+    const std::lock_guard lock(mutex_);
+    const auto name = nameOf(presentationID);
     add(name + " stopped", error);
 }
 
 void Host::slideDeckPresentedSlide(const std::optional<std::string>& presentationID, std::int64_t presentedSlide,
                                    Date /*at*/, const std::optional<std::filesystem::path>& imageFilePathURL) {
-    std::string name;
-    {
-        const std::lock_guard lock(mutex_);
-        name = nameOf(presentationID);
-        if (!presentations_.empty()) presentations_.back().images.push_back(imageFilePathURL.value_or(""));
-    }
+    const std::lock_guard lock(mutex_);
+    const auto name = nameOf(presentationID);
+    if (!presentations_.empty()) presentations_.back().images.push_back(imageFilePathURL.value_or(""));
     add(fmt::format("{} slide {}", name, presentedSlide));
 }
 

@@ -65,8 +65,8 @@ private:
     /// "P" and the number; with the lock held.
     [[nodiscard]] std::string nameOf(const std::optional<std::string>& presentationID) const;
 
-    mutable std::mutex mutex_;
-    std::condition_variable changed_;
+    mutable std::recursive_mutex mutex_;
+    std::condition_variable_any changed_;
     Lines lines_;  ///< this and what follows guarded by `mutex_`
     std::vector<Presentation> presentations_;
     ErrorPtr startError_;

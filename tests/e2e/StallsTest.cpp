@@ -56,12 +56,4 @@ TEST_F(StallsTest, AProgramThatNeverAnswersHoldsUpItsOwnHostOnly) {
     EXPECT_FALSE(isAnswered) << "the other host's calls did not wait for anything";
 }
 
-TEST_F(StallsTest, AWaitForSavingEndsWithAProgramThatIsSlow) {
-    Host host;
-    const auto program = launchProgram();
-    program->play("fault answers-late 2");
-    host.service().waitForSavingToCompleteAsync();
-    EXPECT_THAT(host.waitFor("saved"), ElementsAre("saved"));
-}
-
 }  // namespace

@@ -90,12 +90,4 @@ TEST_F(ProbeTest, NothingToActOnIsTold) {
     EXPECT_THAT(litter(), ElementsAre());
 }
 
-TEST_F(ProbeTest, NoServiceIsStatusThree) {
-    for (const char* command : {"windows", "stop-presenting"}) {
-        ChildProcess tool(ToolTest::tool({command}));
-        EXPECT_EQ(tool.exitStatus(), 3) << command;
-        EXPECT_THAT(litter(), ElementsAre());
-    }
-}
-
 }  // namespace

@@ -202,24 +202,13 @@ TEST_F(RecordTest, AReaderThatGoesEndsItAtOnce) {
 
 TEST_F(RecordTest, WrongUsageSendsNothing) {
     FakeService service(bus_.address());
-    const std::vector<std::vector<std::string>> wrong = {
-        {},
-        {"reccord"},
-        {"record"},
-        {"record", "--to", ""},
-        {"record", "--to", "/c", "--polling-interval", "0"},
-        {"record", "--to", "/c", "--polling-interval", "-1"},
-        {"record", "--to", "/c", "--polling-interval", "nan"},
-        {"record", "--to", "/c", "--polling-interval", "inf"},
-        {"record", "--to", "/c", "--polling-interval", "1s"},
-        {"record", "--to", "/c", "--recording-id", ""},
-        {"record", "--to", "/c", "--recording-id", ".."},
-        {"record", "--to", "/c", "--recording-id", "a/b"},
-        {"record", "--to", "/c", "--recording-id", "\xFF"},
-        {"record", "--to", "/c", "--quietly"},
-        {"windows", "stop-presenting"},
-        {"windows", "--json"},
-    };
+    std::vector<std::vector<std::string>> wrong{
+        {}, {"reccord"}, {"record"}, {"record", "--to", ""}, {"windows", "stop-presenting"}, {"windows", "--json"}};
+    for (const char* interval : {"0", "-1", "nan", "inf", "1s"}) {
+        wrong.push_back({"record", "--to", "/c", "--polling-interval", interval});
+    }
+    for (const char* id : {"", "..", "a/b", "\xFF"}) wrong.push_back({"record", "--to", "/c", "--recording-id", id});
+    wrong.push_back({"record", "--to", "/c", "--quietly"});
     for (const auto& arguments : wrong) {
         ChildProcess tool(ToolTest::tool(arguments));
         EXPECT_EQ(tool.exitStatus(), 2) << testing::PrintToString(arguments);

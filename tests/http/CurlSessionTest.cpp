@@ -41,6 +41,12 @@ protected:
         EXPECT_FALSE(recorder->threads.contains(std::this_thread::get_id()));
         return recorder->notes();
     }
+    /// Has the session do one request more.
+    static void next(URLSession& session, const Recorder& recorder, const URLRequest& request) {
+        const auto heard = recorder.notes().size();
+        session.dataTaskWithRequest(request)->resume();
+        EXPECT_TRUE(eventually([&] { return recorder.notes().size() > heard && recorder.hasCompleted(); }));
+    }
     Notes heardFrom(const ServerAnswer& answer) {
         const HTTPServer server([&](const auto&) { return answer; });
         return heard(post(server.url()));
@@ -180,11 +186,8 @@ TEST_F(CurlSessionTest, ReusesConnectionsWithinASessionOnly) {
     for (int i = 0; i < 2; ++i) {
         const auto recorder = std::make_shared<Recorder>();
         const auto shared = session(recorder);
-        for (const auto& request : {post("http://user:secret@" + server.url().substr(7)), get(server.url())}) {
-            const auto heard = recorder->notes().size();
-            shared->dataTaskWithRequest(request)->resume();
-            EXPECT_TRUE(eventually([&] { return recorder->notes().size() == heard + 3; }));
-        }
+        next(*shared, *recorder, post("http://user:secret@" + server.url().substr(7)));
+        next(*shared, *recorder, get(server.url()));
     }
     EXPECT_NE(server.requests().front().head.find("Authorization"), std::string::npos);
     const auto second = server.requests().at(1).head;
@@ -261,22 +264,20 @@ TEST_F(CurlSessionTest, TrustInOneServerIsNotTrustInTheNext) {
         },
         &certificate);
     const auto otherName = "https://localhost" + server.url().substr(server.url().rfind(':'));
-    for (const auto& next : {otherName, other.url()}) {
-        elsewhere = next;
+    for (const auto& place : {otherName, other.url()}) {
+        elsewhere = place;
         const auto recorder = answering(Disposition::useCredential, true);
         const auto shared = session(recorder);
         recorder->onChallenge = [&, accept = recorder->onChallenge](const auto& handler, const auto& challenge) {
             if (recorder->notes().size() == 1) return accept(handler, challenge);
             handler(Disposition::performDefaultHandling, std::nullopt);
         };
-        for (const auto& request : {post(server.url("/away")), get(next), get(server.url())}) {
-            const auto heard = recorder->notes().size();
-            shared->dataTaskWithRequest(request)->resume();
-            EXPECT_TRUE(eventually([&] { return recorder->notes().size() > heard && recorder->hasCompleted(); }));
+        for (const auto& request : {post(server.url("/away")), get(elsewhere), get(server.url())}) {
+            next(*shared, *recorder, request);
         }
         EXPECT_EQ(recorder->notes(), (Notes{"challenge", "redirection 307 POST", "challenge", "complete -1202",
                                             "challenge", "complete -1202", "response 200", "data hello", "complete"}))
-            << next;
+            << elsewhere;
     }
     EXPECT_TRUE(other.requests().empty());
 }
@@ -346,11 +347,7 @@ TEST_F(CurlSessionTest, OutlivesALackOfMemory) {
         handler(URLSessionResponseDisposition::allow);
     };
     const auto shared = session(recorder);
-    for (const char* path : {"/", "/large", "/"}) {
-        const auto heard = recorder->notes().size();
-        shared->dataTaskWithRequest(get(server.url(path)))->resume();
-        EXPECT_TRUE(eventually([&] { return recorder->notes().size() > heard && recorder->hasCompleted(); }));
-    }
+    for (const char* path : {"/", "/large", "/"}) next(*shared, *recorder, get(server.url(path)));
     EXPECT_EQ(recorder->notes(), (Notes{"response 200", "data hello", "complete", "response 200", "complete -1",
                                         "response 200", "data hello", "complete"}));
 }

@@ -1,8 +1,8 @@
 #include "MacShared/Atomic.h"
 #include "platform/simulated/SimulatedURLSessions.h"
 #include "tests/http/CurlHarness.h"
+#include "tests/support/Contract.h"
 
-#include <gtest/gtest.h>
 #include <optional>
 
 using namespace std::chrono_literals;
@@ -96,17 +96,7 @@ private:
     SimulatedURLSessions sessions_{dispatch_};
 };
 
-struct Adapter {
-    const char* name;
-    std::unique_ptr<Harness> (*make)();
-};
-
-template <class H>
-std::unique_ptr<Harness> make() {
-    return std::make_unique<H>();
-}
-
-class URLSessionContract : public testing::TestWithParam<Adapter> {
+class URLSessionContract : public Contract<Harness, RealHarness, SimulatedHarness> {
 protected:
     /// What the delegate hears of one request for a path, all of it: invalidation is the last of a session.
     Notes heard(const std::string& path, const std::shared_ptr<Recorder>& recorder = std::make_shared<Recorder>()) {
@@ -124,8 +114,6 @@ protected:
         notes.pop_back();
         return notes;
     }
-
-    const std::unique_ptr<Harness> harness = GetParam().make();
 };
 
 TEST_P(URLSessionContract, TellsWhatHappensInOrderAndOnce) {
@@ -226,9 +214,6 @@ TEST_P(URLSessionContract, InvalidationDoesNotWaitForAnswers) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Platform, URLSessionContract,
-                         testing::Values(Adapter{"Curl", make<RealHarness>},
-                                         Adapter{"Simulated", make<SimulatedHarness>}),
-                         [](const auto& parameter) { return parameter.param.name; });
+INSTANTIATE_CONTRACT(URLSessionContract);
 
 }  // namespace

@@ -1,9 +1,9 @@
 #include "platform/linux/AsioDispatch.h"
 #include "platform/simulated/SimulatedDispatch.h"
 #include "platform/simulated/SimulatedServices.h"
+#include "tests/support/Contract.h"
 #include "tests/support/Deadline.h"
 
-#include <gtest/gtest.h>
 #include <atomic>
 #include <functional>
 #include <mutex>
@@ -78,17 +78,7 @@ private:
     std::vector<Entry> entries_;
 };
 
-struct Adapter {
-    const char* name;
-    std::unique_ptr<DispatchHarness> (*make)();
-};
-
-template <class Harness>
-std::unique_ptr<DispatchHarness> make() {
-    return std::make_unique<Harness>();
-}
-
-class DispatchContract : public testing::TestWithParam<Adapter> {
+class DispatchContract : public Contract<DispatchHarness, AsioHarness, SimulatedHarness> {
 protected:
     /// Waits for a tick that is still under way, for it uses the test's variables.
     static void finish(Handle& timer, DispatchQueue& queue) {
@@ -96,7 +86,6 @@ protected:
         queue.sync([] {});
     }
 
-    const std::unique_ptr<DispatchHarness> harness = GetParam().make();
     Dispatch& dispatch = harness->dispatch();
 };
 
@@ -253,9 +242,6 @@ TEST_P(DispatchContract, ADestroyedQueueDropsWhatWaits) {
     EXPECT_FALSE(ran);
 }
 
-INSTANTIATE_TEST_SUITE_P(Platform, DispatchContract,
-                         testing::Values(Adapter{"Asio", make<AsioHarness>},
-                                         Adapter{"Simulated", make<SimulatedHarness>}),
-                         [](const auto& parameter) { return parameter.param.name; });
+INSTANTIATE_CONTRACT(DispatchContract);
 
 }  // namespace

@@ -1,8 +1,8 @@
 #include "platform/linux/LinuxFileManager.h"
 #include "platform/simulated/SimulatedFileManager.h"
+#include "tests/support/Contract.h"
 #include "tests/support/TemporaryDirectory.h"
 
-#include <gtest/gtest.h>
 #include <cerrno>
 
 namespace {
@@ -47,19 +47,8 @@ private:
     SimulatedFileManager files_;
 };
 
-struct Adapter {
-    const char* name;
-    std::unique_ptr<FileManagerHarness> (*make)();
-};
-
-template <class Harness>
-std::unique_ptr<FileManagerHarness> make() {
-    return std::make_unique<Harness>();
-}
-
-class FileManagerContract : public testing::TestWithParam<Adapter> {
+class FileManagerContract : public Contract<FileManagerHarness, LinuxHarness, SimulatedHarness> {
 protected:
-    const std::unique_ptr<FileManagerHarness> harness = GetParam().make();
     FileManager& files = harness->files();
     const Path root = harness->root();
     const Path elsewhere = harness->elsewhere();
@@ -153,9 +142,6 @@ TEST_P(FileManagerContract, OpensExistingFilesOnlyAndWritesFromTheirStart) {
     EXPECT_EQ(harness->contents(root / "file"), "abc45");
 }
 
-INSTANTIATE_TEST_SUITE_P(Platform, FileManagerContract,
-                         testing::Values(Adapter{"Linux", make<LinuxHarness>},
-                                         Adapter{"Simulated", make<SimulatedHarness>}),
-                         [](const auto& parameter) { return parameter.param.name; });
+INSTANTIATE_CONTRACT(FileManagerContract);
 
 }  // namespace
