@@ -55,10 +55,11 @@ protected:
         }
         return connection;
     }
-    static FakeProgram::Facts program(int number, std::uint32_t process) {
+    static FakeProgram::Facts program(int number, std::uint32_t process, bool answers = true) {
         FakeProgram::Facts facts;
         facts.name = fmt::format("{}.instance{}", kKeynote, number);
         facts.process = sdbus::Variant(process);
+        facts.answers = answers;
         return facts;
     }
 
@@ -205,9 +206,7 @@ TEST_F(WorkspaceTest, NobodyTakesTheProcessOfAnother) {
 }
 
 TEST_F(WorkspaceTest, ListsAProgramThatAnswersLate) {
-    auto facts = program(1, 90);
-    facts.answers = false;
-    FakeProgram slow(facts);
+    FakeProgram slow(program(1, 90, false));
     begin(std::chrono::milliseconds(50));
     EXPECT_TRUE(eventually([&] { return workspace->isComplete(); })) << "it is not waited for any longer";
     EXPECT_EQ(list(), "");
@@ -216,9 +215,7 @@ TEST_F(WorkspaceTest, ListsAProgramThatAnswersLate) {
 }
 
 TEST_F(WorkspaceTest, AForgedAnswerIsNone) {
-    auto facts = program(1, 91);
-    facts.answers = false;
-    FakeProgram asked(facts);
+    FakeProgram asked(program(1, 91, false));
     begin();
     settle();
     Forger forger;
@@ -257,9 +254,7 @@ TEST_F(WorkspaceTest, TellsNobodyAboutAnOpenedFileAfterItsEnd) {
 }
 
 TEST_F(WorkspaceTest, EndsAllWaitsForAProgramWhenItShutsDown) {
-    auto facts = program(1, 96);
-    facts.answers = false;
-    const FakeProgram silent(facts);
+    const FakeProgram silent(program(1, 96, false));
     begin();
     Notes told;
     workspace->openFile("/a.key", "Keynote", [&](bool isThere) { told.add(isThere ? "there" : "none"); });

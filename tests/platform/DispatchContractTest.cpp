@@ -1,3 +1,4 @@
+#include "MacShared/Atomic.h"
 #include "platform/linux/AsioDispatch.h"
 #include "platform/simulated/SimulatedDispatch.h"
 #include "platform/simulated/SimulatedServices.h"
@@ -6,7 +7,6 @@
 
 #include <atomic>
 #include <functional>
-#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -61,22 +61,12 @@ private:
 
 /// What happened, in order; written by queues and read by the test.
 template <class Entry>
-class Record {
-public:
-    void add(Entry entry) {
-        const std::lock_guard lock(mutex_);
-        entries_.push_back(entry);
-    }
-    std::vector<Entry> entries() const {
-        const std::lock_guard lock(mutex_);
-        return entries_;
-    }
-    std::size_t size() const { return entries().size(); }
+using Record = Atomic<std::vector<Entry>>;
 
-private:
-    mutable std::mutex mutex_;
-    std::vector<Entry> entries_;
-};
+template <class Entry>
+void add(Record<Entry>& record, const Entry& entry) {
+    record.update([&entry](auto& entries) { entries.push_back(entry); });
+}
 
 class DispatchContract : public Contract<DispatchHarness, AsioHarness, SimulatedHarness> {
 protected:
@@ -107,7 +97,7 @@ TEST_P(DispatchContract, RunsTheTasksOfAQueueInOrderAndOneAtATime) {
         for (std::size_t q = 0; q < queues.size(); ++q) {
             queues[q]->async([&mine = progress[q], i] {
                 if (mine.running++ != 0) mine.overlapped = true;
-                mine.order.add(i);
+                add(mine.order, i);
                 --mine.running;
             });
         }
@@ -116,9 +106,9 @@ TEST_P(DispatchContract, RunsTheTasksOfAQueueInOrderAndOneAtATime) {
     for (int i = 0; i < kTasks; ++i) expected[static_cast<std::size_t>(i)] = i;
     for (std::size_t q = 0; q < queues.size(); ++q) {
         auto& mine = progress[q];
-        EXPECT_TRUE(harness->runUntil([&] { return mine.order.size() == kTasks; }));
+        EXPECT_TRUE(harness->runUntil([&] { return mine.order.get().size() == kTasks; }));
         queues[q]->sync([] {});
-        EXPECT_EQ(mine.order.entries(), expected);
+        EXPECT_EQ(mine.order.get(), expected);
         EXPECT_FALSE(mine.overlapped);
     }
 }
@@ -141,26 +131,26 @@ TEST_P(DispatchContract, RunsDelayedTasksByDeadlineAndNotEarly) {
     Record<Duration> order;
     for (const Duration delay : {Duration(60ms), Duration(30ms), Duration(-1h)}) {
         queue->after(delay, [&, delay] {
-            order.add(delay);
+            add(order, delay);
             EXPECT_GE(harness->now() - start, delay);
         });
     }
-    queue->after(Duration::max(), [&] { order.add(0s); });
-    EXPECT_TRUE(harness->runUntil([&] { return order.size() == 3; }));
+    queue->after(Duration::max(), [&] { add(order, Duration(0)); });
+    EXPECT_TRUE(harness->runUntil([&] { return order.get().size() == 3; }));
     queue->sync([] {});
-    EXPECT_EQ(order.entries(), (std::vector<Duration>{-1h, 30ms, 60ms}));
+    EXPECT_EQ(order.get(), (std::vector<Duration>{-1h, 30ms, 60ms}));
 }
 
 TEST_P(DispatchContract, TimerKeepsItsScheduleThoughItsHandlerTakesTime) {
     const auto queue = dispatch.makeSerialQueue("queue");
     Record<Instant> ticks;
     auto timer = queue->makeTimer({50ms, 50ms, 0ms}, [&] {
-        ticks.add(harness->now());
+        add(ticks, harness->now());
         harness->work(15ms);
     });
     // If the schedule moved with each tick, ten periods would never take less than 650 ms.
     EXPECT_TRUE(harness->runUntil([&] {
-        const auto times = ticks.entries();
+        const auto times = ticks.get();
         return times.size() > 10 && times.back() - times[times.size() - 11] < 600ms;
     }));
     finish(timer, *queue);
@@ -170,12 +160,12 @@ TEST_P(DispatchContract, TimerSkipsTheTicksItMissed) {
     const auto queue = dispatch.makeSerialQueue("queue");
     Record<Instant> ticks;
     auto timer = queue->makeTimer({20ms, 20ms, 0ms}, [&] {
-        if (ticks.size() == 0) harness->work(210ms);
-        ticks.add(harness->now());
+        if (ticks.get().size() == 0) harness->work(210ms);
+        add(ticks, harness->now());
     });
-    ASSERT_TRUE(harness->runUntil([&] { return ticks.size() >= 4; }));
+    ASSERT_TRUE(harness->runUntil([&] { return ticks.get().size() >= 4; }));
     finish(timer, *queue);
-    const auto times = ticks.entries();
+    const auto times = ticks.get();
     // One tick may come at once, late; ten more are lost.
     EXPECT_GE(times[3] - times[0], 30ms);
 }
