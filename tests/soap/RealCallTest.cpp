@@ -74,20 +74,6 @@ TEST_F(RealCall, PartsOfAResponse) {
     EXPECT_THAT(server.requests().at(0).head, HasSubstr("\r\nSOAPAction: \"urn:svc/Remote/Get\"\r\n"));
 }
 
-TEST_F(RealCall, SelfSignedCertificatesAreForThoseWhoIgnoreErrors) {
-    const ServerCertificate certificate;
-    const HTTPServer server([](const auto&) -> ServerAnswer { return {{http("<GetResponse>7</GetResponse>")}}; },
-                            &certificate);
-    const auto blocking = blockingCaller(server.url());
-    ErrorPtr error;
-    EXPECT_FALSE(blocking->callSoapMethod("Get", "urn:svc", "", {}, {}, &error));
-    ASSERT_TRUE(error);
-    EXPECT_EQ(error->domain(), NSURLErrorDomain);
-    EXPECT_EQ(error->code(), NSURLErrorServerCertificateUntrusted);
-    caller->setIgnoreCertificateErrors(true);
-    EXPECT_TRUE(blocking->callSoapMethod("Get", "urn:svc", "", {}, {}, &error));
-}
-
 TEST_F(RealCall, ManyCallersAtOnceAndSomeThatLeave) {
     const HTTPServer server([](const HTTPServer::Request& request) -> ServerAnswer {
         if (request.path() == "/stall") return {{}, ServerAnswer::Then::stall};
