@@ -1,9 +1,19 @@
 #include "platform/linux/LinuxPlatform.h"
 
+#include <sys/resource.h>
+
 namespace {
 
 /// The program that the service watches, whoever plays it on this system.
 constexpr const char* kWatchedBundleIdentifier = "com.apple.iWork.Keynote";
+
+/// Each host and each wait for saving may have connections of its own, beyond what a session gives a process at first.
+void takeAllDescriptors() {
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+    limit.rlim_cur = limit.rlim_max;
+    static_cast<void>(::setrlimit(RLIMIT_NOFILE, &limit));
+}
 
 /// Whoever ends a session waits two seconds without noticing.
 constexpr std::chrono::milliseconds kLongestEnd{1500};
@@ -25,6 +35,7 @@ LinuxPlatform::LinuxPlatform(const Options& options)
                 computerSearch_, workspace_,    scripting_,         windowServer_,
                 text_,           xml_,          idleTermination_,   unifiedLog_,
                 consoleLog_,     userDefaults_, urlSessions_.get(), &threads_} {
+    takeAllDescriptors();
     // A program that hangs must not hold up the end.
     dispatch_.setStopHandler([this](int status) {
         lastResort_.endProcessAfter(kLongestEnd, status);

@@ -189,6 +189,14 @@ TEST_F(SaveMonitor, WaitsUseProbesOfTheirOwn) {
                            }));
 }
 
+TEST_F(SaveMonitor, WaitsForAProgramThatIsSlowToAnswer) {
+    keynote.model.faults().answersLate = 2s;
+    service->waitForSavingToCompleteAsync();
+    run(5s);
+    EXPECT_EQ(host->calls, Calls{"3000 saved"});
+    EXPECT_EQ(logged("Couldn't open document"), 0U);
+}
+
 TEST_F(SaveMonitor, TriesAndLooksEverySecondUntilTheProbeHasContents) {
     auto& faults = keynote.model.faults();
     faults.refusedCalls = {"open"};
