@@ -59,7 +59,7 @@ std::shared_ptr<DBusServiceConnection> DBusServedHost::connection() const {
 }
 
 std::shared_ptr<DBusServiceConnection> DBusServedHost::connect() {
-    const auto made = std::make_shared<DBusServiceConnection>(bus_, name_);
+    auto made = std::make_shared<DBusServiceConnection>(bus_, name_);
     const bool accepted = delegate_ != nullptr && delegate_->listenerShouldAcceptNewConnection(made);
     if (!accepted || !made->servingObject()) {
         throw sdbus::Error(kFailed,
