@@ -84,7 +84,7 @@ public:
     /// Delivers the event; its outcome comes on the main queue when the model answers or the time-out has passed.
     void send(
         const std::string& name, const Event& event, const std::string& argument = {},
-        std::function<void(const ErrorPtr&)> whenDone = [](const ErrorPtr&) {}) {
+        const std::function<void(const ErrorPtr&)>& whenDone = [](const ErrorPtr&) {}) {
         Duration wait{};
         const ErrorPtr error = deliver(name, event, argument, wait);
         scripting_.dispatch_.mainQueue().after(wait, [self = shared_from_this(), name, error, whenDone] {
@@ -95,7 +95,7 @@ public:
 
     ErrorPtr sendAndWait(const std::string& name, const Event& event, const std::string& argument = {}) {
         Duration wait{};
-        const ErrorPtr error = deliver(name, event, argument, wait);
+        ErrorPtr error = deliver(name, event, argument, wait);
         scripting_.dispatch_.stall(wait);
         if (error) tellFailure(name, *error);
         return error;
