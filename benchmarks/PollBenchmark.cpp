@@ -4,8 +4,8 @@
 
 #include <benchmark/benchmark.h>
 #include <systemd/sd-bus.h>
-#include <csignal>
 #include <filesystem>
+#include <thread>
 
 namespace {
 
@@ -99,14 +99,6 @@ void measure(const HandTickedDispatch& dispatch, const Scene& scene, LinuxPlatfo
     setUp(benchmark::RegisterBenchmark("peer", peer, program));
     setUp(benchmark::RegisterBenchmark("display", display, std::ref(platform().windowServer)));
     benchmark::RunSpecifiedBenchmarks();
-    static_cast<void>(std::raise(SIGTERM));
-}
-
-/// Polls until the program presents, then measures.
-void measureWhenPresenting(const HandTickedDispatch& dispatch, const Scene& scene, LinuxPlatform& linuxPlatform) {
-    if (dispatch.tick()) dispatch.tick()();
-    if (scene.isPresenting()) return measure(dispatch, scene, linuxPlatform);
-    platform().dispatch.mainQueue().after(50ms, [&] { measureWhenPresenting(dispatch, scene, linuxPlatform); });
 }
 
 }  // namespace
@@ -123,6 +115,10 @@ int main(int argc, char** argv) {
     installPlatform(&services);
 
     const Scene scene(std::filesystem::temp_directory_path() / ("poll-" + std::to_string(::getpid())));
-    measureWhenPresenting(dispatch, scene, linuxPlatform);
-    return linuxPlatform.listener().resume();
+    while (!dispatch.tick()) linuxPlatform.runOne();
+    while (!scene.isPresenting()) {
+        std::this_thread::sleep_for(50ms);
+        scene.poll(dispatch.tick(), linuxPlatform);
+    }
+    measure(dispatch, scene, linuxPlatform);
 }

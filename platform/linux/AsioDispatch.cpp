@@ -280,8 +280,7 @@ void AsioDispatch::dropOnMainQueue(std::shared_ptr<void> object) {
 }
 
 void AsioDispatch::runOne() {
-    // Only a nested look finds what the task around it has handed in.
-    if (core_->main.poll_one() == 0) core_->main.run_one();
+    core_->main.run_one();
 }
 
 int AsioDispatch::run() {

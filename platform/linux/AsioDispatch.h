@@ -29,7 +29,8 @@ public:
     [[nodiscard]] Handle watch(int descriptor, Task ready);
     /// Lets go of an object that belongs to the main queue there; at once when that runs no more. Any thread.
     void dropOnMainQueue(std::shared_ptr<void> object);
-    /// Runs one task of the main queue, or waits for one, from within a task of it: for those who measure.
+    /// Runs one task of the main queue, or waits for one, on the thread that would call `run`: for those who measure
+    /// and try. Not from within a task.
     void runOne();
 
     /// Runs the main queue on the calling thread until `stop`, and answers the status given there. SIGTERM and SIGINT

@@ -54,7 +54,7 @@ public:
     /// given there. Once, and not beside the listener's `resume`.
     [[nodiscard]] int run();
     void stop(int status) { dispatch_.stop(status); }
-    /// Runs one task of the main queue, or waits for one, from within a task of it: for those who measure.
+    /// Runs one task of the main queue, or waits for one, instead of `run`: for those who measure.
     void runOne() { dispatch_.runOne(); }
     /// Whether running programs can be seen at all.
     [[nodiscard]] bool hasSessionBus() const { return bus_ != nullptr; }

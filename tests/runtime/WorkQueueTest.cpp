@@ -37,12 +37,12 @@ TEST(WorkQueue, RunsPiecesInOrderAndQueuesSideBySide) {
     std::atomic<int> done = 0;
     std::vector<std::string> reports;
     std::mutex mutex;
+    Gate gate;
     const Workers workers([&](const std::string& what) {
         const std::lock_guard lock(mutex);
         reports.push_back(what);
     });
     constexpr int kQueues = 40;
-    Gate gate;
     std::vector<std::unique_ptr<runtime::WorkQueue>> held;
     for (int i = 0; i < kQueues; ++i) {
         held.push_back(workers.makeQueue(1));
@@ -68,9 +68,9 @@ TEST(WorkQueue, RunsPiecesInOrderAndQueuesSideBySide) {
 }
 
 TEST(WorkQueue, TakesNoMoreThanItsCapacityAndNothingAfterItsEnd) {
-    const Workers workers([](const std::string&) {});
     Gate gate;
     std::atomic<int> ran = 0;
+    const Workers workers([](const std::string&) {});
     const auto piece = std::make_shared<int>();
     const auto count = [&ran, piece] { ++ran; };
     auto queue = workers.makeQueue(2);
