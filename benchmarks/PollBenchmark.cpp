@@ -115,6 +115,7 @@ int main(int argc, char** argv) {
     installPlatform(&services);
 
     const Scene scene(std::filesystem::temp_directory_path() / ("poll-" + std::to_string(::getpid())));
+    linuxPlatform.start();
     while (!dispatch.tick()) linuxPlatform.runOne();
     while (!scene.isPresenting()) {
         std::this_thread::sleep_for(50ms);

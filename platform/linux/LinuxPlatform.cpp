@@ -50,8 +50,12 @@ LinuxPlatform::~LinuxPlatform() {
     dispatch_.finish();
 }
 
-int LinuxPlatform::run() {
+void LinuxPlatform::start() {
     if (bus_) bus_->start([] {});
+}
+
+int LinuxPlatform::run() {
+    start();
     const int status = dispatch_.run();
     if (bus_) bus_->stop();
     return status;

@@ -54,7 +54,8 @@ public:
     /// given there. Once, and not beside the listener's `resume`.
     [[nodiscard]] int run();
     void stop(int status) { dispatch_.stop(status); }
-    /// Runs one task of the main queue, or waits for one, instead of `run`: for those who measure.
+    /// For those who measure, instead of `run`: `start` once, then `runOne` for one task of the main queue each.
+    void start();
     void runOne() { dispatch_.runOne(); }
     /// Whether running programs can be seen at all.
     [[nodiscard]] bool hasSessionBus() const { return bus_ != nullptr; }
