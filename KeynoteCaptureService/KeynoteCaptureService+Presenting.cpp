@@ -1,6 +1,7 @@
 #include "KeynoteCaptureService/KeynoteCaptureService.h"
 #include "KeynoteCaptureService/KeynoteCaptureServiceErrors.h"
 #include "MacShared/NSBundle+VELLogAdditions.h"
+#include "ports/Clock.h"
 #include "ports/Platform.h"
 
 #include <utility>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "KeynoteCaptureService/KeynoteCaptureConstants.h"
-#include "ports/Error.h"
+#include "base/Error.h"
 
 #include <string>
 

@@ -2,6 +2,7 @@
 
 #include "KeynoteCaptureService/KeynoteCaptureServiceErrors.h"
 #include "MacShared/NSBundle+VELLogAdditions.h"
+#include "ports/Clock.h"
 #include "ports/FileManager.h"
 #include "ports/Platform.h"
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "MacShared/Atomic.h"
+#include "base/Error.h"
 #include "ports/Dispatch.h"
-#include "ports/Error.h"
 
 #include <filesystem>
 #include <functional>

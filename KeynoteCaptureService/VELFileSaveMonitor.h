@@ -1,7 +1,7 @@
 #pragma once
 
+#include "base/Error.h"
 #include "ports/Dispatch.h"
-#include "ports/Error.h"
 
 #include <filesystem>
 #include <functional>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "ports/Clock.h"
-#include "ports/Error.h"
-#include "ports/Geometry.h"
+#include "base/Error.h"
+#include "base/Geometry.h"
+#include "base/Time.h"
 
 #include <concepts>
 #include <cstdint>

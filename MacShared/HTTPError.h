@@ -1,7 +1,7 @@
 #pragma once
 
 #include "MacShared/VeldrinError.h"
-#include "ports/Error.h"
+#include "base/Error.h"
 
 #include <cstdint>
 #include <memory>

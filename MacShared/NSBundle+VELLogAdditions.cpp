@@ -2,6 +2,7 @@
 
 #include "MacShared/LogRun.h"
 #include "MacShared/NSFileManager+VELAdditions.h"
+#include "ports/Clock.h"
 #include "ports/Log.h"
 #include "ports/Platform.h"
 

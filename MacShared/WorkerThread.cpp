@@ -1,5 +1,6 @@
 #include "MacShared/WorkerThread.h"
 
+#include "ports/Clock.h"
 #include "ports/Platform.h"
 
 #include <mutex>

@@ -1,6 +1,6 @@
 #include "benchmarks/Failure.h"
-#include "platform/linux/CurlSessions.h"
-#include "platform/linux/DirectoryBundles.h"
+#include "platform/linux/files/DirectoryBundles.h"
+#include "platform/linux/http/CurlSessions.h"
 #include "ports/URLSessionDelegate.h"
 
 #include <arpa/inet.h>

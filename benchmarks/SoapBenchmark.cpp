@@ -2,7 +2,7 @@
 #include "MacShared/SOAP/SoapEnvelope.h"
 #include "MacShared/SOAP/SoapXMLAccumulator.h"
 #include "benchmarks/Failure.h"
-#include "platform/linux/LibXmlServices.h"
+#include "platform/linux/text/LibXmlServices.h"
 
 #include <benchmark/benchmark.h>
 #include <libxml/parserInternals.h>

@@ -1,8 +1,8 @@
 #include "MacShared/SOAP/SimpleSoapCaller.h"
 #include "MacShared/SOAP/SoapRequest.h"
 #include "benchmarks/Failure.h"
-#include "platform/linux/CurlSessions.h"
 #include "platform/linux/LinuxPlatform.h"
+#include "platform/linux/http/CurlSessions.h"
 
 #include "lectures.nsmap"
 #include "lecturesH.h"

@@ -1,6 +1,6 @@
 #include "KeynoteCaptureService/KeynoteTextExtractor.h"
 #include "benchmarks/Failure.h"
-#include "platform/linux/LibXmlServices.h"
+#include "platform/linux/text/LibXmlServices.h"
 
 #include <benchmark/benchmark.h>
 #include <libxml/parser.h>

@@ -1,7 +1,7 @@
 #include "KeynoteCaptureService/KeynoteCaptureService.h"
 #include "KeynoteCaptureService/KeynoteCaptureSlideImageFileMonitor.h"
 #include "benchmarks/Failure.h"
-#include "platform/linux/LinuxFileManager.h"
+#include "platform/linux/files/LinuxFileManager.h"
 #include "platform/simulated/SimulatedPlatform.h"
 
 #include <benchmark/benchmark.h>

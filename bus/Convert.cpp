@@ -1,5 +1,6 @@
 #include "bus/Convert.h"
 
+#include "base/UTF8.h"
 #include "bus/Names.h"
 
 #include <algorithm>
@@ -38,22 +39,6 @@ std::optional<std::string> percentDecoded(std::string_view text) {
     return result;
 }
 
-/// How many bytes of valid UTF-8 the character at the start of a non-empty text has; 0 when it is none, or NUL.
-std::size_t characterLength(std::string_view text) {
-    const auto byte = [text](std::size_t i) { return i < text.size() ? static_cast<unsigned char>(text[i]) : 0U; };
-    const auto continues = [&](std::size_t i) { return (byte(i) & 0xC0U) == 0x80U; };
-    const unsigned first = byte(0);
-    const unsigned second = byte(1);
-    if (first < 0x80) return first == 0 ? 0 : 1;
-    if (first < 0xC2 || first > 0xF4 || !continues(1)) return 0;
-    if (first < 0xE0) return 2;
-    if (!continues(2)) return 0;
-    const bool overlongOrSurrogate = (first == 0xE0 && second < 0xA0) || (first == 0xED && second > 0x9F);
-    if (first < 0xF0) return overlongOrSurrogate ? 0 : 3;
-    const bool outOfRange = (first == 0xF0 && second < 0x90) || (first == 0xF4 && second > 0x8F);
-    return outOfRange || !continues(3) ? 0 : 4;
-}
-
 std::string errorNameFrom(const Error& error) {
     std::string name = kErrorPrefix + error.domain() + ".Code" + std::to_string(error.code());
     for (char& c : name) {
@@ -69,7 +54,8 @@ std::string validUTF8(std::string_view text) {
     std::string result;
     result.reserve(text.size());
     while (!text.empty()) {
-        const std::size_t length = characterLength(text);
+        // NUL ends a text on the bus.
+        const std::size_t length = text.front() == '\0' ? 0 : utf8::characterLength(text);
         result += length == 0 ? "\uFFFD" : text.substr(0, length);
         text.remove_prefix(std::max<std::size_t>(length, 1));
     }

@@ -1,7 +1,7 @@
 #include "MacShared/LogRun.h"
 #include "MacShared/SOAP/SoapXMLAccumulator.h"
 #include "fuzz/Require.h"
-#include "platform/linux/LibXmlParser.h"
+#include "platform/linux/text/LibXmlParser.h"
 #include "platform/simulated/SimulatedPlatform.h"
 
 #include <algorithm>

@@ -1,14 +1,6 @@
 #pragma once
 
-#include <chrono>
-
-/// A moment of civil time (UTC), in whole microseconds since 1970; what dates on the bus carry.
-using Date = std::chrono::sys_time<std::chrono::microseconds>;
-
-using Duration = std::chrono::nanoseconds;
-
-/// A moment on a clock that never jumps; only differences mean something.
-using Instant = std::chrono::time_point<std::chrono::steady_clock, Duration>;
+#include "base/Time.h"
 
 /// The only source of "now". Callable from any thread.
 class Clock {

@@ -1,9 +1,8 @@
 #pragma once
 
-#include "ports/Clock.h"
-#include "ports/Registration.h"
+#include "base/Registration.h"
+#include "base/Time.h"
 
-#include <cmath>
 #include <functional>
 #include <memory>
 #include <string>
@@ -12,16 +11,6 @@ using Task = std::function<void()>;
 
 /// The shortest period of a repeating timer; zero, negative and not-a-number periods become this, as on the platform.
 inline constexpr Duration kShortestTimerPeriod = std::chrono::microseconds(100);
-/// The longest delay or period; longer and infinite ones become this, so that arithmetic on deadlines never overflows.
-inline constexpr Duration kLongestDelay = std::chrono::hours(24);
-
-/// Turns seconds from outside into a delay of 0 to `kLongestDelay`; negative and not-a-number become 0.
-[[nodiscard]] inline Duration delayFromSeconds(double seconds) {
-    if (!(seconds > 0)) return Duration::zero();
-    if (seconds >= std::chrono::duration<double>(kLongestDelay).count()) return kLongestDelay;
-    return std::chrono::duration_cast<Duration>(std::chrono::duration<double>(seconds));
-}
-
 /// When a repeating timer fires. The schedule is `start + n * period` of its creation: late ticks do not shift it and
 /// missed ones are skipped. A period below `kShortestTimerPeriod` counts as that.
 struct TimerSchedule {

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "ports/Clock.h"
-#include "ports/Error.h"
+#include "base/Error.h"
+#include "base/Time.h"
 
 #include <cstdint>
 #include <filesystem>

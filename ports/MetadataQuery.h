@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ports/Registration.h"
+#include "base/Registration.h"
 
 #include <cstddef>
 #include <filesystem>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "ports/Error.h"
-#include "ports/Geometry.h"
+#include "base/Error.h"
+#include "base/Geometry.h"
 
 #include <sys/types.h>
 #include <chrono>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ports/Clock.h"
+#include "base/Time.h"
 
 #include <cstdint>
 #include <memory>

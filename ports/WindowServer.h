@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ports/Geometry.h"
+#include "base/Geometry.h"
 
 #include <sys/types.h>
 #include <cstdint>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ports/Error.h"
+#include "base/Error.h"
 
 #include <string_view>
 

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "base/Error.h"
 #include "ports/Bundle.h"
-#include "ports/Error.h"
 #include "ports/MetadataQuery.h"
 
 #include <functional>

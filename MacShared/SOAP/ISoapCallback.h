@@ -1,7 +1,7 @@
 #pragma once
 
 #include "MacShared/SoapValue.h"
-#include "ports/Error.h"
+#include "base/Error.h"
 
 #include <memory>
 

@@ -9,7 +9,7 @@
 #include "MacShared/SOAP/SoapRequest.h"
 #include "MacShared/SOAP/SoapXMLAccumulator.h"
 #include "MacShared/URLSessionDelegateProxy.h"
-#include "MacShared/UTF8.h"
+#include "base/UTF8.h"
 #include "ports/Platform.h"
 #include "ports/UserDefaults.h"
 #include "ports/XML.h"

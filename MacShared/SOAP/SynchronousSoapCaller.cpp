@@ -2,6 +2,7 @@
 
 #include "MacShared/LocalizedFormat.h"
 #include "MacShared/VeldrinError.h"
+#include "ports/Clock.h"
 #include "ports/Platform.h"
 
 #include <utility>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/simulated/ProgramOutput.h"
 #include "ports/FileManager.h"
+#include "presenters/model/ProgramOutput.h"
 
 #include <map>
 #include <memory>

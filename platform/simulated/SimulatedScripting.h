@@ -1,8 +1,8 @@
 #pragma once
 
-#include "platform/simulated/PresentationProgramModel.h"
 #include "platform/simulated/SimulatedDispatch.h"
 #include "ports/Scripting.h"
+#include "presenters/model/PresentationProgramModel.h"
 
 #include <functional>
 #include <memory>

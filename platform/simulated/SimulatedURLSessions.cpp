@@ -1,6 +1,6 @@
 #include "platform/simulated/SimulatedURLSessions.h"
 
-#include "ports/OwedAnswer.h"
+#include "base/OwedAnswer.h"
 
 #include <cerrno>
 #include <system_error>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/simulated/ObserverList.h"
+#include "base/ObserverList.h"
 #include "ports/Dispatch.h"
 #include "ports/Workspace.h"
 

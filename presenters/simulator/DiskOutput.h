@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/simulated/ProgramOutput.h"
+#include "presenters/model/ProgramOutput.h"
 
 /// Writes to the real file system. Errors are of `NSPOSIXErrorDomain` and name the path.
 class DiskOutput : public ProgramOutput {

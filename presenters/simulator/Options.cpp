@@ -1,6 +1,6 @@
 #include "presenters/simulator/Options.h"
 
-#include "platform/simulated/ScriptValues.h"
+#include "presenters/model/ScriptValues.h"
 
 #include <fmt/format.h>
 #include <CLI/App.hpp>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/simulated/PresentationProgramModel.h"
+#include "presenters/model/PresentationProgramModel.h"
 
 #include <memory>
 

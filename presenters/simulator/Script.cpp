@@ -1,9 +1,9 @@
 #include "presenters/simulator/Script.h"
 
-#include "platform/simulated/ScriptValues.h"
+#include "base/UTF8.h"
+#include "presenters/model/ScriptValues.h"
 
 #include <fmt/format.h>
-#include <unicode/ustring.h>
 #include <algorithm>
 #include <array>
 #include <limits>
@@ -15,13 +15,6 @@ namespace {
 using Words = std::vector<std::string>;
 
 constexpr Duration kUsualLimit = std::chrono::seconds(10);
-
-bool isUTF8(std::string_view text) {
-    UErrorCode code = U_ZERO_ERROR;
-    std::int32_t length = 0;
-    u_strFromUTF8(nullptr, 0, &length, text.data(), static_cast<std::int32_t>(text.size()), &code);
-    return code != U_INVALID_CHAR_FOUND;
-}
 
 /// The words of a line up to the comment; nothing when a quotation mark is not closed.
 std::optional<Words> wordsOf(std::string_view text) {
@@ -258,7 +251,7 @@ std::string unknownCommand(const std::string& name) {
 
 Line parseLine(std::string_view text) {
     if (text.find('\0') != std::string_view::npos) return bad("A NUL byte stands in the line; remove it.");
-    if (!isUTF8(text)) return bad("The line is not in UTF-8; save the script in that encoding.");
+    if (!utf8::isValid(text)) return bad("The line is not in UTF-8; save the script in that encoding.");
     const auto words = wordsOf(text);
     if (!words) return bad("A quotation mark is not closed; add the second \".");
     if (words->empty()) return {};

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/simulated/PresentationProgramFaults.h"
-#include "platform/simulated/PresentationProgramJobs.h"
+#include "presenters/model/PresentationProgramFaults.h"
+#include "presenters/model/PresentationProgramJobs.h"
 
 #include <optional>
 #include <string>

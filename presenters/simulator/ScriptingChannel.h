@@ -1,7 +1,7 @@
 #pragma once
 
 #include "bus/Openers.h"
-#include "platform/simulated/PresentationProgramModel.h"
+#include "presenters/model/PresentationProgramModel.h"
 
 #include <sdbus-c++/IConnection.h>
 #include <sdbus-c++/IObject.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/simulated/PresentationProgramJobs.h"
+#include "presenters/model/PresentationProgramJobs.h"
 
 #include <cairo.h>
 #include <cstdint>

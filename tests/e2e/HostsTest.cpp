@@ -1,6 +1,6 @@
 /// Hosts that crash and ask for what cannot be.
 
-#include "ports/Error.h"
+#include "base/Error.h"
 #include "tests/e2e/CaptureTest.h"
 #include "tests/support/Deadline.h"
 

@@ -1,7 +1,7 @@
 /// The client library against a capture service that a test plays.
 
 #include "host/CaptureServiceClient.h"
-#include "tests/host/ToolTest.h"
+#include "tests/host/HostTest.h"
 #include "tests/support/Deadline.h"
 
 #include <future>
@@ -41,7 +41,7 @@ private:
     std::promise<Value> promise_;
 };
 
-class ClientTest : public ToolTest {
+class ClientTest : public HostTest {
 protected:
     std::unique_ptr<CaptureServiceClient> connect(std::function<void()> onLost = {},
                                                   std::chrono::microseconds replyTimeout = 25s) {

@@ -1,0 +1,89 @@
+#include "platform/linux/bus/DBusServedHost.h"
+
+#include <sdbus-c++/Error.h>
+#include <utility>
+
+namespace {
+
+constexpr std::size_t kMostCalls = 1000;
+constexpr int kMostExtractions = 32;
+constexpr int kMostWaits = 32;
+
+/// Counts while it lives.
+class Counted {
+public:
+    explicit Counted(std::shared_ptr<std::atomic<int>> counter) : counter_(std::move(counter)) { ++*counter_; }
+    ~Counted() { --*counter_; }
+    Counted(const Counted&) = delete;
+    Counted& operator=(const Counted&) = delete;
+
+private:
+    const std::shared_ptr<std::atomic<int>> counter_;
+};
+
+}  // namespace
+
+DBusServedHost::DBusServedHost(std::shared_ptr<SessionBus> bus, std::string name, ServiceListenerDelegate* delegate,
+                               const runtime::Workers& workers)
+    : bus_(std::move(bus)), name_(std::move(name)), delegate_(delegate), calls_(workers.makeQueue(kMostCalls)) {}
+
+void DBusServedHost::push(Task call) {
+    if (calls_->push(std::move(call))) return;
+    throw sdbus::Error(kLimitsExceeded, "Too many calls of this host are waiting; call again when some are answered.");
+}
+
+void DBusServedHost::pushExtraction(Task call) {
+    // The one under way is not among those that wait.
+    if (*extractions_ > kMostExtractions) {
+        throw sdbus::Error(kLimitsExceeded, "Too many extractions are waiting; ask again when some have ended.");
+    }
+    push([counted = std::make_shared<Counted>(extractions_), call = std::move(call)] { call(); });
+}
+
+DBusServedHost::Service DBusServedHost::object() {
+    auto present = connection();
+    if (!present) present = connect();
+    auto object = present->servingObject();
+    if (!object) throw sdbus::Error(kFailed, "The capture service has no object to serve this host any more.");
+    return object;
+}
+
+bool DBusServedHost::isSetUp() const {
+    const auto present = connection();
+    return present && present->servingObject();
+}
+
+std::shared_ptr<DBusServiceConnection> DBusServedHost::connection() const {
+    const std::lock_guard lock(mutex_);
+    return connection_;
+}
+
+std::shared_ptr<DBusServiceConnection> DBusServedHost::connect() {
+    auto made = std::make_shared<DBusServiceConnection>(bus_, name_);
+    const bool accepted = delegate_ != nullptr && delegate_->listenerShouldAcceptNewConnection(made);
+    if (!accepted || !made->servingObject()) {
+        throw sdbus::Error(kFailed,
+                           "The capture service could not set itself up for this host, probably because a directory "
+                           "cannot be created; see its log, then call again.");
+    }
+    std::unique_lock lock(mutex_);
+    connection_ = made;
+    const bool hasLeft = hasLeft_;
+    lock.unlock();
+    if (hasLeft) made->invalidate();
+    return made;
+}
+
+void DBusServedHost::beginWait() const {
+    if (connection()->proxy().beginWait(kMostWaits)) return;
+    throw sdbus::Error(kLimitsExceeded, "32 waits for saving of this host have not ended; ask again when one has.");
+}
+
+void DBusServedHost::leave() {
+    calls_->end();
+    std::unique_lock lock(mutex_);
+    hasLeft_ = true;
+    const auto present = connection_;
+    lock.unlock();
+    if (present) present->invalidate();
+}

@@ -1,0 +1,85 @@
+#include "platform/linux/bus/ProgramFinder.h"
+
+#include <sdbus-c++/sdbus-c++.h>
+#include <utility>
+
+ProgramFinder::ProgramFinder(std::shared_ptr<SessionBus> bus, std::shared_ptr<ProgramList> list)
+    : bus_(std::move(bus)),
+      list_(std::move(list)),
+      daemon_(sdbus::createProxy(bus_->connection(), kBusDaemon, kBusDaemonPath)) {}
+
+void ProgramFinder::find(const std::string& bundleIdentifier, Found found) {
+    std::unique_lock lock(mutex_);
+    if (isShutDown_) {
+        lock.unlock();
+        return found(std::nullopt);
+    }
+    const std::uint64_t number = ++lastNumber_;
+    waits_.emplace(number, Wait{bundleIdentifier, std::move(found)});
+    lock.unlock();
+    bus_->post([this] { check(); });
+    bus_->after(kPatience, [this, number] { giveUp(number); });
+}
+
+void ProgramFinder::check() {
+    std::vector<std::pair<Found, std::optional<std::string>>> ended;
+    std::vector<std::pair<std::uint64_t, std::string>> starts;
+    {
+        const std::lock_guard lock(mutex_);
+        const bool isComplete = list_->isComplete();
+        for (auto each = waits_.begin(); each != waits_.end();) {
+            auto& [number, wait] = *each;
+            auto owner = list_->ownerOfBundle(wait.bundleIdentifier);
+            if (owner || (isComplete && wait.hasFailed)) {
+                ended.emplace_back(std::move(wait.found), std::move(owner));
+                each = waits_.erase(each);
+                continue;
+            }
+            if (isComplete && !std::exchange(wait.isStarting, true)) starts.emplace_back(number, wait.bundleIdentifier);
+            ++each;
+        }
+    }
+    for (const auto& [number, bundleIdentifier] : starts) start(number, bundleIdentifier);
+    for (const auto& [found, owner] : ended) found(owner);
+}
+
+void ProgramFinder::start(std::uint64_t number, const std::string& bundleIdentifier) {
+    try {
+        daemon_->callMethodAsync("StartServiceByName")
+            .onInterface(kBusDaemon)
+            .withTimeout(kPatience)
+            .withArguments(bundleIdentifier, std::uint32_t{0})
+            .uponReplyInvoke([this, number](const sdbus::Error* error, std::uint32_t) {
+                if (error != nullptr) bus_->post([this, number] { failed(number); });  // after what appeared meanwhile
+            });
+    } catch (const sdbus::Error&) {
+        giveUp(number);
+    }
+}
+
+void ProgramFinder::failed(std::uint64_t number) {
+    {
+        const std::lock_guard lock(mutex_);
+        const auto wait = waits_.find(number);
+        if (wait == waits_.end()) return;
+        wait->second.hasFailed = true;
+    }
+    check();
+}
+
+void ProgramFinder::giveUp(std::uint64_t number) {
+    std::unique_lock lock(mutex_);
+    const auto wait = waits_.extract(number);
+    lock.unlock();
+    if (wait) wait.mapped().found(std::nullopt);
+}
+
+void ProgramFinder::shutDown() {
+    Waits ended;
+    {
+        const std::lock_guard lock(mutex_);
+        isShutDown_ = true;
+        ended.swap(waits_);
+    }
+    for (const auto& [number, wait] : ended) wait.found(std::nullopt);
+}

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "platform/linux/bus/ProgramList.h"
+#include "platform/linux/bus/SessionBus.h"
+
+#include <sdbus-c++/IProxy.h>
+#include <chrono>
+#include <cstdint>
+#include <map>
+
+/// Finds a program that runs, or has the bus start one and waits until it is listed.
+class ProgramFinder {
+public:
+    /// How long a wait lasts.
+    static constexpr std::chrono::seconds kPatience{30};
+    /// Called with the program's unique name, or with nothing when it could not be started, is not listed within half a
+    /// minute, or waits have been ended. On the bus thread, or on that which ends the waits.
+    using Found = std::function<void(const std::optional<std::string>& owner)>;
+
+    /// The bus must be stopped when the finder is destroyed.
+    ProgramFinder(std::shared_ptr<SessionBus> bus, std::shared_ptr<ProgramList> list);
+
+    /// Calls `found` once, later. Any thread.
+    void find(const std::string& bundleIdentifier, Found found);
+    /// Looks again who is found; for each change of the list. Bus thread.
+    void check();
+    /// Ends all waits, now and from now on. Any thread.
+    void shutDown();
+
+private:
+    struct Wait {
+        std::string bundleIdentifier;
+        Found found;
+        bool isStarting = false;
+        bool hasFailed = false;  ///< the bus cannot start it
+    };
+    using Waits = std::map<std::uint64_t, Wait>;
+
+    void start(std::uint64_t number, const std::string& bundleIdentifier);
+    void failed(std::uint64_t number);
+    void giveUp(std::uint64_t number);
+
+    const std::shared_ptr<SessionBus> bus_;
+    const std::shared_ptr<ProgramList> list_;
+    const std::unique_ptr<sdbus::IProxy> daemon_;
+    std::mutex mutex_;
+    Waits waits_;  ///< this and what follows guarded by `mutex_`
+    std::uint64_t lastNumber_ = 0;
+    bool isShutDown_ = false;
+};

@@ -1,0 +1,137 @@
+#include "platform/linux/display/X11Watch.h"
+
+#include "platform/linux/display/X11Display.h"
+
+#include <pthread.h>
+#include <sys/socket.h>
+#include <condition_variable>
+#include <csignal>
+#include <exception>
+#include <mutex>
+#include <utility>
+
+namespace {
+
+/// Between two looks at a display that changes all the time.
+constexpr std::chrono::milliseconds kPause{50};
+
+struct Disconnect {
+    void operator()(xcb_connection_t* connection) const { xcb_disconnect(connection); }
+};
+using Connection = std::unique_ptr<xcb_connection_t, Disconnect>;
+
+/// Signals are for other threads; and where a display has gone, writing to it would end the process by SIGPIPE.
+void blockSignals() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, nullptr);
+}
+
+}  // namespace
+
+/// Shared by the watch and its thread, which may outlive it: connecting waits for the display without a limit, and no
+/// other thread has the descriptor yet that would end that wait. Such a thread is not joined. It touches nothing but
+/// this object, and drops the connection when it gets it after all.
+class X11Watch::State {
+public:
+    /// The thread.
+    void run() {
+        blockSignals();
+        int screenNumber = 0;
+        const Connection connection(xcb_connect(nullptr, &screenNumber));
+        if (begin(xcb_get_file_descriptor(connection.get()))) {
+            try {
+                look(X11Display(connection.get(), screenNumber));
+            } catch (const std::exception&) {  // no memory: tried again like a display that has gone
+            }
+        }
+        end();  // from here on nobody uses the descriptor
+    }
+
+    /// Makes the thread end. False when it may wait for the display all the same.
+    [[nodiscard]] bool close() {
+        const std::lock_guard lock(mutex_);
+        closed_ = true;
+        changed_.notify_all();
+        if (descriptor_ >= 0) ::shutdown(descriptor_, SHUT_RDWR);  // every wait for an answer ends with an error
+        return descriptor_ >= 0 || ended_;
+    }
+
+    void waitForFirstLook(std::chrono::milliseconds limit) {
+        std::unique_lock lock(mutex_);
+        changed_.wait_for(lock, limit, [this] { return desktop_ || ended_; });
+    }
+    [[nodiscard]] std::shared_ptr<const X11Desktop> desktop() {
+        const std::lock_guard lock(mutex_);
+        return desktop_;
+    }
+    [[nodiscard]] bool isConnecting() {
+        const std::lock_guard lock(mutex_);
+        return descriptor_ < 0 && !ended_;
+    }
+    [[nodiscard]] bool hasEnded() {
+        const std::lock_guard lock(mutex_);
+        return ended_;
+    }
+
+private:
+    /// False when the display is not wanted any more.
+    [[nodiscard]] bool begin(int descriptor) {
+        const std::lock_guard lock(mutex_);
+        descriptor_ = descriptor;
+        return !closed_;
+    }
+
+    void look(X11Display display) {
+        for (;;) {
+            auto desktop = std::make_shared<const X11Desktop>(X11Desktop{display.windows(), display.screens()});
+            if (display.isBroken()) return;
+            tell(std::move(desktop));
+            display.waitForChange();
+        }
+    }
+
+    /// Tells what was seen, and pauses.
+    void tell(std::shared_ptr<const X11Desktop> desktop) {
+        std::unique_lock lock(mutex_);
+        desktop_.swap(desktop);
+        changed_.notify_all();
+        changed_.wait_for(lock, kPause, [this] { return closed_; });
+    }
+
+    void end() {
+        const std::lock_guard lock(mutex_);
+        descriptor_ = -1;
+        desktop_.reset();
+        ended_ = true;
+        changed_.notify_all();
+    }
+
+    std::mutex mutex_;  ///< guards what follows
+    std::condition_variable changed_;
+    std::shared_ptr<const X11Desktop> desktop_;
+    int descriptor_ = -1;
+    bool closed_ = false;
+    bool ended_ = false;
+};
+
+X11Watch::X11Watch() : state_(std::make_shared<State>()), thread_([state = state_] { state->run(); }) {}
+X11Watch::~X11Watch() {
+    if (state_->close()) {
+        thread_.join();
+    } else {
+        thread_.detach();
+    }
+}
+void X11Watch::waitForFirstLook(std::chrono::milliseconds limit) const {
+    state_->waitForFirstLook(limit);
+}
+std::shared_ptr<const X11Desktop> X11Watch::desktop() const {
+    return state_->desktop();
+}
+bool X11Watch::isConnecting() const {
+    return state_->isConnecting();
+}
+bool X11Watch::hasEnded() const {
+    return state_->hasEnded();
+}

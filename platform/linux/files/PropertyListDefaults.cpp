@@ -1,0 +1,39 @@
+#include "platform/linux/files/PropertyListDefaults.h"
+
+#include "platform/linux/files/PropertyList.h"
+#include "ports/Bundle.h"
+#include "ports/FileManager.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+fs::path configurationDirectory(const FileManager& fileManager) {
+    const char* value = std::getenv("XDG_CONFIG_HOME");
+    const fs::path path(value != nullptr ? value : "");
+    return path.is_absolute() ? path : fileManager.homeDirectory() / ".config";
+}
+
+bool boolValue(std::string_view text) {
+    text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
+    if (text.starts_with('+') || text.starts_with('-')) text.remove_prefix(1);
+    text.remove_prefix(std::min(text.find_first_not_of('0'), text.size()));
+    return !text.empty() && std::string_view("123456789yYtT").find(text.front()) != std::string_view::npos;
+}
+
+}  // namespace
+
+PropertyListDefaults::PropertyListDefaults(const FileManager& fileManager, const Bundle& mainBundle)
+    : PropertyListDefaults(configurationDirectory(fileManager) /
+                           (mainBundle.infoString("CFBundleExecutable").value_or("") + ".plist")) {}
+
+bool PropertyListDefaults::boolForKey(const std::string& defaultName) {
+    const auto scalars = readPropertyScalars(file_);
+    const auto found = scalars.find(defaultName);
+    if (found == scalars.end()) return false;
+    const auto* const text = std::get_if<std::string>(&found->second);
+    return text != nullptr ? boolValue(*text) : std::get<bool>(found->second);
+}

@@ -1,0 +1,141 @@
+#include "platform/linux/http/CurlLoop.h"
+
+#include <algorithm>
+#include <csignal>
+#include <utility>
+
+namespace {
+
+constexpr auto kLongestPoll = std::chrono::milliseconds(60'000);
+
+/// Signals are for other threads; and where a server has gone, OpenSSL's writing would end the process by SIGPIPE.
+void blockSignals() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, nullptr);
+}
+
+}  // namespace
+
+CurlLoop::CurlLoop(int maximumConnectionsPerHost) : multi_(curl_multi_init(), &curl_multi_cleanup) {
+    curl_multi_setopt(multi(), CURLMOPT_MAX_HOST_CONNECTIONS, static_cast<long>(maximumConnectionsPerHost));
+}
+
+void CurlLoop::post(Task task) {
+    bool isPolling = false;
+    {
+        const std::lock_guard lock(mutex_);
+        if (stopped_) return;
+        if (!thread_.joinable()) thread_ = std::thread([this] { run(); });
+        posted_.push_back(std::move(task));
+        isPolling = std::exchange(isPolling_, false);
+    }
+    if (isPolling) curl_multi_wakeup(multi());  // what the thread does first is to take the lock
+}
+
+void CurlLoop::stop() {
+    std::vector<Task> dropped;
+    const std::lock_guard lock(mutex_);
+    stopped_ = true;
+    if (!thread_.joinable()) ended_ = true;
+    dropped.swap(posted_);
+    if (isPolling_) curl_multi_wakeup(multi());
+}
+
+bool CurlLoop::hasEnded() const {
+    const std::lock_guard lock(mutex_);
+    return ended_;
+}
+
+void CurlLoop::join() {
+    if (thread_.joinable()) thread_.join();
+}
+
+void CurlLoop::add(std::shared_ptr<CurlLoopClient> client) {
+    clients_.push_back(std::move(client));
+}
+
+void CurlLoop::remove(const CurlLoopClient& client) {
+    std::erase_if(clients_, [&](const auto& each) { return each.get() == &client; });
+}
+
+CurlHandle CurlLoop::takeHandle() {
+    return spareHandle_ ? std::move(spareHandle_) : CurlHandle(curl_easy_init(), &curl_easy_cleanup);
+}
+
+void CurlLoop::keepHandle(CurlHandle handle) {
+    curl_easy_reset(handle.get());
+    spareHandle_ = std::move(handle);
+}
+
+void CurlLoop::run() noexcept {
+    pthread_setname_np(pthread_self(), "HTTP");
+    blockSignals();
+    for (;;) {
+        runPosted();
+        {
+            const std::lock_guard lock(mutex_);
+            if (stopped_) break;
+        }
+        int running = 0;
+        curl_multi_perform(multi(), &running);
+        endTransfers();
+        watchDeadlines();
+        if (!beginPolling()) continue;
+        curl_multi_poll(multi(), nullptr, 0, pollTimeout(), nullptr);
+        const std::lock_guard lock(mutex_);
+        isPolling_ = false;
+    }
+    clients_.clear();
+    const std::lock_guard lock(mutex_);
+    ended_ = true;
+}
+
+/// From here on whoever posts wakes the thread up. False when something has been posted already.
+bool CurlLoop::beginPolling() {
+    const std::lock_guard lock(mutex_);
+    isPolling_ = posted_.empty() && !stopped_;
+    return isPolling_;
+}
+
+void CurlLoop::runPosted() {
+    std::vector<Task> tasks;
+    {
+        const std::lock_guard lock(mutex_);
+        tasks.swap(posted_);
+    }
+    for (const auto& task : tasks) {
+        {
+            const std::lock_guard lock(mutex_);
+            if (stopped_) return;
+        }
+        task();
+    }
+}
+
+void CurlLoop::endTransfers() {
+    int waiting = 0;
+    while (const CURLMsg* message = curl_multi_info_read(multi(), &waiting)) {
+        if (message->msg != CURLMSG_DONE) continue;
+        CURL* const easy = message->easy_handle;
+        const auto result = message->data.result;  // the message goes with the handle
+        curl_multi_remove_handle(multi(), easy);
+        CurlLoopClient* client = nullptr;
+        curl_easy_getinfo(easy, CURLINFO_PRIVATE, &client);
+        client->transferEnded(easy, result);
+    }
+}
+
+void CurlLoop::watchDeadlines() {
+    const auto now = Instant::clock::now();
+    for (const auto& client : std::vector(clients_)) {
+        if (client->deadline().value_or(Instant::max()) <= now) client->deadlinePassed();
+    }
+}
+
+int CurlLoop::pollTimeout() const {
+    auto next = Instant::clock::now() + kLongestPoll;
+    for (const auto& client : clients_) next = std::min(next, client->deadline().value_or(Instant::max()));
+    const auto wait = std::max(next - Instant::clock::now(), Duration::zero());
+    return static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(wait).count());
+}

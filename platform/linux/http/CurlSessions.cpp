@@ -1,0 +1,34 @@
+#include "platform/linux/http/CurlSessions.h"
+
+#include "platform/linux/http/CurlLoop.h"
+#include "platform/linux/http/CurlSession.h"
+#include "platform/linux/http/HTTPStatusText.h"
+#include "ports/Bundle.h"
+
+#include <curl/curl.h>
+
+CurlSessions::CurlSessions(Bundles& bundles) : bundles_(bundles) {
+    curl_global_init(CURL_GLOBAL_DEFAULT);
+}
+
+CurlSessions::~CurlSessions() {
+    for (const auto& loop : loops_) loop->stop();
+    for (const auto& loop : loops_) loop->join();
+}
+
+std::shared_ptr<URLSession> CurlSessions::sessionWithConfiguration(const URLSessionConfiguration& configuration,
+                                                                   std::shared_ptr<URLSessionDelegate> delegate) {
+    const std::lock_guard lock(mutex_);
+    std::erase_if(loops_, [](const auto& loop) {
+        const bool ended = loop->hasEnded();
+        if (ended) loop->join();
+        return ended;
+    });
+    const auto loop = std::make_shared<CurlLoop>(configuration.httpMaximumConnectionsPerHost);
+    loops_.push_back(loop);
+    return std::make_shared<CurlSession>(configuration, std::move(delegate), loop);
+}
+
+std::string CurlSessions::localizedStringForStatusCode(int statusCode) {
+    return bundles_.mainBundle()->localizedString(httpStatusText(statusCode));
+}

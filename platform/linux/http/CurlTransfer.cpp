@@ -1,0 +1,342 @@
+#include "platform/linux/http/CurlTransfer.h"
+
+#include "base/OwedAnswer.h"
+#include "platform/linux/http/CurlError.h"
+#include "platform/linux/http/CurlTask.h"
+
+#include <fmt/format.h>
+#include <algorithm>
+#include <string>
+#include <utility>
+
+namespace {
+
+constexpr int kMostRedirections = 20;
+/// How much a delegate may lag behind before the server is made to wait, in bytes.
+constexpr std::size_t kMostUndelivered = 1 << 20;
+/// A redirection's own body is read up to here, so that its connection can be used again.
+constexpr std::uint64_t kMostDiscarded = 64 << 10;
+constexpr long kReceiveBuffer = 64 << 10;
+constexpr long kSendBuffer = 256 << 10;
+
+bool isRedirection(const HTTPURLResponse& response) {
+    static constexpr std::array kRedirections{301, 302, 303, 307, 308};
+    const bool is = std::find(kRedirections.begin(), kRedirections.end(), response.statusCode) != kRedirections.end();
+    return is && response.valueForHTTPHeaderField("Location").has_value();
+}
+
+std::string_view trimmed(std::string_view text) {
+    const auto blank = " \t\r\n";
+    const auto start = text.find_first_not_of(blank);
+    return start == std::string_view::npos ? "" : text.substr(start, text.find_last_not_of(blank) - start + 1);
+}
+
+}  // namespace
+
+CurlTransfer::CurlTransfer(std::shared_ptr<CurlTask> task)
+    : task_(std::move(task)), easy_(task_->session().loop().takeHandle()), request_(task_->originalRequest()) {}
+
+CurlTransfer::~CurlTransfer() {
+    if (isRunning_) curl_multi_remove_handle(task_->session().loop().multi(), easy_.get());
+}
+
+void CurlTransfer::start() {
+    task_->session().loop().add(shared_from_this());
+    beginHop();
+}
+
+void CurlTransfer::beginHop() {
+    CURL* const easy = easy_.get();
+    const auto& configuration = task_->session().configuration();
+    timeout_ = request_.timeoutInterval.value_or(configuration.timeoutIntervalForRequest);
+    fields_.reset();
+    URLParts server;
+    if (auto error = parseURL(request_.url, server)) return finish(error);
+    if (auto error = setUpRequest(easy, request_, server.url, configuration, fields_)) return finish(error);
+    trust_.setUp(easy, server);
+    curl_easy_setopt(easy, CURLOPT_PRIVATE, static_cast<CurlLoopClient*>(this));
+    curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, problem_.data());
+    curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+    curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);  // cancelling must not wait for a name server
+    curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, kReceiveBuffer);
+    const bool isLarge = request_.httpBody && request_.httpBody->size() > kSendBuffer;
+    if (isLarge) curl_easy_setopt(easy, CURLOPT_UPLOAD_BUFFERSIZE, kSendBuffer);
+    curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &receivedHeader);
+    curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
+    curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &receivedBody);
+    curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);
+    curl_easy_setopt(easy, CURLOPT_XFERINFOFUNCTION, &progressed);
+    curl_easy_setopt(easy, CURLOPT_XFERINFODATA, this);
+    curl_easy_setopt(easy, CURLOPT_NOPROGRESS, 0L);
+    handOver();
+}
+
+void CurlTransfer::handOver() {
+    problem_.front() = '\0';
+    stage_ = Stage::head;
+    response_ = {request_.url, 0, {}};
+    field_.clear();
+    headSize_ = 0;
+    bodySize_ = 0;
+    sent_ = 0;
+    moved_ = 0;
+    failure_ = nullptr;
+    endsWithHead_ = false;
+    touch();
+    isRunning_ = true;
+    curl_multi_add_handle(task_->session().loop().multi(), easy_.get());
+}
+
+void CurlTransfer::finish(const ErrorPtr& error) {
+    if (std::exchange(stage_, Stage::finished) == Stage::finished) return;
+    const auto self = shared_from_this();  // the loop lets go
+    auto& loop = task_->session().loop();
+    if (std::exchange(isRunning_, false)) curl_multi_remove_handle(loop.multi(), easy_.get());
+    loop.remove(*this);
+    loop.keepHandle(std::move(easy_));
+    task_->tellCompletion(error);
+}
+
+void CurlTransfer::cancelled() {
+    finish(makeURLError(NSURLErrorCancelled, request_.url));
+}
+
+std::optional<Instant> CurlTransfer::deadline() const {
+    const bool isOurTurn = stage_ == Stage::undecided || isAskedForTrust_ || isHeldBack_;
+    return isOurTurn ? std::nullopt : std::optional(lastActivity_ + std::min(timeout_, kLongestDelay));
+}
+
+void CurlTransfer::deadlinePassed() {
+    if (task_->isUndecided()) return touch();
+    lastActivity_ = std::max(lastActivity_, task_->decidedAt());
+    if (*deadline() > Instant::clock::now()) return;
+    const auto seconds = std::chrono::duration<double>(timeout_).count();
+    finish(makeURLError(NSURLErrorTimedOut, request_.url, fmt::format("no byte for {:g} seconds", seconds)));
+}
+
+void CurlTransfer::transferEnded(CURL* /*easy*/, CURLcode result) {
+    isRunning_ = false;
+    if (auto trust = trust_.takeUndecided()) return askAboutTrust(std::move(trust));
+    hopEnded(result);
+}
+
+void CurlTransfer::hopEnded(CURLcode result) {
+    if (hasThrown_) return finish(makeURLError(NSURLErrorUnknown, request_.url, "memory has run out"));
+    if (stage_ == Stage::discarded) {
+        request_ = std::move(nextRequest_);
+        curl_easy_reset(easy_.get());
+        return beginHop();
+    }
+    if (failure_) return finish(failure_);
+    if (result != CURLE_OK && !endsWithHead_) {
+        return finish(errorFromCurl(easy_.get(), result, request_.url, problem_.data()));
+    }
+    if (stage_ == Stage::delivered) return finish(nullptr);
+    if (stage_ == Stage::head) finish(makeURLError(NSURLErrorNetworkConnectionLost, request_.url, "in the head"));
+}
+
+/// Lets the body come, or ends the hop when all of it has been there.
+void CurlTransfer::goOn() {
+    touch();
+    if (!isRunning_) return hopEnded(CURLE_OK);
+    const auto result = curl_easy_pause(easy_.get(), CURLPAUSE_CONT);
+    if (result == CURLE_OK) return;
+    isRunning_ = false;
+    curl_multi_remove_handle(task_->session().loop().multi(), easy_.get());
+    hopEnded(result);
+}
+
+void CurlTransfer::askAboutTrust(std::shared_ptr<const ServerTrust> trust) {
+    isAskedForTrust_ = true;
+    URLParts server;
+    static_cast<void>(parseURL(request_.url, server));
+    auto handler = completionHandler(
+        URLSessionDelegate::ChallengeHandler([weak = weak_from_this(), task = task_, trust](
+                                                 auto disposition, const std::optional<URLCredential>& credential) {
+            const bool hasCredential = credential && credential->serverTrust == trust;
+            task->session().loop().post([weak, trust, disposition, hasCredential] {
+                if (const auto self = weak.lock()) self->trustDecided(*trust, disposition, hasCredential);
+            });
+        }),
+        URLSessionAuthChallengeDisposition::performDefaultHandling, std::nullopt);
+    const URLAuthenticationChallenge challenge{
+        {server.host, server.port, NSURLAuthenticationMethodServerTrust, std::move(trust)}};
+    task_->tell([challenge, handler = std::move(handler)](auto& delegate, auto& session, auto& task) {
+        delegate.URLSessionTaskDidReceiveChallenge(session, task, challenge, handler);
+    });
+}
+
+void CurlTransfer::trustDecided(const ServerTrust& trust, URLSessionAuthChallengeDisposition disposition,
+                                bool hasCredential) {
+    using Disposition = URLSessionAuthChallengeDisposition;
+    if (!std::exchange(isAskedForTrust_, false)) return;
+    if (disposition == Disposition::cancelAuthenticationChallenge) return cancelled();
+    const bool accepts = disposition == Disposition::useCredential && hasCredential;
+    if (!accepts && trust.evaluation) return finish(trust.evaluation);
+    trust_.accept(trust);
+    handOver();
+}
+
+void CurlTransfer::askAboutRedirection() {
+    stage_ = Stage::undecided;
+    auto handler = completionHandler(URLSessionDelegate::RedirectionHandler(
+                                         [weak = weak_from_this(), task = task_](std::optional<URLRequest> request) {
+                                             task->session().loop().post([weak, request = std::move(request)] {
+                                                 if (const auto self = weak.lock()) self->redirectionDecided(request);
+                                             });
+                                         }),
+                                     nextRequest_);
+    task_->tell([response = response_, proposed = nextRequest_, handler = std::move(handler)](
+                    auto& delegate, auto& session, auto& task) {
+        delegate.URLSessionTaskWillPerformHTTPRedirection(session, task, response, proposed, handler);
+    });
+}
+
+void CurlTransfer::redirectionDecided(std::optional<URLRequest> request) {
+    if (stage_ != Stage::undecided) return;
+    if (!request) {
+        deliverResponse();
+        return goOn();
+    }
+    nextRequest_ = std::move(*request);
+    ++redirections_;
+    stage_ = Stage::discarded;
+    goOn();
+}
+
+void CurlTransfer::deliverResponse() {
+    stage_ = Stage::delivered;
+    task_->tellResponse(response_);
+}
+
+template <class Result, class Call>
+Result CurlTransfer::calledBack(void* self, Result onFailure, const Call& call) noexcept {
+    auto& transfer = *static_cast<CurlTransfer*>(self);
+    try {
+        return call(transfer);
+    } catch (...) {
+        transfer.hasThrown_ = true;
+        return onFailure;
+    }
+}
+
+std::size_t CurlTransfer::receivedHeader(const char* bytes, std::size_t size, std::size_t count, void* self) noexcept {
+    return calledBack(self, std::size_t{0}, [&](CurlTransfer& transfer) {
+        return transfer.receiveHeader({bytes, size * count}) ? size * count : 0;
+    });
+}
+
+std::size_t CurlTransfer::receivedBody(const char* bytes, std::size_t size, std::size_t count, void* self) noexcept {
+    return calledBack(self, std::size_t{0}, [&](CurlTransfer& transfer) {
+        return transfer.receiveBody({bytes, size * count});
+    });
+}
+
+int CurlTransfer::progressed(void* self, curl_off_t /*toReceive*/, curl_off_t received, curl_off_t /*toSend*/,
+                             curl_off_t sent) noexcept {
+    return calledBack(self, 1, [&](CurlTransfer& transfer) {
+        if (std::exchange(transfer.moved_, received + sent) != received + sent) transfer.touch();
+        transfer.tellSent(sent);
+        return 0;
+    });
+}
+
+bool CurlTransfer::fail(NSURLErrorCode code, const std::string& detail) {
+    failure_ = makeURLError(code, request_.url, detail);
+    return false;
+}
+
+bool CurlTransfer::receiveHeader(std::string_view line) {
+    touch();
+    headSize_ += line.size();
+    if (headSize_ > task_->session().configuration().maximumHeaderSize) {
+        return fail(NSURLErrorDataLengthExceedsMaximum, "its head");
+    }
+    if (stage_ != Stage::head) return true;  // a trailer
+    if (line.starts_with(' ') || line.starts_with('\t')) {
+        field_.append(" ").append(trimmed(line));
+        return true;
+    }
+    takeField();
+    field_ = trimmed(line);
+    return !field_.empty() || headEnded();
+}
+
+/// A field counts when the next line has shown that it does not go on there (RFC 9112, section 5.2).
+void CurlTransfer::takeField() {
+    const std::string_view field = field_;
+    const auto colon = field.find(':');
+    if (field.starts_with("HTTP/") || colon == std::string_view::npos) return;
+    response_.allHeaderFields.addValue(std::string(trimmed(field.substr(colon + 1))),
+                                       std::string(trimmed(field.substr(0, colon))));
+}
+
+bool CurlTransfer::headEnded() {
+    long status = 0;
+    curl_easy_getinfo(easy_.get(), CURLINFO_RESPONSE_CODE, &status);
+    curl_off_t sent = 0;
+    curl_easy_getinfo(easy_.get(), CURLINFO_SIZE_UPLOAD_T, &sent);
+    tellSent(sent);
+    response_.statusCode = static_cast<int>(status);
+    endsWithHead_ = status == 101;  // what follows is another protocol
+    if (status < 200 && !endsWithHead_) {
+        task_->tell(
+            [response = std::exchange(response_, {request_.url, 0, {}})](auto& delegate, auto& session, auto& task) {
+                delegate.URLSessionTaskDidReceiveInformationalResponse(session, task, response);
+            });
+        return true;
+    }
+    if (!isRedirection(response_)) {
+        deliverResponse();
+        return !endsWithHead_;
+    }
+    if (redirections_ == kMostRedirections) return fail(NSURLErrorHTTPTooManyRedirects, {});
+    failure_ = redirectedRequest(request_, response_, nextRequest_);
+    if (failure_) return false;
+    askAboutRedirection();
+    return true;
+}
+
+std::size_t CurlTransfer::receiveBody(std::string_view bytes) {
+    touch();
+    if (stage_ == Stage::undecided) return CURL_WRITEFUNC_PAUSE;
+    if (stage_ == Stage::delivered) {
+        isHeldBack_ = true;
+        if (undelivered_ >= kMostUndelivered) return CURL_WRITEFUNC_PAUSE;
+        isHeldBack_ = false;
+    }
+    bodySize_ += bytes.size();
+    if (stage_ == Stage::discarded) return bodySize_ <= kMostDiscarded ? bytes.size() : 0;
+    if (bodySize_ > task_->session().configuration().maximumResponseSize) {
+        fail(NSURLErrorDataLengthExceedsMaximum, "its body");
+        return 0;
+    }
+    deliver(std::string(bytes));
+    return bytes.size();
+}
+
+void CurlTransfer::deliver(std::string bytes) {
+    undelivered_ += bytes.size();
+    task_->tell([weak = weak_from_this(), bytes = std::move(bytes)](auto& delegate, auto& session, auto& task) {
+        delegate.URLSessionDataTaskDidReceiveData(session, task, bytes);
+        if (const auto self = weak.lock()) self->delivered(bytes.size());
+    });
+}
+
+void CurlTransfer::delivered(std::size_t count) {
+    undelivered_ -= count;
+    if (undelivered_ > kMostUndelivered / 2 || !std::exchange(isHeldBack_, false)) return;
+    task_->session().loop().post([weak = weak_from_this()] {
+        const auto self = weak.lock();
+        if (self && self->isRunning_) self->goOn();
+    });
+}
+
+void CurlTransfer::tellSent(std::int64_t sent) {
+    if (sent <= sent_) return;
+    const auto count = sent - std::exchange(sent_, sent);
+    const auto expected = static_cast<std::int64_t>(request_.httpBody ? request_.httpBody->size() : 0);
+    task_->tell([count, sent, expected](auto& delegate, auto& session, auto& task) {
+        delegate.URLSessionTaskDidSendBodyData(session, task, count, sent, expected);
+    });
+}

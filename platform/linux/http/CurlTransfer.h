@@ -1,0 +1,98 @@
+#pragma once
+
+#include "platform/linux/http/CurlLoop.h"
+#include "platform/linux/http/CurlRequest.h"
+#include "platform/linux/http/CurlTrust.h"
+#include "ports/URLSessionDelegate.h"
+
+#include <curl/curl.h>
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+class CurlTask;
+
+/// The work of a task: one request after the other along its redirections, each on the same libcurl handle.
+///
+/// A *hop* is one request with its response. When the head of a response has come, the hop is *delivered*: the response
+/// is the task's. Only a redirection is *undecided* until the delegate has answered, and its body waits; then it is
+/// delivered or *discarded*, as the redirection is followed. libcurl may end the hop before or after the answer; both
+/// together decide what comes next. Everything runs on the loop's thread except what says otherwise.
+class CurlTransfer final : public CurlLoopClient, public std::enable_shared_from_this<CurlTransfer> {
+public:
+    explicit CurlTransfer(std::shared_ptr<CurlTask> task);
+    ~CurlTransfer() override;
+    CurlTransfer(const CurlTransfer&) = delete;
+    CurlTransfer& operator=(const CurlTransfer&) = delete;
+
+    void start();
+    /// Ends the work with `NSURLErrorCancelled`.
+    void cancelled();
+
+    void transferEnded(CURL* easy, CURLcode result) override;
+    [[nodiscard]] std::optional<Instant> deadline() const override;
+    void deadlinePassed() override;
+
+private:
+    enum class Stage { head, undecided, delivered, discarded, finished };
+
+    void beginHop();
+    void handOver();
+    void goOn();
+    void finish(const ErrorPtr& error);
+    void hopEnded(CURLcode result);
+    void touch() { lastActivity_ = Instant::clock::now(); }
+
+    void askAboutTrust(std::shared_ptr<const ServerTrust> trust);
+    void trustDecided(const ServerTrust& trust, URLSessionAuthChallengeDisposition disposition, bool hasCredential);
+    void askAboutRedirection();
+    void redirectionDecided(std::optional<URLRequest> request);
+    void deliverResponse();
+
+    /// What libcurl calls; false or a short count ends the transfer, with `failure_` as the reason.
+    static std::size_t receivedHeader(const char* bytes, std::size_t size, std::size_t count, void* self) noexcept;
+    static std::size_t receivedBody(const char* bytes, std::size_t size, std::size_t count, void* self) noexcept;
+    static int progressed(void* self, curl_off_t toReceive, curl_off_t received, curl_off_t toSend,
+                          curl_off_t sent) noexcept;
+    /// All that libcurl calls goes through here. It is C: what is thrown must not pass, so it ends the transfer.
+    template <class Result, class Call>
+    static Result calledBack(void* self, Result onFailure, const Call& call) noexcept;
+    [[nodiscard]] bool receiveHeader(std::string_view line);
+    void takeField();
+    [[nodiscard]] bool headEnded();
+    [[nodiscard]] std::size_t receiveBody(std::string_view bytes);
+    void tellSent(std::int64_t sent);
+    void deliver(std::string bytes);
+    /// The delegate is done with bytes.
+    void delivered(std::size_t count);
+    bool fail(NSURLErrorCode code, const std::string& detail);
+
+    const std::shared_ptr<CurlTask> task_;
+    CurlTrust trust_;
+    CurlHandle easy_;                              ///< until the transfer is finished
+    std::array<char, CURL_ERROR_SIZE> problem_{};  ///< libcurl's description of a failure
+    CurlFields fields_{nullptr, &curl_slist_free_all};
+
+    URLRequest request_;  ///< of this hop
+    Duration timeout_;
+    URLRequest nextRequest_;
+    int redirections_ = 0;
+    Instant lastActivity_;
+    bool isRunning_ = false;        ///< libcurl has the handle
+    bool isAskedForTrust_ = false;  ///< the delegate owes an answer; libcurl does not have the handle
+    Stage stage_ = Stage::head;
+    HTTPURLResponse response_;
+    std::string field_;  ///< the head's last line so far
+    std::size_t headSize_ = 0;
+    std::uint64_t bodySize_ = 0;
+    std::int64_t sent_ = 0;
+    std::int64_t moved_ = 0;  ///< bytes both ways that libcurl has told of
+    ErrorPtr failure_;        ///< why we ended the hop
+    bool hasThrown_ = false;  ///< something that libcurl has called
+    bool endsWithHead_ = false;
+
+    std::size_t undelivered_ = 0;  ///< bytes that wait for the delegate
+    bool isHeldBack_ = false;      ///< the body waits for the delegate to catch up
+};

@@ -1,0 +1,68 @@
+#include "platform/linux/http/HTTPStatusText.h"
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+
+namespace {
+
+struct StatusText {
+    int code;
+    const char* text;
+};
+
+constexpr StatusText kTexts[] = {
+    {100, "continue"},
+    {101, "switching protocols"},
+    {200, "no error"},
+    {201, "created"},
+    {202, "accepted"},
+    {203, "non-authoritative information"},
+    {204, "no content"},
+    {205, "reset content"},
+    {206, "partial content"},
+    {300, "multiple choices"},
+    {301, "moved permanently"},
+    {302, "found"},
+    {303, "see other"},
+    {304, "not modified"},
+    {305, "needs proxy"},
+    {307, "temporarily redirected"},
+    {400, "bad request"},
+    {401, "unauthorized"},
+    {402, "payment required"},
+    {403, "forbidden"},
+    {404, "not found"},
+    {405, "method not allowed"},
+    {406, "unacceptable"},
+    {407, "proxy authentication required"},
+    {408, "request timed out"},
+    {409, "conflict"},
+    {410, "no longer exists"},
+    {411, "length required"},
+    {412, "precondition failed"},
+    {413, "request too large"},
+    {414, "requested URL too long"},
+    {415, "unsupported media type"},
+    {416, "requested range not satisfiable"},
+    {417, "expectation failed"},
+    {500, "internal server error"},
+    {501, "unimplemented"},
+    {502, "bad gateway"},
+    {503, "service unavailable"},
+    {504, "gateway timed out"},
+    {505, "unsupported version"},
+};
+
+/// From 100 on, by hundreds.
+constexpr std::array kClasses{"informational", "success", "redirected", "client error", "server error"};
+
+}  // namespace
+
+const char* httpStatusText(int statusCode) {
+    const auto* const found =
+        std::find_if(std::begin(kTexts), std::end(kTexts), [&](const auto& each) { return each.code == statusCode; });
+    if (found != std::end(kTexts)) return found->text;
+    return statusCode >= 100 && statusCode < 600 ? kClasses[static_cast<std::size_t>(statusCode / 100 - 1)]
+                                                 : "unknown status";
+}

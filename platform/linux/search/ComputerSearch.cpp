@@ -1,0 +1,138 @@
+#include "platform/linux/search/ComputerSearch.h"
+
+#include "ports/Dispatch.h"
+
+#include <linux/ioprio.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+#include <algorithm>
+#include <atomic>
+#include <stop_token>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Leaves the disk to whoever else wants it; the calling thread's reads come when nobody does.
+void yieldDisk() {
+    constexpr int kCallingThread = 0;
+    ::syscall(SYS_ioprio_set, IOPRIO_WHO_PROCESS, kCallingThread, IOPRIO_PRIO_VALUE(IOPRIO_CLASS_IDLE, 0));
+}
+
+std::optional<WalkPlan> planWalk(const std::vector<fs::path>& roots) {
+    if (roots.empty()) return planWalkOfComputer();
+    auto plan = planWalkBelow(roots);
+    return plan.roots.empty() ? std::nullopt : std::optional(std::move(plan));
+}
+
+}  // namespace
+
+std::optional<std::string> bundleIdentifierInQuery(std::string_view queryText) {
+    constexpr std::string_view kBegin = "kMDItemCFBundleIdentifier == \"";
+    constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789.-_";
+    if (!queryText.starts_with(kBegin) || !queryText.ends_with('"')) return std::nullopt;
+    queryText.remove_prefix(kBegin.size());
+    if (queryText.size() < 2) return std::nullopt;
+    queryText.remove_suffix(1);
+    if (queryText.find_first_not_of(kLetters) != std::string_view::npos) return std::nullopt;
+    return std::string(queryText);
+}
+
+/// Main queue only.
+class ComputerSearch::Observers {
+public:
+    Handle add(Observer observer) {
+        auto entry = std::make_unique<Entry>(std::move(observer));
+        std::erase_if(observers_, [](const auto& weak) { return weak.expired(); });
+        observers_.push_back(entry->observer);
+        return entry;
+    }
+    void tell(const MetadataQuery& sender) const {
+        for (const auto& weak : std::vector(observers_)) {
+            if (const auto observer = weak.lock()) (*observer)(sender);
+        }
+    }
+
+private:
+    struct Entry final : Registration {
+        explicit Entry(Observer call) : observer(std::make_shared<Observer>(std::move(call))) {}
+        const std::shared_ptr<Observer> observer;
+    };
+
+    std::vector<std::weak_ptr<Observer>> observers_;
+};
+
+/// A thread that walks. It knows its query weakly: an end that nobody waits for is not told.
+struct ComputerSearch::Walk {
+    std::atomic<bool> hasEnded = false;
+    std::jthread thread;
+};
+
+class ComputerSearch::Query final : public MetadataQuery, public std::enable_shared_from_this<Query> {
+public:
+    Query(ComputerSearch& search, std::optional<std::string> bundleIdentifier)
+        : search_(search), bundleIdentifier_(std::move(bundleIdentifier)) {}
+    ~Query() override { stop_.request_stop(); }
+    Query(const Query&) = delete;
+    Query& operator=(const Query&) = delete;
+
+    [[nodiscard]] bool start() override {
+        return bundleIdentifier_ && search_.startWalk(weak_from_this(), *bundleIdentifier_, stop_);
+    }
+    [[nodiscard]] std::size_t resultCount() const override { return results_.size(); }
+    [[nodiscard]] std::optional<fs::path> pathAt(std::size_t index) const override { return results_.at(index); }
+
+    void finish(const std::set<fs::path>& results) { results_.assign(results.begin(), results.end()); }
+
+private:
+    ComputerSearch& search_;
+    const std::optional<std::string> bundleIdentifier_;
+    std::stop_source stop_;
+    std::vector<fs::path> results_;
+};
+
+ComputerSearch::ComputerSearch(DispatchQueue& mainQueue, std::vector<fs::path> roots)
+    : mainQueue_(mainQueue), roots_(std::move(roots)), observers_(std::make_shared<Observers>()) {}
+
+ComputerSearch::~ComputerSearch() = default;
+
+std::shared_ptr<MetadataQuery> ComputerSearch::makeQuery(const std::string& queryText) {
+    return std::make_shared<Query>(*this, bundleIdentifierInQuery(queryText));
+}
+
+Handle ComputerSearch::observeDidFinish(Observer observer) {
+    return observers_->add(std::move(observer));
+}
+
+bool ComputerSearch::startWalk(std::weak_ptr<Query> query, const std::string& bundleIdentifier,
+                               std::stop_source& stop) {
+    auto plan = planWalk(roots_);
+    if (!plan) return false;
+    walks_.remove_if([](const Walk& walk) { return walk.hasEnded.load(); });
+    auto& walk = walks_.emplace_back();
+    try {
+        walk.thread = std::jthread([this, &walk, query = std::move(query),
+                                    bundleWalk = std::make_shared<BundleWalk>(
+                                        std::move(*plan), bundleIdentifier, progress_)](const std::stop_token& token) {
+            yieldDisk();
+            auto found = bundleWalk->run(token);
+            if (!token.stop_requested()) {
+                mainQueue_.async([query, observers = observers_, found = std::move(found)] {
+                    const auto sender = query.lock();
+                    if (!sender) return;
+                    sender->finish(found);
+                    observers->tell(*sender);
+                });
+            }
+            walk.hasEnded = true;
+        });
+    } catch (const std::system_error&) {
+        walks_.pop_back();
+        return false;
+    }
+    stop = walk.thread.get_stop_source();
+    return true;
+}

@@ -1,0 +1,156 @@
+#include "presenters/model/PresentationProgramJobs.h"
+
+#include <fmt/format.h>
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+namespace {
+
+/// What the archive copy of a simulated document holds: enough for a person to see what it is.
+std::string archiveOf(const ProgramDocument& document) {
+    std::string text = fmt::format("Simulated presentation \"{}\"\nslides: {}\n", document.name, document.slideCount);
+    if (document.file) text += fmt::format("file: {}\n", document.file->string());
+    for (const auto slide : document.hiddenSlides) text += fmt::format("hidden: {}\n", slide);
+    return text;
+}
+
+}  // namespace
+
+/// The image that is being written.
+struct PresentationProgramJobs::Image {
+    std::filesystem::path path;  ///< final
+    std::filesystem::path writtenTo;
+    std::unique_ptr<ProgramOutput::File> file;
+    std::string bytes;
+    std::size_t written = 0;
+    std::int64_t piecesLeft = 1;
+    Duration pieceTime{};
+};
+
+PresentationProgramJobs::PresentationProgramJobs(DispatchQueue& queue, ProgramOutput& output,
+                                                 const PresentationProgramFaults& faults, ImageMaker imageMaker)
+    : queue_(queue), output_(output), faults_(faults), imageMaker_(std::move(imageMaker)) {}
+
+PresentationProgramJobs::~PresentationProgramJobs() = default;
+
+void PresentationProgramJobs::setObserver(Observer observer) {
+    observer_ = std::move(observer);
+}
+
+void PresentationProgramJobs::accept(ProgramJob job) {
+    jobs_.push_back(std::move(job));
+    if (jobs_.size() == 1) beginJob();
+}
+
+void PresentationProgramJobs::giveUp() {
+    alive_.reset();
+    image_.reset();
+    jobs_.clear();
+}
+
+std::size_t PresentationProgramJobs::pending(ProgramJob::Kind kind) const {
+    return static_cast<std::size_t>(
+        std::count_if(jobs_.begin(), jobs_.end(), [kind](const ProgramJob& job) { return job.kind == kind; }));
+}
+
+void PresentationProgramJobs::later(Duration delay, void (PresentationProgramJobs::*step)()) {
+    queue_.after(delay, [this, step, alive = std::weak_ptr(alive_)] {
+        if (!alive.expired()) (this->*step)();
+    });
+}
+
+void PresentationProgramJobs::beginJob() {
+    if (jobs_.empty()) return;
+    if (!alive_) alive_ = std::make_shared<const bool>(true);
+    if (jobs_.front().kind == ProgramJob::Kind::save) {
+        later(faults_.saveTime, &PresentationProgramJobs::finishSave);
+        return;
+    }
+    slide_ = 0;
+    note(output_.createDirectory(jobs_.front().target));
+    later(Duration::zero(), &PresentationProgramJobs::beginImage);
+}
+
+void PresentationProgramJobs::endJob() {
+    const ProgramJob ended = std::move(jobs_.front());
+    jobs_.pop_front();
+    beginJob();
+    if (observer_.jobEnded) observer_.jobEnded(ended);
+}
+
+void PresentationProgramJobs::finishSave() {
+    const ProgramJob& job = jobs_.front();
+    if (const auto file = open(job.target)) write(*file, archiveOf(job.document));
+    endJob();
+}
+
+void PresentationProgramJobs::beginImage() {
+    const ProgramJob& job = jobs_.front();
+    do {
+        ++slide_;
+    } while (faults_.leftOutImages.contains(slide_));
+    if (slide_ > job.document.slideCount || faults_.exportsNothing) {
+        endJob();
+        return;
+    }
+    image_ = std::make_unique<Image>();
+    image_->path = job.target / fmt::format("slide.{:03}.{}", slide_, faults_.exportsJpeg ? "jpeg" : "jpg");
+    const bool grows = faults_.imagePieces > 1;
+    image_->writtenTo = grows ? image_->path : job.target / fmt::format(".slide.{:03}.part", slide_);
+    image_->piecesLeft = faults_.imagePieces;
+    image_->pieceTime = faults_.imageTime / faults_.imagePieces;
+    later(image_->pieceTime, &PresentationProgramJobs::writePiece);
+}
+
+void PresentationProgramJobs::writePiece() {
+    Image& image = *image_;
+    if (!image.file) {
+        const ProgramJob& job = jobs_.front();
+        image.bytes = imageMaker_(job.document, slide_, job.quality);
+        image.file = open(image.writtenTo);
+    }
+    const std::size_t left = image.bytes.size() - image.written;
+    const std::size_t size = left / static_cast<std::size_t>(image.piecesLeft);
+    const std::string_view piece = std::string_view(image.bytes).substr(image.written, size);
+    if (!image.file || !write(*image.file, piece)) {
+        beginImage();
+        return;
+    }
+    image.written += size;
+    --image.piecesLeft;
+    if (image.piecesLeft > 0) {
+        later(image.pieceTime, &PresentationProgramJobs::writePiece);
+        return;
+    }
+    finishImage();
+}
+
+void PresentationProgramJobs::finishImage() {
+    const auto image = std::exchange(image_, nullptr);
+    image->file.reset();
+    if (image->writtenTo != image->path) note(output_.rename(image->writtenTo, image->path));
+    ++jobs_.front().imagesWritten;
+    const std::weak_ptr alive(alive_);
+    if (observer_.imageWritten) observer_.imageWritten(jobs_.front());
+    if (!alive.expired()) beginImage();
+}
+
+std::unique_ptr<ProgramOutput::File> PresentationProgramJobs::open(const std::filesystem::path& path) {
+    ErrorPtr error;
+    auto file = output_.openFile(path, error);
+    note(error);
+    return file;
+}
+
+bool PresentationProgramJobs::write(ProgramOutput::File& file, std::string_view bytes) {
+    const auto error =
+        faults_.diskFull ? makeError(NSPOSIXErrorDomain, ENOSPC, "No space left on device") : file.append(bytes);
+    note(error);
+    return !error;
+}
+
+void PresentationProgramJobs::note(const ErrorPtr& error) {
+    ErrorPtr& first = jobs_.front().error;
+    if (!first) first = error;
+}

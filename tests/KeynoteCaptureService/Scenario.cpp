@@ -1,0 +1,151 @@
+#include "tests/KeynoteCaptureService/Scenario.h"
+
+#include "MacShared/LogRun.h"
+
+#include <fmt/format.h>
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+std::string shortID(const std::optional<std::string>& id) {
+    for (int n = 1; n < 10; ++n) {
+        if (id == SimulatedText::uuid(n)) return fmt::format("P{}", n);
+    }
+    return id.value_or("nil");
+}
+
+std::string shortPath(const std::optional<std::filesystem::path>& path) {
+    return path ? shortID(path->parent_path().filename()) + "/" + path->filename().native() : "nil";
+}
+
+/// The text with S for the sandbox and P1, P2, … for the identifiers.
+std::string shortened(std::string text) {
+    const auto shorten = [&text](std::string_view what, const std::string& to) {
+        for (auto at = text.find(what); at != std::string::npos; at = text.find(what))
+            text.replace(at, what.size(), to);
+    };
+    shorten(kSandbox, "S");
+    for (int n = 1; n < 10; ++n) shorten(SimulatedText::uuid(n), fmt::format("P{}", n));
+    return text;
+}
+
+}  // namespace
+
+std::string textOf(const ErrorPtr& error) {
+    if (!error) return "ok";
+    std::string text = fmt::format("{} {}", error->domain(), error->code());
+    for (const auto& [key, value] : error->userInfo()) text += fmt::format(" {}={}", key, value);
+    return shortened(text);
+}
+
+void RecordingHost::note(const std::string& what) {
+    const auto elapsed = std::chrono::duration_cast<std::chrono::microseconds>(dispatch_.elapsed()).count();
+    calls.push_back(fmt::format("{:g} {}", static_cast<double>(elapsed) / 1000, what));
+}
+
+void RecordingHost::startedPresenting(const std::optional<std::string>& presentationID,
+                                      const std::optional<std::filesystem::path>& originalDocumentPath,
+                                      const std::optional<std::string>& archive, const ErrorPtr& error) {
+    const auto archiveName =
+        archive ? shortID(archive->substr(0, archive->find('.'))) + archive->substr(archive->find('.')) : "nil";
+    note(fmt::format("started {} {} {} {}", shortID(presentationID),
+                     originalDocumentPath ? originalDocumentPath->native() : "nil", archiveName, textOf(error)));
+}
+
+void RecordingHost::stoppedPresenting(const std::optional<std::string>& presentationID, const ErrorPtr& error) {
+    note(fmt::format("stopped {} {}", shortID(presentationID), textOf(error)));
+}
+
+void RecordingHost::slideDeckPresentedSlide(const std::optional<std::string>& presentationID,
+                                            std::int64_t presentedSlide, Date at,
+                                            const std::optional<std::filesystem::path>& imageFilePathURL) {
+    EXPECT_EQ(at, dispatch_.now());
+    note(fmt::format("slide {} {} {}", shortID(presentationID), presentedSlide, shortPath(imageFilePathURL)));
+}
+
+void RecordingHost::extractedSlideFilesForPresentation(const std::string& path, const ErrorPtr& withError) {
+    note(fmt::format("extracted {} {}", path, textOf(withError)));
+}
+
+void RecordingHost::failedToSaveArchiveDocumentError(const ErrorPtr& error) {
+    note(fmt::format("not saved {}", textOf(error)));
+}
+
+Program::Program(SimulatedPlatform& simulated, pid_t processIdentifier, const std::string& version)
+    : platform(simulated),
+      pid(processIdentifier),
+      model(simulated.dispatch.mainQueue(), simulated.files,
+            [](const ProgramDocument& document, std::int64_t slide, double quality) {
+                return fmt::format("{} {} {}", document.name, slide, quality);
+            }) {
+    const std::filesystem::path bundle = "/Applications/" + version + ".app";
+    platform.bundles.install(bundle, {{"CFBundleShortVersionString", version}});
+    application = std::make_shared<SimulatedApplication>("com.apple.iWork.Keynote", bundle, pid);
+}
+
+void Program::launch() {
+    EXPECT_EQ(model.launch(), nullptr);
+    platform.scripting.attach(pid, model);
+    platform.workspace.add(application);
+}
+
+void Program::quit() {
+    model.quit();
+    platform.scripting.detach(pid);
+    platform.workspace.remove(application);
+}
+
+std::string Program::open(const std::string& name, std::int64_t slides) {
+    ProgramDocument document;
+    document.name = name;
+    document.file = "/decks/" + name;
+    document.slideCount = slides;
+    EXPECT_EQ(model.openDocument(document), nullptr);
+    return model.documents().front().id;
+}
+
+Scenario::Scenario() {
+    beginNewLogRun();
+}
+
+void Scenario::start() {
+    if (!service) service = KeynoteCaptureService::initWithDelegate(host);
+    ASSERT_TRUE(service);
+    service->startDetectionAndCaptureTo("/captures", "R",
+                                        [](const ErrorPtr& error) { ADD_FAILURE() << error->localizedDescription(); });
+    platform.dispatch.runReady();
+}
+
+void Scenario::noteEvents() {
+    platform.scripting.eventObserver = [this](const std::string& event) {
+        if (event == "presentingState") return;
+        const auto onto = platform.files.sizeOf(event.substr(event.rfind(' ') + 1));
+        host->note("> " + shortened(event) + (onto ? fmt::format(" onto {} bytes", *onto) : ""));
+    };
+    platform.workspace.opener = [this, open = platform.workspace.opener](const auto& path, const auto& application) {
+        host->note("> " + shortened(fmt::format("openFile {} {}", path.native(), application)));
+        return open(path, application);
+    };
+}
+
+void Scenario::noteLog() {
+    platform.unifiedLog.observer = [this](const std::string& message) { host->note("# " + shortened(message)); };
+}
+
+Scenario::Calls Scenario::takeLog() {
+    Calls lines;
+    for (const auto& entry : std::exchange(platform.unifiedLog.entries, {})) lines.push_back(shortened(entry.message));
+    return lines;
+}
+
+std::size_t Scenario::logged(const std::string& text) const {
+    const auto& entries = platform.unifiedLog.entries;
+    return static_cast<std::size_t>(std::count_if(entries.begin(), entries.end(), [&text](const auto& entry) {
+        return entry.message.find(text) != std::string::npos;
+    }));
+}
+
+std::string Scenario::captureDirectory(int presentation) const {
+    return "/captures/" + SimulatedText::uuid(presentation);
+}

@@ -1,0 +1,278 @@
+#include "bus/Names.h"
+#include "platform/linux/bus/DBusScripting.h"
+#include "platform/linux/bus/ProgramCalls.h"
+#include "tests/platform/linux/bus/FakeProgram.h"
+
+#include <sys/resource.h>
+#include <unistd.h>
+#include <fstream>
+
+namespace {
+
+using Lines = std::vector<std::string>;
+using std::chrono::milliseconds;
+
+class NotingScriptingDelegate final : public ScriptingDelegate {
+public:
+    void eventDidFail(const std::string& event, const Error& error) override {
+        failures.push_back(fmt::format("{} {} {}", event, error.domain(), error.code()));
+        description = error.localizedDescription();
+        thread = std::this_thread::get_id();
+    }
+    Lines failures;
+    std::string description;
+    std::thread::id thread;
+};
+
+class ScriptingTest : public testing::Test {
+protected:
+    struct Poll {
+        PresentingState state;
+        ErrorPtr error;
+    };
+
+    void SetUp() override {
+        keynote->setTimeout(milliseconds(5000));
+        keynote->setDelegate(delegate);
+    }
+    /// Runs the main queue until then.
+    template <typename Condition>
+    [[nodiscard]] bool runUntil(const Condition& condition) {
+        const auto deadline = std::chrono::steady_clock::now() + kDeadline;
+        while (!condition() && std::chrono::steady_clock::now() < deadline) {
+            dispatch.mainQueue().after(milliseconds(1), [] {});
+            dispatch.runOne();
+        }
+        return condition();
+    }
+    [[nodiscard]] Poll poll() {
+        const auto answer = std::make_shared<std::optional<Poll>>();
+        keynote->presentingState([answer](const PresentingState& state, const ErrorPtr& error) {
+            EXPECT_FALSE(answer->has_value()) << "answered twice";
+            *answer = Poll{state, error};
+        });
+        EXPECT_FALSE(answer->has_value()) << "answered within the call";
+        EXPECT_TRUE(runUntil([&] { return answer->has_value(); }));
+        return answer->value_or(Poll{});
+    }
+    [[nodiscard]] static std::string failed(const char* event) {
+        return fmt::format("{} {} {}", event, NSOSStatusErrorDomain, kAppleEventFailed);
+    }
+
+    PrivateBus daemon;
+    FakeProgram program;
+    std::optional<std::string> owner = program.uniqueName();
+    NotedConsoleLog consoleLog;
+    AsioDispatch dispatch{consoleLog};
+    DBusScripting scripting{dispatch, [this](pid_t process) { return process == 41 ? owner : std::nullopt; },
+                            [this](const std::string&) { return owner; }};
+    std::shared_ptr<ScriptingApplication> keynote = scripting.applicationForProcess(41);
+    std::shared_ptr<NotingScriptingDelegate> delegate = std::make_shared<NotingScriptingDelegate>();
+};
+
+TEST_F(ScriptingTest, ReadsAPollWithOneCall) {
+    program.state = {{"playing", sdbus::Variant(true)},
+                     {"documentID", sdbus::Variant(std::string("D1"))},
+                     {"documentFile", sdbus::Variant(std::string("file:///a%20b.key"))},
+                     {"slideNumber", sdbus::Variant(std::int64_t{-2})},
+                     {"unknown", sdbus::Variant(std::vector<std::string>{"x"})}};
+    EXPECT_TRUE(keynote->isRunning());
+    const auto [state, error] = poll();
+    EXPECT_EQ(state.playing, true);
+    EXPECT_EQ(state.firstDocument, (ScriptingDocumentState{"D1", "/a b.key", -2}));
+    EXPECT_EQ(error, nullptr);
+    EXPECT_EQ(program.calls.lines(), Lines{"presentingState"});
+
+    program.state = {{"documentID", sdbus::Variant(std::string("D2"))}};
+    const auto less = poll().state;
+    EXPECT_EQ(less.playing, std::nullopt);
+    EXPECT_EQ(less.firstDocument, (ScriptingDocumentState{"D2", std::nullopt, 0}));
+    program.state.clear();
+    EXPECT_EQ(poll().state.firstDocument, std::nullopt);
+    EXPECT_TRUE(delegate->failures.empty());
+}
+
+/// A show must not be missed because of its document's file.
+TEST_F(ScriptingTest, LeavesOutAFileThatItCannotUnderstand) {
+    for (const std::string& url : {std::string("/a.key"), "file:///" + std::string(20000, 'a')}) {
+        program.state = {{"documentID", sdbus::Variant(std::string("D"))}, {"documentFile", sdbus::Variant(url)}};
+        EXPECT_EQ(poll().state.firstDocument, (ScriptingDocumentState{"D", std::nullopt, 0}));
+    }
+}
+
+TEST_F(ScriptingTest, ReadsNoMoreThanAProgramHasToSay) {
+    for (int i = 0; i < 100; ++i) program.state.emplace(fmt::format("a{}", i), sdbus::Variant(i));
+    program.state.emplace("playing", sdbus::Variant(true));
+    EXPECT_EQ(poll().state.playing, std::nullopt);
+    for (int i = 50; i < 100; ++i) program.state.erase(fmt::format("a{}", i));
+    EXPECT_EQ(poll().state.playing, true);
+}
+
+TEST_F(ScriptingTest, SendsCommandsInOrderWithoutWaitingAndReadsWindows) {
+    const auto document = keynote->documentWithID("D\xFF");
+    document->save("/t/copy of.key");
+    document->exportTo("/t/slide", "Kimg",
+                       {{"allStages", false}, {"compressionFactor", 0.8}, {"imageFormat", std::string("Kifj")}});
+    document->stop();
+    EXPECT_TRUE(program.calls.lines().empty());
+    EXPECT_TRUE(runUntil([&] { return program.calls.lines().size() == 3; }));
+    const auto windows = keynote->windows();
+    EXPECT_EQ(program.calls.lines(),
+              (Lines{"save D\uFFFD file:///t/copy%20of.key", "export D\uFFFD file:///t/slide Kimg false 0.8 Kifj",
+                     "stop D\uFFFD", "windows"}));
+    ASSERT_EQ(windows.size(), 2U);
+    EXPECT_EQ(windows[0].name, "Slides");
+    EXPECT_EQ(windows[1].bounds, (Rect{-1.5, 2, 3, 4}));
+    EXPECT_EQ(windows[1].id, 8);
+    EXPECT_TRUE(delegate->failures.empty());
+
+    program.refuses = sdbus::Error("a.b", "no");
+    document->stop();
+    EXPECT_TRUE(runUntil([&] { return delegate->failures == Lines{failed("stop")}; }));
+}
+
+TEST_F(ScriptingTest, TakesTheFirstOfTooManyWindowsAndCutsTheirNames) {
+    program.windows.assign(1500, {std::string(16383, 'a') + "\u00E4", {0, 0, 1, 1}, 1, 2});
+    const auto windows = keynote->windows();
+    ASSERT_EQ(windows.size(), 1000U);
+    EXPECT_EQ(windows.back().name, std::string(16383, 'a'));
+}
+
+TEST_F(ScriptingTest, GivesUpWaitingAndThrowsLateRepliesAway) {
+    program.state = {{"playing", sdbus::Variant(false)}};
+    keynote->setTimeout(milliseconds(50));
+    program.holds = true;
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(poll().error->code(), kAppleEventTimeout);
+    EXPECT_EQ(delegate->failures,
+              Lines(3, fmt::format("presentingState {} {}", NSOSStatusErrorDomain, kAppleEventTimeout)));
+    EXPECT_EQ(delegate->thread, std::this_thread::get_id());
+
+    program.calls.waitFor(3);
+    program.answerHeld();
+    program.holds = false;
+    keynote->setTimeout(milliseconds(5000));
+    const auto late = poll();
+    EXPECT_EQ(late.state.playing, false) << "a late reply is not the answer to a later call";
+    EXPECT_EQ(late.error, nullptr);
+}
+
+TEST_F(ScriptingTest, TakesMalformedAnswersForFailures) {
+    const std::string text(20000, 'a');
+    const State bad[] = {
+        {{"playing", sdbus::Variant(std::string("yes"))}},
+        {{"documentID", sdbus::Variant(std::int64_t{1})}},
+        {{"documentID", sdbus::Variant(text)}},
+        {{"documentID", sdbus::Variant(std::string("D"))}, {"documentFile", sdbus::Variant(std::int64_t{1})}},
+        {{"documentID", sdbus::Variant(std::string("D"))}, {"slideNumber", sdbus::Variant(std::string("1"))}},
+    };
+    for (const auto& state : bad) {
+        program.state = state;
+        delegate->failures.clear();
+        const auto read = poll().state;
+        EXPECT_EQ(read.firstDocument, std::nullopt);
+        EXPECT_EQ(read.playing, std::nullopt);
+        EXPECT_EQ(delegate->failures, Lines{failed("presentingState")}) << delegate->description;
+    }
+}
+
+TEST_F(ScriptingTest, OpensItsConnectionAnewWhenTheBusIsBack) {
+    EXPECT_EQ(poll().error, nullptr);
+    daemon.end();
+    EXPECT_EQ(poll().error->code(), kAppleEventFailed);
+    const PrivateBus anotherDaemon;
+    FakeProgram another;
+    another.state = {{"playing", sdbus::Variant(true)}};
+    owner = another.uniqueName();
+    EXPECT_EQ(poll().state.playing, true);
+}
+
+#ifndef __SANITIZE_ADDRESS__  // the sanitizers look at memory through a pipe, for which they need descriptors too
+TEST_F(ScriptingTest, AnswersHoweverFewDescriptorsAreLeft) {
+    rlimit usual{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &usual), 0);
+    EXPECT_EQ(poll().error, nullptr);                                 // the main queue has what it needs
+    std::vector<std::shared_ptr<ScriptingApplication>> applications;  // keep their descriptors
+    int answered = 0;
+    for (int left = 0; left < 8; ++left) {
+        keynote = applications.emplace_back(scripting.applicationForBundleIdentifier(kKeynote));
+        const int next = ::dup(0);
+        ::close(next);
+        const rlimit low{static_cast<rlim_t>(next + left), usual.rlim_max};
+        ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &low), 0);
+        const auto atFirst = poll().error;
+        ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &usual), 0);
+        answered += atFirst == nullptr ? 1 : 0;
+        EXPECT_EQ(poll().error, nullptr) << left;
+    }
+    EXPECT_TRUE(0 < answered && answered < 8) << answered;
+}
+#endif
+
+TEST_F(ScriptingTest, GoesOnWaitingWhenAnotherCallCannotBeSent) {
+    program.holds = true;
+    Lines heard;
+    const auto calls = std::make_shared<ProgramCalls>(dispatch);
+    const auto call = [&](const std::string& name, const std::string& to, const ProgramCalls::Write& write) {
+        calls->call(to, bus::kProgramInterface, "presentingState", milliseconds(300), write,
+                    [&heard, name](auto*, const auto*) { heard.push_back(name); });
+    };
+    const auto nothing = [](sdbus::MethodCall&) {};
+    call("held", *owner, nothing);
+    call("unsent", *owner, [](sdbus::MethodCall&) { throw sdbus::Error("a.b", "no"); });
+    EXPECT_EQ(heard, Lines{"unsent"});
+    call("other", "org.freedesktop.DBus", nothing);
+    EXPECT_TRUE(runUntil([&] { return heard.size() == 3; }));
+}
+
+std::size_t residentPages() {
+    std::ifstream file("/proc/self/statm");
+    std::size_t size = 0;
+    std::size_t resident = 0;
+    file >> size >> resident;
+    return resident;
+}
+
+TEST_F(ScriptingTest, KeepsNothingOfWhatOthersSendToItsConnection) {
+    static_cast<void>(poll());
+    // The connection of the scripting is the one that was opened last.
+    const std::string own = program.uniqueName();
+    const auto next = ":1." + std::to_string(std::stoi(own.substr(own.rfind('.') + 1)) + 1);
+    const auto connection = bus::openSessionBus();
+    const auto stranger = sdbus::createProxy(*connection, next, "/");
+    const std::string text(100000, 'x');
+    const auto sendAndPoll = [&](int rounds) {
+        for (int i = 0; i < rounds; ++i) {
+            auto call = stranger->createMethodCall("a.b", "c");
+            call << text;
+            call.dontExpectReply();
+            static_cast<void>(stranger->callMethod(call));
+            static_cast<void>(poll());
+        }
+    };
+    sendAndPoll(50);
+    const auto before = residentPages();
+    sendAndPoll(500);
+    EXPECT_LT(residentPages(), before + 20 * 1024 * 1024 / 4096) << "of 50 MB sent";
+    EXPECT_TRUE(delegate->failures.empty());
+}
+
+TEST_F(ScriptingTest, ShuttingDownFailsEventsThatWaitAndLaterOnes) {
+    program.holds = true;
+    std::thread waiting([this] { EXPECT_EQ(keynote->open("/deck.key"), nullptr); });
+    EXPECT_EQ(program.calls.waitFor(1), Lines{"open file:///deck.key"});
+    scripting.shutDown();
+    waiting.join();
+    EXPECT_EQ(delegate->failures, Lines{failed("open")});
+    EXPECT_EQ(scripting.applicationForBundleIdentifier(kKeynote)->open("/deck.key"), nullptr);
+    EXPECT_EQ(program.calls.lines().size(), 1U);
+}
+
+/// What is under way at the end must not keep itself alive; the leak check watches.
+TEST_F(ScriptingTest, EndsWithQuestionsUnderWay) {
+    program.holds = true;
+    keynote->presentingState([keynote = keynote](const auto&, const auto&) { ADD_FAILURE() << "answered"; });
+    EXPECT_TRUE(runUntil([&] { return program.calls.lines().size() == 1; }));
+    keynote->documentWithID("D")->stop();
+}
+
+}  // namespace

@@ -1,0 +1,221 @@
+/// `keynote-capture record` against a capture service that a test plays.
+
+#include "tests/tools/keynote-capture/ToolTest.h"
+
+#include <gmock/gmock.h>
+
+#include <csignal>
+#include <cstdlib>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+
+class RecordTest : public ToolTest {
+protected:
+    /// Local time is half past UTC's.
+    void SetUp() override { ::setenv("TZ", "Test-5:30", 1); }
+    static std::vector<std::string> recordJSON() {
+        return tool({"record", "--to", "/captures", "--recording-id", "r", "--json"});
+    }
+    static std::vector<std::string> recordText() {
+        return tool({"record", "--to", "/captures", "--recording-id", "r"});
+    }
+    /// Sends a show that runs and answers when the tool has shown it.
+    static void beginShow(FakeService& service, ChildProcess& tool, const std::string& presentation) {
+        service.host().startedPresenting(presentation, "", "", noError());
+        EXPECT_THAT(tool.readLine().value(), HasSubstr(presentation));
+    }
+};
+
+TEST_F(RecordTest, WritesEveryDelegateCallAsOneJSONLine) {
+    FakeService service(bus_.address());
+    ChildProcess tool(recordJSON());
+    service.waitForCalls(1);
+    auto& host = service.host();
+    host.detectedKeynoteLaunched();
+    host.startedPresenting("ID", "file:///home/a%20b%0A%FF%C3%A4.key", "ID.key", errorStruct(3, "say \"why\"\n"));
+    host.slideDeckPresentedSlide("ID", 12, 1772716029000042, "file:///captures/ID/slide.012.jpg");
+    host.slideDeckPresentedSlide("", -1, -1, "");
+    host.stoppedPresenting("ID", errorStruct(5));
+    host.startedPresenting("", "", "", noError());
+    host.stoppedPresenting("", noError());
+    host.detectedKeynoteTerminated();
+    std::vector<std::string> lines(8);
+    for (auto& line : lines) line = tool.readLine().value();
+    EXPECT_THAT(
+        lines,
+        ElementsAre(
+            R"({"event":"detectedKeynoteLaunched"})",
+            R"({"event":"startedPresenting","presentationID":"ID","originalDocumentPath":)"
+            R"("file:///home/a%20b%0A%FF%C3%A4.key","archive":"ID.key","error":{"domain":)"
+            R"("KeynoteCaptureServiceErrorDomain","code":3,"description":"say \"why\"\n"}})",
+            R"({"event":"slideDeck","presentationID":"ID","presentedSlide":12,"at":"2026-03-05T13:07:09.000042Z",)"
+            R"("imageFilePathURL":"file:///captures/ID/slide.012.jpg"})",
+            R"({"event":"slideDeck","presentationID":null,"presentedSlide":-1,"at":"1969-12-31T23:59:59.999999Z",)"
+            R"("imageFilePathURL":null})",
+            R"({"event":"stoppedPresenting","presentationID":"ID","error":{"domain":)"
+            R"("KeynoteCaptureServiceErrorDomain","code":5,"description":"The operation couldn’t be completed. )"
+            R"j((KeynoteCaptureServiceErrorDomain error 5.)"}})j",
+            R"({"event":"startedPresenting","presentationID":null,"originalDocumentPath":null,"archive":null,)"
+            R"("error":null})",
+            R"({"event":"stoppedPresenting","presentationID":null,"error":null})",
+            R"({"event":"detectedKeynoteTerminated"})"));
+    tool.send(SIGINT);
+    EXPECT_EQ(tool.exitStatus(), 1) << "events carried errors";
+    EXPECT_EQ(tool.restOfOutput(), "");
+    EXPECT_EQ(tool.complaints(), "");
+}
+
+TEST_F(RecordTest, WritesAlignedLinesThatHostileNamesCannotGarble) {
+    FakeService service(bus_.address());
+    ChildProcess tool(recordText());
+    service.waitForCalls(1);
+    auto& host = service.host();
+    host.startedPresenting("ID", "file:///a%0Ab%1B%5B2J%FF%E2%80%AE.key", "ID.key", errorStruct(3, "two\nlines"));
+    host.slideDeckPresentedSlide("ID", 7, 1772716029023456, "file:///captures/ID/slide.007.jpg");
+    host.stoppedPresenting("ID", errorStruct(5));
+    const std::string time = "[0-9][0-9]:[0-9][0-9]:[0-9][0-9]\\.[0-9][0-9][0-9]  ";
+    EXPECT_THAT(tool.readLine().value(),
+                MatchesRegex(time + "show started         /a\\\\nb\\\\u\\{1b\\}\\[2J\xEF\xBF\xBD\\\\u\\{202e\\}\\.key, "
+                                    "archived as /captures/ID/ID\\.key, error: two\\\\nlines"));
+    EXPECT_THAT(tool.readLine().value(),
+                MatchesRegex("18:37:09\\.023  slide             7  /captures/ID/slide\\.007\\.jpg"));
+    EXPECT_THAT(tool.readLine().value(), MatchesRegex(time + "show ended  +error: Not all slide images arrived.*"));
+}
+
+TEST_F(RecordTest, SendsTheIntervalBeforeAnAbsoluteDirectoryAndStopsAtTheEnd) {
+    FakeService service(bus_.address());
+    ChildProcess tool(
+        ToolTest::tool({"record", "--to", "a b/../c", "--recording-id", "über", "--polling-interval", "0.5"}),
+        directory_.path());
+    service.waitForCalls(2);
+    tool.send(SIGTERM);
+    EXPECT_EQ(tool.exitStatus(), 0);
+    EXPECT_THAT(service.waitForCalls(3),
+                ElementsAre("setKeynotePollingInterval 0.5",
+                            "startDetectionAndCaptureTo file://" + directory_.path().native() + "/c über",
+                            "stopDetectionAndCapture"));
+}
+
+TEST_F(RecordTest, AnInterruptionWaitsForTheImagesOfEveryShow) {
+    FakeService service(bus_.address());
+    ChildProcess tool(recordJSON());
+    service.waitForCalls(1);
+    beginShow(service, tool, "FIRST");
+    beginShow(service, tool, "SECOND");
+    tool.send(SIGINT);
+    tool.waitForComplaint("The slide images come when the slide show has ended");
+    service.host().stoppedPresenting("FIRST", noError());
+    EXPECT_THAT(tool.readLine().value(), HasSubstr("FIRST"));
+    service.host().slideDeckPresentedSlide("SECOND", 2, 0, "");
+    EXPECT_THAT(tool.readLine().value(), HasSubstr("slideDeck"));
+    EXPECT_EQ(service.waitForCalls(1).size(), 1U) << "the second show's images are still awaited";
+    service.host().stoppedPresenting("SECOND", noError());
+    EXPECT_EQ(tool.exitStatus(), 0);
+    EXPECT_EQ(service.waitForCalls(2).back(), "stopDetectionAndCapture");
+}
+
+TEST_F(RecordTest, ASecondInterruptionStopsAtOnceAndTellsThatImagesAreMissing) {
+    FakeService service(bus_.address());
+    ChildProcess tool(recordJSON());
+    service.waitForCalls(1);
+    beginShow(service, tool, "ID");
+    tool.send(SIGINT);
+    tool.waitForComplaint("Interrupt again");
+    tool.send(SIGINT);
+    EXPECT_EQ(tool.exitStatus(), 1);
+    EXPECT_EQ(service.waitForCalls(2).back(), "stopDetectionAndCapture");
+}
+
+TEST_F(RecordTest, AStartThatFailsTellsWhy) {
+    FakeService service(bus_.address(), {}, FakeService::Starts::refused);
+    ChildProcess tool(recordJSON());
+    EXPECT_EQ(tool.exitStatus(), 1);
+    EXPECT_EQ(tool.complaints(), "keynote-capture: A file stands at the capture directory\n");
+    EXPECT_EQ(tool.restOfOutput(), "");
+}
+
+TEST_F(RecordTest, AMissingOrBrokenServiceIsStatusThree) {
+    ChildProcess unknown(recordJSON());
+    EXPECT_EQ(unknown.exitStatus(), 3);
+    EXPECT_THAT(unknown.complaints(), HasSubstr("check that it is installed"));
+
+    writeFile(directory_.path() / "dbus-1/services/broken.service",
+              "[D-BUS Service]\nName=com.veldrin.KeynoteCaptureService\nExec=/bin/false\n");
+    {
+        const PrivateBus broken(directory_.path());
+        ChildProcess unstartable(recordJSON());
+        EXPECT_EQ(unstartable.exitStatus(), 3);
+    }
+    ChildProcess busless({"env", "-u", "XDG_RUNTIME_DIR", KEYNOTE_CAPTURE, "record", "--to", "/c"});
+    EXPECT_EQ(busless.exitStatus(), 3);
+    EXPECT_THAT(busless.complaints(), HasSubstr("no session bus"));
+}
+
+TEST_F(RecordTest, AServiceThatVanishesEndsTheRecordingEvenWhileWaiting) {
+    for (const bool interrupted : {false, true}) {
+        FakeService service(bus_.address());
+        ChildProcess tool(recordJSON());
+        service.waitForCalls(1);
+        beginShow(service, tool, "ID");
+        if (interrupted) {
+            tool.send(SIGINT);
+            tool.waitForComplaint("Interrupt again");
+        }
+        service.leave();
+        EXPECT_EQ(tool.exitStatus(), 3);
+        EXPECT_THAT(tool.complaints(), HasSubstr("The capture service has gone"));
+    }
+}
+
+TEST_F(RecordTest, CallsFromStrangersChangeNothing) {
+    FakeService service(bus_.address());
+    ChildProcess tool(recordJSON());
+    service.waitForCalls(1);
+    const auto stranger = sdbus::createSessionBusConnectionWithAddress(bus_.address());
+    DelegateProxy intruder(*stranger, service.hostName());
+    intruder.startedPresenting("FORGED", "", "", noError());
+    try {
+        intruder.detectedKeynoteTerminatedAndWait();
+        ADD_FAILURE() << "a stranger was heard";
+    } catch (const sdbus::Error& error) {
+        EXPECT_EQ(error.getName(), "org.freedesktop.DBus.Error.AccessDenied");
+    }
+    service.host().detectedKeynoteLaunched();
+    EXPECT_EQ(tool.readLine(), R"({"event":"detectedKeynoteLaunched"})");
+    tool.send(SIGINT);
+    EXPECT_EQ(tool.exitStatus(), 0) << "no show runs that it would wait for";
+}
+
+TEST_F(RecordTest, AReaderThatGoesEndsItAtOnce) {
+    FakeService service(bus_.address());
+    ChildProcess tool(recordJSON());
+    service.waitForCalls(1);
+    tool.closeOutput();
+    EXPECT_EQ(tool.exitStatus(), 0);
+    EXPECT_EQ(service.waitForCalls(2).back(), "stopDetectionAndCapture");
+    EXPECT_EQ(tool.complaints(), "");
+}
+
+TEST_F(RecordTest, WrongUsageSendsNothing) {
+    FakeService service(bus_.address());
+    std::vector<std::vector<std::string>> wrong{
+        {}, {"reccord"}, {"record"}, {"record", "--to", ""}, {"windows", "stop-presenting"}, {"windows", "--json"}};
+    for (const char* interval : {"0", "-1", "nan", "inf", "1s"}) {
+        wrong.push_back({"record", "--to", "/c", "--polling-interval", interval});
+    }
+    for (const char* id : {"", "..", "a/b", "\xFF"}) wrong.push_back({"record", "--to", "/c", "--recording-id", id});
+    wrong.push_back({"record", "--to", "/c", "--quietly"});
+    for (const auto& arguments : wrong) {
+        ChildProcess tool(ToolTest::tool(arguments));
+        EXPECT_EQ(tool.exitStatus(), 2) << testing::PrintToString(arguments);
+        EXPECT_NE(tool.complaints(), "");
+        EXPECT_EQ(tool.restOfOutput(), "");
+    }
+    EXPECT_THAT(service.waitForCalls(0), ElementsAre());
+}
+
+}  // namespace

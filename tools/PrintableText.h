@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+/// Whether line feeds stand for themselves.
+enum class LineFeeds { escaped, kept };
+
+/// Text from outside, fit for a terminal: control characters, line separators and characters that turn the writing
+/// direction become escapes such as `\n` or `\u{1b}`, bytes that are not UTF-8 become U+FFFD. The rest stays.
+[[nodiscard]] std::string printableText(std::string_view text, LineFeeds lineFeeds = LineFeeds::escaped);
+
+/// The same for JSON in UTF-8, which stays JSON: escapes such as `\u001b`. Line feeds stand for themselves.
+[[nodiscard]] std::string printableJSON(std::string_view json);

@@ -1,0 +1,68 @@
+#pragma once
+
+#include "base/Error.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// What the tool tells the shell.
+enum ExitStatus : int {
+    kDone = 0,
+    kOperationFailed = 1,
+    kWrongUsage = 2,
+    kNoService = 3,
+};
+
+struct RecordOptions {
+    std::filesystem::path directory;        ///< absolute; made when missing
+    std::string recordingID;                ///< names the recording's working directory
+    std::optional<double> pollingInterval;  ///< seconds, above 0
+    bool json = false;
+};
+
+/// Records until interrupted and writes each event as it happens. An interruption during a show, or while its images
+/// are awaited, lets the show come to its end first; a second one does not. `kOperationFailed` when starting failed,
+/// when an event carried an error, or when a show was given up before its images came.
+[[nodiscard]] ExitStatus record(const RecordOptions& options);
+
+/// Ends the running slide show. `kOperationFailed` when none runs or its end was not confirmed.
+[[nodiscard]] ExitStatus stopPresenting();
+
+/// Prints the presentation program's windows: the window server's view, or the program's own. `kOperationFailed` when
+/// no program runs.
+[[nodiscard]] ExitStatus listWindows(bool scriptable);
+
+struct ExtractOptions {
+    std::filesystem::path deck;                    ///< absolute
+    std::optional<std::set<std::int64_t>> slides;  ///< by number; all when not given
+    bool replace = false;                          ///< removes images of the same names first
+    bool json = false;
+};
+
+/// Has the images and the text of a deck written beside it. `kOperationFailed` when the deck cannot be read, when
+/// images stand there already, when not everything came, or when interrupted, which ends it at once.
+[[nodiscard]] ExitStatus extract(const ExtractOptions& options);
+
+/// Waits until the presentation program has saved what it was asked to. `kOperationFailed` when it ended before that,
+/// or when interrupted.
+[[nodiscard]] ExitStatus waitForSaving(bool json);
+
+struct KeynotesOptions {
+    std::vector<std::filesystem::path> roots;  ///< where to search; nothing stands for the whole computer
+    bool json = false;
+};
+
+/// Prints which presentation programs run and which are installed on this computer, needing no service.
+/// `kOperationFailed` when the search cannot be started. An interruption ends the process at once.
+[[nodiscard]] ExitStatus listKeynotes(const KeynotesOptions& options);
+
+/// Writes a sentence for people to standard error.
+void complain(std::string_view sentence);
+
+/// Tells people about the error and answers the exit status that it means.
+[[nodiscard]] ExitStatus reported(const Error& error);

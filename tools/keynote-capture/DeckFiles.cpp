@@ -1,0 +1,98 @@
+#include "tools/keynote-capture/DeckFiles.h"
+#include "base/UTF8.h"
+
+#include "tools/PrintableText.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <iterator>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string printable(const fs::path& path) {
+    return printableText(path.native());
+}
+
+bool isThere(const fs::path& path) {
+    std::error_code failure;
+    return fs::exists(fs::symlink_status(path, failure));
+}
+
+}  // namespace
+
+DeckFiles::DeckFiles(fs::path deck) : deck_(std::move(deck)), folder_(deck_.parent_path()) {}
+
+DeckFiles::Problem DeckFiles::problem() const {
+    std::error_code failure;
+    const auto type = fs::status(deck_, failure).type();
+    const std::string name = printable(deck_);
+    if (type == fs::file_type::not_found) return fmt::format("There is no deck {}; check its path.", name);
+    if (type == fs::file_type::directory) return fmt::format("{} is a directory; name the deck itself.", name);
+    if (access(deck_.c_str(), R_OK) != 0) {
+        return fmt::format("{} cannot be read ({}); make it readable first.", name, std::strerror(errno));
+    }
+    if (type != fs::file_type::regular) return fmt::format("{} is no file; name the deck itself.", name);
+    if (!utf8::isValid(deck_.native())) return fmt::format("The path {} is not in UTF-8; rename it first.", name);
+    if (access(folder_.c_str(), W_OK | X_OK) != 0) {
+        return fmt::format(
+            "Images and text go beside the deck, and {} cannot be written ({}); copy the deck to a folder of yours.",
+            printable(folder_), std::strerror(errno));
+    }
+    return std::nullopt;
+}
+
+void DeckFiles::expect(const std::vector<std::int64_t>& slides) {
+    names_.clear();
+    std::transform(slides.begin(), slides.end(), std::back_inserter(names_),
+                   [](std::int64_t slide) { return fmt::format("slide.{:03}.jpg", slide); });
+    missing_ = names_;
+    oldText_ = textTime();
+}
+
+DeckFiles::Problem DeckFiles::makeRoom(bool replace) const {
+    std::vector<std::string> inTheWay;
+    std::copy_if(names_.begin(), names_.end(), std::back_inserter(inTheWay),
+                 [this](const std::string& name) { return isThere(folder_ / name); });
+    if (!replace && !inTheWay.empty()) {
+        return fmt::format(
+            "{} stand in {} already, and images are never overwritten; move them away, or pass --replace to remove "
+            "exactly those first.",
+            listOf(inTheWay), printable(folder_));
+    }
+    for (const std::string& name : inTheWay) {
+        if (unlink((folder_ / name).c_str()) == 0) continue;
+        return fmt::format("{} cannot be removed ({}); move it away first.", printable(folder_ / name),
+                           std::strerror(errno));
+    }
+    return std::nullopt;
+}
+
+const std::vector<std::string>& DeckFiles::missing() {
+    std::erase_if(missing_, [this](const std::string& name) { return isThere(folder_ / name); });
+    return missing_;
+}
+
+bool DeckFiles::hasNewText() const {
+    const auto now = textTime();
+    return now && now != oldText_;
+}
+
+std::optional<fs::file_time_type> DeckFiles::textTime() const {
+    std::error_code failure;
+    const auto time = fs::last_write_time(folder_ / textName(), failure);
+    return failure ? std::nullopt : std::optional(time);
+}
+
+std::string listOf(const std::vector<std::string>& names) {
+    constexpr std::size_t kMostShown = 5;
+    const std::size_t shown = std::min(names.size(), kMostShown);
+    const auto end = names.begin() + static_cast<std::ptrdiff_t>(shown);
+    const std::string list = fmt::format("{}", fmt::join(names.begin(), end, ", "));
+    return shown == names.size() ? list : fmt::format("{} and {} more", list, names.size() - shown);
+}

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "tools/keynote-capture/Event.h"
+
+#include <memory>
+
+/// Writes delegate calls to standard output, one line each, as they come.
+class EventWriter {
+public:
+    virtual ~EventWriter() = default;
+    /// Writes the line through to the reader. False with `errno` set when it could not be written.
+    [[nodiscard]] bool write(const DelegateCall& call) const;
+
+private:
+    [[nodiscard]] virtual std::string lineFor(const DelegateCall& call) const = 0;
+};
+
+/// JSON Lines: an object per call, `event` first, then the operation's arguments by label. What is absent is null.
+[[nodiscard]] std::unique_ptr<EventWriter> makeJSONEventWriter();
+/// Aligned columns for people: local time, what happened, slide, file, error. An archive is shown by its path in the
+/// capture directory.
+[[nodiscard]] std::unique_ptr<EventWriter> makeTextEventWriter(std::filesystem::path captureDirectory);
+
+/// A sentence that says what went wrong and is fit for a terminal. The error must not be null.
+[[nodiscard]] std::string sentenceFor(const Error& error);

@@ -1,0 +1,161 @@
+#include "host/CaptureServiceClient.h"
+#include "tools/PrintableText.h"
+#include "tools/keynote-capture/Commands.h"
+#include "tools/keynote-capture/DeckFiles.h"
+#include "tools/keynote-capture/EventWriter.h"
+#include "tools/keynote-capture/Inbox.h"
+#include "tools/keynote-capture/OpenDeck.h"
+#include "tools/keynote-capture/ProgressLine.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdio>
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto kLookInterval = 250ms;
+
+/// One extraction: the service is there, the deck is open, the service is asked, images arrive, the service tells the
+/// end. Each handler answers the exit status when the event ends it.
+class Extraction {
+public:
+    Extraction(const ExtractOptions& options, Inbox& inbox, CaptureServiceClient& client)
+        : options_(options), inbox_(inbox), client_(client), files_(options.deck) {}
+
+    std::optional<ExitStatus> operator()(const ServiceAnswered&) {
+        show("Opening the deck...");
+        deck_ = std::make_unique<OpenDeck>(files_.deck(), [this](const auto& slides, const ErrorPtr& error) {
+            inbox_.post(DeckRead{slides, error});
+        });
+        return std::nullopt;
+    }
+    std::optional<ExitStatus> operator()(const DeckRead& read) {
+        if (read.error) return failed(sentenceFor(*read.error));
+        if (const auto problem = choose(read.slides)) return failed(*problem);
+        if (const auto problem = files_.makeRoom(options_.replace)) return failed(*problem);
+        isAsked_ = true;
+        client_.extractSlideFiles(files_.names(), files_.deck().native(),
+                                  [this](const ErrorPtr& error) { inbox_.post(StartFailed{error}); });
+        tellProgress();
+        return std::nullopt;
+    }
+    std::optional<ExitStatus> operator()(const TimedOut&) {
+        if (isAsked_) tellProgress();
+        return std::nullopt;
+    }
+    std::optional<ExitStatus> operator()(const DelegateCall& call) {
+        const auto* extracted = std::get_if<ExtractedSlideFiles>(&call);
+        if (extracted == nullptr) return std::nullopt;
+        tellProgress();
+        line_.clear();
+        if (options_.json && !makeJSONEventWriter()->write(call)) return failed("Cannot write the events.");
+        return finished(extracted->error);
+    }
+    std::optional<ExitStatus> operator()(const StartFailed& failure) {
+        line_.clear();
+        return reported(*failure.error);
+    }
+    std::optional<ExitStatus> operator()(const ServiceLost&) {
+        std::ignore = failed("The capture service has gone; the extraction has ended.");
+        return kNoService;
+    }
+    std::optional<ExitStatus> operator()(const Interrupted&) {
+        return failed("Interrupted; images that have arrived stay.");
+    }
+    template <typename Other>
+    std::optional<ExitStatus> operator()(const Other& /*of no interest*/) {
+        return std::nullopt;
+    }
+
+private:
+    void show(const std::string& line) {
+        if (!options_.json) line_.show(line);
+    }
+
+    ExitStatus failed(const std::string& sentence) {
+        line_.clear();
+        complain(sentence);
+        return kOperationFailed;
+    }
+
+    /// Says which images to expect, or why that cannot be.
+    std::optional<std::string> choose(const std::vector<std::int64_t>& slides) {
+        if (!options_.slides) {
+            files_.expect(slides);
+            return std::nullopt;
+        }
+        const std::vector<std::int64_t> asked(options_.slides->begin(), options_.slides->end());
+        const auto unknown = std::find_if(asked.begin(), asked.end(), [&slides](std::int64_t slide) {
+            return std::find(slides.begin(), slides.end(), slide) == slides.end();
+        });
+        files_.expect(asked);
+        if (unknown == asked.end()) return std::nullopt;
+        return fmt::format("The deck has no slide {}; it has {}.", *unknown, slides.size());
+    }
+
+    void tellProgress() {
+        const std::size_t all = files_.names().size();
+        const std::size_t arrived = all - files_.missing().size();
+        show(progressBar(arrived, all, "slide images"));
+        if (!options_.json || arrived == told_) return;
+        told_ = arrived;
+        fmt::print("{{\"event\":\"progress\",\"images\":{},\"of\":{}}}\n", arrived, all);
+        std::fflush(stdout);
+    }
+
+    /// What the service does not tell is looked up: an image that could not be moved, a text that could not be written.
+    ExitStatus finished(const ErrorPtr& error) {
+        if (!files_.missing().empty()) {
+            return failed(fmt::format("{} Missing: {}.", error ? sentenceFor(*error) : "Not all slide images came.",
+                                      listOf(files_.missing())));
+        }
+        if (error) return failed(sentenceFor(*error));
+        const std::string folder = printableText(files_.folder().native());
+        const std::string text = printableText(files_.textName());
+        if (!files_.hasNewText()) {
+            return failed(
+                fmt::format("The images are there, but the text {} could not be written; see that nothing "
+                            "stands in its place and the disk has room, then pass --replace.",
+                            text));
+        }
+        const std::size_t count = files_.names().size();
+        if (!options_.json) {
+            fmt::print("{} slide image{} and {} are in {}.\n", count, count == 1 ? "" : "s", text, folder);
+        }
+        return kDone;
+    }
+
+    const ExtractOptions& options_;
+    Inbox& inbox_;
+    CaptureServiceClient& client_;
+    DeckFiles files_;
+    ProgressLine line_;
+    std::unique_ptr<OpenDeck> deck_;
+    bool isAsked_ = false;
+    std::optional<std::size_t> told_;
+};
+
+}  // namespace
+
+ExitStatus extract(const ExtractOptions& options) {
+    if (const auto problem = DeckFiles(options.deck).problem()) {
+        complain(*problem);
+        return kOperationFailed;
+    }
+    Inbox inbox;
+    ErrorPtr error;
+    const auto client = CaptureServiceClient::connect(
+        inbox, [&inbox] { inbox.post(ServiceLost{}); }, error);
+    if (!client) return reported(*error);
+    client->checkService([&inbox](const ErrorPtr& failure) {
+        inbox.post(failure ? Event(StartFailed{failure}) : Event(ServiceAnswered{}));
+    });
+    Extraction extraction(options, inbox, *client);
+    for (;;) {
+        const Event event = inbox.next(std::chrono::steady_clock::now() + kLookInterval);
+        if (const auto status = std::visit(extraction, event)) return *status;
+    }
+}

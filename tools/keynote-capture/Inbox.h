@@ -1,0 +1,48 @@
+#pragma once
+
+#include "ports/KeynoteCaptureServiceDelegate.h"
+#include "tools/keynote-capture/Event.h"
+
+#include <deque>
+#include <mutex>
+
+/// Everything that happens to a command, one event after the other: delegate calls and answers from the client's
+/// thread, signals, the end of standard output, and the passing of a deadline.
+///
+/// While it lives, SIGINT and SIGTERM are blocked and arrive as `Interrupted`, and SIGPIPE is ignored. Make it before
+/// any other thread. One at a time in a process.
+class Inbox final : public KeynoteCaptureServiceDelegate {
+public:
+    Inbox();
+    ~Inbox() override;
+    Inbox(const Inbox&) = delete;
+    Inbox& operator=(const Inbox&) = delete;
+
+    /// Adds an event. Any thread.
+    void post(Event event);
+    /// Waits for the next event; `TimedOut` once the deadline has passed, without one it waits for ever.
+    /// `OutputClosed` comes once. Main thread.
+    [[nodiscard]] Event next(std::optional<Instant> deadline = std::nullopt);
+
+    void startedPresenting(const std::optional<std::string>& presentationID,
+                           const std::optional<std::filesystem::path>& originalDocumentPath,
+                           const std::optional<std::string>& archive, const ErrorPtr& error) override;
+    void stoppedPresenting(const std::optional<std::string>& presentationID, const ErrorPtr& error) override;
+    void slideDeckPresentedSlide(const std::optional<std::string>& presentationID, std::int64_t presentedSlide, Date at,
+                                 const std::optional<std::filesystem::path>& imageFilePathURL) override;
+    void extractedSlideFilesForPresentation(const std::string& path, const ErrorPtr& withError) override;
+    void savedArchiveDocuments() override;
+    void failedToSaveArchiveDocumentError(const ErrorPtr& error) override;
+    void detectedKeynoteLaunched() override;
+    void detectedKeynoteTerminated() override;
+
+private:
+    std::optional<Event> waitForOne(int milliseconds);
+    std::optional<Event> takeFirst();
+
+    std::mutex mutex_;
+    std::deque<Event> events_;  ///< guarded by `mutex_`
+    const int signals_;         ///< a signalfd
+    const int wakeUp_;          ///< an eventfd that is readable while events wait
+    bool watchOutput_;
+};

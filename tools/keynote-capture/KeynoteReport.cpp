@@ -1,0 +1,163 @@
+#include "tools/keynote-capture/KeynoteReport.h"
+
+#include "bus/Convert.h"
+#include "recorder-shared/KeynoteInstallHelper.h"
+#include "tools/PrintableText.h"
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+std::string lineOf(const Json& object) {
+    return object.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
+}
+
+Json json(const std::optional<std::string>& text) {
+    return text ? Json(*text) : Json();
+}
+
+const char* nameOf(PluginState state) {
+    switch (state) {
+        case PluginState::notNeeded:
+            return "notNeeded";
+        case PluginState::current:
+            return "current";
+        case PluginState::missing:
+            return "missing";
+        case PluginState::none:
+            break;
+    }
+    return "none";
+}
+
+std::string jsonLine(const char* event, const KeynoteCopy& copy) {
+    return lineOf({{"event", event},
+                   {"path", bus::urlFromPath(copy.path)},
+                   {"version", json(copy.version)},
+                   {"supported", copy.supported},
+                   {"reason", copy.supported ? Json() : Json(copy.reason)},
+                   {"plugin", nameOf(copy.plugin)}});
+}
+
+std::string jsonLines(const char* event, const std::vector<KeynoteCopy>& copies) {
+    std::string lines;
+    for (const auto& copy : copies) lines += jsonLine(event, copy);
+    return lines;
+}
+
+class JSONKeynoteReport final : public KeynoteReport {
+    std::string running(const RunningKeynotes& running) const override {
+        Json checks{{"event", "runningChecks"},
+                    {"isUnsupportedKeynoteRunning", nullptr},
+                    {"isDisabledKeynoteRunning", nullptr},
+                    {"conflictingKeynoteVersionsRunning", nullptr}};
+        if (running.checks) {
+            checks["isUnsupportedKeynoteRunning"] = running.checks->unsupported;
+            checks["isDisabledKeynoteRunning"] = running.checks->disabled;
+            const auto& conflicting = running.checks->conflicting;
+            if (conflicting) checks["conflictingKeynoteVersionsRunning"] = *conflicting;
+        }
+        return jsonLines("running", running.copies) + lineOf(checks);
+    }
+    std::string installed(const std::vector<KeynoteCopy>& copies) const override {
+        return jsonLines("installed", copies);
+    }
+    std::string status(const KeynoteStatus& status) const override {
+        return lineOf({{"event", "status"},
+                       {"found", status.found},
+                       {"unsupported", status.unsupported},
+                       {"pluginMissing", status.pluginMissing},
+                       {"highestVersion", json(status.highestVersion)}});
+    }
+};
+
+const char* sentenceFor(PluginState state) {
+    switch (state) {
+        case PluginState::current:
+            return ", legacy plug-in is current";
+        case PluginState::missing:
+            return ", legacy plug-in is missing or of another build";
+        case PluginState::notNeeded:
+        case PluginState::none:
+            break;
+    }
+    return "";
+}
+
+std::string section(const char* heading, const std::vector<KeynoteCopy>& copies, const char* nothing) {
+    std::string text = fmt::format("{}\n", heading);
+    if (copies.empty()) text += fmt::format("  {}\n", nothing);
+    for (const auto& copy : copies) {
+        const auto state = copy.supported ? std::string("supported") : fmt::format("not supported: {}", copy.reason);
+        text += fmt::format("  {:<8}  {}\n            {}{}\n", printableText(copy.version.value_or("?")),
+                            printableText(copy.path.native()), state, sentenceFor(copy.plugin));
+    }
+    return text;
+}
+
+std::string listed(const std::vector<std::string>& versions) {
+    std::string text;
+    for (const auto& version : versions) text += (text.empty() ? "" : ", ") + printableText(version);
+    return text;
+}
+
+const char* yesOrNo(bool value) {
+    return value ? "yes" : "no";
+}
+
+class TextKeynoteReport final : public KeynoteReport {
+    std::string running(const RunningKeynotes& running) const override {
+        if (!running.checks) return "Running\n  They cannot be seen without a session bus.\n";
+        auto text = section("Running", running.copies, "none");
+        if (running.checks->unsupported) text += "  A program of an unsupported version is running.\n";
+        if (running.checks->disabled) text += "  A program without the current legacy plug-in is running.\n";
+        if (const auto& versions = running.checks->conflicting) {
+            text += fmt::format("  Several usable programs are running: {}.\n", listed(*versions));
+        }
+        return text;
+    }
+    std::string installed(const std::vector<KeynoteCopy>& copies) const override {
+        return section("Installed", copies, "none");
+    }
+    std::string status(const KeynoteStatus& status) const override {
+        return fmt::format(
+            "Status\n"
+            "  usable program found                 {}\n"
+            "  highest usable version               {}\n"
+            "  unsupported program found            {}\n"
+            "  legacy program without its plug-in   {}\n",
+            yesOrNo(status.found), printableText(status.highestVersion.value_or("none")), yesOrNo(status.unsupported),
+            yesOrNo(status.pluginMissing));
+    }
+};
+
+}  // namespace
+
+KeynoteCopy judgedCopy(const Bundle& bundle) {
+    KeynoteCopy copy{bundle.path(), bundle.infoString("CFBundleShortVersionString"), false, {}, PluginState::none};
+    if (!copy.version) {
+        copy.reason = "it tells no version";
+        return copy;
+    }
+    copy.supported = KeynoteInstallHelper::isSupportedKeynoteVersion(copy.version);
+    if (!copy.supported) {
+        copy.reason = "there is no plug-in for versions from 6.0 up to 6.5";
+    } else if (KeynoteInstallHelper::isSupportedKeynoteVersionForNewPlugin(copy.version)) {
+        copy.plugin = PluginState::notNeeded;
+    } else {
+        const bool isCurrent = KeynoteInstallHelper::isKeynotePluginInstalledToBundle(bundle);
+        copy.plugin = isCurrent ? PluginState::current : PluginState::missing;
+    }
+    return copy;
+}
+
+std::unique_ptr<KeynoteReport> makeJSONKeynoteReport() {
+    return std::make_unique<JSONKeynoteReport>();
+}
+
+std::unique_ptr<KeynoteReport> makeTextKeynoteReport() {
+    return std::make_unique<TextKeynoteReport>();
+}

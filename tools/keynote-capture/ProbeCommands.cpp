@@ -1,0 +1,38 @@
+#include "tools/PrintableText.h"
+#include "tools/keynote-capture/Commands.h"
+#include "tools/keynote-capture/Probe.h"
+
+#include <cstdio>
+
+namespace {
+
+constexpr const char* kNoProgram = "No presentation program is running.";
+
+}  // namespace
+
+ExitStatus stopPresenting() {
+    Probe probe;
+    if (!probe.waitForProgram()) return probe.failed(kNoProgram);
+    if (!probe.waitForShow()) return probe.failed("No slide show is running.");
+    probe.stopPresenting();
+    // The service reports the end of a show when the image of the slide has been exported.
+    if (!probe.waitForEndOfShow(std::chrono::seconds(10))) {
+        return probe.failed(
+            "The presentation program was asked to end the slide show, but its end was not confirmed within ten "
+            "seconds.");
+    }
+    return kDone;
+}
+
+ExitStatus listWindows(bool scriptable) {
+    Probe probe;
+    if (!probe.waitForProgram()) return probe.failed(kNoProgram);
+    if (!probe.waitForWindows(scriptable)) return probe.failed("The capture service did not describe the windows.");
+    if (probe.windows().empty()) {
+        complain("The presentation program shows no windows.");
+        return kDone;
+    }
+    const std::string text = printableText(probe.windows(), LineFeeds::kept);
+    const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
+    return written ? kDone : probe.failed("Cannot write the windows.");
+}

@@ -1,0 +1,57 @@
+#include "host/CaptureServiceClient.h"
+#include "tools/keynote-capture/Commands.h"
+#include "tools/keynote-capture/EventWriter.h"
+#include "tools/keynote-capture/Inbox.h"
+#include "tools/keynote-capture/ProgressLine.h"
+
+namespace {
+
+/// One wait. Each handler answers the exit status when the event ends it.
+class Waiting {
+public:
+    explicit Waiting(bool json) : writer_(json ? makeJSONEventWriter() : makeTextEventWriter({})) {
+        line_.show("Waiting for the presentation program to finish saving; interrupt (Ctrl-C) to give up.");
+    }
+
+    std::optional<ExitStatus> operator()(const DelegateCall& call) {
+        const auto* ended = std::get_if<SavingEnded>(&call);
+        if (ended == nullptr) return std::nullopt;
+        line_.clear();
+        const bool written = writer_->write(call);
+        if (ended->error) return reported(*ended->error);
+        return written ? kDone : kOperationFailed;
+    }
+    std::optional<ExitStatus> operator()(const StartFailed& failure) {
+        line_.clear();
+        return reported(*failure.error);
+    }
+    std::optional<ExitStatus> operator()(const ServiceLost&) {
+        line_.clear();
+        complain("The capture service has gone; whether everything is saved is not known.");
+        return kNoService;
+    }
+    std::optional<ExitStatus> operator()(const Interrupted&) { return kOperationFailed; }
+    template <typename Other>
+    std::optional<ExitStatus> operator()(const Other& /*of no interest*/) {
+        return std::nullopt;
+    }
+
+private:
+    const std::unique_ptr<EventWriter> writer_;
+    ProgressLine line_;
+};
+
+}  // namespace
+
+ExitStatus waitForSaving(bool json) {
+    Inbox inbox;
+    ErrorPtr error;
+    const auto client = CaptureServiceClient::connect(
+        inbox, [&inbox] { inbox.post(ServiceLost{}); }, error);
+    if (!client) return reported(*error);
+    client->waitForSavingToCompleteAsync([&inbox](const ErrorPtr& failure) { inbox.post(StartFailed{failure}); });
+    Waiting waiting(json);
+    for (;;) {
+        if (const auto status = std::visit(waiting, inbox.next())) return *status;
+    }
+}

@@ -1,0 +1,78 @@
+#include "tools/PrintableText.h"
+#include "tools/keynote-capture/DateParts.h"
+#include "tools/keynote-capture/EventWriter.h"
+
+#include <fmt/chrono.h>
+
+#include <utility>
+
+namespace {
+
+/// The columns of one line.
+struct Line {
+    std::string what;
+    std::string slide;
+    std::string details;
+    ErrorPtr error;
+    std::optional<Date> at;  ///< now when there is none
+};
+
+std::string clockTime(Date date) {
+    const auto [second, microsecond] = partsOf(date);
+    return fmt::format("{:%H:%M:%S}.{:03}", fmt::localtime(second), microsecond / 1000);
+}
+
+std::string printable(const std::optional<std::filesystem::path>& path) {
+    return path ? printableText(path->native()) : std::string();
+}
+
+struct Columns {
+    const std::filesystem::path& captureDirectory;
+
+    Line operator()(const ProgramLaunched&) const { return {"program found", {}, {}, {}, {}}; }
+    Line operator()(const ProgramTerminated&) const { return {"program gone", {}, {}, {}, {}}; }
+    Line operator()(const StartedPresenting& call) const {
+        std::string details = printable(call.originalDocumentPath);
+        if (call.archive && call.presentationID) {
+            if (!details.empty()) details += ", ";
+            details += "archived as " + printable(captureDirectory / *call.presentationID / *call.archive);
+        }
+        return {"show started", {}, std::move(details), call.error, {}};
+    }
+    Line operator()(const PresentedSlide& call) const {
+        return {"slide", std::to_string(call.number), printable(call.imageFilePath), {}, call.at};
+    }
+    Line operator()(const ExtractedSlideFiles& call) const {
+        return {"extracted", {}, printableText(call.presentationPath), call.error, {}};
+    }
+    Line operator()(const SavingEnded& call) const {
+        return {"saving ended", {}, call.error ? "" : "everything is saved", call.error, {}};
+    }
+    Line operator()(const StoppedPresenting& call) const {
+        return {"show ended", {}, call.error ? "" : "all slide images are in place", call.error, {}};
+    }
+};
+
+class TextEventWriter final : public EventWriter {
+public:
+    explicit TextEventWriter(std::filesystem::path captureDirectory) : captureDirectory_(std::move(captureDirectory)) {}
+
+private:
+    std::string lineFor(const DelegateCall& call) const override {
+        const Line line = std::visit(Columns{captureDirectory_}, call);
+        const Date now = std::chrono::floor<std::chrono::microseconds>(std::chrono::system_clock::now());
+        std::string text =
+            fmt::format("{}  {:<13} {:>5}  {}", clockTime(line.at.value_or(now)), line.what, line.slide, line.details);
+        text.erase(text.find_last_not_of(' ') + 1);
+        if (line.error) text += (line.details.empty() ? "  error: " : ", error: ") + sentenceFor(*line.error);
+        return text;
+    }
+
+    const std::filesystem::path captureDirectory_;
+};
+
+}  // namespace
+
+std::unique_ptr<EventWriter> makeTextEventWriter(std::filesystem::path captureDirectory) {
+    return std::make_unique<TextEventWriter>(std::move(captureDirectory));
+}

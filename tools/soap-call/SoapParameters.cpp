@@ -1,0 +1,79 @@
+#include "tools/soap-call/SoapParameters.h"
+#include "base/UTF8.h"
+
+#include "tools/PrintableText.h"
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+#include <utility>
+
+namespace {
+
+[[noreturn]] void refuse(const std::string& sentence) {
+    throw std::invalid_argument(printableText(sentence));
+}
+
+template <class Number>
+Number number(const std::string& text, const char* kind) {
+    Number value{};
+    const auto* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, value);
+    if (error != std::errc() || stop != end) refuse(fmt::format("\"{}\" is not {}", text, kind));
+    return value;
+}
+
+std::string contentsOf(const std::string& path) {
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), std::fclose);
+    std::string contents;
+    char block[16384];
+    for (std::size_t size = 1; file && size > 0; contents.append(block, size)) {
+        size = std::fread(block, 1, sizeof block, file.get());
+    }
+    if (!file || std::ferror(file.get()) != 0) {
+        refuse(fmt::format("cannot read the file \"{}\": {}", path, std::strerror(errno)));
+    }
+    return contents;
+}
+
+SoapValue value(const std::string& type, const std::string& text) {
+    if (type == "@") return SoapBytes(contentsOf(text));
+    if (!utf8::isValid(text)) refuse("\"" + text + "\" is not UTF-8; pass bytes as NAME@=FILE");
+    if (type.empty()) return text;
+    if (type == ":int") return number<std::int32_t>(text, "a whole number from -2147483648 to 2147483647");
+    if (type == ":double") return number<double>(text, "a number");
+    if (type == ":guid") return Guid(text);
+    refuse(fmt::format("there is no type \"{}\"; there are int, double and guid", type.substr(1)));
+}
+
+}  // namespace
+
+void checkElementName(const std::string& name, const std::string& what) {
+    const bool isName = !name.empty() && utf8::isValid(name) &&
+                        name.find_first_of("<>&\"'/=\t\n\r ") == std::string::npos &&
+                        std::string_view("-.0123456789").find(name.front()) == std::string_view::npos;
+    if (!isName) refuse(fmt::format("\"{}\" cannot be the name of {}", name, what));
+}
+
+SoapParameters parseSoapParameters(const std::vector<std::string>& arguments) {
+    SoapParameters parameters;
+    bool hasFile = false;
+    for (const auto& argument : arguments) {
+        const auto equals = argument.find('=');
+        if (equals == std::string::npos) refuse(fmt::format("\"{}\" is no parameter; write NAME=VALUE", argument));
+        auto name = argument.substr(0, equals);
+        const auto mark = name.find_first_of(":@");
+        const auto type = mark == std::string::npos ? std::string() : name.substr(mark);
+        name.resize(std::min(mark, name.size()));
+        checkElementName(name, "a parameter");
+        if (type == "@" && std::exchange(hasFile, true)) refuse("only one parameter can be a file");
+        parameters.values.push_back(value(type, argument.substr(equals + 1)));
+        parameters.names.push_back(std::move(name));
+    }
+    return parameters;
+}
