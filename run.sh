@@ -12,12 +12,14 @@ deck=${1:+$(realpath -- "$1")}
 [ -z "$deck" ] || [ -r "$deck" ] || { echo "$0: cannot read the deck $deck" >&2; exit 2; }
 
 build=build/run
+program=keynote-simulator
+[ -z "$deck" ] || program=keynote-impress
 mkdir -p build
 if [ -z "${KCS_BUILT:-}" ]; then
     packaging/install-dependencies.sh build run ${deck:+impress}
     cmake --preset release -B "$build" -DKCS_TESTS=OFF -DKCS_BENCHMARKS=OFF -DKCS_IMPRESS="${deck:+ON}" >"$build.log" 2>&1 \
         || { cat "$build.log"; exit 1; }
-    cmake --build "$build"
+    cmake --build "$build" --target KeynoteCaptureService keynote-capture "$program"
     export KCS_BUILT=1
 fi
 # Everything below needs a session bus; make a private one where there is none.
