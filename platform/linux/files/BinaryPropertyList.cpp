@@ -1,11 +1,13 @@
 #include "platform/linux/files/PropertyList.h"
 
+#include "platform/linux/text/IcuText.h"
+
 #include <cstdint>
 #include <optional>
 #include <utility>
 
-// libplist copies an object as often as it is referred to, so 134 bytes of nested arrays make it take 1.8 GB. We need
-// the top dictionary's scalars only, and read just those.
+// Objects refer to each other, so 134 bytes of nested arrays can stand for gigabytes. We need the top dictionary's
+// scalars only, and read just those.
 
 namespace {
 
@@ -20,22 +22,6 @@ struct Head {
     std::uint64_t count = 0;
     std::uint64_t start = 0;
 };
-
-void appendUtf8(std::string& text, char32_t character) {
-    const auto add = [&](char32_t byte) { text += static_cast<char>(byte); };
-    if (character < 0x80) return add(character);
-    if (character < 0x800) {
-        add(0xC0 | character >> 6);
-    } else if (character < 0x10000) {
-        add(0xE0 | character >> 12);
-        add(0x80 | (character >> 6 & 0x3F));
-    } else {
-        add(0xF0 | character >> 18);
-        add(0x80 | (character >> 12 & 0x3F));
-        add(0x80 | (character >> 6 & 0x3F));
-    }
-    add(0x80 | (character & 0x3F));
-}
 
 /// Every read is checked against the end of the contents; nothing means damaged.
 class Reader {
@@ -107,9 +93,10 @@ private:
             return std::string(contents_.substr(head->start, head->count));
         }
         if (head->kind != kUtf16 || head->count > (contents_.size() - head->start) / 2) return std::nullopt;
-        std::string utf8;
-        for (std::uint64_t i = 0; i < head->count; ++i) appendUtf8(utf8, character(*head, i));
-        return utf8;
+        std::u16string utf16;
+        for (std::uint64_t i = 0; i < head->count; ++i)
+            utf16 += static_cast<char16_t>(*integer(head->start + i * 2, 2));
+        return utf8From(utf16);
     }
 
     /// Whether a boolean is true or an integer other than zero.
@@ -119,18 +106,6 @@ private:
         if (head->kind != kInteger || head->count > 3) return std::nullopt;
         const auto number = integer(head->start, std::uint64_t{1} << head->count);
         return number ? std::optional(*number != 0) : std::nullopt;
-    }
-
-    /// The character at an index, which moves on over the second half of a pair.
-    char32_t character(const Head& head, std::uint64_t& index) const {
-        const auto unit = [&](std::uint64_t i) { return static_cast<char32_t>(*integer(head.start + i * 2, 2)); };
-        const auto first = unit(index);
-        if (first < 0xD800 || first > 0xDFFF) return first;
-        if (first > 0xDBFF || index + 1 == head.count) return 0xFFFD;
-        const auto second = unit(index + 1);
-        if (second < 0xDC00 || second > 0xDFFF) return 0xFFFD;
-        ++index;
-        return 0x10000 + ((first - 0xD800) << 10) + (second - 0xDC00);
     }
 
     const std::string_view contents_;

@@ -14,7 +14,7 @@ using PropertyStrings = std::map<std::string, std::string, std::less<>>;
 using PropertyScalars = std::map<std::string, std::variant<std::string, bool>, std::less<>>;
 
 /// Reads the property list (XML or binary) in a regular file of at most 1 MiB. Empty when it is none, when it is
-/// damaged, or when it is built to exhaust its reader.
+/// damaged, or when it goes beyond what its reader takes (for XML, the limits of `ports/XMLParser.h`). Any thread.
 [[nodiscard]] PropertyStrings readPropertyStrings(const std::filesystem::path& path);
 [[nodiscard]] PropertyScalars readPropertyScalars(const std::filesystem::path& path);
 
@@ -23,3 +23,5 @@ using PropertyScalars = std::map<std::string, std::variant<std::string, bool>, s
 
 /// The same from memory, for a list that begins with `bplist00`.
 [[nodiscard]] PropertyScalars binaryPropertyScalars(std::string_view contents);
+/// The same from memory, for a list in XML.
+[[nodiscard]] PropertyScalars xmlPropertyScalars(std::string_view contents);

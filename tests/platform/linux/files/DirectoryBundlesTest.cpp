@@ -73,6 +73,31 @@ TEST_F(BundleTest, ReadsXmlAndBinaryDictionaries) {
     EXPECT_EQ(info(binary, "N"), std::nullopt);
 }
 
+TEST_F(BundleTest, ReadsOfXmlWhatItsTopDictionarySays) {
+    const auto good = entry("A", "x");
+    const std::string beside = "<key>A</key><string>inner</string>";
+    for (const auto& [list, expected] : std::vector<std::pair<std::string, std::optional<std::string>>>{
+             {"\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE plist PUBLIC \"-//X//EN\" "
+              "\"http://127.0.0.1:9/x.dtd\">\n<!-- <dict> -->" +
+                  xmlWith("\n\t" + good + "\n"),
+              "x"},
+             {"<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>" + xmlWith(entry("A", "\xE4")), "ä"},
+             {"<dict>" + good + "</dict>", "x"},
+             {xmlWith(entry("A", "&lt;&#x20AC;<![CDATA[<&]]><!-- no --> y")), "<€<& y"},
+             {xmlWith("<key>O</key><array>" + beside + "</array>" + good + "<key>O</key><dict>" + beside + "</dict>"),
+              "x"},
+             {xmlWith("<key>O</key><data>eA==</data>" + good + "<key>D</key><date>2024-03-05T13:07:09Z</date>"), "x"},
+             {xmlWith(entry("A", "first") + good), "x"},
+             {xmlWith("<key>A</key><real>1.5</real><string>nobody's</string>"), std::nullopt},
+             {xmlWith("<key>A</key>"), std::nullopt},
+             {"<plist><array>" + beside + "</array></plist>", std::nullopt},
+             {"<!DOCTYPE plist [<!ENTITY e \"x\">]>" + xmlWith(entry("A", "&e;")), std::nullopt},
+             {xmlWith(good + "<key>B</key>&e;"), std::nullopt},
+             {xmlWith(good) + "<", std::nullopt}}) {
+        EXPECT_EQ(info(list, "A"), expected) << list;
+    }
+}
+
 TEST_F(BundleTest, AUserDefaultIsWhatThePlatformTakesForTrue) {
     const auto flag = [&](const std::string& plist) {
         writeFile(root.path / "program.plist", plist);

@@ -47,6 +47,15 @@ TEST(ComputerSearch, FindsTheBundlesThatCarryTheIdentifierWhateverLiesBesideThem
     }
     makeBundle(root.path / "Number.app", "<key>CFBundleShortVersionString</key><integer>7</integer>");
     expected.insert(root.path / "Number.app");
+    const auto info = [&](const char* name) {
+        fs::create_directories(root.path / name / "Contents");
+        return root.path / name / "Contents/Info.plist";
+    };
+    std::string utf16 = "\xFF\xFE";
+    for (const char letter : plistWith("")) (utf16 += letter) += '\0';
+    writeFile(info("Utf16.app"), utf16);
+    makeBundle(root.path / "Entities.app", "<key>K</key><string>" + repeated("&amp;", 200'000) + "</string>");
+    expected.insert({root.path / "Utf16.app", root.path / "Entities.app"});
     fs::create_directory_symlink(root.path, root.path / "around");
     EXPECT_EQ(bundlesBelow(root.path), expected);
     EXPECT_EQ(bundlesBelow(root.path / "around/A.app"), Paths{root.path / "A.app"});
@@ -60,10 +69,6 @@ TEST(ComputerSearch, FindsTheBundlesThatCarryTheIdentifierWhateverLiesBesideThem
     fs::create_directory_symlink("../A.app/Contents", root.path / "LinkedContents.app/Contents");
     writeFile(root.path / "File.app", "");
     fs::create_directories(root.path / "Directory.app/Contents/Info.plist");
-    const auto info = [&](const char* name) {
-        fs::create_directories(root.path / name / "Contents");
-        return root.path / name / "Contents/Info.plist";
-    };
     ASSERT_EQ(::mkfifo(info("Pipe.app").c_str(), 0600), 0);
     for (const char* target : {"/dev/zero", "Info.plist", "../../A.app/Contents/Info.plist"}) {
         const auto name = "Link" + std::to_string(std::string(target).size()) + ".app";
@@ -72,12 +77,8 @@ TEST(ComputerSearch, FindsTheBundlesThatCarryTheIdentifierWhateverLiesBesideThem
     writeFile(info("Huge.app"), plistWith(""));
     fs::resize_file(info("Huge.app"), 1 << 30);
     const auto utf8 = plistWith("");
-    std::string utf16 = "\xFF\xFE";
-    for (const char letter : utf8) (utf16 += letter) += '\0';
-    writeFile(info("Utf16.app"), utf16);
     writeFile(info("Cut.app"), utf8.substr(0, utf8.size() / 2));
     writeFile(info("Nested.app"), plistWith(repeated("<key>K</key><dict>", 50'000)));
-    writeFile(info("Entities.app"), plistWith("<key>K</key><string>" + repeated("&amp;", 200'000) + "</string>"));
     writeFile(info("Other.app"), repeated(utf8, 1).replace(utf8.find("Program"), 7, "Another"));
     EXPECT_EQ(bundlesBelow(root.path), expected);
 }
