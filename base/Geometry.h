@@ -1,6 +1,7 @@
 #pragma once
 
-/// A rectangle in screen coordinates: pixels, origin at the top left of the whole desktop.
+/// A rectangle in screen coordinates: pixels from the top left corner of the whole desktop, to the right and down. With
+/// several screens, coordinates may be negative. Two are equal when all their numbers are exactly.
 struct Rect {
     double x = 0;
     double y = 0;

@@ -7,12 +7,15 @@
 #include <memory>
 #include <utility>
 
-/// The observers of something, each registered by a handle. One thread.
+/// The observers of something, each registered by a handle. Used by one thread, also by its observers: one may register
+/// others and drop handles, its own too.
 class ObserverList {
 public:
+    /// Called at each change; it asks what has changed itself.
     using Observer = std::function<void()>;
 
-    /// Registers the observer and calls it once right now.
+    /// Registers the observer and calls it once right now. It is called until the handle is dropped, which may outlive
+    /// the list.
     [[nodiscard]] Handle add(Observer observer) {
         auto entry = std::make_shared<Observer>(std::move(observer));
         observers_.emplace_back(entry);
@@ -24,6 +27,7 @@ public:
         return std::make_unique<Entry>(std::move(entry));
     }
 
+    /// Calls every observer in the order in which they were added. Those added meanwhile are not called again.
     void notify() {
         std::erase_if(observers_, [](const auto& weak) { return weak.expired(); });
         for (const auto& weak : std::list(observers_)) {

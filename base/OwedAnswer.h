@@ -6,19 +6,22 @@
 #include <type_traits>
 #include <utility>
 
-/// An answer that somebody owes. Exactly one is delivered, from any thread: the first that is given, or the default
-/// when the last owner lets go.
+/// An answer that somebody owes. Exactly one is delivered: the first that is given, or the default when the last owner
+/// lets go without one. Any thread; the answer is delivered on the thread that gives it or lets go, within the call.
 template <typename... Answer>
 class OwedAnswer {
 public:
+    /// Takes the answer. It must not throw: the default is given by a destructor.
     using Deliver = std::function<void(Answer...)>;
 
+    /// Owes an answer from here on.
     OwedAnswer(Deliver deliver, Answer... byDefault)
         : deliver_(std::move(deliver)), byDefault_([this, byDefault...] { give(byDefault...); }) {}
     ~OwedAnswer() { byDefault_(); }
     OwedAnswer(const OwedAnswer&) = delete;
     OwedAnswer& operator=(const OwedAnswer&) = delete;
 
+    /// Delivers the answer, unless one was given before; then it does nothing.
     void give(Answer... answer) {
         if (!given_.exchange(true)) deliver_(std::move(answer)...);
     }
@@ -29,7 +32,8 @@ private:
     std::atomic<bool> given_ = false;
 };
 
-/// A completion handler that delivers one answer, the default when it is dropped unused.
+/// A completion handler that delivers one answer: that of its first call, or the default once all its copies are gone.
+/// Further calls do nothing. Any thread.
 template <typename... Answer>
 std::function<void(Answer...)> completionHandler(std::function<void(Answer...)> deliver,
                                                  std::type_identity_t<Answer>... byDefault) {

@@ -5,9 +5,11 @@
 /// A moment of civil time (UTC), in whole microseconds since 1970; what dates on the bus carry.
 using Date = std::chrono::sys_time<std::chrono::microseconds>;
 
+/// A length of time, negative when it goes back.
 using Duration = std::chrono::nanoseconds;
 
-/// A moment on a clock that never jumps; only differences mean something.
+/// A moment on a clock that never jumps. Only the difference of two means something; all processes of a machine share
+/// the clock.
 using Instant = std::chrono::time_point<std::chrono::steady_clock, Duration>;
 
 /// The longest delay or period; longer and infinite ones become this, so that arithmetic on deadlines never overflows.

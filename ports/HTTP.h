@@ -3,22 +3,19 @@
 #include "base/HTTPHeaderFields.h"
 #include "base/Time.h"
 
-#include <algorithm>
 #include <cstdint>
-#include <initializer_list>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
-#include <vector>
 
-/// Domain of the HTTP client's errors. Their user information holds a description and the URL that failed.
+/// Domain of the HTTP client's errors.
 inline constexpr const char* NSURLErrorDomain = "NSURLErrorDomain";
+/// Key of the URL that failed in the user information of those errors, which also holds a description for people.
 inline constexpr const char* NSURLErrorFailingURLStringErrorKey = "NSErrorFailingURLStringKey";
 
-/// Codes of `NSURLErrorDomain`, with the platform's numbers.
+/// Codes of `NSURLErrorDomain`, with the platform's numbers. `NSURLErrorTimedOut` and those about connections may pass
+/// by themselves; the others come again when the same request is sent again.
 enum NSURLErrorCode : std::int64_t {
     NSURLErrorUnknown = -1,
     NSURLErrorCancelled = -999,
@@ -38,24 +35,31 @@ enum NSURLErrorCode : std::int64_t {
     NSURLErrorServerCertificateNotYetValid = -1204,
 };
 
-/// Bytes that nobody changes any more, so that they can be shared instead of copied. Null where there are none.
+/// Bytes that nobody changes any more, so that threads can share them instead of copying. Null where there are none.
 using Data = std::shared_ptr<const std::string>;
 
 /// What to ask of a server.
 struct URLRequest {
-    std::string url;  ///< absolute, http or https
+    /// Absolute, http or https.
+    std::string url;
+    /// A token of letters and digits; whether the server knows it, its response tells.
     std::string httpMethod = "GET";
+    /// Sent as they stand, each in place of the session's own field of that name.
     HTTPHeaderFields httpHeaderFields{};
-    Data httpBody{};  ///< sent as it stands and never copied
-    /// How long no byte may pass in either direction before the task fails; the session's configuration decides when
-    /// there is none. Time during which the delegate owes an answer does not count.
+    /// Sent as it stands and never copied; null sends no body.
+    Data httpBody{};
+    /// How long no byte may pass in either direction before the task fails with `NSURLErrorTimedOut`. When there is
+    /// none, the session's configuration decides. Time during which the delegate owes an answer does not count.
     std::optional<Duration> timeoutInterval{};
 };
 
 /// The head of a server's response.
 struct HTTPURLResponse {
-    std::string url;  ///< of the request that was answered, the last one of a chain of redirections
+    /// Of the request that was answered, the last one of a chain of redirections.
+    std::string url;
+    /// Three digits, as the server sent them.
     int statusCode = 0;
+    /// In the order in which they came. They are the server's: nothing is known about their values.
     HTTPHeaderFields allHeaderFields{};
 
     /// The value of a header field, its name in any case; several fields of one name are joined with commas.

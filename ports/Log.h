@@ -7,15 +7,17 @@
 class UnifiedLog {
 public:
     virtual ~UnifiedLog() = default;
-    /// Whether messages of the default level are taken at all.
+    /// Whether messages of the default level are taken at all. A caller may then save itself the work of wording them.
     [[nodiscard]] virtual bool isDefaultLevelEnabled() const = 0;
-    /// Emits a public (never redacted) message at the default level.
+    /// Emits a message at the default level that nobody redacts. Subsystem and category name the part of a program
+    /// that speaks; either may be empty.
     virtual void write(const std::string& subsystem, const std::string& category, std::string_view message) = 0;
 };
 
-/// Where the log machinery complains about itself. Callable from any thread.
+/// Where the log and the adapters say what is wrong with themselves. Callable from any thread.
 class ConsoleLog {
 public:
     virtual ~ConsoleLog() = default;
+    /// Writes a message of one line, without its line feed. Nobody hears of a failure.
     virtual void write(std::string_view message) = 0;
 };

@@ -9,12 +9,14 @@
 #include <optional>
 #include <string>
 
-/// One search for files by their metadata, over the whole computer, without live updates and in no particular order.
-/// Dropping the query stops a search under way; its end is then not told. Main queue only.
+/// One search for files by their metadata, over the whole computer. What is found is a list in no particular order,
+/// which does not change any more. Dropping the query stops a search under way, whose end is then not told. Main queue
+/// only.
 class MetadataQuery {
 public:
     virtual ~MetadataQuery() = default;
-    /// Starts the search, once; returns at once. False when it cannot be started: then it never finishes.
+    /// Starts the search and returns at once; to be called once. False when it cannot be started: then it never
+    /// finishes, and nobody is told.
     [[nodiscard]] virtual bool start() = 0;
     /// How many files were found; 0 until the search has finished.
     [[nodiscard]] virtual std::size_t resultCount() const = 0;

@@ -15,27 +15,36 @@
 #include <variant>
 #include <vector>
 
-/// Code of an event whose reply did not come in time, in `NSOSStatusErrorDomain` (errAETimeout of the platform).
-inline constexpr std::int64_t kAppleEventTimeout = -1712;
-/// Code of an event that the application refused (errAEEventFailed of the platform).
-inline constexpr std::int64_t kAppleEventFailed = -10000;
+/// Domain of why events fail.
 inline constexpr const char* NSOSStatusErrorDomain = "NSOSStatusErrorDomain";
+/// Code of an event whose reply did not come in time (errAETimeout of the platform). The application may still do what
+/// it was asked.
+inline constexpr std::int64_t kAppleEventTimeout = -1712;
+/// Code of an event that the application refused, or that no application was there for (errAEEventFailed of the
+/// platform).
+inline constexpr std::int64_t kAppleEventFailed = -10000;
 
 /// An open document as the application tells it.
 struct ScriptingDocumentState {
-    std::string id;                             ///< scripting ID, unique among the application's documents
-    std::optional<std::filesystem::path> file;  ///< nothing for a document that was never saved
-    std::int64_t currentSlideNumber = 0;        ///< 1-based number of the current slide; 0 when it has none
+    /// Scripting ID, unique among the application's open documents.
+    std::string id;
+    /// Where the document was saved; nothing when it never was.
+    std::optional<std::filesystem::path> file;
+    /// The number of the current slide, counted from 1; 0 when the document has none.
+    std::int64_t currentSlideNumber = 0;
 
     bool operator==(const ScriptingDocumentState&) const = default;
 };
 
-/// What one poll reads: the answers belong together, they are taken at one moment.
+/// What one poll reads. The application takes all of it at one moment, so the slide belongs to the show.
 struct PresentingState {
-    std::optional<bool> playing;                          ///< nothing when the application has no such property
-    std::optional<ScriptingDocumentState> firstDocument;  ///< element 0 of the documents, when there is one
+    /// Whether a slide show plays; nothing when the application has no such property.
+    std::optional<bool> playing;
+    /// Element 0 of the documents: the presented one while a show plays. Nothing when no document is open.
+    std::optional<ScriptingDocumentState> firstDocument;
 };
 
+/// A window as the application tells it: bounds in screen coordinates, ID unique in the application.
 struct ScriptingWindow {
     std::string name;
     Rect bounds;
@@ -70,7 +79,8 @@ struct ScriptingDocumentText {
     std::vector<ScriptingSlide> slides;
 };
 
-/// What becomes of unsaved changes when a document is closed: four-character codes of the scripting dictionary.
+/// What becomes of unsaved changes when a document is closed: four-character codes of the scripting dictionary. The
+/// first leaves the document open for its user to decide, the second drops them.
 inline constexpr const char* kSaveOptionAsk = "ask ";
 inline constexpr const char* kSaveOptionNo = "no  ";
 
@@ -80,29 +90,31 @@ using ExportProperties = std::map<std::string, std::variant<bool, double, std::s
 /// A reference to a document by its ID. Making one asks nothing of the application: whether the document exists shows
 /// when an event is sent. Any thread.
 ///
-/// Commands return at once and reach the application in the order of the calls; the work goes on behind. One that
-/// fails, also by its reply's not coming in time, reaches the application's `ScriptingDelegate` later and changes
-/// nothing else.
+/// Commands return at once and reach the application in the order of the calls; the application does the work behind.
+/// When one fails, or no reply to it comes in time, the connection's `ScriptingDelegate` hears of it later; the caller
+/// is not told.
 class ScriptingDocument {
 public:
     virtual ~ScriptingDocument() = default;
     [[nodiscard]] virtual const std::string& id() const = 0;
-    /// Command core/save with the target as kfil. Writes a copy in the program's own format.
+    /// Command core/save with the target as kfil: writes a copy in the program's own format. The document stays as it
+    /// was, its unsaved changes included.
     virtual void save(const std::filesystem::path& target) = 0;
     /// Command: ends the slide show of this document.
     virtual void stop() = 0;
-    /// Command: exports into the directory `target`, in the format of the four-character code.
+    /// Command: exports into the directory `target`, in the format of the four-character code. The application makes
+    /// the directory; the files come one by one, and nothing tells the last.
     virtual void exportTo(const std::filesystem::path& target, const std::string& formatCode,
                           const ExportProperties& properties) = 0;
-    /// Command: closes the document once its pending work is done.
+    /// Command: closes the document once its pending work is done. Events to it fail from then on.
     virtual void close(const std::string& saveOption) = 0;
-    /// One event for the document's name and the text of all slides; empty after a failure. Waits for the reply: not on
-    /// the main queue.
+    /// The document's name and the text of all slides, by one event. Empty after a failure. Waits for the reply, so it
+    /// is not for the main queue.
     [[nodiscard]] virtual ScriptingDocumentText text() = 0;
 };
 
-/// Hears of events that failed: of those that wait for their reply on the thread that sent them, of the others on the
-/// main queue.
+/// Hears of events that failed. An event that its sender waits for is told on the sender's thread, before the wait
+/// ends; any other on the main queue.
 class ScriptingDelegate {
 public:
     virtual ~ScriptingDelegate() = default;
@@ -110,9 +122,10 @@ public:
     virtual void eventDidFail(const std::string& event, const Error& error) = 0;
 };
 
-/// A scripting connection to one application. What takes an answer sends its event and returns at once; the answer
-/// comes later on the main queue, exactly once, at the latest when the time-out has passed. What returns
-/// a result waits for it that long, so it is not for the main queue. Any thread otherwise.
+/// A scripting connection to one application. There are two kinds of operations. One that takes a callback sends its
+/// event and returns at once, on any thread; the callback is called later on the main queue, exactly once, at the
+/// latest when the time-out has passed. One that returns a result waits for it as long, so it must not be called on the
+/// main queue.
 class ScriptingApplication {
 public:
     /// The state, and null; or an empty state, and why the event failed (`lastError` of the platform).
@@ -121,27 +134,27 @@ public:
     using DocumentAnswer = std::function<void(std::shared_ptr<ScriptingDocument>)>;
 
     virtual ~ScriptingApplication() = default;
-    /// Whether the application is there to answer. Sends nothing.
+    /// Whether the application is there to answer. Sends nothing and does not wait.
     [[nodiscard]] virtual bool isRunning() const = 0;
-    /// One event for everything a poll needs.
+    /// Asks for everything that a poll needs, by one event.
     virtual void presentingState(StateAnswer answer) = 0;
-    /// The scriptable windows, front window first, at most a thousand; empty after a failure. Waits.
+    /// The scriptable windows, the front one first, at most a thousand. Empty after a failure. Waits.
     [[nodiscard]] virtual std::vector<ScriptingWindow> windows() = 0;
     /// The application's version; nothing after a failure. Waits.
     [[nodiscard]] virtual std::optional<std::string> version() = 0;
-    /// Command, as those of a document: brings the application to the front.
+    /// Brings the application to the front. A command like those of a document: returns at once.
     virtual void activate() = 0;
-    /// Opens the file and answers its document; one that is open already is answered as it is. Where no file stands the
-    /// application makes a new, empty document for the path. The document stays open at least until the answer and
-    /// this application are dropped.
+    /// Opens the file and answers its document, as it is when it is open already. Where no file stands the application
+    /// makes a new, empty document for the path. The document stays open at least as long as somebody keeps the answer
+    /// or this connection.
     virtual void open(const std::filesystem::path& path, DocumentAnswer answer) = 0;
-    /// The same, waiting; null after a failure.
+    /// The same, but returns the document. Null after a failure. Waits.
     [[nodiscard]] virtual std::shared_ptr<ScriptingDocument> open(const std::filesystem::path& path) = 0;
-    /// A reference to the document with this ID. Sends nothing, never null.
+    /// A reference to the document with this ID. Never null. Sends nothing, so there may be no such document.
     [[nodiscard]] virtual std::shared_ptr<ScriptingDocument> documentWithID(const std::string& id) = 0;
-    /// How long an event may wait for its reply; a minute unless set.
+    /// How long each event from now on may wait for its reply; a minute unless set. Any thread.
     virtual void setTimeout(std::chrono::milliseconds timeout) = 0;
-    /// Who hears of failed events; held weakly.
+    /// Who hears of failed events; the connection does not keep it alive. Any thread.
     virtual void setDelegate(std::weak_ptr<ScriptingDelegate> delegate) = 0;
 };
 
@@ -149,11 +162,11 @@ public:
 class Scripting {
 public:
     virtual ~Scripting() = default;
-    /// A connection to the application with this process identifier. Sends nothing; never null, and
-    /// `isRunning` tells whether somebody answers.
+    /// A connection to the application with this process identifier. Never null. Sends nothing: `isRunning` tells
+    /// whether there is one.
     [[nodiscard]] virtual std::shared_ptr<ScriptingApplication> applicationForProcess(pid_t processIdentifier) = 0;
     /// A connection to whichever application with this bundle identifier runs when an event is sent, the one that
-    /// appeared last if there are several. Sends nothing, never null. Its events do not wait for those of other
+    /// appeared last if there are several. Never null. Sends nothing. Its events do not wait for those of other
     /// connections.
     [[nodiscard]] virtual std::shared_ptr<ScriptingApplication> applicationForBundleIdentifier(
         const std::string& bundleIdentifier) = 0;

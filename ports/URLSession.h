@@ -20,8 +20,8 @@ struct URLSessionConfiguration {
     /// `NSURLErrorDataLengthExceedsMaximum`; what came before has been delivered. Readers may need many times as much
     /// memory, and servers choose how long a response is.
     std::uint64_t maximumResponseSize = std::uint64_t{64} << 20;
-    /// The longest head of a response in bytes, informational responses and trailers included; fails in the same way.
-    /// A client may allow less for a single line.
+    /// The longest head of a response in bytes, informational responses and trailers included. A task whose response
+    /// has a longer one fails with `NSURLErrorDataLengthExceedsMaximum`. A client may allow less for a single line.
     std::size_t maximumHeaderSize = std::size_t{256} << 10;
 };
 
@@ -39,8 +39,9 @@ public:
     /// nothing but that completion is told any more, even if its response has come whole in the meantime. Does nothing
     /// to a task that has completed.
     virtual void cancel() = 0;
-    /// Unique in the session, from 1.
+    /// The task's number in its session, from 1.
     [[nodiscard]] virtual std::size_t taskIdentifier() const = 0;
+    /// The request that the task was made with, whatever redirections have made of it.
     [[nodiscard]] virtual const URLRequest& originalRequest() const = 0;
 };
 
@@ -54,6 +55,7 @@ class URLSessionDataTask : public URLSessionTask {};
 class URLSession {
 public:
     virtual ~URLSession() = default;
+    /// What the session was made with.
     [[nodiscard]] virtual const URLSessionConfiguration& configuration() const = 0;
     /// A new suspended task. Never null; once the session has been invalidated its tasks do nothing. A request that
     /// cannot be sent (URL, method, header fields) fails when it is resumed. Redirections are followed as the

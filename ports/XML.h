@@ -8,11 +8,14 @@
 class XMLParser;
 class XMLParserDelegate;
 
-/// An element with its attributes, in the order to be written, and either text or child elements.
+/// An element to be written. Names must be names of XML; nobody checks them.
 struct XMLElement {
     std::string name;
-    std::string text;  ///< written before the children
+    /// Any text; it is written before the children.
+    std::string text;
+    /// Written in this order. Elements nested many thousand deep exhaust the writer's stack.
     std::vector<XMLElement> children;
+    /// Names and values, in the order to be written.
     std::vector<std::pair<std::string, std::string>> attributes;
 };
 
@@ -24,9 +27,9 @@ class XMLServices {
 public:
     virtual ~XMLServices() = default;
     /// The bytes of an XML 1.0 document with this root element. Texts are taken as UTF-8; characters that XML 1.0
-    /// cannot hold and bytes that are not UTF-8 are left out, so that every reader accepts the document.
-    /// Element and attribute names are the caller's, not checked. Throws when memory runs out: never half a document.
+    /// cannot hold and bytes that are not UTF-8 are left out, so that every reader accepts the document. Throws when
+    /// memory runs out or the document becomes too long: never half a document.
     [[nodiscard]] virtual std::string document(const XMLElement& root, XMLEncoding encoding) const = 0;
-    /// A parser for one document; the delegate must outlive it.
+    /// A new parser for one document. Never null. The caller keeps the delegate longer than the parser.
     [[nodiscard]] virtual std::unique_ptr<XMLParser> makeParser(XMLParserDelegate& delegate) const = 0;
 };

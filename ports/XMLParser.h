@@ -9,12 +9,13 @@ inline constexpr const char* NSXMLParserErrorDomain = "NSXMLParserErrorDomain";
 
 /// Hears what a parser finds, in the order of the document and on the thread that feeds the parser. Texts are UTF-8 and
 /// last for the call. Attributes, comments and processing instructions are not told. What an operation throws comes out
-/// of the parser's, and nothing is told any more.
+/// of `parse` or `finish`, and nothing is told any more.
 class XMLParserDelegate {
 public:
     virtual ~XMLParserDelegate() = default;
-    /// Names are those of the document, prefix included.
+    /// An element begins. Its name is that of the document, prefix included.
     virtual void parserDidStartElement(std::string_view elementName) = 0;
+    /// The element that began last and has not ended ends here.
     virtual void parserDidEndElement(std::string_view elementName) = 0;
     /// Character data with its references resolved; one text may come in several pieces.
     virtual void parserFoundCharacters(std::string_view string) = 0;
@@ -33,8 +34,8 @@ public:
 class XMLParser {
 public:
     virtual ~XMLParser() = default;
-    /// Reads on. False once a parse error has occurred; what is fed then is ignored.
+    /// Reads on. False once a parse error has occurred; what is fed then is ignored. The piece may go afterwards.
     virtual bool parse(std::string_view piece) = 0;
-    /// Says that the document ends here; to be called once. Whether all of it was well-formed.
+    /// Says that the document ends here; to be called once. True when all of it was well-formed.
     virtual bool finish() = 0;
 };
