@@ -1,20 +1,9 @@
 #pragma once
 
+#include "ports/CaptureErrors.h"
+#include "ports/CaptureNames.h"
+
 #include <chrono>
-#include <cstdint>
-
-/// Domain of every error that the service makes itself.
-inline constexpr const char* KeynoteCaptureServiceErrorDomain = "KeynoteCaptureServiceErrorDomain";
-
-/// Codes in `KeynoteCaptureServiceErrorDomain`.
-enum class KeynoteCaptureServiceError : std::int64_t {
-    fileExistsAtDirectoryPath = 1,
-    missingStartArgument = 2,
-    archiveNotSaved = 3,
-    missingDirectoryPath = 4,
-    slideImagesMissing = 5,
-    keynoteNotRunning = 6,
-};
 
 /// JPEG compression factor of exported slide images, 0 to 1.
 inline constexpr double KeynoteCaptureServiceImageCompressionFactor = 0.8;
@@ -26,5 +15,4 @@ inline constexpr std::chrono::duration<double> KeynoteCaptureSlideImageFileMonit
 /// second.
 inline constexpr std::chrono::milliseconds kReplyTimeout{500};
 
-inline constexpr const char* kKeynoteBundleIdentifier = "com.apple.iWork.Keynote";
 inline constexpr const char* kKeynoteApplicationName = "Keynote";

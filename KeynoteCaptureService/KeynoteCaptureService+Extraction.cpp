@@ -2,13 +2,12 @@
 #include "KeynoteCaptureService/KeynoteCaptureService.h"
 #include "KeynoteCaptureService/KeynoteTextExtractor.h"
 #include "MacShared/NSBundle+VELLogAdditions.h"
+#include "ports/CaptureNames.h"
 #include "ports/FileManager.h"
 #include "ports/Platform.h"
 #include "ports/Text.h"
 
 namespace {
-
-constexpr const char* kTextExtension = ".key.text.xml";
 
 /// A deck may be a folder, and its path then end in a slash that is no part of its name.
 std::filesystem::path withoutTrailingSlash(const std::filesystem::path& path) {
@@ -53,5 +52,5 @@ void KeynoteCaptureService::extractTextFromKeynoteDocument(const std::shared_ptr
     const auto extractor = std::make_shared<KeynoteTextExtractor>(document);
     // A failure is not reported: the host sees whether the file is there.
     static_cast<void>(
-        platform().fileManager.createFile(toTargetDirectory / (documentID + kTextExtension), extractor->xmlData()));
+        platform().fileManager.createFile(toTargetDirectory / capture::textFileName(documentID), extractor->xmlData()));
 }

@@ -3,6 +3,7 @@
 #include "KeynoteCaptureService/KeynoteCaptureSlideImageFileMonitor.h"
 #include "KeynoteCaptureService/VELFileSaveMonitor.h"
 #include "MacShared/NSBundle+VELLogAdditions.h"
+#include "ports/CaptureNames.h"
 #include "ports/FileManager.h"
 #include "ports/Platform.h"
 #include "ports/Text.h"
@@ -11,7 +12,7 @@
 
 namespace {
 
-constexpr const char* kSlideName = "slide";
+constexpr const char* kExportDirectory = "slide";
 constexpr const char* kArchiveExtension = ".key";
 /// Export as slide images, and JPEG as their format: codes of the program's scripting dictionary.
 constexpr const char* kSlideImagesFormat = "Kimg";
@@ -55,11 +56,11 @@ std::optional<std::string> KeynoteCaptureService::saveCopyOfKeynoteDocument(
 }
 
 std::string KeynoteCaptureService::imageFileNameForSlideNumber(std::int64_t slideNumber) {
-    return formatMessage("%@.%03ld.jpg", kSlideName, slideNumber);
+    return capture::imageFileName(slideNumber);
 }
 
 std::optional<KeynoteCaptureService::Path> KeynoteCaptureService::slideExportDirectoryURL() const {
-    return appended(currentPresentationWorkingDirectoryURL_.get(), kSlideName);
+    return appended(currentPresentationWorkingDirectoryURL_.get(), kExportDirectory);
 }
 
 void KeynoteCaptureService::beginExportOfSlideImagesForDocument(const std::shared_ptr<ScriptingDocument>& document) {

@@ -4,6 +4,7 @@
 #include "KeynoteCaptureService/KeynoteCaptureSlideImageFileMonitor.h"
 #include "MacShared/NSBundle+VELLogAdditions.h"
 #include "MacShared/NSFileManager+VELAdditions.h"
+#include "ports/CaptureNames.h"
 #include "ports/FileManager.h"
 #include "ports/Platform.h"
 #include "ports/ProcessInfo.h"
@@ -12,14 +13,13 @@
 
 namespace {
 
-constexpr const char* kSandboxSuffix = "/Library/Containers/com.apple.iWork.Keynote/Data/Documents/Veldrin";
 constexpr const char* kAutomaticTerminationReason = "Keynote Detection Started";
 constexpr double kShortestRecommendedInterval = 0.25;
 
 }  // namespace
 
 KeynoteCaptureService::KeynoteCaptureService(std::shared_ptr<Delegate> delegate)
-    : sandboxRootURL_(platform().fileManager.homeDirectory().native() + kSandboxSuffix),
+    : sandboxRootURL_(capture::workingRoot(platform().fileManager.homeDirectory())),
       temporaryDirectoryURL_(sandboxRootURL_ / "temp"),
       fileOutputQueue_(platform().dispatch.makeSerialQueue("com.veldrin.KeynoteCaptureServiceFileOutput")),
       slideImageMonitors_(std::vector<std::shared_ptr<Monitor>>()),

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "KeynoteCaptureService/KeynoteCaptureConstants.h"
 #include "base/Error.h"
+#include "ports/CaptureErrors.h"
 
 #include <string>
 

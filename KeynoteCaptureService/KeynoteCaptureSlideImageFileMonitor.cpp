@@ -1,5 +1,6 @@
 #include "KeynoteCaptureService/KeynoteCaptureSlideImageFileMonitor.h"
 
+#include "KeynoteCaptureService/KeynoteCaptureConstants.h"
 #include "KeynoteCaptureService/KeynoteCaptureServiceErrors.h"
 #include "MacShared/NSBundle+VELLogAdditions.h"
 #include "ports/Clock.h"
@@ -16,9 +17,11 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr Duration kVerificationInterval = 500ms;
+/// Nobody waits for the single image, so wake-ups may be shared.
 constexpr Duration kVerificationLeeway = 100ms;
 
 /// The name with every ".jpg" replaced by ".jpeg".
+/// Some versions of the program write that extension; the capture directory knows one only.
 std::string jpegName(std::string name) {
     for (auto at = name.find(".jpg"); at != std::string::npos; at = name.find(".jpg", at + 5)) {
         name.replace(at, 4, ".jpeg");

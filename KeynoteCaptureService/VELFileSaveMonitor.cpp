@@ -1,5 +1,6 @@
 #include "KeynoteCaptureService/VELFileSaveMonitor.h"
 
+#include "KeynoteCaptureService/KeynoteCaptureConstants.h"
 #include "KeynoteCaptureService/KeynoteCaptureServiceErrors.h"
 #include "MacShared/NSBundle+VELLogAdditions.h"
 #include "ports/Bundle.h"

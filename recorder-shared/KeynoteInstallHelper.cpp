@@ -2,6 +2,7 @@
 
 #include "MacShared/NSBundle+VELLogAdditions.h"
 #include "MacShared/VeldrinError.h"
+#include "ports/CaptureNames.h"
 #include "ports/Platform.h"
 #include "ports/Workspace.h"
 #include "recorder-shared/VELVersion.h"
@@ -13,13 +14,16 @@ namespace {
 using Version = std::optional<std::string>;
 using KeynoteBundles = KeynoteInstallHelper::KeynoteBundles;
 
-constexpr const char* kKeynoteBundleIdentifier = "com.apple.iWork.Keynote";
-constexpr const char* kKeynoteQueryText = "kMDItemCFBundleIdentifier == \"com.apple.iWork.Keynote\"";
 constexpr const char* kKeynoteVersionKey = "CFBundleShortVersionString";
+/// The plug-in counts builds; the program's versions are those that people see.
 constexpr const char* kPluginVersionKey = "CFBundleVersion";
 constexpr const char* kPluginName = "VeldrinKeynoteExtensions";
 constexpr const char* kPluginType = "sfxplugin";
 constexpr const char* kPluginFolder = "Animations";
+
+std::string keynoteQueryText() {
+    return std::string("kMDItemCFBundleIdentifier == \"") + kKeynoteBundleIdentifier + '"';
+}
 
 const std::string& detectionFailedDescription() {
     static const auto* const description =
@@ -36,28 +40,20 @@ Version pluginVersionAt(const std::optional<std::filesystem::path>& path) {
     return plugin ? plugin->infoString(kPluginVersionKey) : std::nullopt;
 }
 
-/// What a survey has found so far.
-struct KeynoteStatus {
-    bool found = false;
-    bool unsupported = false;
-    bool pluginMissing = false;
-    Version highestVersion;
-
-    void add(const Bundle& keynote) {
-        const auto version = keynoteVersion(keynote);
-        VELLog("version keynote %@", version);
-        if (!version) return;
-        if (!KeynoteInstallHelper::isSupportedKeynoteVersion(version)) {
-            unsupported = true;
-        } else if (KeynoteInstallHelper::isSupportedKeynoteVersionForLegacyPlugin(version) &&
-                   !KeynoteInstallHelper::isKeynotePluginInstalledToBundle(keynote)) {
-            pluginMissing = true;
-        } else {
-            highestVersion = KeynoteInstallHelper::maxOfVersion(highestVersion, version);
-            found = true;
-        }
+void addTo(KeynoteInstallHelper::Status& status, const Bundle& keynote) {
+    const auto version = keynoteVersion(keynote);
+    VELLog("version keynote %@", version);
+    if (!version) return;
+    if (!KeynoteInstallHelper::isSupportedKeynoteVersion(version)) {
+        status.unsupported = true;
+    } else if (KeynoteInstallHelper::isSupportedKeynoteVersionForLegacyPlugin(version) &&
+               !KeynoteInstallHelper::isKeynotePluginInstalledToBundle(keynote)) {
+        status.pluginMissing = true;
+    } else {
+        status.highestVersion = KeynoteInstallHelper::maxOfVersion(status.highestVersion, version);
+        status.found = true;
     }
-};
+}
 
 }  // namespace
 
@@ -137,11 +133,16 @@ bool KeynoteInstallHelper::isKeynotePluginInstalledToBundle(const Bundle& keynot
     return installed && installed == carried;
 }
 
+KeynoteInstallHelper::Status KeynoteInstallHelper::statusOf(const KeynoteBundles& bundles) {
+    Status status;
+    for (const auto& keynote : bundles) addTo(status, *keynote);
+    return status;
+}
+
 void KeynoteInstallHelper::checkForKeynoteStatus(StatusCallback success, const FailureCallback& failure) {
     sharedInstance().fetchKeynoteBundles(
         [success = std::move(success)](const KeynoteBundles& bundles) {
-            KeynoteStatus status;
-            for (const auto& keynote : bundles) status.add(*keynote);
+            const auto status = statusOf(bundles);
             if (success) success(status.found, status.unsupported, status.pluginMissing, status.highestVersion);
         },
         failure);
@@ -149,7 +150,7 @@ void KeynoteInstallHelper::checkForKeynoteStatus(StatusCallback success, const F
 
 void KeynoteInstallHelper::fetchKeynoteBundles(BundleCallback success, const FailureCallback& failure) {
     bundleCallback_ = std::move(success);
-    keynoteQuery_ = platform().metadataQueries.makeQuery(kKeynoteQueryText);
+    keynoteQuery_ = platform().metadataQueries.makeQuery(keynoteQueryText());
     if (keynoteQuery_->start()) return;
     if (!failure) return;
     failure(makeError(VeldrinErrorDomain, VeldrinErrorKeynoteDetectionNotStarted, detectionFailedDescription()));

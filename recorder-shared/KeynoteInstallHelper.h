@@ -26,8 +26,14 @@ public:
     using KeynoteBundles = std::vector<std::shared_ptr<const Bundle>>;
     using BundleCallback = std::function<void(const KeynoteBundles& bundles)>;
     using FailureCallback = std::function<void(const ErrorPtr& error)>;
-    /// Whether a usable program was found, an unsupported one, a legacy one without a current plug-in; and the highest
-    /// usable version.
+    /// What follows from the copies that are installed. The three flags are independent.
+    struct Status {
+        bool found = false;                         ///< a usable one
+        bool unsupported = false;                   ///< one that cannot be used
+        bool pluginMissing = false;                 ///< a legacy one without the current plug-in
+        std::optional<std::string> highestVersion;  ///< of the usable ones
+    };
+    /// The members of `Status` in their order.
     using StatusCallback = std::function<void(bool found, bool unsupported, bool pluginMissing,
                                               const std::optional<std::string>& highestVersion)>;
 
@@ -58,8 +64,10 @@ public:
     /// that this process carries in its main bundle. Older, newer and unknown builds do not count.
     [[nodiscard]] static bool isKeynotePluginInstalledToBundle(const Bundle& keynoteBundle);
 
+    /// Judges installed copies; those without a version are skipped. Any thread.
+    [[nodiscard]] static Status statusOf(const KeynoteBundles& bundles);
     /// `checkForKeynoteStatusSuccess:failure:`: surveys with the shared instance and calls one of the two, when
-    /// `fetchKeynoteBundles` would. The three flags are independent; installed programs without a version are skipped.
+    /// `fetchKeynoteBundles` would.
     static void checkForKeynoteStatus(StatusCallback success, const FailureCallback& failure);
 
     /// `init`: observes the end of queries until destruction.

@@ -18,8 +18,6 @@
 
 namespace {
 
-constexpr const char* kResponseBodyKey = "responsebodykey";
-
 Atomic<URLSessionConfiguration>& sharedConfiguration() {
     static Atomic<URLSessionConfiguration> configuration;
     return configuration;
@@ -276,7 +274,7 @@ ErrorPtr SimpleSoapCaller::unusableResponse(const Call& call) {
         Error::UserInfo{
             {NSLocalizedDescriptionKey, webServiceErrorMessage()},
             {NSLocalizedFailureReasonErrorKey, localizedFormat(soapFailureReasonFormatString(), {call.method})},
-            {kResponseBodyKey, call.responseData}});
+            {VeldrinResponseBodyKey, call.responseData}});
 }
 
 void SimpleSoapCaller::deliverError(const Call& call, const ErrorPtr& error) {

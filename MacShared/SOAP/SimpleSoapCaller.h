@@ -20,7 +20,7 @@
 /// - status 2xx with a response element: its result, the null marker when that is empty; its content when it holds no
 ///   result element;
 /// - status 2xx without one (another method's, no XML, no body): an empty dictionary;
-/// - status 2xx, multipart, but not in parts: error "Veldrin" 87 with the body under "responsebodykey";
+/// - status 2xx, multipart, but not in parts: error "Veldrin" 87 with the body under `VeldrinResponseBodyKey`;
 /// - status 400 and above: an `HTTPError`; a fault is not parsed;
 /// - the transport failed, also when 60 seconds pass without a byte: the HTTP client's error;
 /// - there is no memory for the response or for what it holds: `NSURLErrorDataLengthExceedsMaximum`;

@@ -1,11 +1,10 @@
 #include "platform/linux/LinuxPlatform.h"
 
+#include "ports/CaptureNames.h"
+
 #include <sys/resource.h>
 
 namespace {
-
-/// The program that the service watches, whoever plays it on this system.
-constexpr const char* kWatchedBundleIdentifier = "com.apple.iWork.Keynote";
 
 /// Each host and each wait for saving may have connections of its own, beyond what a session gives a process at first.
 void takeAllDescriptors() {
@@ -23,7 +22,7 @@ constexpr std::chrono::milliseconds kLongestEnd{1500};
 LinuxPlatform::LinuxPlatform(const Options& options)
     : computerSearch_(dispatch_.mainQueue(), options.searchRoots),
       bus_(options.usesSessionBus ? openBus() : nullptr),
-      workspace_(bus_, dispatch_.mainQueue(), {kWatchedBundleIdentifier}),
+      workspace_(bus_, dispatch_.mainQueue(), {kKeynoteBundleIdentifier}),
       scripting_(
           dispatch_, [this](pid_t process) { return workspace_.busNameOfProcess(process); },
           [this](const std::string& bundle) { return workspace_.busNameOfBundle(bundle); }),

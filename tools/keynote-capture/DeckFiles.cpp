@@ -1,6 +1,6 @@
 #include "tools/keynote-capture/DeckFiles.h"
-#include "base/UTF8.h"
 
+#include "base/UTF8.h"
 #include "tools/PrintableText.h"
 
 #include <fmt/format.h>
@@ -49,8 +49,7 @@ DeckFiles::Problem DeckFiles::problem() const {
 
 void DeckFiles::expect(const std::vector<std::int64_t>& slides) {
     names_.clear();
-    std::transform(slides.begin(), slides.end(), std::back_inserter(names_),
-                   [](std::int64_t slide) { return fmt::format("slide.{:03}.jpg", slide); });
+    std::transform(slides.begin(), slides.end(), std::back_inserter(names_), capture::imageFileName);
     missing_ = names_;
     oldText_ = textTime();
 }

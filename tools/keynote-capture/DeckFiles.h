@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ports/CaptureNames.h"
+
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -31,7 +33,7 @@ public:
 
     [[nodiscard]] const std::filesystem::path& deck() const { return deck_; }
     [[nodiscard]] const std::filesystem::path& folder() const { return folder_; }
-    [[nodiscard]] std::string textName() const { return deck_.filename().native() + ".key.text.xml"; }
+    [[nodiscard]] std::string textName() const { return capture::textFileName(deck_.filename()); }
 
 private:
     [[nodiscard]] std::optional<std::filesystem::file_time_type> textTime() const;

@@ -1,5 +1,6 @@
 #include "tools/keynote-capture/EventWriter.h"
 
+#include "ports/CaptureErrors.h"
 #include "tools/PrintableText.h"
 
 #include <cstdio>
@@ -11,10 +12,13 @@ bool EventWriter::write(const DelegateCall& call) const {
 
 std::string sentenceFor(const Error& error) {
     const bool hasNoText =
-        error.domain() == "KeynoteCaptureServiceErrorDomain" && error.userInfo().count(NSLocalizedDescriptionKey) == 0;
-    if (hasNoText && error.code() == 5) {
+        error.domain() == KeynoteCaptureServiceErrorDomain && !error.userInfo().contains(NSLocalizedDescriptionKey);
+    const auto code = static_cast<KeynoteCaptureServiceError>(error.code());
+    if (hasNoText && code == KeynoteCaptureServiceError::slideImagesMissing) {
         return "Not all slide images arrived; the presentation program did not export them in time.";
     }
-    if (hasNoText && error.code() == 6) return "The presentation program ended before it had finished saving.";
+    if (hasNoText && code == KeynoteCaptureServiceError::keynoteNotRunning) {
+        return "The presentation program ended before it had finished saving.";
+    }
     return printableText(error.localizedDescription());
 }

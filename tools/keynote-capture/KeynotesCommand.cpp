@@ -52,25 +52,23 @@ private:
     void search() {
         isSearching_ = true;
         write(report_.running(runningKeynotes()));
-        auto& helper = KeynoteInstallHelper::sharedInstance();
-        KeynoteInstallHelper::checkForKeynoteStatus(
-            [this](bool found, bool unsupported, bool pluginMissing, const std::optional<std::string>& highestVersion) {
-                write(report_.status({found, unsupported, pluginMissing, highestVersion}));
-                platform_.stop(kDone);
-            },
+        KeynoteInstallHelper::sharedInstance().fetchKeynoteBundles(
+            [this](const auto& bundles) { showInstalled(bundles); },
             [this](const ErrorPtr& error) {
                 complain(printableText(error->localizedDescription()));
                 platform_.stop(kOperationFailed);
             });
-        // The one survey tells both: which bundles there are, and what follows from them.
-        helper.setBundleCallback([this, judge = helper.bundleCallback()](const auto& bundles) {
-            clearProgress();
-            std::vector<KeynoteCopy> copies;
-            copies.reserve(bundles.size());
-            for (const auto& bundle : bundles) copies.push_back(judgedCopy(*bundle));
-            write(report_.installed(copies));
-            judge(bundles);
-        });
+    }
+
+    void showInstalled(const KeynoteInstallHelper::KeynoteBundles& bundles) {
+        clearProgress();
+        std::vector<KeynoteCopy> copies;
+        copies.reserve(bundles.size());
+        for (const auto& bundle : bundles) copies.push_back(judgedCopy(*bundle));
+        write(report_.installed(copies));
+        const auto status = KeynoteInstallHelper::statusOf(bundles);
+        write(report_.status({status.found, status.unsupported, status.pluginMissing, status.highestVersion}));
+        platform_.stop(kDone);
     }
 
     [[nodiscard]] RunningKeynotes runningKeynotes() const {

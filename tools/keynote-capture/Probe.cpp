@@ -1,5 +1,7 @@
 #include "tools/keynote-capture/Probe.h"
 
+#include "ports/CaptureNames.h"
+
 #include <pwd.h>
 #include <stdlib.h>
 #include <unistd.h>
@@ -21,7 +23,7 @@ fs::path homeDirectory() {
 
 /// Where the service keeps a recording's working files.
 fs::path workingDirectory(const std::string& recordingID) {
-    return homeDirectory() / "Library/Containers/com.apple.iWork.Keynote/Data/Documents/Veldrin" / recordingID;
+    return capture::workingRoot(homeDirectory()) / recordingID;
 }
 
 fs::path makeTemporaryDirectory() {

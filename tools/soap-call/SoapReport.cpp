@@ -1,6 +1,7 @@
 #include "tools/soap-call/SoapReport.h"
 
 #include "MacShared/HTTPError.h"
+#include "MacShared/VeldrinError.h"
 #include "tools/PrintableText.h"
 
 #include <fmt/format.h>
@@ -31,7 +32,7 @@ Json json(const SoapValue& value) {
 /// What the service sent with its failure, nothing when there is none.
 std::optional<std::string> bodyOf(const Error& error) {
     if (const auto* const http = dynamic_cast<const HTTPError*>(&error)) return http->body();
-    const auto found = error.userInfo().find("responsebodykey");
+    const auto found = error.userInfo().find(VeldrinResponseBodyKey);
     return found == error.userInfo().end() ? std::nullopt : std::optional(found->second);
 }
 
