@@ -4,10 +4,11 @@
 #include "KeynoteCaptureService/KeynoteCaptureSlideImageFileMonitor.h"
 #include "MacShared/NSBundle+VELLogAdditions.h"
 #include "MacShared/NSFileManager+VELAdditions.h"
+#include "ports/AutomaticTermination.h"
 #include "ports/CaptureNames.h"
+#include "ports/Directories.h"
 #include "ports/FileManager.h"
 #include "ports/Platform.h"
-#include "ports/ProcessInfo.h"
 
 #include <utility>
 
@@ -19,7 +20,7 @@ constexpr double kShortestRecommendedInterval = 0.25;
 }  // namespace
 
 KeynoteCaptureService::KeynoteCaptureService(std::shared_ptr<Delegate> delegate)
-    : sandboxRootURL_(capture::workingRoot(platform().fileManager.homeDirectory())),
+    : sandboxRootURL_(capture::workingRoot(platform().directories.homeDirectory())),
       temporaryDirectoryURL_(sandboxRootURL_ / "temp"),
       fileOutputQueue_(platform().dispatch.makeSerialQueue("com.veldrin.KeynoteCaptureServiceFileOutput")),
       slideImageMonitors_(std::vector<std::shared_ptr<Monitor>>()),
@@ -55,7 +56,7 @@ void KeynoteCaptureService::startOnMainQueue(const std::optional<Path>& captureD
                                              const std::optional<std::string>& recordingID,
                                              const ErrorReply& errorReply) {
     // Every start disables once and every stop enables once, whatever becomes of the start.
-    platform().processInfo.disableAutomaticTermination(kAutomaticTerminationReason);
+    platform().automaticTermination.disable(kAutomaticTerminationReason);
 
     const auto fail = [&errorReply](const ErrorPtr& error) {
         if (errorReply) errorReply(error);
@@ -89,7 +90,7 @@ void KeynoteCaptureService::startMonitoring() {
 void KeynoteCaptureService::stopDetectionAndCapture() {
     VELLog("Stop detection and capture.");
     platform().dispatch.mainQueue().async([service = shared_from_this()] {
-        platform().processInfo.enableAutomaticTermination(kAutomaticTerminationReason);
+        platform().automaticTermination.enable(kAutomaticTerminationReason);
         service->stopMonitoring();
         service->baseCaptureDirectoryURL_ = std::nullopt;
         service->baseWorkingDirectoryURL_ = std::nullopt;

@@ -1,5 +1,6 @@
 #include "MacShared/NSFileManager+VELAdditions.h"
 
+#include "ports/Directories.h"
 #include "ports/Platform.h"
 
 std::filesystem::path appendingPathComponent(const std::filesystem::path& directory, const std::string& component) {
@@ -13,7 +14,7 @@ std::optional<std::filesystem::path> findOrCreateDirectory(FileManager& fileMana
                                                            const std::optional<std::string>& appendPathComponent,
                                                            ErrorPtr* error) {
     if (error != nullptr) *error = nullptr;
-    auto url = platform().fileManager.applicationSupportDirectory();
+    auto url = platform().directories.applicationSupportDirectory();
     if (!url) return std::nullopt;
     if (appendPathComponent) *url = appendingPathComponent(*url, *appendPathComponent);
     if (auto failure = fileManager.createDirectory(*url)) {

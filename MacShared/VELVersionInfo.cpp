@@ -2,8 +2,8 @@
 
 #include "ports/Bundle.h"
 #include "ports/FileManager.h"
+#include "ports/OperatingSystem.h"
 #include "ports/Platform.h"
-#include "ports/ProcessInfo.h"
 
 namespace {
 constexpr const char* kSystemVersionFile = "/System/Library/CoreServices/SystemVersion.plist";
@@ -12,7 +12,7 @@ constexpr const char* kSystemVersionFile = "/System/Library/CoreServices/SystemV
 std::optional<std::string> VELVersionInfo::osVersionString() {
     const auto& services = platform();
     if (services.fileManager.kindOf(kSystemVersionFile) == FileKind::none) {
-        return services.processInfo.operatingSystemVersionString();
+        return services.operatingSystem.versionString();
     }
     return services.bundles.propertyListString(kSystemVersionFile, "ProductVersion");
 }

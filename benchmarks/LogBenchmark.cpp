@@ -2,6 +2,7 @@
 #include "MacShared/NSBundle+VELLogAdditions.h"
 #include "benchmarks/Failure.h"
 #include "platform/linux/LinuxPlatform.h"
+#include "tests/support/Replaced.h"
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
@@ -58,9 +59,7 @@ int main(int argc, char** argv) {
     LinuxPlatform linuxPlatform({});
     const Platform& real = linuxPlatform.platform();
     NoUnifiedLog none;
-    const Platform fileOnly{real.clock,       real.dispatch,  real.fileManager,  real.bundles,     real.metadataQueries,
-                            real.workspace,   real.scripting, real.windowServer, real.text,        real.xml,
-                            real.processInfo, none,           real.consoleLog,   real.userDefaults};
+    const Platform fileOnly = replaced(real, none);
 
     benchmark::RegisterBenchmark("ours", logLines, fileOnly)->Iterations(kLines);
     benchmark::RegisterBenchmark("peer", writeLines, fileOnly)->Iterations(kLines);

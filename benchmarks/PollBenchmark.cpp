@@ -1,6 +1,7 @@
 #include "KeynoteCaptureService/KeynoteCaptureService.h"
 #include "benchmarks/Failure.h"
 #include "platform/linux/LinuxPlatform.h"
+#include "tests/support/Replaced.h"
 
 #include <benchmark/benchmark.h>
 #include <systemd/sd-bus.h>
@@ -108,10 +109,7 @@ int main(int argc, char** argv) {
     LinuxPlatform linuxPlatform({});
     const Platform& real = linuxPlatform.platform();
     HandTickedDispatch dispatch(real.dispatch);
-    const Platform services{
-        real.clock,       dispatch,        real.fileManager,  real.bundles,     real.metadataQueries,
-        real.workspace,   real.scripting,  real.windowServer, real.text,        real.xml,
-        real.processInfo, real.unifiedLog, real.consoleLog,   real.userDefaults};
+    const Platform services = replaced(real, dispatch);
     installPlatform(&services);
 
     const Scene scene(std::filesystem::temp_directory_path() / ("poll-" + std::to_string(::getpid())));

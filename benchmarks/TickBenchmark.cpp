@@ -3,6 +3,7 @@
 #include "benchmarks/Failure.h"
 #include "platform/linux/files/LinuxFileManager.h"
 #include "platform/simulated/SimulatedPlatform.h"
+#include "tests/support/Replaced.h"
 
 #include <benchmark/benchmark.h>
 #include <sys/stat.h>
@@ -43,11 +44,7 @@ private:
     std::set<std::string> names_;
     LinuxFileManager files_;
     SimulatedPlatform simulated_;
-    const Platform services_{simulated_.dispatch,   simulated_.dispatch,        files_,
-                             simulated_.bundles,    simulated_.metadataQueries, simulated_.workspace,
-                             simulated_.scripting,  simulated_.windowServer,    simulated_.text,
-                             simulated_.xml,        simulated_.processInfo,     simulated_.unifiedLog,
-                             simulated_.consoleLog, simulated_.userDefaults};
+    const Platform services_ = replaced(platform(), files_);
 };
 
 /// One look for ten thousand images of which none is there yet.

@@ -1,5 +1,6 @@
 #include "recorder-shared/NSString+VELStringAdditions.h"
 
+#include "ports/Directories.h"
 #include "ports/FileManager.h"
 #include "ports/Platform.h"
 
@@ -72,8 +73,9 @@ std::string expandingTilde(std::string_view path) {
     if (!path.starts_with('~')) return std::string(path);
     const auto end = std::min(path.find('/'), path.size());
     const std::string user(path.substr(1, end - 1));
-    const auto& files = platform().fileManager;
-    const auto home = user.empty() ? std::optional(files.homeDirectory()) : files.homeDirectoryForUser(user);
+    const auto& directories = platform().directories;
+    const auto home =
+        user.empty() ? std::optional(directories.homeDirectory()) : directories.homeDirectoryForUser(user);
     return home ? home->native() + std::string(path.substr(end)) : std::string(path);
 }
 
@@ -147,11 +149,11 @@ std::string trimSlash(std::string_view string) {
 }
 
 bool isUnderHomeDirectory(std::string_view string) {
-    return stringByStandardizingPath(string).starts_with(platform().fileManager.homeDirectory().native());
+    return stringByStandardizingPath(string).starts_with(platform().directories.homeDirectory().native());
 }
 
 std::string pathRelativeToHome(std::string_view string) {
-    auto home = platform().fileManager.homeDirectory().native();
+    auto home = platform().directories.homeDirectory().native();
     if (!home.ends_with('/')) home += '/';
     const auto path = stringByStandardizingPath(string);
     return std::string(withoutCharacters(path, std::count_if(home.begin(), home.end(), beginsCharacter)));

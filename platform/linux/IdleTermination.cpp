@@ -1,7 +1,5 @@
 #include "platform/linux/IdleTermination.h"
 
-#include "platform/linux/SystemVersion.h"
-
 #include <algorithm>
 #include <cstdint>
 #include <mutex>
@@ -57,10 +55,10 @@ IdleTermination::IdleTermination(Dispatch& dispatch, std::optional<Duration> idl
 
 IdleTermination::~IdleTermination() = default;
 
-void IdleTermination::disableAutomaticTermination(const std::string&) {
+void IdleTermination::disable(const std::string&) {
     state_->count(1, 0);
 }
-void IdleTermination::enableAutomaticTermination(const std::string&) {
+void IdleTermination::enable(const std::string&) {
     state_->count(-1, 0);
 }
 void IdleTermination::hostConnected() {
@@ -68,8 +66,4 @@ void IdleTermination::hostConnected() {
 }
 void IdleTermination::hostLeft() {
     state_->count(0, -1);
-}
-std::string IdleTermination::operatingSystemVersionString() const {
-    static const auto version = systemVersionString();  // web service calls ask each time
-    return version;
 }

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "ports/AutomaticTermination.h"
 #include "ports/Dispatch.h"
-#include "ports/ProcessInfo.h"
 
 #include <optional>
 
@@ -9,7 +9,7 @@
 /// pending (disables minus enables is zero or less). The last host's leaving ends the disables that it left behind.
 /// Once it has been idle for the idle time without a break, counted from the start or from the last change that made it
 /// idle, `onIdle` runs on the main queue.
-class IdleTermination final : public ProcessInfo {
+class IdleTermination final : public AutomaticTermination {
 public:
     /// Without an idle time `onIdle` never runs. The dispatch must outlive this object.
     IdleTermination(Dispatch& dispatch, std::optional<Duration> idleTime, Task onIdle);
@@ -17,9 +17,8 @@ public:
     IdleTermination(const IdleTermination&) = delete;
     IdleTermination& operator=(const IdleTermination&) = delete;
 
-    void disableAutomaticTermination(const std::string& reason) override;
-    void enableAutomaticTermination(const std::string& reason) override;
-    [[nodiscard]] std::string operatingSystemVersionString() const override;
+    void disable(const std::string& reason) override;
+    void enable(const std::string& reason) override;
     /// A host has connected. Any thread.
     void hostConnected();
     /// A host that had connected is gone. Any thread.

@@ -30,10 +30,24 @@ LinuxPlatform::LinuxPlatform(const Options& options)
       idleTermination_(dispatch_, options.exitWhenIdle, [this] { listener_.endIfUnused(); }),
       listener_(bus_, dispatch_, consoleLog_,
                 {[this] { idleTermination_.hostConnected(); }, [this] { idleTermination_.hostLeft(); }}),
-      platform_{clock_,          dispatch_,     fileManager_,       bundles_,
-                computerSearch_, workspace_,    scripting_,         windowServer_,
-                text_,           xml_,          idleTermination_,   unifiedLog_,
-                consoleLog_,     userDefaults_, urlSessions_.get(), &threads_} {
+      platform_{.clock = clock_,
+                .dispatch = dispatch_,
+                .fileManager = fileManager_,
+                .directories = directories_,
+                .bundles = bundles_,
+                .metadataQueries = computerSearch_,
+                .workspace = workspace_,
+                .scripting = scripting_,
+                .windowServer = windowServer_,
+                .text = text_,
+                .xml = xml_,
+                .automaticTermination = idleTermination_,
+                .operatingSystem = operatingSystem_,
+                .unifiedLog = unifiedLog_,
+                .consoleLog = consoleLog_,
+                .userDefaults = userDefaults_,
+                .urlSessions = urlSessions_.get(),
+                .threads = &threads_} {
     takeAllDescriptors();
     // A program that hangs must not hold up the end.
     dispatch_.setStopHandler([this](int status) {

@@ -6,11 +6,13 @@
 #include "platform/linux/LinuxThreads.h"
 #include "platform/linux/StandardErrorLog.h"
 #include "platform/linux/SystemClock.h"
+#include "platform/linux/SystemVersion.h"
 #include "platform/linux/bus/DBusScripting.h"
 #include "platform/linux/bus/DBusServiceListener.h"
 #include "platform/linux/bus/DBusWorkspace.h"
 #include "platform/linux/display/X11WindowServer.h"
 #include "platform/linux/files/DirectoryBundles.h"
+#include "platform/linux/files/LinuxDirectories.h"
 #include "platform/linux/files/LinuxFileManager.h"
 #include "platform/linux/files/PropertyListDefaults.h"
 #include "platform/linux/search/ComputerSearch.h"
@@ -34,8 +36,7 @@ public:
         std::optional<Duration> exitWhenIdle;
         /// Where installed programs are searched for; on the whole computer when there are none.
         std::vector<std::filesystem::path> searchRoots;
-        /// Whether programs and hosts are reached over the session bus. Without one that is wanted there is a
-        /// complaint.
+        /// Whether programs and hosts are reached over the session bus. When there is none, standard error says so.
         bool usesSessionBus = true;
         /// Makes the HTTP client, for a program that needs one.
         std::function<std::unique_ptr<URLSessions>(Bundles&)> makeURLSessions;
@@ -59,7 +60,7 @@ public:
     void runOne() { dispatch_.runOne(); }
     /// Whether running programs can be seen at all.
     [[nodiscard]] bool hasSessionBus() const { return bus_ != nullptr; }
-    /// Whether the list of running programs is as good as it gets; it is not at first.
+    /// Whether every program that was running at the start has said what it is. Until then the list may lack some.
     [[nodiscard]] bool knowsRunningPrograms() const { return !bus_ || workspace_.isComplete(); }
     [[nodiscard]] const WalkProgress& searchProgress() const { return computerSearch_.progress(); }
 
@@ -70,10 +71,12 @@ private:
     StandardErrorLog consoleLog_;
     JournalLog unifiedLog_;
     SystemClock clock_;
+    LinuxSystem operatingSystem_;
     AsioDispatch dispatch_{consoleLog_};
     LinuxFileManager fileManager_;
+    LinuxDirectories directories_;
     DirectoryBundles bundles_;
-    PropertyListDefaults userDefaults_{fileManager_, *bundles_.mainBundle()};
+    PropertyListDefaults userDefaults_{directories_, *bundles_.mainBundle()};
     ComputerSearch computerSearch_;
     IcuTextServices text_;
     LinuxThreads threads_;

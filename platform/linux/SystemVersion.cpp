@@ -43,3 +43,8 @@ std::string systemVersionString(const std::filesystem::path& etc) {
     const bool known = ::uname(&kernel) == 0;
     return fmt::format("Version {} (Build {})", distributionVersion(etc), known ? kernel.release : "unknown");
 }
+
+std::string LinuxSystem::versionString() const {
+    static const auto version = systemVersionString();
+    return version;
+}

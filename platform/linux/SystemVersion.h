@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ports/OperatingSystem.h"
+
 #include <filesystem>
 #include <string>
 
@@ -7,3 +9,9 @@
 /// release. The version is `VERSION_ID` of `os-release`, or, where this names a point release of it, the number in
 /// `debian_version`; `unknown` when neither says one. Both files lie in the given folder.
 [[nodiscard]] std::string systemVersionString(const std::filesystem::path& etc = "/etc");
+
+/// This system, whose version is looked up once in the process's life: web service calls ask each time.
+class LinuxSystem final : public OperatingSystem {
+public:
+    [[nodiscard]] std::string versionString() const override;
+};

@@ -100,11 +100,6 @@ std::optional<std::filesystem::path> SimulatedFileManager::resolvingSymbolicLink
     return kindOf(path) == FileKind::none ? std::nullopt : std::optional(path);
 }
 
-std::optional<std::filesystem::path> SimulatedFileManager::homeDirectoryForUser(const std::string& user) const {
-    const auto home = homes.find(user);
-    return home == homes.end() ? std::nullopt : std::optional(home->second);
-}
-
 std::unique_ptr<ProgramOutput::File> SimulatedFileManager::openFile(const Path& path, ErrorPtr& error) {
     error = kindOf(path) == FileKind::directory ? posixError(EISDIR, path) : checkParent(path);
     if (error) return nullptr;

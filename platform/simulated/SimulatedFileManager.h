@@ -24,9 +24,6 @@ public:
     [[nodiscard]] ErrorPtr moveItem(const Path& from, const Path& to) override;
     [[nodiscard]] std::unique_ptr<FileHandle> openForWriting(const Path& path, ErrorPtr& error) override;
     [[nodiscard]] std::optional<Path> resolvingSymbolicLinks(const Path& path) const override;
-    [[nodiscard]] Path homeDirectory() const override { return homes.at(""); }
-    [[nodiscard]] std::optional<Path> homeDirectoryForUser(const std::string& user) const override;
-    [[nodiscard]] std::optional<Path> applicationSupportDirectory() override { return applicationSupport; }
 
     [[nodiscard]] std::unique_ptr<File> openFile(const Path& path, ErrorPtr& error) override;
     [[nodiscard]] ErrorPtr rename(const Path& from, const Path& to) override;
@@ -45,12 +42,8 @@ public:
     std::set<Path> unopenable;
     /// Directories on file systems of their own; a file that is open is not moved from one to another.
     std::set<Path> mounts;
-    /// Home directories by user; the empty name is this user.
-    std::map<std::string, Path> homes{{"", "/home/lecturer"}};
     /// What `resolvingSymbolicLinks` makes of a path; of any other one itself, when something stands there.
     std::map<Path, Path> symbolicLinks;
-    /// Where applications keep their files; nothing imitates a platform without such a place.
-    std::optional<Path> applicationSupport = "/home/lecturer/.local/share";
 
 private:
     /// The contents of a file; none for a directory.

@@ -28,6 +28,7 @@ public:
 
     SimulatedDispatch dispatch;
     SimulatedFileManager files;
+    SimulatedDirectories directories;
     SimulatedBundles bundles;
     SimulatedMetadataQueries metadataQueries{dispatch};
     SimulatedWorkspace workspace{dispatch.mainQueue()};
@@ -35,7 +36,8 @@ public:
     SimulatedWindowServer windowServer;
     SimulatedText text;
     SimulatedXML xml;
-    SimulatedProcessInfo processInfo;
+    SimulatedAutomaticTermination automaticTermination;
+    SimulatedOperatingSystem operatingSystem;
     SimulatedUnifiedLog unifiedLog;
     SimulatedConsoleLog consoleLog;
     SimulatedUserDefaults userDefaults;
@@ -43,7 +45,22 @@ public:
     SimulatedThreads threads{dispatch};
 
 private:
-    const Platform services_{dispatch,   dispatch,     files,        bundles, metadataQueries, workspace,
-                             scripting,  windowServer, text,         xml,     processInfo,     unifiedLog,
-                             consoleLog, userDefaults, &urlSessions, &threads};
+    const Platform services_{.clock = dispatch,
+                             .dispatch = dispatch,
+                             .fileManager = files,
+                             .directories = directories,
+                             .bundles = bundles,
+                             .metadataQueries = metadataQueries,
+                             .workspace = workspace,
+                             .scripting = scripting,
+                             .windowServer = windowServer,
+                             .text = text,
+                             .xml = xml,
+                             .automaticTermination = automaticTermination,
+                             .operatingSystem = operatingSystem,
+                             .unifiedLog = unifiedLog,
+                             .consoleLog = consoleLog,
+                             .userDefaults = userDefaults,
+                             .urlSessions = &urlSessions,
+                             .threads = &threads};
 };

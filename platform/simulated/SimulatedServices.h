@@ -1,8 +1,10 @@
 #pragma once
 
+#include "ports/AutomaticTermination.h"
 #include "ports/Bundle.h"
+#include "ports/Directories.h"
 #include "ports/Log.h"
-#include "ports/ProcessInfo.h"
+#include "ports/OperatingSystem.h"
 #include "ports/Text.h"
 #include "ports/UserDefaults.h"
 #include "ports/WindowServer.h"
@@ -97,12 +99,34 @@ public:
     std::set<std::string> booleans;  ///< the keys that are true
 };
 
-/// Counts what keeps the process alive.
-class SimulatedProcessInfo final : public ProcessInfo {
+/// A lecturer's directories; tests may move them.
+class SimulatedDirectories final : public Directories {
 public:
-    void disableAutomaticTermination(const std::string& reason) override { ++disables[reason]; }
-    void enableAutomaticTermination(const std::string& reason) override { --disables[reason]; }
-    [[nodiscard]] std::string operatingSystemVersionString() const override { return "Version 13.4 (Build 22F66)"; }
+    using Path = std::filesystem::path;
+
+    [[nodiscard]] Path homeDirectory() const override { return homes.at(""); }
+    [[nodiscard]] std::optional<Path> homeDirectoryForUser(const std::string& user) const override {
+        const auto home = homes.find(user);
+        return home == homes.end() ? std::nullopt : std::optional(home->second);
+    }
+    [[nodiscard]] std::optional<Path> applicationSupportDirectory() override { return applicationSupport; }
+
+    /// Home directories by user; the empty name is this user.
+    std::map<std::string, Path> homes{{"", "/home/lecturer"}};
+    /// Nothing imitates a platform without such a place.
+    std::optional<Path> applicationSupport = "/home/lecturer/.local/share";
+};
+
+class SimulatedOperatingSystem final : public OperatingSystem {
+public:
+    [[nodiscard]] std::string versionString() const override { return "Version 13.4 (Build 22F66)"; }
+};
+
+/// Counts what keeps the process alive.
+class SimulatedAutomaticTermination final : public AutomaticTermination {
+public:
+    void disable(const std::string& reason) override { ++disables[reason]; }
+    void enable(const std::string& reason) override { --disables[reason]; }
 
     std::map<std::string, int> disables;  ///< disables less enables, by reason
 };

@@ -67,7 +67,7 @@ TEST_F(Control, StartRefusesWhatItCannotUse) {
         EXPECT_EQ(service->baseCaptureDirectoryURL(), test.kept) << test.error;
         EXPECT_EQ(takeLog(), test.log);
         EXPECT_FALSE(service->isMonitoringActive());
-        EXPECT_EQ(platform.processInfo.disables[kReason], ++starts) << "a failed start is not undone";
+        EXPECT_EQ(platform.automaticTermination.disables[kReason], ++starts) << "a failed start is not undone";
     }
     service->startDetectionAndCaptureTo(std::nullopt, std::nullopt, nullptr);
     platform.dispatch.runReady();
@@ -120,7 +120,7 @@ TEST_F(Control, StartCreatesDirectoriesAndStopForgetsThem) {
     EXPECT_FALSE(service->isMonitoringActive());
     EXPECT_FALSE(service->baseCaptureDirectoryURL());
     EXPECT_FALSE(service->baseWorkingDirectoryURL());
-    EXPECT_EQ(platform.processInfo.disables[kReason], 0);
+    EXPECT_EQ(platform.automaticTermination.disables[kReason], 0);
 }
 
 TEST_F(Control, NoTemporaryDirectoryNoService) {
@@ -220,7 +220,7 @@ TEST_F(Control, EachConnectionHasItsOwnServiceAndInvalidationEndsIt) {
     run(100s);
     EXPECT_EQ(host->calls, Calls{});
     EXPECT_TRUE(gone.expired()) << "nothing keeps the service of a lost host";
-    EXPECT_EQ(platform.processInfo.disables[kReason], 1);
+    EXPECT_EQ(platform.automaticTermination.disables[kReason], 1);
     EXPECT_EQ(other->calls, (Calls{"0 launched", "1250 started P2 /decks/a.key P2.key ok",
                                    "1375 slide P2 1 P2/slide.001.jpg", "3250 stopped P2 ok"}));
 }

@@ -80,7 +80,7 @@ TEST_F(Log, ConsoleTellsWhatIsMissing) {
     ASSERT_EQ(platform.consoleLog.messages.size(), 1U);
     EXPECT_TRUE(platform.consoleLog.messages[0].starts_with(std::string("Unable to open log file at: ") + kFile +
                                                             ", error: Error Domain=NSPOSIXErrorDomain Code=13"));
-    platform.files.applicationSupport = std::nullopt;
+    platform.directories.applicationSupport = std::nullopt;
     EXPECT_FALSE(applicationSupportDirectory());
     EXPECT_EQ(platform.consoleLog.messages.at(1), "Unable to find or create application support directory:\n(null)");
 }
@@ -107,9 +107,9 @@ TEST_F(Log, FindOrCreateDirectoryIgnoresKindAndDomain) {
         const auto directory = findOrCreateDirectory(platform.files, SearchPathDirectory::applicationSupport,
                                                      SearchPathDomain::user, component, nullptr);
         ASSERT_TRUE(directory);
-        EXPECT_EQ(directory->native(), platform.files.applicationSupport->native() + end) << component;
+        EXPECT_EQ(directory->native(), platform.directories.applicationSupport->native() + end) << component;
     }
-    platform.files.applicationSupport = std::nullopt;
+    platform.directories.applicationSupport = std::nullopt;
     error = makeError("Stale", 1);
     EXPECT_FALSE(findOrCreateDirectory(platform.files, SearchPathDirectory::applicationSupport, SearchPathDomain::user,
                                        std::nullopt, &error));

@@ -66,7 +66,7 @@ TEST(Strings, UTF8) {
 
 TEST(Strings, StandardisedPaths) {
     SimulatedPlatform platform;
-    platform.files.homes["bob"] = "/Users/bob";
+    platform.directories.homes["bob"] = "/Users/bob";
     platform.files.symbolicLinks["/link"] = "/far/away";
     const std::pair<const char*, const char*> cases[] = {
         {"", ""},
@@ -96,10 +96,10 @@ TEST(Strings, HomeDirectory) {
                                                             {"/opt/lœcal/x", "x"},
                                                             {"", ""}};
     for (const char* home : {"/Users/bøb", "/Users/bøb/"}) {
-        platform.files.homes[""] = home;
+        platform.directories.homes[""] = home;
         for (const auto& [path, result] : relative) EXPECT_EQ(pathRelativeToHome(path), result) << path;
     }
-    platform.files.homes[""] = "/Users/bob";
+    platform.directories.homes[""] = "/Users/bob";
     for (const char* path : {"~", "/Users/bob/a", "/Users//bobby/file"})
         EXPECT_TRUE(isUnderHomeDirectory(path)) << path;
     for (const char* path : {"/Users", "/Users/bob/../al", "Users/bob", ""}) {

@@ -5,12 +5,9 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <pwd.h>
 #include <sys/stat.h>
 #include <cerrno>
-#include <cstdlib>
 #include <system_error>
-#include <vector>
 
 namespace {
 
@@ -34,28 +31,6 @@ public:
 private:
     const FileDescriptor file_;
 };
-
-/// As other paths are written, so that texts can be compared.
-path standardised(const char* text) {
-    auto result = path(text).lexically_normal();
-    return result.has_filename() ? result : result.parent_path();
-}
-
-std::optional<path> absolutePathFromEnvironment(const char* variable) {
-    const char* value = std::getenv(variable);
-    if (value == nullptr || *value != '/') return std::nullopt;
-    return standardised(value);
-}
-
-template <class Find, class Key>
-std::optional<path> homeInPasswordDatabase(Find find, Key key) {
-    std::vector<char> buffer(16384);
-    struct passwd entry {};
-    struct passwd* found = nullptr;
-    const int error = find(key, &entry, buffer.data(), buffer.size(), &found);
-    if (error != 0 || found == nullptr || found->pw_dir == nullptr || *found->pw_dir != '/') return std::nullopt;
-    return standardised(found->pw_dir);
-}
 
 }  // namespace
 
@@ -103,20 +78,4 @@ std::optional<path> LinuxFileManager::resolvingSymbolicLinks(const path& path) c
     std::error_code error;
     auto resolved = std::filesystem::canonical(path, error);
     return error ? std::nullopt : std::optional(std::move(resolved));
-}
-
-path LinuxFileManager::homeDirectory() const {
-    if (auto home = absolutePathFromEnvironment("HOME")) return *home;
-    return homeInPasswordDatabase(::getpwuid_r, ::getuid()).value_or("/");
-}
-
-std::optional<path> LinuxFileManager::homeDirectoryForUser(const std::string& user) const {
-    return homeInPasswordDatabase(::getpwnam_r, user.c_str());
-}
-
-std::optional<path> LinuxFileManager::applicationSupportDirectory() {
-    const auto data = absolutePathFromEnvironment("XDG_DATA_HOME");
-    const path directory = data ? *data : homeDirectory() / ".local/share";
-    if (createDirectory(directory)) return std::nullopt;
-    return directory;
 }

@@ -2,9 +2,8 @@
 
 #include "ports/FileManager.h"
 
-/// Local files through POSIX calls. Nothing here ever waits for the other end of a pipe, or for a writer.
-///
-/// A move across file systems takes time in proportion to the file.
+/// Local files through POSIX calls. Nothing here ever waits for the other end of a pipe, or for a writer; a move across
+/// file systems takes time in proportion to the file.
 class LinuxFileManager final : public FileManager {
 public:
     [[nodiscard]] FileKind kindOf(const std::filesystem::path& path) const override;
@@ -16,10 +15,4 @@ public:
                                                              ErrorPtr& error) override;
     [[nodiscard]] std::optional<std::filesystem::path> resolvingSymbolicLinks(
         const std::filesystem::path& path) const override;
-    /// `$HOME` when it is absolute, else the password database's entry, else "/". Without superfluous slashes.
-    [[nodiscard]] std::filesystem::path homeDirectory() const override;
-    /// From the password database.
-    [[nodiscard]] std::optional<std::filesystem::path> homeDirectoryForUser(const std::string& user) const override;
-    /// `$XDG_DATA_HOME` when it is absolute, else `.local/share` in the home directory.
-    [[nodiscard]] std::optional<std::filesystem::path> applicationSupportDirectory() override;
 };

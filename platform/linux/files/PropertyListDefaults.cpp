@@ -2,7 +2,7 @@
 
 #include "platform/linux/files/PropertyList.h"
 #include "ports/Bundle.h"
-#include "ports/FileManager.h"
+#include "ports/Directories.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -11,10 +11,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-fs::path configurationDirectory(const FileManager& fileManager) {
+fs::path configurationDirectory(const Directories& directories) {
     const char* value = std::getenv("XDG_CONFIG_HOME");
     const fs::path path(value != nullptr ? value : "");
-    return path.is_absolute() ? path : fileManager.homeDirectory() / ".config";
+    return path.is_absolute() ? path : directories.homeDirectory() / ".config";
 }
 
 bool boolValue(std::string_view text) {
@@ -26,8 +26,8 @@ bool boolValue(std::string_view text) {
 
 }  // namespace
 
-PropertyListDefaults::PropertyListDefaults(const FileManager& fileManager, const Bundle& mainBundle)
-    : PropertyListDefaults(configurationDirectory(fileManager) /
+PropertyListDefaults::PropertyListDefaults(const Directories& directories, const Bundle& mainBundle)
+    : PropertyListDefaults(configurationDirectory(directories) /
                            (mainBundle.infoString("CFBundleExecutable").value_or("") + ".plist")) {}
 
 bool PropertyListDefaults::boolForKey(const std::string& defaultName) {

@@ -5,14 +5,14 @@
 #include <filesystem>
 
 class Bundle;
-class FileManager;
+class Directories;
 
 /// Defaults from a property list (XML or binary) of the user's, which is read anew at each question.
 class PropertyListDefaults final : public UserDefaults {
 public:
     explicit PropertyListDefaults(std::filesystem::path file) : file_(std::move(file)) {}
     /// From `<executable>.plist` in `$XDG_CONFIG_HOME` when that is absolute, else in `.config` in the home directory.
-    PropertyListDefaults(const FileManager& fileManager, const Bundle& mainBundle);
+    PropertyListDefaults(const Directories& directories, const Bundle& mainBundle);
 
     [[nodiscard]] bool boolForKey(const std::string& defaultName) override;
 

@@ -17,12 +17,12 @@ protected:
 
 TEST_F(IdleTerminationTest, WaitsForHostsAndCountsFromTheLastOfThemWhateverTheyLeftDisabled) {
     process->hostConnected();
-    process->disableAutomaticTermination("recording");
+    process->disable("recording");
     process->hostConnected();
-    process->disableAutomaticTermination("recording");
+    process->disable("recording");
     dispatch.runFor(1h);
     process->hostLeft();
-    process->enableAutomaticTermination("recording");
+    process->enable("recording");
     dispatch.runFor(1h);
     EXPECT_EQ(ended, 0);
     process->hostLeft();
@@ -37,7 +37,7 @@ TEST_F(IdleTerminationTest, WaitsForHostsAndCountsFromTheLastOfThemWhateverTheyL
 
 TEST_F(IdleTerminationTest, MoreEnablesThanDisablesDoNotKeepIt) {
     process->hostConnected();
-    process->enableAutomaticTermination("recording");
+    process->enable("recording");
     process->hostLeft();
     dispatch.runFor(30s);
     EXPECT_EQ(ended, 1);

@@ -1,8 +1,10 @@
 #include "MacShared/LogRun.h"
 #include "MacShared/NSBundle+VELLogAdditions.h"
+#include "platform/linux/files/LinuxDirectories.h"
 #include "platform/linux/files/LinuxFileManager.h"
 #include "platform/linux/text/IcuTextServices.h"
 #include "platform/simulated/SimulatedPlatform.h"
+#include "tests/support/Replaced.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <fmt/format.h>
@@ -25,10 +27,8 @@ TEST(LogFile, LinesOfSeveralThreadsStayWholeAndBearTheYearOfTheirWeek) {
     SimulatedPlatform rest;
     LinuxFileManager files;
     IcuTextServices text;
-    const Platform services{
-        rest.dispatch,   rest.dispatch,     files, rest.bundles, rest.metadataQueries, rest.workspace,
-        rest.scripting,  rest.windowServer, text,  rest.xml,     rest.processInfo,     rest.unifiedLog,
-        rest.consoleLog, rest.userDefaults};
+    LinuxDirectories directories;
+    const Platform services = replaced(platform(), files, directories, text);
     installPlatform(&services);
     beginNewLogRun();
     rest.unifiedLog.enabled = false;

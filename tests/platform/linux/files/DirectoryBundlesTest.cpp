@@ -1,6 +1,6 @@
 #include "platform/linux/SystemVersion.h"
 #include "platform/linux/files/DirectoryBundles.h"
-#include "platform/linux/files/LinuxFileManager.h"
+#include "platform/linux/files/LinuxDirectories.h"
 #include "platform/linux/files/PropertyList.h"
 #include "platform/linux/files/PropertyListDefaults.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -118,8 +118,8 @@ TEST_F(BundleTest, AUserDefaultIsWhatThePlatformTakesForTrue) {
     ::setenv("XDG_CONFIG_HOME", root.path.c_str(), 1);
     writeFile(root.path / (bundles.mainBundle()->infoString("CFBundleExecutable").value() + ".plist"),
               xmlWith("<key>A</key><true/>"));
-    EXPECT_TRUE(PropertyListDefaults(LinuxFileManager(), *bundles.mainBundle()).boolForKey("A"));
-    EXPECT_FALSE(PropertyListDefaults(LinuxFileManager(), *bundles.mainBundle()).boolForKey("B"));
+    EXPECT_TRUE(PropertyListDefaults(LinuxDirectories(), *bundles.mainBundle()).boolForKey("A"));
+    EXPECT_FALSE(PropertyListDefaults(LinuxDirectories(), *bundles.mainBundle()).boolForKey("B"));
     ::unsetenv("XDG_CONFIG_HOME");
 }
 

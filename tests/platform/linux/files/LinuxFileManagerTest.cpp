@@ -1,3 +1,4 @@
+#include "platform/linux/files/LinuxDirectories.h"
 #include "platform/linux/files/LinuxFileManager.h"
 #include "tests/platform/linux/files/FileSystemFaults.h"
 #include "tests/support/PrivateMounts.h"
@@ -166,6 +167,7 @@ TEST_F(MoveAcrossFileSystemsTest, AFullDestinationLeavesTheSourceAndNothingElse)
 class LinuxFileManagerTest : public testing::Test {
 protected:
     LinuxFileManager files;
+    LinuxDirectories directories;
     TemporaryDirectory root;
 };
 
@@ -191,21 +193,21 @@ TEST_F(LinuxFileManagerTest, FollowsLinksAndNeverWaitsForAPipe) {
 TEST_F(LinuxFileManagerTest, FindsTheUsersDirectories) {
     const auto support = root.path / "data/deep";
     ::setenv("XDG_DATA_HOME", support.c_str(), 1);
-    EXPECT_EQ(files.applicationSupportDirectory(), support);
+    EXPECT_EQ(directories.applicationSupportDirectory(), support);
     EXPECT_TRUE(fs::is_directory(support));
     ::setenv("XDG_DATA_HOME", "relative", 1);
     for (const auto& home : {root.path.string(), root.path.string() + "//", "//" + root.path.string() + "/./"}) {
         ::setenv("HOME", home.c_str(), 1);
-        EXPECT_EQ(files.homeDirectory().native(), root.path.native()) << home;
+        EXPECT_EQ(directories.homeDirectory().native(), root.path.native()) << home;
     }
-    EXPECT_EQ(files.applicationSupportDirectory(), root.path / ".local/share");
+    EXPECT_EQ(directories.applicationSupportDirectory(), root.path / ".local/share");
     EXPECT_TRUE(fs::is_directory(root.path / ".local/share"));
     writeFile(root.path / "file", "");
     ::setenv("XDG_DATA_HOME", (root.path / "file").c_str(), 1);
-    EXPECT_EQ(files.applicationSupportDirectory(), std::nullopt);
+    EXPECT_EQ(directories.applicationSupportDirectory(), std::nullopt);
     ::unsetenv("HOME");
-    EXPECT_TRUE(files.homeDirectory().is_absolute());
-    EXPECT_NE(files.homeDirectory(), root.path);
+    EXPECT_TRUE(directories.homeDirectory().is_absolute());
+    EXPECT_NE(directories.homeDirectory(), root.path);
 }
 
 TEST_F(LinuxFileManagerTest, FollowsLinksAndKnowsOtherUsers) {
@@ -215,8 +217,8 @@ TEST_F(LinuxFileManagerTest, FollowsLinksAndKnowsOtherUsers) {
     EXPECT_EQ(files.resolvingSymbolicLinks(root.path / "link"), fs::canonical(root.path) / "far/away");
     EXPECT_EQ(files.resolvingSymbolicLinks(root.path / "loop"), std::nullopt);
     EXPECT_EQ(files.resolvingSymbolicLinks(root.path / "link/gone"), std::nullopt);
-    EXPECT_EQ(files.homeDirectoryForUser("root"), "/root");
-    EXPECT_EQ(files.homeDirectoryForUser("no such user"), std::nullopt);
+    EXPECT_EQ(directories.homeDirectoryForUser("root"), "/root");
+    EXPECT_EQ(directories.homeDirectoryForUser("no such user"), std::nullopt);
 }
 
 }  // namespace
