@@ -39,37 +39,42 @@ std::string textOf(const ErrorPtr& error) {
     return shortened(text);
 }
 
+namespace {
+
+/// A call in a line.
+struct Worded {
+    std::string operator()(const ProgramLaunched&) const { return "launched"; }
+    std::string operator()(const ProgramTerminated&) const { return "terminated"; }
+    std::string operator()(const StartedPresenting& call) const {
+        const auto& path = call.originalDocumentPath;
+        return fmt::format("started {} {} {} {}", shortID(call.presentationID), path ? path->native() : "nil",
+                           shortened(call.archive.value_or("nil")), textOf(call.error));
+    }
+    std::string operator()(const PresentedSlide& call) const {
+        return fmt::format("slide {} {} {}", shortID(call.presentationID), call.number, shortPath(call.imageFilePath));
+    }
+    std::string operator()(const StoppedPresenting& call) const {
+        return fmt::format("stopped {} {}", shortID(call.presentationID), textOf(call.error));
+    }
+    std::string operator()(const ExtractedSlideFiles& call) const {
+        return fmt::format("extracted {} {}", call.presentationPath, textOf(call.error));
+    }
+    std::string operator()(const SavingEnded& call) const {
+        return call.error ? fmt::format("not saved {}", textOf(call.error)) : "saved";
+    }
+};
+
+}  // namespace
+
 void RecordingHost::note(const std::string& what) {
     const auto elapsed = std::chrono::duration_cast<std::chrono::microseconds>(dispatch_.elapsed()).count();
     calls.push_back(fmt::format("{:g} {}", static_cast<double>(elapsed) / 1000, what));
 }
 
-void RecordingHost::startedPresenting(const std::optional<std::string>& presentationID,
-                                      const std::optional<std::filesystem::path>& originalDocumentPath,
-                                      const std::optional<std::string>& archive, const ErrorPtr& error) {
-    const auto archiveName =
-        archive ? shortID(archive->substr(0, archive->find('.'))) + archive->substr(archive->find('.')) : "nil";
-    note(fmt::format("started {} {} {} {}", shortID(presentationID),
-                     originalDocumentPath ? originalDocumentPath->native() : "nil", archiveName, textOf(error)));
-}
-
-void RecordingHost::stoppedPresenting(const std::optional<std::string>& presentationID, const ErrorPtr& error) {
-    note(fmt::format("stopped {} {}", shortID(presentationID), textOf(error)));
-}
-
-void RecordingHost::slideDeckPresentedSlide(const std::optional<std::string>& presentationID,
-                                            std::int64_t presentedSlide, Date at,
-                                            const std::optional<std::filesystem::path>& imageFilePathURL) {
-    EXPECT_EQ(at, dispatch_.now());
-    note(fmt::format("slide {} {} {}", shortID(presentationID), presentedSlide, shortPath(imageFilePathURL)));
-}
-
-void RecordingHost::extractedSlideFilesForPresentation(const std::string& path, const ErrorPtr& withError) {
-    note(fmt::format("extracted {} {}", path, textOf(withError)));
-}
-
-void RecordingHost::failedToSaveArchiveDocumentError(const ErrorPtr& error) {
-    note(fmt::format("not saved {}", textOf(error)));
+void RecordingHost::take(const DelegateCall& call) {
+    const auto* const slide = std::get_if<PresentedSlide>(&call);
+    EXPECT_TRUE(slide == nullptr || slide->at == dispatch_.now());
+    note(std::visit(Worded(), call));
 }
 
 Program::Program(SimulatedPlatform& simulated, pid_t processIdentifier, const std::string& version)

@@ -2,8 +2,8 @@
 
 #include "KeynoteCaptureService/KeynoteCaptureService.h"
 #include "KeynoteCaptureService/ServiceDelegate.h"
+#include "host/DelegateCalls.h"
 #include "platform/simulated/SimulatedPlatform.h"
-#include "ports/KeynoteCaptureServiceDelegate.h"
 #include "ports/ServiceListener.h"
 
 #include <gtest/gtest.h>
@@ -15,27 +15,17 @@ using namespace std::chrono_literals;
 
 /// Notes every call in order, one line each, beginning with the virtual time in milliseconds, and errors with all they
 /// carry. Presentation identifiers appear as P1, P2, … in the order made, the sandbox as S.
-class RecordingHost final : public KeynoteCaptureServiceDelegate {
+class RecordingHost final : public DelegateCalls {
 public:
     explicit RecordingHost(const SimulatedDispatch& dispatch) : dispatch_(dispatch) {}
-
-    void startedPresenting(const std::optional<std::string>& presentationID,
-                           const std::optional<std::filesystem::path>& originalDocumentPath,
-                           const std::optional<std::string>& archive, const ErrorPtr& error) override;
-    void stoppedPresenting(const std::optional<std::string>& presentationID, const ErrorPtr& error) override;
-    void slideDeckPresentedSlide(const std::optional<std::string>& presentationID, std::int64_t presentedSlide, Date at,
-                                 const std::optional<std::filesystem::path>& imageFilePathURL) override;
-    void extractedSlideFilesForPresentation(const std::string& path, const ErrorPtr& withError) override;
-    void savedArchiveDocuments() override { note("saved"); }
-    void failedToSaveArchiveDocumentError(const ErrorPtr& error) override;
-    void detectedKeynoteLaunched() override { note("launched"); }
-    void detectedKeynoteTerminated() override { note("terminated"); }
 
     void note(const std::string& what);
 
     std::vector<std::string> calls;
 
 private:
+    void take(const DelegateCall& call) override;
+
     const SimulatedDispatch& dispatch_;
 };
 

@@ -73,35 +73,19 @@ Host::Presentation Host::presentation(std::size_t number) const {
     return presentations_.at(number - 1);
 }
 
-void Host::startedPresenting(const std::optional<std::string>& presentationID,
-                             const std::optional<std::filesystem::path>& originalDocumentPath,
-                             const std::optional<std::string>& archive, const ErrorPtr& error) {
+void Host::take(const DelegateCall& call) {
     const std::lock_guard lock(mutex_);
-    presentations_.push_back({presentationID.value_or(""), originalDocumentPath, archive, {}});
-    const auto name = nameOf(presentationID);
-    add(name + " started", error);
+    std::visit([this](const auto& each) { note(each); }, call);
 }
 
-void Host::stoppedPresenting(const std::optional<std::string>& presentationID, const ErrorPtr& error) {
-    const std::lock_guard lock(mutex_);
-    const auto name = nameOf(presentationID);
-    add(name + " stopped", error);
+void Host::note(const StartedPresenting& call) {
+    presentations_.push_back({call.presentationID.value_or(""), call.originalDocumentPath, call.archive, {}});
+    add(nameOf(call.presentationID) + " started", call.error);
 }
 
-void Host::slideDeckPresentedSlide(const std::optional<std::string>& presentationID, std::int64_t presentedSlide,
-                                   Date /*at*/, const std::optional<std::filesystem::path>& imageFilePathURL) {
-    const std::lock_guard lock(mutex_);
-    const auto name = nameOf(presentationID);
-    if (!presentations_.empty()) presentations_.back().images.push_back(imageFilePathURL.value_or(""));
-    add(fmt::format("{} slide {}", name, presentedSlide));
-}
-
-void Host::detectedKeynoteLaunched() {
-    add("launched");
-}
-
-void Host::detectedKeynoteTerminated() {
-    add("terminated");
+void Host::note(const PresentedSlide& call) {
+    if (!presentations_.empty()) presentations_.back().images.push_back(call.imageFilePath.value_or(""));
+    add(fmt::format("{} slide {}", nameOf(call.presentationID), call.number));
 }
 
 void Host::add(const std::string& line, const ErrorPtr& error) {

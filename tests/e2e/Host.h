@@ -1,6 +1,7 @@
 #pragma once
 
 #include "host/CaptureServiceClient.h"
+#include "host/DelegateCalls.h"
 #include "tests/support/Deadline.h"
 
 #include <chrono>
@@ -15,7 +16,7 @@
 /// A recorder in the test's process. What the service tells it becomes a line each; presentations are numbered as they
 /// come: "launched", "P1 started", "P1 slide 3", "P1 stopped", "terminated", with the error's code at the end if there
 /// is one ("P1 stopped, error 5"). "start failed: ..." and "lost" come from the client.
-class Host final : private KeynoteCaptureServiceDelegate {
+class Host final : private DelegateCalls {
 public:
     using Lines = std::vector<std::string>;
 
@@ -47,19 +48,14 @@ public:
     [[nodiscard]] Presentation presentation(std::size_t number) const;
 
 private:
-    void startedPresenting(const std::optional<std::string>& presentationID,
-                           const std::optional<std::filesystem::path>& originalDocumentPath,
-                           const std::optional<std::string>& archive, const ErrorPtr& error) override;
-    void stoppedPresenting(const std::optional<std::string>& presentationID, const ErrorPtr& error) override;
-    void slideDeckPresentedSlide(const std::optional<std::string>& presentationID, std::int64_t presentedSlide, Date at,
-                                 const std::optional<std::filesystem::path>& imageFilePathURL) override;
-    void extractedSlideFilesForPresentation(const std::string& path, const ErrorPtr& withError) override {
-        add("extracted " + path, withError);
-    }
-    void savedArchiveDocuments() override { add("saved"); }
-    void failedToSaveArchiveDocumentError(const ErrorPtr& error) override { add("not saved", error); }
-    void detectedKeynoteLaunched() override;
-    void detectedKeynoteTerminated() override;
+    void take(const DelegateCall& call) override;
+    void note(const ProgramLaunched& /*call*/) { add("launched"); }
+    void note(const ProgramTerminated& /*call*/) { add("terminated"); }
+    void note(const StartedPresenting& call);
+    void note(const PresentedSlide& call);
+    void note(const StoppedPresenting& call) { add(nameOf(call.presentationID) + " stopped", call.error); }
+    void note(const ExtractedSlideFiles& call) { add("extracted " + call.presentationPath, call.error); }
+    void note(const SavingEnded& call) { add(call.error ? "not saved" : "saved", call.error); }
 
     void add(const std::string& line, const ErrorPtr& error = nullptr);
     /// "P" and the number; with the lock held.

@@ -14,7 +14,7 @@ namespace {
 void require(bool done, const char* what) {
     if (done) return;
     std::cerr << what << ": " << std::strerror(errno)
-              << "\nThis test needs to run as root or with unprivileged user name spaces "
+              << "\nThis test needs to run as root or with unprivileged user namespaces "
                  "(sysctl kernel.unprivileged_userns_clone=1).\n";
     std::_Exit(2);
 }
@@ -28,9 +28,9 @@ void write(const char* path, const std::string& text) {
 void enterPrivateMounts() {
     const auto user = std::to_string(::getuid());
     if (::getuid() == 0) {
-        require(::unshare(CLONE_NEWNS) == 0, "Could not enter a mount name space");
+        require(::unshare(CLONE_NEWNS) == 0, "Could not enter a mount namespace");
     } else {
-        require(::unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0, "Could not enter a user name space");
+        require(::unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0, "Could not enter a user namespace");
         write("/proc/self/uid_map", user + " " + user + " 1\n");
     }
     require(::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "Could not make mounts private");

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/Error.h"
+#include "tools/ExitStatus.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -9,14 +10,6 @@
 #include <string>
 #include <string_view>
 #include <vector>
-
-/// What the tool tells the shell.
-enum ExitStatus : int {
-    kDone = 0,
-    kOperationFailed = 1,
-    kWrongUsage = 2,
-    kNoService = 3,
-};
 
 struct RecordOptions {
     std::filesystem::path directory;        ///< absolute; made when missing

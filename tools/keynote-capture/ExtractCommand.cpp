@@ -38,7 +38,7 @@ public:
         if (const auto problem = files_.makeRoom(options_.replace)) return failed(*problem);
         isAsked_ = true;
         client_.extractSlideFiles(files_.names(), files_.deck().native(),
-                                  [this](const ErrorPtr& error) { inbox_.post(StartFailed{error}); });
+                                  [this](const ErrorPtr& error) { inbox_.post(RequestRefused{error}); });
         tellProgress();
         return std::nullopt;
     }
@@ -54,12 +54,12 @@ public:
         if (options_.json && !makeJSONEventWriter()->write(call)) return failed("Cannot write the events.");
         return finished(extracted->error);
     }
-    std::optional<ExitStatus> operator()(const StartFailed& failure) {
+    std::optional<ExitStatus> operator()(const RequestRefused& failure) {
         line_.clear();
         return reported(*failure.error);
     }
     std::optional<ExitStatus> operator()(const ServiceLost&) {
-        std::ignore = failed("The capture service has gone; the extraction has ended.");
+        static_cast<void>(failed("The capture service has gone; the extraction has ended."));
         return kNoService;
     }
     std::optional<ExitStatus> operator()(const Interrupted&) {
@@ -151,7 +151,7 @@ ExitStatus extract(const ExtractOptions& options) {
         inbox, [&inbox] { inbox.post(ServiceLost{}); }, error);
     if (!client) return reported(*error);
     client->checkService([&inbox](const ErrorPtr& failure) {
-        inbox.post(failure ? Event(StartFailed{failure}) : Event(ServiceAnswered{}));
+        inbox.post(failure ? Event(RequestRefused{failure}) : Event(ServiceAnswered{}));
     });
     Extraction extraction(options, inbox, *client);
     for (;;) {

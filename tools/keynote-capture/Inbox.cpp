@@ -96,38 +96,3 @@ std::optional<Event> Inbox::takeFirst() {
     if (events_.empty()) eventfd_read(wakeUp_, &count);
     return first;
 }
-
-void Inbox::startedPresenting(const std::optional<std::string>& presentationID,
-                              const std::optional<std::filesystem::path>& originalDocumentPath,
-                              const std::optional<std::string>& archive, const ErrorPtr& error) {
-    post(StartedPresenting{presentationID, originalDocumentPath, archive, error});
-}
-
-void Inbox::stoppedPresenting(const std::optional<std::string>& presentationID, const ErrorPtr& error) {
-    post(StoppedPresenting{presentationID, error});
-}
-
-void Inbox::slideDeckPresentedSlide(const std::optional<std::string>& presentationID, std::int64_t presentedSlide,
-                                    Date at, const std::optional<std::filesystem::path>& imageFilePathURL) {
-    post(PresentedSlide{presentationID, presentedSlide, at, imageFilePathURL});
-}
-
-void Inbox::extractedSlideFilesForPresentation(const std::string& path, const ErrorPtr& withError) {
-    post(ExtractedSlideFiles{path, withError});
-}
-
-void Inbox::savedArchiveDocuments() {
-    post(SavingEnded{nullptr});
-}
-
-void Inbox::failedToSaveArchiveDocumentError(const ErrorPtr& error) {
-    post(SavingEnded{error});
-}
-
-void Inbox::detectedKeynoteLaunched() {
-    post(ProgramLaunched{});
-}
-
-void Inbox::detectedKeynoteTerminated() {
-    post(ProgramTerminated{});
-}

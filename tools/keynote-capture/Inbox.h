@@ -1,6 +1,5 @@
 #pragma once
 
-#include "ports/KeynoteCaptureServiceDelegate.h"
 #include "tools/keynote-capture/Event.h"
 
 #include <deque>
@@ -11,7 +10,7 @@
 ///
 /// While it lives, SIGINT and SIGTERM are blocked and arrive as `Interrupted`, and SIGPIPE is ignored. Make it before
 /// any other thread. One at a time in a process.
-class Inbox final : public KeynoteCaptureServiceDelegate {
+class Inbox final : public DelegateCalls {
 public:
     Inbox();
     ~Inbox() override;
@@ -24,19 +23,8 @@ public:
     /// `OutputClosed` comes once. Main thread.
     [[nodiscard]] Event next(std::optional<Instant> deadline = std::nullopt);
 
-    void startedPresenting(const std::optional<std::string>& presentationID,
-                           const std::optional<std::filesystem::path>& originalDocumentPath,
-                           const std::optional<std::string>& archive, const ErrorPtr& error) override;
-    void stoppedPresenting(const std::optional<std::string>& presentationID, const ErrorPtr& error) override;
-    void slideDeckPresentedSlide(const std::optional<std::string>& presentationID, std::int64_t presentedSlide, Date at,
-                                 const std::optional<std::filesystem::path>& imageFilePathURL) override;
-    void extractedSlideFilesForPresentation(const std::string& path, const ErrorPtr& withError) override;
-    void savedArchiveDocuments() override;
-    void failedToSaveArchiveDocumentError(const ErrorPtr& error) override;
-    void detectedKeynoteLaunched() override;
-    void detectedKeynoteTerminated() override;
-
 private:
+    void take(const DelegateCall& call) override { post(call); }
     std::optional<Event> waitForOne(int milliseconds);
     std::optional<Event> takeFirst();
 

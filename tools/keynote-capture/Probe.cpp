@@ -74,7 +74,7 @@ Probe::~Probe() {
 
 void Probe::start() {
     client_->startDetectionAndCaptureTo(directory_, recordingID_,
-                                        [this](const ErrorPtr& error) { inbox_.post(StartFailed{error}); });
+                                        [this](const ErrorPtr& error) { inbox_.post(RequestRefused{error}); });
 }
 
 bool Probe::waitForProgram() {
@@ -137,7 +137,7 @@ void Probe::note(const StoppedPresenting& /*call*/) {
     showRuns_ = false;
 }
 
-void Probe::note(const StartFailed& failure) {
+void Probe::note(const RequestRefused& failure) {
     fatal_ = reported(*failure.error);
 }
 

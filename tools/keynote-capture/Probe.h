@@ -35,7 +35,7 @@ private:
     void note(const ProgramTerminated& call);
     void note(const StartedPresenting& call);
     void note(const StoppedPresenting& call);
-    void note(const StartFailed& failure);
+    void note(const RequestRefused& failure);
     void note(const WindowsDescribed& answer);
     void note(const ServiceLost& event);
     void note(const Interrupted& event);

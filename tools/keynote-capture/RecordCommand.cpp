@@ -22,7 +22,7 @@ public:
         if (stopping_ && unfinishedShows_.empty()) return finished();
         return std::nullopt;
     }
-    std::optional<ExitStatus> operator()(const StartFailed& failure) { return reported(*failure.error); }
+    std::optional<ExitStatus> operator()(const RequestRefused& failure) { return reported(*failure.error); }
     std::optional<ExitStatus> operator()(const ServiceLost&) {
         complain("The capture service has gone; the recording has ended.");
         return kNoService;
@@ -83,7 +83,7 @@ ExitStatus record(const RecordOptions& options) {
     if (!client) return reported(*error);
     if (options.pollingInterval) client->setKeynotePollingInterval(*options.pollingInterval);
     client->startDetectionAndCaptureTo(options.directory, options.recordingID,
-                                       [&inbox](const ErrorPtr& failure) { inbox.post(StartFailed{failure}); });
+                                       [&inbox](const ErrorPtr& failure) { inbox.post(RequestRefused{failure}); });
     if (!options.json) {
         complain("Captures go to " + printableText(options.directory.native()) + "; interrupt (Ctrl-C) to stop.");
     }

@@ -21,7 +21,7 @@ public:
         if (ended->error) return reported(*ended->error);
         return written ? kDone : kOperationFailed;
     }
-    std::optional<ExitStatus> operator()(const StartFailed& failure) {
+    std::optional<ExitStatus> operator()(const RequestRefused& failure) {
         line_.clear();
         return reported(*failure.error);
     }
@@ -49,7 +49,7 @@ ExitStatus waitForSaving(bool json) {
     const auto client = CaptureServiceClient::connect(
         inbox, [&inbox] { inbox.post(ServiceLost{}); }, error);
     if (!client) return reported(*error);
-    client->waitForSavingToCompleteAsync([&inbox](const ErrorPtr& failure) { inbox.post(StartFailed{failure}); });
+    client->waitForSavingToCompleteAsync([&inbox](const ErrorPtr& failure) { inbox.post(RequestRefused{failure}); });
     Waiting waiting(json);
     for (;;) {
         if (const auto status = std::visit(waiting, inbox.next())) return *status;

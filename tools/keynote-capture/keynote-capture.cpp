@@ -11,6 +11,8 @@
 #include <CLI/CLI.hpp>
 
 #include <cmath>
+#include <functional>
+#include <memory>
 
 namespace {
 
@@ -43,6 +45,94 @@ std::string checkPath(const std::string& text) {
     return text.empty() ? "must not be empty" : std::string();
 }
 
+/// What is to be run: chosen while the line is read, run once all of it has been found to be right.
+using Run = std::function<ExitStatus()>;
+
+void addJSON(CLI::App& command, bool& json) {
+    command.add_flag("--json", json, "JSON Lines: one object per event on standard output");
+}
+
+std::filesystem::path absolutePath(const std::filesystem::path& path) {
+    return std::filesystem::absolute(path).lexically_normal();
+}
+
+void addRecord(CLI::App& app, Run& chosen) {
+    auto& command = *app.add_subcommand("record", "Record slide shows until interrupted, events as they happen");
+    const auto options = std::make_shared<RecordOptions>();
+    options->recordingID = defaultRecordingID();
+    command.add_option("--to", options->directory, "Capture directory; made when missing")
+        ->required()
+        ->check(CLI::Validator(checkPath, "DIR"))
+        ->option_text("DIR (required)");
+    command.add_option("--recording-id", options->recordingID, "Name of the recording's working directory")
+        ->check(CLI::Validator(checkRecordingID, "ID"))
+        ->option_text("ID (default: from the time)");
+    command
+        .add_option_function<double>(
+            "--polling-interval", [options](double seconds) { options->pollingInterval = seconds; },
+            "Seconds between two looks at the program")
+        ->check(CLI::Validator(checkInterval, "S"))
+        ->option_text("S (default: 0.25)");
+    addJSON(command, options->json);
+    command.callback([options, &chosen] {
+        options->directory = absolutePath(options->directory);
+        chosen = [options] { return record(*options); };
+    });
+}
+
+void addStopPresenting(CLI::App& app, Run& chosen) {
+    app.add_subcommand("stop-presenting", "End the running slide show")->callback([&chosen] {
+        chosen = stopPresenting;
+    });
+}
+
+void addWindows(CLI::App& app, Run& chosen) {
+    auto& command = *app.add_subcommand("windows", "List the presentation program's windows");
+    const auto scriptable = std::make_shared<bool>(false);
+    command.add_flag("--scriptable", *scriptable, "As the program tells, not the window server");
+    command.callback([scriptable, &chosen] { chosen = [scriptable] { return listWindows(*scriptable); }; });
+}
+
+void addExtract(CLI::App& app, Run& chosen) {
+    auto& command = *app.add_subcommand("extract", "Write a deck's slide images and text beside it");
+    const auto options = std::make_shared<ExtractOptions>();
+    command.add_option("DECK", options->deck, "The presentation")
+        ->required()
+        ->check(CLI::Validator(checkPath, "DECK"))
+        ->option_text(" ");
+    command
+        .add_option_function<std::string>(
+            "--slides", [options](const std::string& list) { options->slides = slidesFrom(list); },
+            "These slides only, like 1-9,12")
+        ->check(CLI::Validator(checkSlides, "LIST"))
+        ->option_text("LIST");
+    command.add_flag("--replace", options->replace, "Remove images of the same names first");
+    addJSON(command, options->json);
+    command.callback([options, &chosen] {
+        options->deck = absolutePath(options->deck);
+        chosen = [options] { return extract(*options); };
+    });
+}
+
+void addWaitForSaving(CLI::App& app, Run& chosen) {
+    auto& command = *app.add_subcommand("wait-for-saving", "Wait until the presentation program has finished saving");
+    const auto json = std::make_shared<bool>(false);
+    addJSON(command, *json);
+    command.callback([json, &chosen] { chosen = [json] { return waitForSaving(*json); }; });
+}
+
+void addKeynotes(CLI::App& app, Run& chosen) {
+    auto& command = *app.add_subcommand(
+        "keynotes", "List the presentation programs that run and those installed on this computer's local disks");
+    const auto options = std::make_shared<KeynotesOptions>();
+    command.add_option("--root", options->roots, "Search below this directory only; may be repeated")
+        ->allow_extra_args(false)
+        ->check(CLI::ExistingDirectory)
+        ->option_text("DIR");
+    command.add_flag("--json", options->json, "JSON Lines: one object per finding on standard output");
+    command.callback([options, &chosen] { chosen = [options] { return listKeynotes(*options); }; });
+}
+
 }  // namespace
 
 int main(int argc, char** argv) try {
@@ -51,72 +141,16 @@ int main(int argc, char** argv) try {
     app.set_version_flag("--version", std::string("keynote-capture ") + KCS_VERSION);
     app.require_subcommand(1);
     app.footer(kFooter);
-
-    RecordOptions options;
-    options.recordingID = defaultRecordingID();
-    std::string directory;
-    double interval = 0;
-    auto* recordCommand = app.add_subcommand("record", "Record slide shows until interrupted, events as they happen");
-    recordCommand->add_option("--to", directory, "Capture directory; made when missing")
-        ->required()
-        ->check(CLI::Validator(checkPath, "DIR"))
-        ->option_text("DIR (required)");
-    recordCommand->add_option("--recording-id", options.recordingID, "Name of the recording's working directory")
-        ->check(CLI::Validator(checkRecordingID, "ID"))
-        ->option_text("ID (default: from the time)");
-    auto* intervalOption =
-        recordCommand->add_option("--polling-interval", interval, "Seconds between two looks at the program")
-            ->check(CLI::Validator(checkInterval, "S"))
-            ->option_text("S (default: 0.25)");
-    recordCommand->add_flag("--json", options.json, "JSON Lines: one object per event on standard output");
-    auto* stopCommand = app.add_subcommand("stop-presenting", "End the running slide show");
-    bool scriptable = false;
-    auto* windowsCommand = app.add_subcommand("windows", "List the presentation program's windows");
-    windowsCommand->add_flag("--scriptable", scriptable, "As the program tells, not the window server");
-
-    ExtractOptions extraction;
-    std::string slides;
-    auto* extractCommand = app.add_subcommand("extract", "Write a deck's slide images and text beside it");
-    extractCommand->add_option("DECK", extraction.deck, "The presentation")
-        ->required()
-        ->check(CLI::Validator(checkPath, "DECK"))
-        ->option_text(" ");
-    extractCommand->add_option("--slides", slides, "These slides only, like 1-9,12")
-        ->check(CLI::Validator(checkSlides, "LIST"))
-        ->option_text("LIST");
-    extractCommand->add_flag("--replace", extraction.replace, "Remove images of the same names first");
-    extractCommand->add_flag("--json", extraction.json, "JSON Lines: one object per event on standard output");
-    bool savingJSON = false;
-    auto* savingCommand =
-        app.add_subcommand("wait-for-saving", "Wait until the presentation program has finished saving");
-    savingCommand->add_flag("--json", savingJSON, "JSON Lines: one object per event on standard output");
-
-    KeynotesOptions keynotes;
-    auto* keynotesCommand = app.add_subcommand(
-        "keynotes", "List the presentation programs that run and those installed on this computer's local disks");
-    keynotesCommand->add_option("--root", keynotes.roots, "Search below this directory only; may be repeated")
-        ->allow_extra_args(false)
-        ->check(CLI::ExistingDirectory)
-        ->option_text("DIR");
-    keynotesCommand->add_flag("--json", keynotes.json, "JSON Lines: one object per finding on standard output");
-
+    Run chosen;
+    for (const auto add : {addRecord, addStopPresenting, addWindows, addExtract, addWaitForSaving, addKeynotes}) {
+        add(app, chosen);
+    }
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? kDone : kWrongUsage;
     }
-    if (stopCommand->parsed()) return stopPresenting();
-    if (windowsCommand->parsed()) return listWindows(scriptable);
-    if (keynotesCommand->parsed()) return listKeynotes(keynotes);
-    if (savingCommand->parsed()) return waitForSaving(savingJSON);
-    if (extractCommand->parsed()) {
-        extraction.deck = std::filesystem::absolute(extraction.deck).lexically_normal();
-        if (!slides.empty()) extraction.slides = slidesFrom(slides);
-        return extract(extraction);
-    }
-    options.directory = std::filesystem::absolute(directory).lexically_normal();
-    if (intervalOption->count() > 0) options.pollingInterval = interval;
-    return record(options);
+    return chosen();
 } catch (const std::exception& error) {
     complain(error.what());
     return kOperationFailed;

@@ -3,6 +3,7 @@
 #include "MacShared/SOAP/SimpleSoapCaller.h"
 #include "platform/linux/LinuxPlatform.h"
 #include "platform/linux/http/CurlSessions.h"
+#include "tools/ExitStatus.h"
 #include "tools/StandardStreams.h"
 #include "tools/soap-call/SoapParameters.h"
 #include "tools/soap-call/SoapReport.h"
@@ -16,8 +17,6 @@
 #include <utility>
 
 namespace {
-
-enum ExitStatus : int { kDone = 0, kCallFailed = 1, kWrongUsage = 2 };
 
 constexpr const char* kFooter =
     "A parameter is NAME=TEXT, NAME:int=3, NAME:double=2.5, NAME:guid=GUID, or NAME@=FILE for the bytes of a file.\n"
@@ -78,7 +77,7 @@ ExitStatus report(const Answer& answer, std::int32_t status) {
     } else {
         return kDone;
     }
-    return kCallFailed;
+    return kOperationFailed;
 }
 
 ExitStatus call(const Options& options, const SoapParameters& parameters) {
@@ -114,10 +113,10 @@ int main(int argc, char** argv) try {
     app.add_option("URL", options.url, "The service, http or https")->required()->option_text("");
     app.add_option("METHOD", options.method, "The method's name")->required()->option_text("");
     app.add_option("PARAMETER", options.parameters, "The method's parameters, see below")->option_text("...");
-    app.add_option("--namespace", options.callNamespace, "The service's name space")
+    app.add_option("--namespace", options.callNamespace, "The service's namespace")
         ->required()
         ->option_text("NS (required)");
-    app.add_option("--extension", options.extension, "What follows the name space in the SOAPAction header")
+    app.add_option("--extension", options.extension, "What follows the namespace in the SOAPAction header")
         ->option_text("EXT");
     app.add_flag("--insecure", options.ignoreCertificateErrors, "Accept whatever certificate the server shows");
     try {
@@ -136,5 +135,5 @@ int main(int argc, char** argv) try {
     return call(options, parameters);
 } catch (const std::exception& error) {
     complain(error.what() + std::string("\n"));
-    return kCallFailed;
+    return kOperationFailed;
 }
