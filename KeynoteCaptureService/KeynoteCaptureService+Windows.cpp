@@ -5,13 +5,13 @@
 namespace {
 
 std::string recordDescription(const WindowRecord& record) {
-    Dictionary entries{
+    InfoDictionary entries{
         {"kCGWindowOwnerPID", std::int64_t{record.ownerPID}},
         {"kCGWindowNumber", record.number},
-        {"kCGWindowBounds", Dictionary{{"X", record.bounds.x},
-                                       {"Y", record.bounds.y},
-                                       {"Width", record.bounds.width},
-                                       {"Height", record.bounds.height}}},
+        {"kCGWindowBounds", InfoDictionary{{"X", record.bounds.x},
+                                           {"Y", record.bounds.y},
+                                           {"Width", record.bounds.width},
+                                           {"Height", record.bounds.height}}},
     };
     if (record.name) entries.emplace("kCGWindowName", *record.name);
     return description(entries);

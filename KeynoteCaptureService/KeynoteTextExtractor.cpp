@@ -159,6 +159,6 @@ const ScriptingDocumentText& KeynoteTextExtractor::text() {
 }
 
 void KeynoteTextExtractor::eventDidFail(const std::string& /*event*/, const Error& error) {
-    const Dictionary userInfo(error.userInfo().begin(), error.userInfo().end());
+    const InfoDictionary userInfo(error.userInfo().begin(), error.userInfo().end());
     VELLog("%s error:%@ userInfo:%@", "-[KeynoteTextExtractor eventDidFail:withError:]", error, userInfo);
 }

@@ -34,16 +34,16 @@ std::string describeMembers(const Members& members, std::string_view open, std::
     return result.append("\n").append(close);
 }
 
-std::string describeDictionary(const Dictionary& dictionary, const std::string& indent);
+std::string describeDictionary(const InfoDictionary& dictionary, const std::string& indent);
 
-std::string describeValue(const DictionaryValue& value, const std::string& indent) {
+std::string describeValue(const InfoValue& value, const std::string& indent) {
     if (const auto* text = std::get_if<std::string>(&value)) return quoted(*text);
     if (const auto* integer = std::get_if<std::int64_t>(&value)) return description(*integer);
     if (const auto* real = std::get_if<double>(&value)) return quoted(description(*real));
-    return indent + describeDictionary(std::get<Dictionary>(value), indent);
+    return indent + describeDictionary(std::get<InfoDictionary>(value), indent);
 }
 
-std::string describeDictionary(const Dictionary& dictionary, const std::string& indent) {
+std::string describeDictionary(const InfoDictionary& dictionary, const std::string& indent) {
     const std::string inner = indent + "    ";
     std::string result = "{\n";
     for (const auto& [key, value] : dictionary) {
@@ -81,12 +81,12 @@ std::string description(const std::vector<std::string>& members) {
     return describeMembers(members, "(", ")");
 }
 
-std::string description(const Dictionary& dictionary) {
+std::string description(const InfoDictionary& dictionary) {
     return describeDictionary(dictionary, "");
 }
 
 std::string description(const std::map<std::string, std::string>& dictionary) {
-    return description(Dictionary(dictionary.begin(), dictionary.end()));
+    return description(InfoDictionary(dictionary.begin(), dictionary.end()));
 }
 
 std::string stringFromRect(const Rect& rect) {

@@ -45,13 +45,13 @@ template <std::integral T>
 [[nodiscard]] std::string description(const std::vector<std::string>& members);
 
 /// A value of an information dictionary.
-struct DictionaryValue;
-using Dictionary = std::map<std::string, DictionaryValue>;
-struct DictionaryValue : std::variant<std::string, std::int64_t, double, Dictionary> {
+struct InfoValue;
+using InfoDictionary = std::map<std::string, InfoValue>;
+struct InfoValue : std::variant<std::string, std::int64_t, double, InfoDictionary> {
     using variant::variant;
 };
 /// `{`, then `key = value;` a line in the order of the keys, then `}`; four blanks a level.
-[[nodiscard]] std::string description(const Dictionary& dictionary);
+[[nodiscard]] std::string description(const InfoDictionary& dictionary);
 [[nodiscard]] std::string description(const std::map<std::string, std::string>& dictionary);
 
 template <class T>

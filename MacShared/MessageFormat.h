@@ -70,8 +70,8 @@ FormatArgument argument(char letter, const T& value) {
 template <class... Args>
 class MessageFormat {
 public:
-    template <std::size_t N>
     /// Not explicit, so that a literal can stand where a format is wanted.
+    template <std::size_t N>
     consteval MessageFormat(const char (&format)[N]) : text_(format, N - 1) {
         constexpr bool (*kAccepts[])(char) = {messageFormat::accepts<Args>..., nullptr};
         std::size_t count = 0;

@@ -3,7 +3,6 @@
 #include "MacShared/Description.h"
 
 #include <algorithm>
-#include <stdexcept>
 
 namespace {
 
@@ -42,6 +41,7 @@ bool blockHasSpecialByAVX2(const char* block) {
 }
 #endif
 
+/// Most texts, and all that are long, have none: finding that out fast is what counts.
 bool hasSpecial(std::string_view block) {
     if (block.size() < kBlock) return std::ranges::any_of(block, isSpecial);
     return kHasAVX2 ? blockHasSpecialByAVX2(block.data()) : blockHasSpecial(block.data());

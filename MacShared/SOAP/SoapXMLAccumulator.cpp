@@ -8,16 +8,6 @@ namespace {
 
 constexpr const char* kResponseKey = "response";
 
-/// The dictionary that the element's children go to. It gets room for as many as the last element at this depth had:
-/// rows are alike.
-SoapDictionary& childrenOf(Frame& frame) {
-    if (!frame.dict) {
-        frame.dict = std::make_shared<SoapDictionary>();
-        frame.dict->reserve(frame.likelySize);
-    }
-    return *frame.dict;
-}
-
 /// The children of an element that has closed. Servers choose how many elements are empty, so these take no memory.
 std::shared_ptr<const SoapDictionary> settled(std::shared_ptr<SoapDictionary> children) {
     static const auto kNone = std::make_shared<const SoapDictionary>();
@@ -28,6 +18,16 @@ std::shared_ptr<const SoapDictionary> settled(std::shared_ptr<SoapDictionary> ch
 }
 
 }  // namespace
+
+/// The dictionary that the element's children go to. It gets room for as many as the last element at this depth had,
+/// because the rows of a table have the same columns.
+SoapDictionary& SoapXMLAccumulator::Frame::children() {
+    if (!dict) {
+        dict = std::make_shared<SoapDictionary>();
+        dict->reserve(likelySize);
+    }
+    return *dict;
+}
 
 SoapXMLAccumulator::SoapXMLAccumulator(std::string responseTag, std::string andResultTag)
     : response_(std::move(responseTag)), result_(std::move(andResultTag)) {}
@@ -61,7 +61,7 @@ void SoapXMLAccumulator::parserDidEndElement(std::string_view /*elementName*/) {
         close(frame, *value_);
         settleResponse(frame.key);
     } else {
-        close(frame, childrenOf(stack_[depth_ - 1]));
+        close(frame, stack_[depth_ - 1].children());
     }
 }
 

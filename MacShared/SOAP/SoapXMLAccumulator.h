@@ -9,15 +9,6 @@
 #include <string>
 #include <vector>
 
-/// An open element of a response.
-struct Frame {
-    std::string key;                       ///< its name, or "response" for the response element
-    std::shared_ptr<SoapDictionary> dict;  ///< the child elements that have closed; null while there are none
-    std::size_t likelySize = 0;            ///< how many entries `dict` had in the last element at this depth
-    bool hasText = false;                  ///< whether there was character data
-    std::string value;                     ///< that character data
-};
-
 /// Turns the XML of a SOAP response into values, without a schema. What lies outside the response element is ignored,
 /// and so are attributes. Each element becomes the dictionary of its children by name, or else its text, or else
 /// nothing; children of the same name become an array in document order, empty ones vanish. So
@@ -46,6 +37,17 @@ public:
     [[nodiscard]] SoapDictionary Value() const;
 
 private:
+    /// An open element of a response.
+    struct Frame {
+        std::string key;                       ///< its name, or "response" for the response element
+        std::shared_ptr<SoapDictionary> dict;  ///< the child elements that have closed; null while there are none
+        std::size_t likelySize = 0;            ///< how many entries `dict` had in the last element at this depth
+        bool hasText = false;                  ///< whether there was character data
+        std::string value;                     ///< that character data
+
+        [[nodiscard]] SoapDictionary& children();
+    };
+
     static void close(Frame& frame, SoapDictionary& container);
     void open(std::string_view key);
     void settleResponse(const std::string& key);

@@ -30,7 +30,7 @@ TEST(MessageFormat, PlatformObjects) {
     EXPECT_EQ(description(makeError("D", 5)), "Error Domain=D Code=5 \"(null)\"");
     EXPECT_EQ(description(makeError("D", -1712, "too late")), "Error Domain=D Code=-1712 \"too late\"");
     EXPECT_EQ(stringFromRect({0.5, -3, 1440.25, 900}), "{{0.5, -3}, {1440.25, 900}}");
-    EXPECT_EQ(description(Dictionary{{"b", "two words"}, {"a", Dictionary{{"c", std::int64_t{1}}}}}),
+    EXPECT_EQ(description(InfoDictionary{{"b", "two words"}, {"a", InfoDictionary{{"c", std::int64_t{1}}}}}),
               "{\n    a =     {\n        c = 1;\n    };\n    b = \"two words\";\n}");
 }
 

@@ -2,8 +2,8 @@
 
 #include "ports/XML.h"
 
-/// XML by libxml2's push parser and a writer of our own: libxml2's takes twice the time and memory. A document of more
-/// than 2 GiB is refused with `std::length_error`; nothing but memory can fail otherwise, as an exception too.
+/// XML by libxml2's push parser and a writer of our own. A document of more than 2 GiB is refused with
+/// `std::length_error`; otherwise nothing but memory can fail, as an exception too.
 class LibXmlServices final : public XMLServices {
 public:
     [[nodiscard]] std::string document(const XMLElement& root, XMLEncoding encoding) const override;
