@@ -21,10 +21,12 @@ void KeynoteCaptureService::extractSlideFiles(const std::vector<std::string>& na
     VELLog("Extracting files %@ from presentation %@", names, forPresentationAt);
     const auto application = replaceKeynoteApplication();
     const Path presentation = withoutTrailingSlash(forPresentationAt);
+    // Starts the program when none runs; the connection below finds only one that does.
     platform().workspace.openFile(presentation, kKeynoteApplicationName);
     const auto document = application->open(presentation);
 
     const Path captureDirectory = presentation.parent_path();
+    // The program may not write beside the deck. A fresh directory keeps images of earlier extractions out.
     const Path workingDirectory = sandboxRootURL_ / platform().text.makeUUID();
     currentPresentationCaptureDirectoryURL_.set(captureDirectory);
     currentPresentationWorkingDirectoryURL_.set(workingDirectory);
@@ -35,11 +37,13 @@ void KeynoteCaptureService::extractSlideFiles(const std::vector<std::string>& na
         return;
     }
     VELLog("Starting export of text...");
+    // The text first: the export keeps the program busy for long.
     extractTextFromKeynoteDocument(document, captureDirectory, presentation.filename());
     beginExportOfSlideImagesForDocument(document);
     awaitSlideImages({names.begin(), names.end()}, slideExportDirectoryURL(),
                      currentPresentationCaptureDirectoryURL_.get(),
                      [document, forPresentationAt](KeynoteCaptureService& service, const ErrorPtr& failure) {
+                         // The deck may have been open before, with changes of its user's in it.
                          if (document) document->close(kSaveOptionAsk);
                          const auto host = service.delegate();
                          if (host) host->extractedSlideFilesForPresentation(forPresentationAt, failure);

@@ -14,6 +14,7 @@ constexpr std::string_view kRunningApplicationsKeyPath = "runningApplications";
 constexpr std::string_view kProcessIdentifierKeyPath = "processIdentifier";
 
 bool isSupportedKeynote(const RunningApplication& application) {
+    // The cheap question first: the list has every program of the session, and what follows reads a file.
     if (application.bundleIdentifier() != kKeynoteBundleIdentifier) return false;
     const auto url = application.bundleURL();
     if (!url) return false;
@@ -31,9 +32,11 @@ Workspace* KeynoteCaptureService::observedWorkspace() const {
 
 void KeynoteCaptureService::setObservedWorkspace(Workspace* workspace) {
     const std::lock_guard lock(workspaceMutex_);
+    // Ended before another begins, so that no change of the list is heard twice.
     workspaceObservation_.reset();
     observedWorkspace_ = workspace;
     if (workspace == nullptr) return;
+    // Weakly: the workspace outlives every host. It calls at once, so programs that run already are found here.
     workspaceObservation_ = workspace->observeRunningApplications([weak = weak_from_this(), workspace] {
         if (const auto service = weak.lock()) service->observeValueForKeyPath(kRunningApplicationsKeyPath, workspace);
     });
@@ -65,6 +68,7 @@ void KeynoteCaptureService::handleRunningApplicationsChanged() {
     currentKeynoteRunningApplication_.set(keynotes.back());
     launchIsUntold_ = true;
     handleKeynoteStarted();
+    // Otherwise the answer tells the launch: what the first poll finds is told before it.
     if (!isPollUnderWay()) notifyLaunched();
 }
 
@@ -76,6 +80,7 @@ void KeynoteCaptureService::notifyLaunched() {
 
 void KeynoteCaptureService::handleKeynoteStarted() {
     const auto application = currentKeynoteRunningApplication_.get();
+    // The observation is told apart by its program, in case a late one of an earlier program comes in.
     processIdentifierObservation_ =
         application->observeProcessIdentifier([weak = weak_from_this(), observed = application.get()] {
             if (const auto service = weak.lock()) service->observeValueForKeyPath(kProcessIdentifierKeyPath, observed);
@@ -84,10 +89,13 @@ void KeynoteCaptureService::handleKeynoteStarted() {
 }
 
 void KeynoteCaptureService::handleKeynotePIDChanged() {
+    // The connection names a process that is gone; the next poll makes one for its successor.
     VELLog(">>> Running Keynote Application process ID changed.");
     keynoteApplication_.set(nullptr);
 }
 
+/// The order counts: a launch that is still untold comes before the end of its program, and the last update, which
+/// finds no program, ends a show that was running.
 void KeynoteCaptureService::handleKeynoteStopped() {
     notifyLaunched();
     processIdentifierObservation_.reset();
@@ -101,12 +109,14 @@ void KeynoteCaptureService::updateScriptingApplicationIfNeeded() {
     if (keynoteApplication_.get()) return;
     auto application =
         platform().scripting.applicationForProcess(currentKeynoteRunningApplication_.get()->processIdentifier());
+    // A program that hangs is skipped after half a second, not after the usual minute.
     application->setTimeout(kReplyTimeout);
     application->setDelegate(weak_from_this());
     keynoteApplication_.set(std::move(application));
 }
 
 std::shared_ptr<ScriptingApplication> KeynoteCaptureService::replaceKeynoteApplication() {
+    // By its kind, not its process: the program may only be starting.
     auto application = platform().scripting.applicationForBundleIdentifier(kKeynoteBundleIdentifier);
     keynoteApplication_.set(application);
     return application;
@@ -120,6 +130,7 @@ void KeynoteCaptureService::scheduleTimer() {
     const auto tick = [weak = weak_from_this()] {
         if (const auto service = weak.lock()) service->performPeriodicTask();
     };
+    // The first tick comes after a whole period, and the look below in its place: a host hears at once.
     periodicTimer_ = platform().dispatch.mainQueue().makeTimer({period, period, Duration::zero()}, tick);
     performPeriodicTask();
 }
@@ -136,6 +147,7 @@ void KeynoteCaptureService::performPeriodicTask() {
         updateKeynotePresentingState();
         return;
     }
+    // A program is listed as soon as it is on the bus and may leave again. The next tick connects anew.
     VELLog("Scripting Application is not running yet.");
     keynoteApplication_.set(nullptr);
 }

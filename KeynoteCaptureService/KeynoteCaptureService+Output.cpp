@@ -29,6 +29,7 @@ std::optional<std::filesystem::path> appended(const std::optional<std::filesyste
 bool KeynoteCaptureService::prepareCaptureDiretoryForNewPresentation(ErrorPtr& error) {
     currentPresentationID_ = platform().text.makeUUID();
     const auto captureDirectory = appended(baseCaptureDirectoryURL_, *currentPresentationID_);
+    // Both bear the same name, so that an image says which show it is of wherever it lies.
     const auto workingDirectory = appended(baseWorkingDirectoryURL_, *currentPresentationID_);
     currentPresentationCaptureDirectoryURL_.set(captureDirectory);
     currentPresentationWorkingDirectoryURL_.set(workingDirectory);
@@ -38,6 +39,7 @@ bool KeynoteCaptureService::prepareCaptureDiretoryForNewPresentation(ErrorPtr& e
 
 std::optional<std::string> KeynoteCaptureService::saveCopyOfKeynoteDocument(
     const std::shared_ptr<ScriptingDocument>& document) {
+    // Named by the presentation: a deck that is shown twice is archived twice, and its own name may be anything.
     const std::string fileName = currentPresentationID_.value_or("") + kArchiveExtension;
     const auto directory = currentPresentationCaptureDirectoryURL_.get();
     auto& files = platform().fileManager;
@@ -51,6 +53,7 @@ std::optional<std::string> KeynoteCaptureService::saveCopyOfKeynoteDocument(
         VELLog("Can't save archive copy of presentation, Can not write file in capture directory (permissions?)");
         return std::nullopt;
     }
+    // Without a document the file stays empty, which the host can see.
     if (document) document->save(target);
     return fileName;
 }
@@ -67,6 +70,8 @@ void KeynoteCaptureService::beginExportOfSlideImagesForDocument(const std::share
     VELLog("Starting export of slide images...");
     const auto target = slideExportDirectoryURL();
     if (!document || !target) return;
+    // The whole deck: the program exports no single slides, and the monitor takes those that were shown. Nothing is
+    // drawn that the audience did not see, and the stages of a slide share one image.
     document->exportTo(*target, kSlideImagesFormat,
                        {{"compressionFactor", KeynoteCaptureServiceImageCompressionFactor},
                         {"imageFormat", kJPEGFormat},
@@ -89,6 +94,7 @@ void KeynoteCaptureService::startVerificationOfSlideImages(const std::optional<s
 void KeynoteCaptureService::awaitSlideImages(std::set<std::string> names, const std::optional<Path>& inDirectory,
                                              const std::optional<Path>& toTargetDirectory, WhenDone whenDone) {
     const auto monitor = std::make_shared<Monitor>(std::move(names), inDirectory, toTargetDirectory);
+    // Before it begins: it may be done before this function is.
     keepMonitor(monitor);
     monitor->startWithCompletion([weakService = weak_from_this(), weakMonitor = std::weak_ptr(monitor),
                                   whenDone = std::move(whenDone)](const ErrorPtr& error) {

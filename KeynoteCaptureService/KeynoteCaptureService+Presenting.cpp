@@ -12,6 +12,7 @@ void KeynoteCaptureService::updateKeynotePresentingState() {
     if (application && application->isRunning()) {
         askPresentingState(application);
     } else {
+        // Without a program there is nothing to ask, and a show that was running has ended.
         takePresentingState({});
     }
 }
@@ -21,6 +22,7 @@ bool KeynoteCaptureService::isPollUnderWay() const {
 }
 
 void KeynoteCaptureService::askPresentingState(const std::shared_ptr<ScriptingApplication>& application) {
+    // A slow program gets one question at a time. The next tick asks for what it is by then.
     if (isPollUnderWay()) return;
     askedApplication_ = application;
     application->presentingState([weak = weak_from_this(), asked = std::weak_ptr(application)](
@@ -49,14 +51,17 @@ void KeynoteCaptureService::takeAnswer(const std::shared_ptr<ScriptingApplicatio
 void KeynoteCaptureService::takePresentingState(const PresentingState& state) {
     bool presenting = isKeynoteRunning() && state.playing.value_or(false);
     if (isKeynoteRunning() && !state.playing) {
+        // A window that fills a screen is how a show looks from outside.
         presenting = presentingWindowDescriptions_ && !presentingWindowDescriptions_->empty();
         VELLog(
             "Keynote does not have scripting property for 'playing', falling back to detecting presentation window.");
     }
     const bool wasPresenting = std::exchange(keynotePresenting_, presenting);
     const std::int64_t previousSlideNumber = currentSlideNumber_;
+    // Before anything is told: what is told names the document and the slide of the same poll.
     updatePresentedDocumentState(state.firstDocument);
     if (keynotePresenting_ != wasPresenting) handlePresentingStateChanged();
+    // After the start of the show, whose first slide is a change from none.
     if (currentSlideNumber_ != previousSlideNumber && keynotePresenting_) handleCurrentSlideChanged();
 }
 
@@ -87,18 +92,22 @@ void KeynoteCaptureService::handlePresentingStarted() {
         notifyStartedPresenting(std::nullopt, error);
         return;
     }
+    // Now rather than at the end: this is the deck as it was shown, and the program may be closed in the middle.
     const auto archive = saveCopyOfKeynoteDocument(currentDocument());
     if (!archive) {
         error = captureError(KeynoteCaptureServiceError::archiveNotSaved, ErrorDescriptions::shared().archiveNotSaved);
     }
+    // The show goes on without its archive; its slides are told and their images fetched all the same.
     capturedSlideImageFileNames_.emplace();
     notifyStartedPresenting(archive, error);
 }
 
 void KeynoteCaptureService::handlePresentingStopped() {
+    // Only now: exporting makes the program slow, which the audience would notice during the show.
     beginExportOfSlideImagesForDocument(currentDocument());
     startVerificationOfSlideImages(capturedSlideImageFileNames_, slideExportDirectoryURL(),
                                    currentPresentationCaptureDirectoryURL_.get(), currentPresentationID_);
+    // Everything that belongs to the show has been handed on; the next one must find none of it.
     capturedSlideImageFileNames_ = std::nullopt;
     currentDocumentID_.set(std::nullopt);
     currentPresentationWorkingDirectoryURL_.set(std::nullopt);
@@ -123,6 +132,7 @@ void KeynoteCaptureService::handleCurrentSlideChanged() {
                                                     directory = currentPresentationCaptureDirectoryURL_.get()] {
             const auto service = weak.lock();
             if (!service) return;
+            // The directory of the show that the slide belongs to, which may have ended meanwhile.
             const auto url = directory ? std::optional(*directory / name) : std::nullopt;
             service->notifyTransitionToSlide(slide, platform().clock.now(), url);
         });

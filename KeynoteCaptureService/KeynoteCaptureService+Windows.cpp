@@ -13,6 +13,7 @@ std::string recordDescription(const WindowRecord& record) {
                                            {"Width", record.bounds.width},
                                            {"Height", record.bounds.height}}},
     };
+    // As the window server does it: a window without a name has no such key.
     if (record.name) entries.emplace("kCGWindowName", *record.name);
     return description(entries);
 }
@@ -52,6 +53,7 @@ std::vector<WindowRecord> KeynoteCaptureService::currentKeynoteWindowDescription
     const auto keynote = currentKeynoteRunningApplication_.get();
     if (!keynote) return {};
     auto windows = platform().windowServer.windows();
+    // By process, because titles can be anything and any program may use the same.
     std::erase_if(windows, [pid = keynote->processIdentifier()](const auto& window) { return window.ownerPID != pid; });
     return windows;
 }
@@ -82,6 +84,8 @@ std::optional<WindowRecord> KeynoteCaptureService::currentSlidePresentationWindo
     const auto windows = application ? application->windows() : std::vector<ScriptingWindow>();
     const Rect bounds = windows.empty() ? Rect() : windows.front().bounds;
     const auto name = windows.empty() ? std::nullopt : std::optional(windows.front().name);
+    // The front scriptable window is the show's while it plays. Its name and frame find the same window again among
+    // those that the window server lists.
     for (const WindowRecord& record : *presentingWindowDescriptions_) {
         if (record.name == name && record.bounds == bounds) return record;
     }

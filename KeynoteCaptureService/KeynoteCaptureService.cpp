@@ -27,9 +27,11 @@ KeynoteCaptureService::KeynoteCaptureService(std::shared_ptr<Delegate> delegate)
       delegate_(std::move(delegate)) {}
 
 std::shared_ptr<KeynoteCaptureService> KeynoteCaptureService::initWithDelegate(std::shared_ptr<Delegate> delegate) {
+    // Looked up here, where nobody waits, rather than when the first error is made.
     static_cast<void>(ErrorDescriptions::shared());
     std::shared_ptr<KeynoteCaptureService> service(new KeynoteCaptureService(std::move(delegate)));
     ErrorPtr error;
+    // Without it no wait for saving could ever end, so such a service is of no use to a host.
     if (!createDirectoryIfNeededAtFilePath(service->temporaryDirectoryURL_, error)) {
         VELLog("Failed to create temporary directory: %@", service->temporaryDirectoryURL_);
         return nullptr;
@@ -79,6 +81,7 @@ void KeynoteCaptureService::startOnMainQueue(const std::optional<Path>& captureD
 
 void KeynoteCaptureService::startMonitoring() {
     if (monitoringActive_) {
+        // A host that has lost track of its own state gets what it asks for, from a clean beginning.
         VELLog("Detection was already started! Stopping and restarting");
         stopMonitoring();
     }
@@ -107,6 +110,7 @@ void KeynoteCaptureService::stopMonitoring() {
 
 void KeynoteCaptureService::stopPresenting() {
     VELLog("Stop presenting.");
+    // On the thread of the host's call: a show is ended even while the main queue is busy.
     if (const auto document = currentDocument()) document->stop();
 }
 
@@ -117,6 +121,7 @@ void KeynoteCaptureService::setKeynotePollingInterval(double seconds) {
 }
 
 void KeynoteCaptureService::handlePollingIntervalChanged() {
+    // The timer belongs to the main queue. Scheduling looks at the program at once, so a host sees its change.
     platform().dispatch.mainQueue().async([service = shared_from_this()] { service->scheduleTimer(); });
 }
 
@@ -132,6 +137,7 @@ bool KeynoteCaptureService::createDirectoryIfNeededAtFilePath(const std::optiona
     if (kind == FileKind::directory) return true;
     if (kind == FileKind::file) {
         VELLog("Can't create capture directory, file with same name already exists");
+        // The host may tell its user which file is in the way.
         error = std::make_shared<const Error>(
             KeynoteCaptureServiceErrorDomain,
             static_cast<std::int64_t>(KeynoteCaptureServiceError::fileExistsAtDirectoryPath),

@@ -4,6 +4,7 @@
 #include "ports/Platform.h"
 
 const ErrorDescriptions& ErrorDescriptions::shared() {
+    // Once: the language of a process does not change, and every failed start would ask again.
     static const ErrorDescriptions descriptions = [] {
         const auto bundle = platform().bundles.mainBundle();
         return ErrorDescriptions{

@@ -76,16 +76,19 @@ Handle KeynoteCaptureSlideImageFileMonitor::createDispatchTimerWithInterval(Dura
 }
 
 void KeynoteCaptureSlideImageFileMonitor::verify() {
+    // By the clock rather than by counting ticks: a machine that was busy has skipped some.
     if (platform().clock.steadyNow() - start_ > timeout()) {
         VELLog("Image File Monitor - timeout waiting for files");
         didReachTimeout();
         return;
     }
+    // What was still being written at the last look may be whole by now.
     for (Move& move : takeBusyMoves()) moveLater(std::move(move));
     std::set<std::string> missing = filesLeftToVerify();
     std::erase_if(missing, [this](const std::string& name) { return findAndMove(name); });
     const bool complete = missing.empty();
     filesLeftToVerify_.set(std::move(missing));
+    // All have been seen, but the moves are still under way on the other queue.
     if (complete) finishUnlessBusy();
 }
 
@@ -130,6 +133,7 @@ void KeynoteCaptureSlideImageFileMonitor::finishUnlessBusy() {
         if (monitor->busyMoves_.get().empty()) {
             monitor->monitorDidFinishWithSuccess(true);
         } else {
+            // Some turned out to be busy: later looks try them again until time is up.
             monitor->startTimerLater();
         }
     });
@@ -148,5 +152,6 @@ void KeynoteCaptureSlideImageFileMonitor::didReachTimeout() {
 void KeynoteCaptureSlideImageFileMonitor::monitorDidFinishWithSuccess(bool success) {
     VELLog("Image File Monitor - monitor did finish with success: %d", success);
     const ErrorPtr error = success ? nullptr : captureError(KeynoteCaptureServiceError::slideImagesMissing);
+    // Taken out first: the completion may drop what it holds, this monitor included.
     if (const auto completion = std::exchange(completion_, nullptr)) completion(error);
 }

@@ -90,6 +90,7 @@ std::vector<XMLElement> KeynoteTextExtractor::metadataNodes() {
 
 XMLElement KeynoteTextExtractor::slidesNode() {
     static_cast<void>(text());
+    // Taken rather than copied: the text of a deck may be large, and the document is written once.
     auto [name, slides] = *std::exchange(text_, std::nullopt);
     VELLog("%@: extracting text from %zd slides", name.empty() ? std::nullopt : std::optional(name),
            std::ssize(slides));
@@ -98,6 +99,7 @@ XMLElement KeynoteTextExtractor::slidesNode() {
 
 XMLElement KeynoteTextExtractor::nodeForSlide(ScriptingSlide slide) {
     std::vector<XMLElement> children;
+    // In the order of their names, which readers of the file may rely on.
     children.reserve(7);
     children.push_back(textNode(bodyTextKey, sanitizedString(std::move(slide.defaultBodyItemText))));
     children.push_back(textNode(slideIsSkippedKey, slide.skipped ? "1" : "0"));
@@ -136,6 +138,7 @@ XMLElement KeynoteTextExtractor::nodeForTextItem(std::string text) {
 }
 
 std::string KeynoteTextExtractor::sanitizedString(std::string string) {
+    // The program uses the first for line breaks within a paragraph; XML cannot hold it.
     std::replace(string.begin(), string.end(), '\v', ' ');
     std::replace(string.begin(), string.end(), '\t', ' ');
     return string;

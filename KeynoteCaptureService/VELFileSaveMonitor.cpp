@@ -41,6 +41,7 @@ private:
     void tickAfter(Duration delay) {
         queue_->after(delay, [wait = shared_from_this()] {
             if (wait->step_ == Step::done) return;
+            // Before the tick, so that the next comes on time however long this one takes.
             wait->tickAfter(kInterval);
             wait->tick();
         });
@@ -48,6 +49,7 @@ private:
 
     void tick() {
         if (isAsking_) return;
+        // Before the probe was opened the program may only be starting.
         if (started_ && !application_->isRunning()) {
             VELLog("Failed to launch Keynote to detect save status");
             return finish(captureError(KeynoteCaptureServiceError::keynoteNotRunning));
@@ -60,6 +62,7 @@ private:
         isAsking_ = true;
         onMainQueue([this] {
             application_->activate();
+            // Opening a real file starts the program when it does not run; the probe's own path holds no file yet.
             if (!emptyDocumentURL_) return askForProbe();
             platform().workspace.openFile(*emptyDocumentURL_, kKeynoteApplicationName,
                                           [wait = shared_from_this()](bool) { wait->askForProbe(); });
@@ -67,6 +70,7 @@ private:
     }
 
     void askForProbe() {
+        // Where no file stands the program makes a new document for the path.
         application_->open(probeURL_, [wait = shared_from_this()](const std::shared_ptr<ScriptingDocument>& document) {
             wait->queue_->async([wait, document] { wait->takeProbe(document); });
         });
@@ -76,6 +80,7 @@ private:
         started_ = true;
         probeDocument_ = document;
         if (probeDocument_) return saveProbe();
+        // The next tick tries again: the program may have been busy.
         VELLog("Couldn't open document");
         isAsking_ = false;
     }
@@ -105,9 +110,11 @@ private:
     }
 
     void awaitContents() {
+        // An empty file may stand there before the program has written anything.
         const auto size = platform().fileManager.sizeOf(probeURL_).value_or(0);
         VELLog("File size %llu", size);
         if (size == 0) return;
+        // Its user never asked for the probe, and must not be asked about it.
         platform().dispatch.mainQueue().async([document = probeDocument_] { document->close(kSaveOptionNo); });
         finish(nullptr);
     }

@@ -39,7 +39,10 @@ std::string describeDictionary(const InfoDictionary& dictionary, const std::stri
 std::string describeValue(const InfoValue& value, const std::string& indent) {
     if (const auto* text = std::get_if<std::string>(&value)) return quoted(*text);
     if (const auto* integer = std::get_if<std::int64_t>(&value)) return description(*integer);
+    // Quoted for its point, as a text with one would be.
     if (const auto* real = std::get_if<double>(&value)) return quoted(description(*real));
+    // A dictionary in a dictionary begins on the line of its key, after the indent of the members: so the platform
+    // prints it.
     return indent + describeDictionary(std::get<InfoDictionary>(value), indent);
 }
 
@@ -62,6 +65,7 @@ std::string description(Date date) {
     const auto seconds = std::chrono::floor<std::chrono::seconds>(date);
     const std::time_t time = std::chrono::system_clock::to_time_t(std::chrono::system_clock::time_point(seconds));
     std::tm utc{};
+    // A year beyond what the C library counts; logging must not fail for it.
     if (gmtime_r(&time, &utc) == nullptr) return std::to_string(time);
     return fmt::format("{:04}-{:02}-{:02} {:02}:{:02}:{:02} +0000", utc.tm_year + 1900, utc.tm_mon + 1, utc.tm_mday,
                        utc.tm_hour, utc.tm_min, utc.tm_sec);

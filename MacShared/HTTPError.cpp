@@ -5,6 +5,7 @@
 namespace {
 
 const std::string& errorFormatString() {
+    // Looked up when the first error is shown: a process without failures needs no catalogue.
     static const std::string format = localizedString("HTTP Error %1$@ %2$@");
     return format;
 }

@@ -21,6 +21,7 @@ std::string localizedFormat(std::string_view format, std::initializer_list<std::
     std::string result;
     while (!format.empty()) {
         const auto position = positionAt(format);
+        // A catalogue is not checked by the compiler, so a position that nobody filled stays visible.
         if (position > 0 && position <= arguments.size()) {
             result += arguments.begin()[position - 1];
             format.remove_prefix(4);

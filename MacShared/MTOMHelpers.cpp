@@ -15,6 +15,7 @@ public:
     void append(const std::string& line) {
         curl_slist* const longer = curl_slist_append(list_.get(), line.c_str());
         if (longer == nullptr) throw std::bad_alloc();
+        // libcurl has taken the old list into the longer one.
         static_cast<void>(list_.release());
         list_.reset(longer);
     }
@@ -129,6 +130,7 @@ std::optional<SoapArray> MTOMHelpers::MTOMParametersWithIDForBuffer(std::string_
 std::string MTOMHelpers::MTOMBodyFromEnvelope(const std::string& envelope, std::string_view buffer,
                                               const std::string& startID, const std::string& bufferId,
                                               std::optional<std::string>& boundary) {
+    // The form functions need it too, and a program may have built a body before it makes a session.
     if (curl_global_init(CURL_GLOBAL_ALL) != CURLE_OK) throw std::bad_alloc();
     const auto envelopeHeaders =
         headers(R"(Content-Type: application/xop+xml; charset=UTF-8; type="text/xml")", startID);
@@ -138,9 +140,11 @@ std::string MTOMHelpers::MTOMBodyFromEnvelope(const std::string& envelope, std::
     form.addEmptyBuffer(bufferHeaders);
     const auto written = form.written();
 
+    // libcurl chooses the boundary and tells it in the content type, which it writes ahead of the body.
     const auto extracted = extractBoundary(written.substr(0, written.find('\r')).c_str());
     boundary = extracted ? std::optional<std::string>(extracted.get()) : std::nullopt;
     const std::string_view framing = std::string_view(written).substr(written.find('\n') + 1);
+    // The empty part ends where the last delimiter begins; the envelope may hold the same bytes, but comes before.
     const auto end = framing.rfind("\r\n--" + boundary.value_or(""));
     std::string body;
     body.reserve(framing.size() + buffer.size());

@@ -12,6 +12,7 @@ void appendNumber(std::string& result, const messageFormat::Conversion& conversi
         if (c != 'l' && c != 'z') spec += c;
     }
     spec += type;
+    // A width comes from a format of ours and is small; the largest number in plain digits has 309 before its point.
     char buffer[512];
     const int length = std::snprintf(buffer, sizeof buffer, spec.c_str(), number);
     if (length > 0) result.append(buffer, std::min(static_cast<std::size_t>(length), sizeof buffer - 1));
@@ -40,6 +41,7 @@ std::string formatMessage(std::string_view format, std::span<const FormatArgumen
         result += format.substr(0, percent);
         if (percent == std::string_view::npos) return result;
         const auto conversion = messageFormat::conversionAt(format, percent);
+        // A format was checked by the compiler, so arguments fit; what is missing prints nothing.
         if (conversion.letter == '%') {
             result += '%';
         } else if (next < arguments.size()) {

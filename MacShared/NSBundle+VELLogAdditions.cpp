@@ -33,6 +33,7 @@ LogRun*& currentRun() {
 std::unique_ptr<FileHandle> openLogFile() {
     const auto& services = platform();
     const auto url = logFileURL();
+    // Emptied: the file holds one run, and yesterday's lines would be taken for today's.
     if (!url || services.fileManager.createFile(*url, "")) {
         services.consoleLog.write(formatMessage("Unable to create log file at: %@", url));
         return nullptr;
@@ -48,6 +49,7 @@ std::unique_ptr<FileHandle> openLogFile() {
 }  // namespace
 
 void beginNewLogRun() {
+    // Closes the file, too.
     delete std::exchange(currentRun(), new LogRun);
 }
 
@@ -60,6 +62,7 @@ const DateFormatter& VELLogDateFormatter() {
 std::optional<std::filesystem::path> applicationSupportDirectory() {
     const auto& services = platform();
     auto name = services.bundles.mainBundle()->infoString("CFBundleExecutable");
+    // The host keeps its files under its product's name.
     if (name == "Veldrin") name = "Veldrin Recorder";
     ErrorPtr error;
     auto url = findOrCreateDirectory(services.fileManager, SearchPathDirectory::applicationSupport,
@@ -89,6 +92,7 @@ std::shared_ptr<const DefaultLog> defaultLog(const std::shared_ptr<const Bundle>
     if (!place) {
         place =
             std::make_shared<const DefaultLog>(DefaultLog{bundle->infoString("CFBundleIdentifier").value_or(""), ""});
+        // Whenever one is added, so that the list holds no more than there are bundles.
         std::erase_if(run.places, [](const auto& each) { return each.first.expired(); });
     }
     return place;
@@ -105,6 +109,7 @@ void VELLogMessage(std::string_view message) {
 
     const std::string date = VELLogDateFormatter().stringFromDate(services.clock.now());
     std::string line;
+    // One string, so that the line is one write: threads log at the same time.
     line.reserve(date.size() + message.size() + 2);
     line.append(date).append(" ").append(message).append("\n");
     if (FileHandle* file = logFileHandle()) file->write(line);

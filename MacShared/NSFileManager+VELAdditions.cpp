@@ -4,6 +4,7 @@
 #include "ports/Platform.h"
 
 std::filesystem::path appendingPathComponent(const std::filesystem::path& directory, const std::string& component) {
+    // As if the directory were the root: whatever the component says, it cannot lead out of it.
     const auto absolute = (std::filesystem::path("/") / component).lexically_normal();
     const auto relative = (absolute.has_filename() ? absolute : absolute.parent_path()).relative_path();
     return relative.empty() ? directory : directory / relative;

@@ -7,6 +7,7 @@
 
 namespace {
 
+/// So many keys are found as fast by comparing each, and an index would cost the memory of several of them.
 constexpr std::size_t kMostUnindexed = 16;
 
 }  // namespace
@@ -45,6 +46,7 @@ SoapArray& SoapValue::arrayForMore() {
         array->push_back(std::move(*this));
         held = &value_.emplace<std::shared_ptr<SoapArray>>(std::move(array));
     } else if (held->use_count() > 1) {
+        // Somebody else holds the same array and must not see it grow.
         *held = std::make_shared<SoapArray>(**held);
     }
     return **held;
@@ -103,12 +105,14 @@ void SoapDictionary::removeNulls() {
     const auto nulls = std::remove_if(entries_.begin(), entries_.end(), isNull);  // clang 14 fails on the range's
     if (nulls == entries_.end()) return;
     entries_.erase(nulls, entries_.end());
+    // The positions of those behind have changed.
     index_.reset();
     updateIndex();
 }
 
 SoapDictionary SoapDictionary::fitted() && {
     SoapDictionary dictionary;
+    // Moved into memory of the right size; keys and values stay where they are.
     dictionary.entries_.assign(std::make_move_iterator(entries_.begin()), std::make_move_iterator(entries_.end()));
     dictionary.index_ = std::move(index_);
     return dictionary;

@@ -11,6 +11,7 @@ constexpr const char* kSystemVersionFile = "/System/Library/CoreServices/SystemV
 
 std::optional<std::string> VELVersionInfo::osVersionString() {
     const auto& services = platform();
+    // A file that is there but says nothing is not replaced by a guess.
     if (services.fileManager.kindOf(kSystemVersionFile) == FileKind::none) {
         return services.operatingSystem.versionString();
     }

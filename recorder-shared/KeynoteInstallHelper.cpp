@@ -43,6 +43,7 @@ Version pluginVersionAt(const std::optional<std::filesystem::path>& path) {
 void addTo(KeynoteInstallHelper::Status& status, const Bundle& keynote) {
     const auto version = keynoteVersion(keynote);
     VELLog("version keynote %@", version);
+    // Not a program that anybody could run: a bundle that is being copied, or a damaged one.
     if (!version) return;
     if (!KeynoteInstallHelper::isSupportedKeynoteVersion(version)) {
         status.unsupported = true;
@@ -94,6 +95,7 @@ KeynoteBundles KeynoteInstallHelper::fetchRunningKeynoteBundles() {
     const auto& services = platform();
     KeynoteBundles running;
     for (const auto& application : services.workspace.runningApplications()) {
+        // Asked before the bundle is read from disk: the list holds every program of the session.
         if (application->bundleIdentifier() != kKeynoteBundleIdentifier) continue;
         const auto url = application->bundleURL();
         if (auto bundle = url ? services.bundles.bundleAtPath(*url) : nullptr) running.push_back(std::move(bundle));
@@ -157,6 +159,7 @@ void KeynoteInstallHelper::fetchKeynoteBundles(BundleCallback success, const Fai
 }
 
 void KeynoteInstallHelper::finishedQuery(const MetadataQuery& sender) {
+    // The observer hears of all queries of the process, also of one that was replaced.
     if (&sender != keynoteQuery_.get()) return;
     KeynoteBundles bundles;
     for (std::size_t i = 0; i < sender.resultCount(); ++i) {

@@ -76,6 +76,7 @@ std::string expandingTilde(std::string_view path) {
     const auto& directories = platform().directories;
     const auto home =
         user.empty() ? std::optional(directories.homeDirectory()) : directories.homeDirectoryForUser(user);
+    // An unknown user's tilde is part of a name.
     return home ? home->native() + std::string(path.substr(end)) : std::string(path);
 }
 
@@ -93,10 +94,12 @@ std::optional<std::string> base64DecodedData(std::string_view string) {
     std::size_t paddings = 0;
     for (const char character : string) {
         const auto digit = kBase64Digits[static_cast<unsigned char>(character)];
+        // Line breaks and anything else between digits are skipped, as mail does it (RFC 2045, section 6.8).
         if (digit == kNoDigit) {
             paddings += character == kBase64Padding ? 1 : 0;
             continue;
         }
+        // Digits behind the padding: two texts in a row, or none at all.
         if (paddings > 0) return std::nullopt;
         group = group << 6 | digit;
         if (++digits % 4 != 0) continue;
@@ -114,13 +117,16 @@ std::map<std::string, std::string> queryParameters(std::string_view string) {
     std::map<std::string, std::string> parameters;
     split(string, '&', [&](std::string_view part) {
         const auto equals = part.find('=');
+        // A parameter without a value, or with two, is nobody's.
         if (equals == std::string_view::npos || part.find('=', equals + 1) != std::string_view::npos) return;
+        // Of several with one name the last counts.
         parameters.insert_or_assign(std::string(part.substr(0, equals)), part.substr(equals + 1));
     });
     return parameters;
 }
 
 std::string urlEncode(std::string_view string) {
+    // Room for the worst case, cut at the end: nearly every byte becomes three.
     std::string result(string.size() * 3, '\0');
     auto out = result.begin();
     for (const char byte : string) {
@@ -154,6 +160,7 @@ bool isUnderHomeDirectory(std::string_view string) {
 
 std::string pathRelativeToHome(std::string_view string) {
     auto home = platform().directories.homeDirectory().native();
+    // The slash behind the home directory goes, too: what is left is relative.
     if (!home.ends_with('/')) home += '/';
     const auto path = stringByStandardizingPath(string);
     return std::string(withoutCharacters(path, std::count_if(home.begin(), home.end(), beginsCharacter)));
@@ -166,6 +173,7 @@ std::string stringByStandardizingPath(std::string_view string) {
     split(expanded, '/', [&](std::string_view component) {
         if (component.empty() || component == ".") return;
         if (absolute && component == "..") {
+            // ".." after a link leads to the parent of where it points, so the link is followed first.
             path = realParent(path);
         } else {
             if (!path.empty() && !path.ends_with('/')) path += '/';

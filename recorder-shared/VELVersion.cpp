@@ -21,6 +21,7 @@ std::optional<VELVersion> VELVersion::versionWithString(const std::optional<std:
 }
 
 int VELVersion::compareTo(const std::optional<VELVersion>& other) const {
+    // No version is the lowest one.
     const auto theirs = other ? other->components_ : decltype(components_){};
     if (components_ == theirs) return 0;
     return components_ > theirs ? 1 : -1;
@@ -34,6 +35,7 @@ std::string VELVersion::stringValue() const {
     std::string result;
     for (const std::uint64_t component : components_) {
         if (!result.empty()) result += '.';
+        // Components are kept in 64 bits for comparing, and printed as the 32 that the platform prints.
         result += std::to_string(static_cast<std::uint32_t>(component));
     }
     return result;

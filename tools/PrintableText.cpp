@@ -15,12 +15,14 @@ bool needsEscape(UChar32 character) {
         case U_PARAGRAPH_SEPARATOR:
             return true;
         default:
+            // These reorder what stands around them: a name could make a line say something else.
             return u_hasBinaryProperty(character, UCHAR_BIDI_CONTROL) != 0;
     }
 }
 
 void append(std::string& result, UChar32 character, std::string_view bytes, LineFeeds lineFeeds) {
     if (character < 0) {
+        // U+FFFD for bytes that are no UTF-8, which terminals show in their own ways.
         result += "\xEF\xBF\xBD";
     } else if (character == '\n') {
         result += lineFeeds == LineFeeds::kept ? "\n" : "\\n";

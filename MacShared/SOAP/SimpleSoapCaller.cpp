@@ -47,17 +47,20 @@ SoapDictionary unwrapped(const SoapDictionary& value, const std::string& resultT
 }  // namespace
 
 std::shared_ptr<SimpleSoapCaller> SimpleSoapCaller::init() {
+    // Texts are looked up before there is a call, whose thread must not wait for a catalogue.
     static_cast<void>(webServiceErrorMessage());
     static_cast<void>(soapFailureReasonFormatString());
     std::shared_ptr<SimpleSoapCaller> caller(new SimpleSoapCaller);
     caller->logSoap_ = platform().userDefaults.boolForKey("LogSoap");
     caller->session_ = platform().urlSessions->sessionWithConfiguration(
+        // Through the proxy: a session keeps its delegate, and would keep this caller alive for good.
         configuration(), std::make_shared<URLSessionDelegateProxy>(caller));
     return caller;
 }
 
 SimpleSoapCaller::~SimpleSoapCaller() {
     setSpinning(false);
+    // The session is kept by its tasks, so the call would go on by itself.
     if (call_.task) call_.task->cancel();
     if (session_) session_->invalidateAndCancel();
 }
@@ -91,6 +94,7 @@ void SimpleSoapCaller::callSoapMethod(const std::string& method, const std::opti
     try {
         task->resume();
     } catch (...) {
+        // There is no call; the state that came with it is released, as if it had ended.
         assign(call_, Call());
         setSpinning(false);
         throw;
@@ -103,6 +107,7 @@ std::shared_ptr<ISoapCallback> SimpleSoapCaller::callback() const {
 
 void SimpleSoapCaller::setCallback(const std::shared_ptr<ISoapCallback>& callback) {
     assign(callback_, std::weak_ptr(callback));
+    // Nobody is left to be told, so the server need not be kept busy.
     const auto task = callback ? nullptr : locked(call_.task);
     if (task) task->cancel();
 }
@@ -155,6 +160,7 @@ void SimpleSoapCaller::setSpinning(bool spinning) {
     std::shared_ptr<ISpinnerController> controller;
     {
         const std::lock_guard lock(mutex_);
+        // A call that replaces another goes on spinning: people see one wait.
         if (std::exchange(spinning_, spinning) == spinning) return;
         controller = spinnerController_;
     }
@@ -173,6 +179,7 @@ void SimpleSoapCaller::URLSessionDataTaskDidReceiveResponse(URLSession& /*sessio
               MTOMHelpers::MTOMBoundaryFromContentType(response.valueForHTTPHeaderField("Content-Type"))};
     {
         const std::lock_guard lock(mutex_);
+        // A call that was replaced goes on until its end and must not pass for the current one.
         if (isCurrent(dataTask)) head_ = std::move(head);
     }
     completionHandler(URLSessionResponseDisposition::allow);
@@ -186,6 +193,7 @@ void SimpleSoapCaller::URLSessionDataTaskDidReceiveData(URLSession& /*session*/,
         call_.responseData += data;
     } catch (const std::bad_alloc&) {
         call_.isOutOfMemory = true;
+        // Gives back what there is: others need memory, too.
         call_.responseData = {};
     }
 }
@@ -214,6 +222,7 @@ void SimpleSoapCaller::URLSessionTaskDidReceiveChallenge(URLSession& /*session*/
                                                          const ChallengeHandler& completionHandler) {
     using Disposition = URLSessionAuthChallengeDisposition;
     const auto& space = challenge.protectionSpace;
+    // Passwords and client certificates are not for us.
     if (space.authenticationMethod != NSURLAuthenticationMethodServerTrust) {
         completionHandler(Disposition::performDefaultHandling, std::nullopt);
     } else if (ignoreCertificateErrors()) {
@@ -231,6 +240,7 @@ void SimpleSoapCaller::processResponse(const Call& call, const Head& head) {
     SoapDictionary result;
     ErrorPtr error;
     try {
+        // What is made of a response takes many times its size, so memory ends here if anywhere.
         error = isFailure ? failureFrom(call, head) : resultFrom(call, head, result);
     } catch (const std::bad_alloc&) {
         error = outOfMemory();
@@ -257,9 +267,11 @@ ErrorPtr SimpleSoapCaller::failureFrom(const Call& call, const Head& head) const
 ErrorPtr SimpleSoapCaller::resultFrom(const Call& call, const Head& head, SoapDictionary& result) const {
     const auto payload = head.boundary ? multipartPayload(call.responseData, *head.boundary)
                                        : std::optional<std::string_view>(call.responseData);
+    // Bytes that are no text print as null: a log of text stays one.
     if (logSoap()) VELLog("%@", textFrom(payload.value_or(call.responseData)));
     if (!payload) return unusableResponse(call);
     const auto resultTag = call.method + "Result";
+    // Names by convention: services describe themselves so, and nobody reads a description here.
     SoapXMLAccumulator accumulator(call.method + "Response", resultTag);
     const auto parser = platform().xml.makeParser(accumulator);
     parser->parse(*payload);

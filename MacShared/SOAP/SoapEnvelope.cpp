@@ -98,6 +98,7 @@ void appendObject(std::string& xml, const SoapValue& object);
 
 template <class Content>
 void appendElement(std::string& xml, std::string_view name, const Content& appendContent) {
+    // Names are written as they are: they are part of a program, not of its data.
     xml.append("<").append(name).append(">");
     appendContent();
     xml.append("</").append(name).append(">");
@@ -133,6 +134,7 @@ std::size_t sizeOf(const SoapArray& array);
 
 /// About how much a value takes: exact for strings without special characters, which are what can be large.
 std::size_t sizeOf(const SoapValue& object) {
+    // Enough for a number or a GUID with its element.
     std::size_t size = 64;
     if (const auto* string = object.string()) return string->size();
     if (const auto* array = object.array()) return sizeOf(*array);
@@ -222,6 +224,7 @@ std::string createSOAPBodyFromMethod(const std::optional<std::string>& method,
     const auto defaultNamespace = description(withNamespace);
     const bool hasParameters = parameterNames && parameters;
     std::string xml;
+    // One allocation: a request may be megabytes, and growing would copy it over and over.
     xml.reserve(1024 + (hasParameters ? sizeOf(*parameters) : 0));
     xml.append(kOpening).append(defaultNamespace).append("\"><soap:Body><");
     xml.append(methodName).append(" xmlns=\"").append(combineNamespace(withNamespace, {}, {})).append("\">");

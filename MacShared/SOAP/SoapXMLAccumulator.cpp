@@ -42,6 +42,7 @@ void SoapXMLAccumulator::parserDidStartElement(std::string_view elementName) {
 }
 
 void SoapXMLAccumulator::open(std::string_view key) {
+    // Frames are used again: a response has few levels and masses of elements.
     if (depth_ == stack_.size()) stack_.emplace_back();
     stack_[depth_++].key = key;
 }
@@ -85,6 +86,7 @@ void SoapXMLAccumulator::settleResponse(const std::string& key) {
         VELLog("Unexpected multiple %@ XML Elements in SOAP Response", key);
         content = SoapValue(several->front());
     }
+    // A method without a result is a success, and callers look for a dictionary.
     if (content.isNull()) {
         content = SoapDictionary();
     } else if (content == SoapValue(SoapDictionary())) {

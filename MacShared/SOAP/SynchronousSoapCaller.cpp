@@ -26,6 +26,7 @@ SynchronousSoapCaller::SynchronousSoapCaller(std::shared_ptr<ISoapCaller> caller
       workerThread_(WorkerThread::init()) {}
 
 std::shared_ptr<SynchronousSoapCaller> SynchronousSoapCaller::initWithSoapCaller(std::shared_ptr<ISoapCaller> caller) {
+    // Looked up before there is a call, as those of the caller beneath.
     static_cast<void>(webServiceErrorMessage());
     static_cast<void>(soapTimeoutFailureReason());
     std::shared_ptr<SynchronousSoapCaller> blocking(new SynchronousSoapCaller(std::move(caller)));
@@ -51,6 +52,7 @@ std::optional<SoapDictionary> SynchronousSoapCaller::callSoapMethod(
     const std::string& method, const std::optional<std::string>& withNamespace,
     const std::optional<std::string>& namespaceExtension, const std::optional<std::vector<std::string>>& parameterNames,
     const std::optional<SoapArray>& parameters, ErrorPtr* errorOut) {
+    // The first call may come before the thread has begun to run its loop.
     workerThread_->waitForStart();
     Arguments arguments{method, withNamespace, {}, {}, {}};
     // A list that ends at the first value that is missing.
@@ -69,6 +71,7 @@ bool SynchronousSoapCaller::start(const Arguments& arguments) {
 }
 
 void SynchronousSoapCaller::doSoapCall(const Arguments& arguments) {
+    // An answer that came late to the last call is forgotten before the next begins.
     assignSoapResult(std::nullopt, nullptr);
     caller_->callSoapMethod(arguments.method, arguments.callNamespace, arguments.extension, arguments.parameterNames,
                             arguments.parameters, nullptr);
@@ -86,6 +89,7 @@ SynchronousSoapCaller::Outcome SynchronousSoapCaller::waitForOutcome() {
 SynchronousSoapCaller::Outcome SynchronousSoapCaller::takeOutcome() {
     const std::lock_guard lock(mutex_);
     auto outcome = std::exchange(outcome_, {});
+    // A failure counts, whatever came before it.
     if (outcome.error) outcome.results.reset();
     return outcome;
 }
@@ -99,6 +103,7 @@ void SynchronousSoapCaller::assignSoapResult(const std::optional<SoapDictionary>
 void SynchronousSoapCaller::deliver(const std::optional<SoapDictionary>& results, const ErrorPtr& error) {
     assignSoapResult(results, error);
     const std::lock_guard lock(*soapCondition_);
+    // With the lock held: the waiter is either before its look or in its wait.
     soapCondition_->signal();
 }
 

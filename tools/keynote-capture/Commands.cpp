@@ -7,10 +7,12 @@
 
 void complain(std::string_view sentence) {
     const std::string line = "keynote-capture: " + std::string(sentence) + '\n';
+    // One write, so that a line of another thread does not fall into it.
     std::fwrite(line.data(), 1, line.size(), stderr);
 }
 
 ExitStatus reported(const Error& error) {
     complain(sentenceFor(error));
+    // The client library's own errors mean that nobody answered.
     return error.domain() == kCaptureServiceClientErrorDomain ? kNoService : kOperationFailed;
 }

@@ -21,6 +21,7 @@ std::string printable(const fs::path& path) {
 
 bool isThere(const fs::path& path) {
     std::error_code failure;
+    // A link that leads nowhere is in the way, too.
     return fs::exists(fs::symlink_status(path, failure));
 }
 
@@ -38,6 +39,7 @@ DeckFiles::Problem DeckFiles::problem() const {
         return fmt::format("{} cannot be read ({}); make it readable first.", name, std::strerror(errno));
     }
     if (type != fs::file_type::regular) return fmt::format("{} is no file; name the deck itself.", name);
+    // The service is asked over the bus, whose texts are UTF-8.
     if (!utf8::isValid(deck_.native())) return fmt::format("The path {} is not in UTF-8; rename it first.", name);
     if (access(folder_.c_str(), W_OK | X_OK) != 0) {
         return fmt::format(
@@ -51,6 +53,7 @@ void DeckFiles::expect(const std::vector<std::int64_t>& slides) {
     names_.clear();
     std::transform(slides.begin(), slides.end(), std::back_inserter(names_), capture::imageFileName);
     missing_ = names_;
+    // The text of an earlier extraction may stand there; only a newer one is this one's.
     oldText_ = textTime();
 }
 
@@ -58,6 +61,7 @@ DeckFiles::Problem DeckFiles::makeRoom(bool replace) const {
     std::vector<std::string> inTheWay;
     std::copy_if(names_.begin(), names_.end(), std::back_inserter(inTheWay),
                  [this](const std::string& name) { return isThere(folder_ / name); });
+    // Before anything is asked of the program: the service moves an image over nothing, and would not say so.
     if (!replace && !inTheWay.empty()) {
         return fmt::format(
             "{} stand in {} already, and images are never overwritten; move them away, or pass --replace to remove "
@@ -89,6 +93,7 @@ std::optional<fs::file_time_type> DeckFiles::textTime() const {
 }
 
 std::string listOf(const std::vector<std::string>& names) {
+    // A sentence stays one that can be read.
     constexpr std::size_t kMostShown = 5;
     const std::size_t shown = std::min(names.size(), kMostShown);
     const auto end = names.begin() + static_cast<std::ptrdiff_t>(shown);

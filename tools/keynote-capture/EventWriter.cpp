@@ -7,10 +7,12 @@
 
 bool EventWriter::write(const DelegateCall& call) const {
     const std::string line = lineFor(call) + '\n';
+    // Flushed line by line: whoever reads a pipe wants to know of a slide when it is shown.
     return std::fwrite(line.data(), 1, line.size(), stdout) == line.size() && std::fflush(stdout) == 0;
 }
 
 std::string sentenceFor(const Error& error) {
+    // The service sends these two codes without a description.
     const bool hasNoText =
         error.domain() == KeynoteCaptureServiceErrorDomain && !error.userInfo().contains(NSLocalizedDescriptionKey);
     const auto code = static_cast<KeynoteCaptureServiceError>(error.code());

@@ -35,7 +35,9 @@ public:
     std::optional<ExitStatus> operator()(const DeckRead& read) {
         if (read.error) return failed(sentenceFor(*read.error));
         if (const auto problem = choose(read.slides)) return failed(*problem);
+        // Only now, when the deck has been read: nothing is removed for a deck that cannot be opened.
         if (const auto problem = files_.makeRoom(options_.replace)) return failed(*problem);
+        // From here on images count; before, old ones could be taken for new.
         isAsked_ = true;
         client_.extractSlideFiles(files_.names(), files_.deck().native(),
                                   [this](const ErrorPtr& error) { inbox_.post(RequestRefused{error}); });
@@ -100,6 +102,7 @@ private:
         const std::size_t all = files_.names().size();
         const std::size_t arrived = all - files_.missing().size();
         show(progressBar(arrived, all, "slide images"));
+        // A line for each change, not for each look.
         if (!options_.json || arrived == told_) return;
         told_ = arrived;
         fmt::print("{{\"event\":\"progress\",\"images\":{},\"of\":{}}}\n", arrived, all);

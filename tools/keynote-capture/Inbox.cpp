@@ -24,7 +24,9 @@ sigset_t interruptions() {
 
 int openSignals() {
     const sigset_t set = interruptions();
+    // Before other threads are made, which inherit it: the signals come through the descriptor alone.
     pthread_sigmask(SIG_BLOCK, &set, nullptr);
+    // A reader that has gone is an event like others, and must not end the process.
     std::signal(SIGPIPE, SIG_IGN);
     return signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
 }
@@ -75,12 +77,14 @@ std::optional<Event> Inbox::waitForOne(int milliseconds) {
     std::array<pollfd, 3> ends = {pollfd{signals_, POLLIN, 0}, pollfd{wakeUp_, POLLIN, 0},
                                   pollfd{watchOutput_ ? STDOUT_FILENO : -1, 0, 0}};
     if (poll(ends.data(), ends.size(), milliseconds) <= 0) return std::nullopt;
+    // Interruptions first: a flood of events must not keep people from stopping.
     if (ends[0].revents != 0) {
         signalfd_siginfo info{};
         if (read(signals_, &info, sizeof info) == sizeof info) return Interrupted{};
     }
     if (ends[1].revents != 0) return takeFirst();
     if (ends[2].revents != 0) {
+        // Told once; poll would report it without end.
         watchOutput_ = false;
         return OutputClosed{};
     }
@@ -93,6 +97,7 @@ std::optional<Event> Inbox::takeFirst() {
     Event first = std::move(events_.front());
     events_.pop_front();
     eventfd_t count = 0;
+    // Read when the last is taken, so that poll wakes up for each.
     if (events_.empty()) eventfd_read(wakeUp_, &count);
     return first;
 }

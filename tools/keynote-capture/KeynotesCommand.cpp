@@ -43,6 +43,7 @@ private:
 
     void tick() {
         if (!isSearching_) {
+            // What runs is told first, so the search begins once it is known.
             if (platform_.knowsRunningPrograms() || elapsed() > kPatienceWithPrograms) search();
         } else if (++ticks_ % kTicksPerProgressLine == 0) {
             showProgress();
@@ -72,6 +73,7 @@ private:
     }
 
     [[nodiscard]] RunningKeynotes runningKeynotes() const {
+        // Nothing is known then, which is not the same as nothing running.
         if (!platform_.hasSessionBus()) return {};
         RunningKeynotes running;
         for (const auto& bundle : KeynoteInstallHelper::fetchRunningKeynoteBundles()) {

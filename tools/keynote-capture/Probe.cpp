@@ -28,6 +28,7 @@ fs::path workingDirectory(const std::string& recordingID) {
 
 fs::path makeTemporaryDirectory() {
     std::error_code failure;
+    // The name becomes the recording ID, so that probes at the same time keep apart.
     std::string path = (fs::temp_directory_path(failure) / "keynote-capture-XXXXXX").native();
     if (failure || mkdtemp(path.data()) == nullptr) return {};
     return path;
@@ -66,6 +67,7 @@ Probe::~Probe() {
     if (client_) client_->stopDetectionAndCapture();
     // Stopping in the middle of a show makes the program export its slides; let that begin before its target goes.
     if (showRuns_) waitUntil(1s, [this] { return !showRuns_; });
+    // The service forgets the directories before they are removed.
     client_.reset();
     if (directory_.empty()) return;
     removeDirectory(directory_);
@@ -110,6 +112,7 @@ bool Probe::waitUntil(std::chrono::milliseconds atMost, Done done) {
     const Instant deadline = std::chrono::steady_clock::now() + atMost;
     while (!fatal_ && !done()) {
         const Event event = inbox_.next(deadline);
+        // What comes in meanwhile counts, whatever is waited for: a program may quit.
         if (std::holds_alternative<TimedOut>(event)) return false;
         std::visit([this](const auto& each) { this->note(each); }, event);
     }

@@ -8,6 +8,7 @@
 ProgressLine::ProgressLine() : isTerminal_(isatty(STDERR_FILENO) == 1) {}
 
 void ProgressLine::show(const std::string& line) {
+    // In a file or a pipe such lines would pile up.
     if (!isTerminal_ || line == shown_) return;
     shown_ = line;
     std::fputs(fmt::format("\r\x1b[K{}", line).c_str(), stderr);
@@ -21,6 +22,7 @@ void ProgressLine::clear() {
 
 std::string progressBar(std::size_t done, std::size_t all, std::string_view what) {
     constexpr std::size_t kWidth = 30;
+    // Nothing to do is all done.
     const std::size_t filled = all == 0 ? kWidth : done * kWidth / all;
     return fmt::format("[{}{}] {} of {} {}", std::string(filled, '#'), std::string(kWidth - filled, '.'), done, all,
                        what);

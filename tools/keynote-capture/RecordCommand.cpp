@@ -60,6 +60,7 @@ private:
     }
 
     ExitStatus outputFailed() {
+        // Its reader has seen enough, as head(1) does: no failure.
         if (errno == EPIPE) return finished();
         complain(std::string("Cannot write the events: ") + std::strerror(errno));
         client_.stopDetectionAndCapture();
@@ -81,9 +82,11 @@ ExitStatus record(const RecordOptions& options) {
     const auto client = CaptureServiceClient::connect(
         inbox, [&inbox] { inbox.post(ServiceLost{}); }, error);
     if (!client) return reported(*error);
+    // Before the start, so that the first poll already goes by it.
     if (options.pollingInterval) client->setKeynotePollingInterval(*options.pollingInterval);
     client->startDetectionAndCaptureTo(options.directory, options.recordingID,
                                        [&inbox](const ErrorPtr& failure) { inbox.post(RequestRefused{failure}); });
+    // On standard error: standard output has the events only.
     if (!options.json) {
         complain("Captures go to " + printableText(options.directory.native()) + "; interrupt (Ctrl-C) to stop.");
     }

@@ -31,6 +31,7 @@ std::optional<std::set<std::int64_t>> slidesFrom(std::string_view text) {
         const std::int64_t last = take(text, '-') ? takeNumber(text) : first;
         if (first == 0 || last < first) return std::nullopt;
         for (std::int64_t slide = first; slide <= last; ++slide) slides.insert(slide);
+        // 1-99999 is a mistake, and would ask for a hundred thousand files.
         if (slides.size() > kMostSlides) return std::nullopt;
     } while (take(text, ','));
     if (!text.empty()) return std::nullopt;

@@ -43,6 +43,7 @@ std::string contentsOf(const std::string& path) {
 
 SoapValue value(const std::string& type, const std::string& text) {
     if (type == "@") return SoapBytes(contentsOf(text));
+    // The envelope says that it is UTF-8, and servers refuse one that is not with an error that helps nobody.
     if (!utf8::isValid(text)) refuse("\"" + text + "\" is not UTF-8; pass bytes as NAME@=FILE");
     if (type.empty()) return text;
     if (type == ":int") return number<std::int32_t>(text, "a whole number from -2147483648 to 2147483647");
@@ -54,6 +55,7 @@ SoapValue value(const std::string& type, const std::string& text) {
 }  // namespace
 
 void checkElementName(const std::string& name, const std::string& what) {
+    // Not all of XML's rule: enough that a typing error does not break the envelope.
     const bool isName = !name.empty() && utf8::isValid(name) &&
                         name.find_first_of("<>&\"'/=\t\n\r ") == std::string::npos &&
                         std::string_view("-.0123456789").find(name.front()) == std::string_view::npos;
@@ -67,10 +69,12 @@ SoapParameters parseSoapParameters(const std::vector<std::string>& arguments) {
         const auto equals = argument.find('=');
         if (equals == std::string::npos) refuse(fmt::format("\"{}\" is no parameter; write NAME=VALUE", argument));
         auto name = argument.substr(0, equals);
+        // Neither can be part of an element's name here: no envelope declares a prefix.
         const auto mark = name.find_first_of(":@");
         const auto type = mark == std::string::npos ? std::string() : name.substr(mark);
         name.resize(std::min(mark, name.size()));
         checkElementName(name, "a parameter");
+        // A request carries one attachment; earlier bytes would silently be sent as null.
         if (type == "@" && std::exchange(hasFile, true)) refuse("only one parameter can be a file");
         parameters.values.push_back(value(type, argument.substr(equals + 1)));
         parameters.names.push_back(std::move(name));

@@ -43,6 +43,7 @@ std::string line(const char* title, std::string_view text) {
 std::string bodyText(std::string_view body) {
     body = body.substr(0, body.find_last_not_of("\r\n") + 1);
     const auto more = body.size() - std::min(body.size(), kLongestBody);
+    // The body is the server's: it may be long, and hold what terminals obey.
     auto text = printableText(body.substr(0, kLongestBody), LineFeeds::kept);
     if (more > 0) text += fmt::format("… and {} bytes more", more);
     return "  body:\n" + text + "\n";

@@ -82,6 +82,7 @@ ExitStatus report(const Answer& answer, std::int32_t status) {
 
 ExitStatus call(const Options& options, const SoapParameters& parameters) {
     LinuxPlatform::Options platformOptions;
+    // Web services are called where no desktop runs, too.
     platformOptions.usesSessionBus = false;
     platformOptions.makeURLSessions = [](Bundles& bundles) { return std::make_unique<CurlSessions>(bundles); };
     const LinuxPlatform linuxPlatform(platformOptions);
@@ -96,6 +97,7 @@ ExitStatus call(const Options& options, const SoapParameters& parameters) {
     auto answer = promise.get_future();
     caller->callSoapMethod(options.method, options.callNamespace, options.extension, parameters.names,
                            parameters.values, std::make_shared<Pending>(std::move(promise)));
+    // The state ends with the call, however it does, so this never waits for ever.
     const auto answered = answer.get();
     return report(answered, caller->responseCode());
 }

@@ -48,6 +48,7 @@ void X11Display::internAtoms() {
     std::array<xcb_intern_atom_cookie_t, kAtomCount> cookies{};
     for (std::size_t i = 0; i < kAtomCount; ++i) {
         const auto name = kAtomNames.at(i);
+        // All are asked before the first answer is waited for: one round trip.
         cookies.at(i) = xcb_intern_atom(connection_, 0, static_cast<std::uint16_t>(name.size()), name.data());
     }
     for (std::size_t i = 0; i < kAtomCount; ++i) {
@@ -90,6 +91,7 @@ bool X11Display::tellsChange(const xcb_generic_event_t& event) const {
 
 std::vector<WindowRecord> X11Display::windows() {
     const auto candidates = visibleWindows();
+    // Again all questions first: a round trip for each window would take a poll's time.
     std::vector<Questions> questions;
     questions.reserve(candidates.size());
     for (const auto& candidate : candidates) questions.push_back(ask(candidate));
@@ -107,6 +109,7 @@ std::vector<Rect> X11Display::screens() {
         const Reply<xcb_randr_get_monitors_reply_t> reply(xcb_randr_get_monitors_reply(connection_, cookie, nullptr));
         screens = x11::framesOf(reply.get());
     }
+    // Without RandR, or before it knows a monitor, the whole desktop is one screen.
     if (screens.empty()) {
         const auto cookie = xcb_get_geometry(connection_, root_);
         const Reply<xcb_get_geometry_reply_t> root(xcb_get_geometry_reply(connection_, cookie, nullptr));
@@ -139,6 +142,7 @@ std::vector<X11Display::Candidate> X11Display::allWindows() {
     std::erase_if(managed, [&unframed](xcb_window_t window) { return unframed.contains(window); });
 
     std::vector<Candidate> candidates;
+    // Those without a frame come first: they bypass the window manager and lie above what it arranges.
     for (const auto window : frontmost(topLevel)) candidates.push_back({window, false, {}});
     for (const auto window : frontmost(managed)) candidates.push_back({window, true, {}});
     return candidates;
@@ -148,6 +152,7 @@ std::vector<X11Display::Candidate> X11Display::allWindows() {
 std::vector<X11Display::Candidate> X11Display::visibleWindows() {
     auto candidates = allWindows();
     for (auto& candidate : candidates) {
+        // Watched before it is looked at, so that no change falls in between.
         watch(candidate.window, kWindowEvents);
         candidate.attributes = xcb_get_window_attributes(connection_, candidate.window);
     }
@@ -161,6 +166,7 @@ std::vector<X11Display::Candidate> X11Display::visibleWindows() {
 bool X11Display::isVisible(const Candidate& candidate) {
     const Reply<xcb_get_window_attributes_reply_t> state(
         xcb_get_window_attributes_reply(connection_, candidate.attributes, nullptr));
+    // Windows that only take input are never seen, whatever they say.
     return state && state->map_state == XCB_MAP_STATE_VIEWABLE && state->_class == XCB_WINDOW_CLASS_INPUT_OUTPUT;
 }
 
@@ -200,6 +206,7 @@ std::optional<WindowRecord> X11Display::answer(const Questions& questions) {
     record.ownerPID = static_cast<pid_t>(process.front());
     record.bounds = {origin->dst_x - left, origin->dst_y - top, geometry->width + left + right,
                      geometry->height + top + bottom};
+    // The newer property is UTF-8; old programs set the other alone.
     record.name = name ? name : oldName;
     record.number = questions.candidate.window;
     return record;

@@ -38,6 +38,7 @@ std::optional<std::string> textOf(const xcb_get_property_reply_t* reply) {
     const auto bytes = restOf(*reply);
     std::string_view text(static_cast<const char*>(static_cast<const void*>(bytes.data())),
                           std::min<std::size_t>(reply->value_len, bytes.size()));
+    // Cut in the middle of a character, perhaps: what is left of the last one goes.
     if (reply->bytes_after != 0) {
         const auto isInside = [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U; };
         while (!text.empty() && isInside(text.back())) text.remove_suffix(1);
@@ -62,6 +63,7 @@ std::vector<Rect> framesOf(const xcb_randr_get_monitors_reply_t* reply) {
         frames.push_back({static_cast<double>(info.x), static_cast<double>(info.y), static_cast<double>(info.width),
                           static_cast<double>(info.height)});
         const std::size_t size = sizeof(info) + info.nOutput * sizeof(xcb_randr_output_t);
+        // The server says how many outputs follow; it may not be taken at its word.
         rest = rest.subspan(std::min(size, rest.size()));
     }
     return frames;

@@ -96,12 +96,14 @@ private:
         std::unique_lock lock(mutex_);
         desktop_.swap(desktop);
         changed_.notify_all();
+        // On the condition, so that a close need not wait for the end of the pause.
         changed_.wait_for(lock, kPause, [this] { return closed_; });
     }
 
     void end() {
         const std::lock_guard lock(mutex_);
         descriptor_ = -1;
+        // What a display showed that has gone is not shown any more.
         desktop_.reset();
         ended_ = true;
         changed_.notify_all();
@@ -120,6 +122,7 @@ X11Watch::~X11Watch() {
     if (state_->close()) {
         thread_.join();
     } else {
+        // Joining would hang as the display does.
         thread_.detach();
     }
 }

@@ -8,6 +8,7 @@
 
 namespace {
 
+/// A display that is not there is likely to stay away; a poll asks four times a second.
 constexpr std::chrono::seconds kRetryPeriod{3};
 constexpr std::chrono::seconds kUnusedPeriod{5};
 constexpr std::chrono::milliseconds kFirstLook{100};
@@ -42,6 +43,7 @@ void X11WindowServer::open(Instant now) {
     } catch (const std::system_error&) {
         return;  // no thread to be had: no display either
     }
+    // Only here: a first poll would otherwise see no windows, and take a show for none.
     watch_->waitForFirstLook(kFirstLook);
     unusedTimer_ = queue_.makeTimer({kUnusedPeriod, kUnusedPeriod, {}}, [this] { closeWhenUnused(); });
     closeIfEnded();
@@ -57,6 +59,7 @@ void X11WindowServer::closeWhenUnused() {
     // A thread that cannot be interrupted stays the only one.
     if (watch_ && watch_->isConnecting()) return;
     close();
+    // Whoever asks next gets a connection at once.
     nextAttempt_ = {};
 }
 

@@ -66,11 +66,13 @@ private:
         const auto trailer = contents_.size() - kTrailerSize;
         const auto offsetSize = integer(trailer + 6, 1).value_or(0);
         const auto table = integer(trailer + 24, 8).value_or(0);
+        // Neither product nor sum below overflows then; what they point at is checked with every read.
         if (number > contents_.size() || table > contents_.size()) return std::nullopt;
         const auto position = integer(table + number * offsetSize, offsetSize);
         if (!position || *position < kHeaderSize || *position >= trailer) return std::nullopt;
         const auto marker = integer(*position, 1).value_or(0);
         Head head{static_cast<unsigned>(marker >> 4), marker & 0xF, *position + 1};
+        // A long object: its number of elements follows as an integer of its own.
         if (head.count == 0xF) {
             const auto sizeMarker = integer(head.start, 1).value_or(0);
             const auto count = integer(head.start + 1, std::uint64_t{1} << (sizeMarker & 0xF));
@@ -103,6 +105,7 @@ private:
     std::optional<bool> boolean(const std::optional<Head>& head) const {
         if (!head) return std::nullopt;
         if (head->kind == kBoolean && (head->count | 1) == 9) return head->count == 9;
+        // Longer integers stand for numbers beyond 64 bits, which nobody means by yes or no.
         if (head->kind != kInteger || head->count > 3) return std::nullopt;
         const auto number = integer(head->start, std::uint64_t{1} << head->count);
         return number ? std::optional(*number != 0) : std::nullopt;

@@ -47,11 +47,13 @@ private:
     const PropertyStrings info_;
 };
 
+/// Of the bundles of this system only this program's own has a catalogue that gettext finds.
 class MainBundle final : public DirectoryBundle {
 public:
     MainBundle(const fs::path& resources, PropertyStrings info)
         : DirectoryBundle(resources, resources, std::move(info)) {
         ::bindtextdomain(kDomain, (resources.parent_path() / "locale").c_str());
+        // Texts are UTF-8 throughout, whatever the locale says.
         ::bind_textdomain_codeset(kDomain, "UTF-8");
     }
     [[nodiscard]] std::string localizedString(const std::string& english) const override {
@@ -64,6 +66,7 @@ fs::path resourcesOf(const fs::path& executable) {
     const auto folder = executable.parent_path();
     auto beside = folder.parent_path() / "share" / kDomain;
     auto installed = folder.parent_path().parent_path() / "share" / kDomain;
+    // When neither is there, the build tree's place is as good as any: nothing will be found.
     return !isDirectory(beside) && isDirectory(installed) ? installed : beside;
 }
 
@@ -78,6 +81,7 @@ std::shared_ptr<const Bundle> makeMainBundle(const fs::path& executable) {
     return std::make_shared<const MainBundle>(resources, std::move(info));
 }
 
+/// The link names the file itself, also when the program was started through another link.
 fs::path runningExecutable() {
     std::error_code ignored;
     return fs::read_symlink("/proc/self/exe", ignored);
@@ -92,6 +96,7 @@ DirectoryBundles::DirectoryBundles(const fs::path& executable) : mainBundle_(mak
 std::shared_ptr<const Bundle> DirectoryBundles::bundleAtPath(const fs::path& path) {
     if (!isDirectory(path)) return nullptr;
     const auto contents = path / "Contents";
+    // A path may end in a slash, as URLs of directories do.
     return std::make_shared<const DirectoryBundle>(path.has_filename() ? path : path.parent_path(),
                                                    contents / "Resources",
                                                    readPropertyStrings(contents / "Info.plist"));

@@ -25,6 +25,7 @@ class LinuxFileHandle final : public FileHandle {
 public:
     explicit LinuxFileHandle(FileDescriptor file) : file_(std::move(file)) {}
     void write(std::string_view bytes) override {
+        // One call: the kernel keeps the bytes of a call together, so lines of several threads do not mix.
         [[maybe_unused]] const auto dropped = ::write(file_.get(), bytes.data(), bytes.size());
     }
 
@@ -49,11 +50,13 @@ std::optional<std::uint64_t> LinuxFileManager::sizeOf(const path& path) const {
 ErrorPtr LinuxFileManager::createDirectory(const path& path) {
     std::error_code error;
     std::filesystem::create_directories(path, error);
+    // Whatever the library says: what is in the way is a file, which the caller may tell apart.
     if (error && kindOf(path) == FileKind::file) error = std::make_error_code(std::errc::file_exists);
     return error ? fileError(error.value(), "Could not create the directory", path) : nullptr;
 }
 
 ErrorPtr LinuxFileManager::createFile(const path& path, std::string_view contents) {
+    // A pipe that nobody reads would keep the call waiting; without blocking it fails.
     const FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK, 0666));
     if (!file || !file.writeAll(contents)) return fileError(errno, "Could not write the file", path);
     return nullptr;
@@ -62,6 +65,7 @@ ErrorPtr LinuxFileManager::createFile(const path& path, std::string_view content
 ErrorPtr LinuxFileManager::moveItem(const path& from, const path& to) {
     struct stat status {};
     if (::lstat(from.c_str(), &status) != 0) return fileError(errno, "Could not move the file", from);
+    // A link would be moved in place of what it leads to, and a directory with all that is in it.
     if (!S_ISREG(status.st_mode)) return fileError(EINVAL, "Not moved, because it is no regular file:", from);
     int error = renameExclusively(from, to);
     if (error == EXDEV) error = moveAcrossFileSystems(from, to);

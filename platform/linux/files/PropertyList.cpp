@@ -21,15 +21,18 @@ bool isRegular(const FileDescriptor& path) {
 /// The file behind an O_PATH descriptor; empty for anything but a regular file of bearable size.
 std::string readSmallFile(const FileDescriptor& path) {
     if (!isRegular(path)) return {};
+    // Opened through the descriptor that was looked at, so that nothing else can have taken its place.
     const auto name = "/proc/self/fd/" + std::to_string(path.get());
     const FileDescriptor file(::open(name.c_str(), O_RDONLY | O_CLOEXEC));
     struct stat status {};
     if (!file || ::fstat(file.get(), &status) != 0) return {};
+    // Files of /proc and the like say 0 and are no lists.
     if (status.st_size <= 0 || status.st_size > static_cast<off_t>(kLargestFile)) return {};
     std::string contents(static_cast<std::size_t>(status.st_size), '\0');
     std::size_t length = 0;
     while (length < contents.size()) {
         const auto count = ::read(file.get(), contents.data() + length, contents.size() - length);
+        // The file has become shorter since it was looked at.
         if (count == 0) break;
         if (count < 0 && errno != EINTR) return {};
         if (count > 0) length += static_cast<std::size_t>(count);

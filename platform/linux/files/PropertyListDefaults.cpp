@@ -18,6 +18,7 @@ fs::path configurationDirectory(const Directories& directories) {
 }
 
 bool boolValue(std::string_view text) {
+    // As the platform reads a text as a boolean: what begins like a number, "yes" or "true".
     text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
     if (text.starts_with('+') || text.starts_with('-')) text.remove_prefix(1);
     text.remove_prefix(std::min(text.find_first_not_of('0'), text.size()));

@@ -14,6 +14,7 @@ namespace {
 class TopDictionary final : public XMLParserDelegate {
 public:
     void parserDidStartElement(std::string_view elementName) override {
+        // Not counted: the dictionary stands in it or is the document itself.
         if (depth_ == 0 && elementName == "plist") return;
         if (depth_ == 0) isDictionary_ = elementName == "dict";
         ++depth_;
@@ -50,6 +51,7 @@ private:
     std::optional<PropertyScalars::mapped_type> scalar(std::string_view elementName) {
         if (elementName == "string") return std::move(text_);
         if (elementName == "true" || elementName == "false") return elementName == "true";
+        // Decimal or hexadecimal, as lists may have it.
         if (elementName == "integer") return std::strtoull(text_.c_str(), nullptr, 0) != 0;
         return std::nullopt;
     }

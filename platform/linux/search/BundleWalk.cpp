@@ -34,6 +34,7 @@ std::set<std::filesystem::path> BundleWalk::run(const std::stop_token& stop) {
 void BundleWalk::walkRoot(const std::filesystem::path& root, const std::stop_token& stop) {
     FileDescriptor directory(::open(root.c_str(), kDirectory | O_NOFOLLOW | O_CLOEXEC));
     if (!directory) return;
+    // Names are appended with a slash before them.
     path_ = root == "/" ? "" : root.native();
     arrive(std::move(directory));
     while (!levels_.empty() && !stop.stop_requested()) {
@@ -52,6 +53,7 @@ void BundleWalk::arrive(FileDescriptor directory) {
     progress_.directories.fetch_add(1, std::memory_order_relaxed);
     if (path_.ends_with(".app") && isBundle(directory.get())) return;
     auto& reader = readerOf(levels_.size());
+    // The reader is taken from a level further up, which remembers what its directory was.
     if (levels_.size() >= kOpenLevels && reader.level == levels_.size() - kOpenLevels) {
         struct stat status {};
         ::fstat(reader.directory.get(), &status);
@@ -73,6 +75,7 @@ bool BundleWalk::isBundle(int directory) {
     const auto info = readPropertyStringsIn(contents.get(), "Info.plist");
     if (!info) return false;
     const auto identifier = info->find(kIdentifierKey);
+    // A set: bind mounts and overlays may show a bundle twice.
     if (identifier != info->end() && identifier->second == bundleIdentifier_ && found_.insert(path_).second) {
         ++progress_.found;
     }
@@ -90,12 +93,14 @@ const dirent64* BundleWalk::nextEntry() {
     }
     const auto* entry = reinterpret_cast<const dirent64*>(from.buffer.get() + from.next);
     from.next += entry->d_reclen;
+    // For the case that the reader is taken away.
     levels_.back().resume = entry->d_off;
     return entry;
 }
 
 bool BundleWalk::isDirectory(const dirent64& entry) {
     if (entry.d_type == DT_DIR) return !isSelfOrParent(entry.d_name);
+    // Some file systems do not tell kinds with names; only then is each entry looked at.
     if (entry.d_type != DT_UNKNOWN || isSelfOrParent(entry.d_name)) return false;
     struct stat status {};
     return ::fstatat(reader().directory.get(), entry.d_name, &status, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT) == 0 &&
@@ -105,6 +110,7 @@ bool BundleWalk::isDirectory(const dirent64& entry) {
 void BundleWalk::enter(const char* name) {
     path_.resize(levels_.back().pathLength);
     (path_ += '/') += name;
+    // A longer path could not be handed to anybody.
     if (path_.size() >= PATH_MAX || (!plan_.leftOut.empty() && plan_.leftOut.contains(path_))) return;
     auto directory = openEntry(reader().directory.get(), name, kDirectory);
     if (directory) arrive(std::move(directory));

@@ -23,6 +23,7 @@ void yieldDisk() {
 }
 
 std::optional<WalkPlan> planWalk(const std::vector<fs::path>& roots) {
+    // Without directories of its caller's choice the whole computer is meant.
     if (roots.empty()) return planWalkOfComputer();
     auto plan = planWalkBelow(roots);
     return plan.roots.empty() ? std::nullopt : std::optional(std::move(plan));
@@ -37,6 +38,7 @@ std::optional<std::string> bundleIdentifierInQuery(std::string_view queryText) {
     queryText.remove_prefix(kBegin.size());
     if (queryText.size() < 2) return std::nullopt;
     queryText.remove_suffix(1);
+    // Wildcards, quotes and further conditions ask for what a walk cannot answer.
     if (queryText.find_first_not_of(kLetters) != std::string_view::npos) return std::nullopt;
     return std::string(queryText);
 }
@@ -51,6 +53,7 @@ public:
         return entry;
     }
     void tell(const MetadataQuery& sender) const {
+        // Over a copy: an observer may begin to observe, or end it.
         for (const auto& weak : std::vector(observers_)) {
             if (const auto observer = weak.lock()) (*observer)(sender);
         }
@@ -111,6 +114,7 @@ bool ComputerSearch::startWalk(std::weak_ptr<Query> query, const std::string& bu
                                std::stop_source& stop) {
     auto plan = planWalk(roots_);
     if (!plan) return false;
+    // Threads that have ended are joined here, since none can join itself.
     walks_.remove_if([](const Walk& walk) { return walk.hasEnded.load(); });
     auto& walk = walks_.emplace_back();
     try {
@@ -130,6 +134,7 @@ bool ComputerSearch::startWalk(std::weak_ptr<Query> query, const std::string& bu
             walk.hasEnded = true;
         });
     } catch (const std::system_error&) {
+        // No thread to be had: the query says that it cannot start.
         walks_.pop_back();
         return false;
     }

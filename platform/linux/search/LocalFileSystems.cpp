@@ -46,6 +46,7 @@ std::vector<Mount> parseMounts(std::string_view text) {
         Mount mount;
         std::string word;
         words >> mount.id >> mount.parent >> mount.device >> mount.root >> mount.point;
+        // Optional fields, any number of them (proc(5)).
         while (words >> word && word != "-") continue;
         words >> mount.kind >> word >> mount.options;
         if (mount.kind.empty()) continue;
@@ -99,6 +100,7 @@ public:
 
     WalkPlan plan() {
         for (const auto& mount : mounts_) {
+            // In the order of the mounts: of several that show a directory the first is walked.
             if (kinds_.contains(mount.kind) && isVisible(mount)) consider(mount);
         }
         WalkPlan plan;
@@ -151,6 +153,7 @@ private:
         const auto isShown = [&](const auto* root) { return shows(*root, mount); };
         if (std::any_of(sameDevice.begin(), sameDevice.end(), isShown)) return;
         for (const auto* root : sameDevice) {
+            // This mount shows more than one chosen before it; what that one shows need not be seen twice.
             if (root->root != mount.root && isAtOrBelow(root->root, mount.root)) {
                 leftOut_.insert(moved(root->root, mount.root, mount.point));
             }
@@ -210,6 +213,7 @@ WalkPlan planWalkBelow(const std::vector<fs::path>& directories) {
         if (auto root = fs::canonical(directory, failure); !failure) add(root);
     }
     const auto named = plan.roots;
+    // A walk never crosses a mount, so those below a named directory are roots of their own.
     const auto computer = planWalkOfComputer().value_or(WalkPlan{});
     for (const auto& mount : computer.roots) {
         const auto isNamed = [&](const auto& root) { return isAtOrBelow(mount.native(), root.native()); };

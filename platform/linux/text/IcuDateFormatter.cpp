@@ -69,6 +69,8 @@ UDateFormat* openFormat(const std::string& pattern, long offset) {
 std::string IcuDateFormatter::stringFromDate(Date date) const {
     using std::chrono::floor;
     using std::chrono::milliseconds;
+    // The milliseconds are put into the text of their second: formatting by ICU takes many times as long as a line of
+    // the log otherwise does, and lines come in bursts.
     const auto second = floor<std::chrono::seconds>(date);
     const auto fraction = static_cast<unsigned>(floor<milliseconds>(date - second).count());
 
@@ -86,6 +88,7 @@ std::string IcuDateFormatter::stringFromDate(Date date) const {
 
 IcuDateFormatter::SecondText IcuDateFormatter::format(std::chrono::sys_seconds second) const {
     const long offset = zoneOffset(second);
+    // Summer time began or ended, or somebody moved the process to another zone.
     if (icuFormat_.isNull() || offset != offset_) icuFormat_.adoptInstead(openFormat(pattern_, offset));
     offset_ = offset;
     if (icuFormat_.isNull()) return {second, {}};

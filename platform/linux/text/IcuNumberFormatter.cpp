@@ -15,6 +15,7 @@ UNumberFormat* openFormat(const std::string& locale) {
     UErrorCode status = U_ZERO_ERROR;
     auto* const format = unum_open(UNUM_DECIMAL, nullptr, 0, locale.c_str(), nullptr, &status);
     if (U_FAILURE(status)) return nullptr;
+    // Strict: blanks, separators of thousands and exponents make a text no number.
     unum_setAttribute(format, UNUM_LENIENT_PARSE, 0);
     unum_setAttribute(format, UNUM_GROUPING_USED, 0);
     unum_setAttribute(format, UNUM_PARSE_NO_EXPONENT, 1);
@@ -35,6 +36,7 @@ std::uint64_t integerPart(std::string_view number) {
     std::erase(digits, '.');
     const auto integerDigits = static_cast<std::int64_t>(point) + exponent;
     if (digits == "0" || integerDigits <= 0 || integerDigits > kMostIntegerDigits) return 0;
+    // Cuts the fraction off, or adds the zeros that the exponent stands for.
     digits.resize(static_cast<std::size_t>(integerDigits), '0');
     std::uint64_t value = 0;
     for (const char digit : digits) value = value * 10 + static_cast<std::uint64_t>(digit - '0');
@@ -57,6 +59,7 @@ std::optional<DecimalNumber> IcuNumberFormatter::numberFromString(std::string_vi
     const auto length =
         unum_parseDecimal(icuFormat_.getAlias(), utf16->data(), static_cast<std::int32_t>(utf16->size()), &end,
                           decimal.data(), static_cast<std::int32_t>(decimal.size()), &status);
+    // ICU stops at the first letter that belongs to no number and is content; the whole text is to be one.
     if (U_FAILURE(status) || static_cast<std::size_t>(end) != utf16->size()) return std::nullopt;
 
     std::string digits(decimal.data(), static_cast<std::size_t>(length));

@@ -22,7 +22,9 @@ std::optional<std::u16string> utf16From(std::string_view utf8) {
 
 std::string utf8From(std::u16string_view utf16) {
     constexpr UChar32 kReplacement = 0xFFFD;
+    // ICU counts in 32 bits, and the result is three times as long.
     utf16 = utf16.substr(0, kLongest);
+    // The most that a unit takes; pairs take four bytes for two.
     std::string utf8(utf16.size() * 3, '\0');
     std::int32_t length = 0;
     UErrorCode status = U_ZERO_ERROR;

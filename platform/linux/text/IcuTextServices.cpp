@@ -16,6 +16,7 @@ std::shared_ptr<const NumberFormatter> IcuTextServices::makeNumberFormatter(cons
 
 std::string IcuTextServices::makeUUID() {
     uuid_t uuid{};
+    // Never by time and network address: presentation IDs are published.
     uuid_generate_random(uuid);
     std::array<char, UUID_STR_LEN> text{};
     uuid_unparse_upper(uuid, text.data());
