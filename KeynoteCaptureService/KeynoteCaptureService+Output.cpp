@@ -6,6 +6,7 @@
 #include "ports/CaptureNames.h"
 #include "ports/FileManager.h"
 #include "ports/Platform.h"
+#include "ports/Scripting.h"
 #include "ports/Text.h"
 
 #include <utility>
@@ -14,9 +15,6 @@ namespace {
 
 constexpr const char* kExportDirectory = "slide";
 constexpr const char* kArchiveExtension = ".key";
-/// Export as slide images, and JPEG as their format: codes of the program's scripting dictionary.
-constexpr const char* kSlideImagesFormat = "Kimg";
-constexpr const char* kJPEGFormat = "Kifj";
 
 std::optional<std::filesystem::path> appended(const std::optional<std::filesystem::path>& directory,
                                               const std::string& component) {
@@ -72,9 +70,9 @@ void KeynoteCaptureService::beginExportOfSlideImagesForDocument(const std::share
     if (!document || !target) return;
     // The whole deck: the program exports no single slides, and the monitor takes those that were shown. Nothing is
     // drawn that the audience did not see, and the stages of a slide share one image.
-    document->exportTo(*target, kSlideImagesFormat,
+    document->exportTo(*target, kExportFormatImages,
                        {{"compressionFactor", KeynoteCaptureServiceImageCompressionFactor},
-                        {"imageFormat", kJPEGFormat},
+                        {"imageFormat", kImageFormatJPEG},
                         {"allStages", false},
                         {"borders", false},
                         {"date", false},

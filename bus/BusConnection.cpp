@@ -1,5 +1,8 @@
 #include "bus/BusConnection.h"
 
+#include "bus/Library.h"
+#include "bus/Names.h"
+
 #include <sdbus-c++/sdbus-c++.h>
 #include <cstdint>
 #include <future>
@@ -9,7 +12,6 @@
 namespace bus {
 namespace {
 
-constexpr const char* kDaemon = "org.freedesktop.DBus";
 /// Of the bus protocol: a flag of requests for names, and an answer.
 constexpr std::uint32_t kDoNotQueue = 4;
 constexpr std::uint32_t kExists = 3;
@@ -54,22 +56,23 @@ bool processPending(sdbus::IConnection& connection) {
 
 EventLoopThread::EventLoopThread(sdbus::IConnection& connection, std::function<void()> onLost)
     : connection_(connection),
-      daemon_(sdbus::createProxy(connection, kDaemon, "/org/freedesktop/DBus")),
+      daemon_(sdbus::createProxy(connection, kBusDaemon, kBusDaemonPath)),
       thread_([&connection, onLost = std::move(onLost)] {
           if (!serve(connection)) onLost();
       }) {}
 
 void EventLoopThread::requestName(const std::string& name) {
-    const auto outcome = std::make_shared<std::promise<std::optional<sdbus::Error>>>();
+    const auto outcome = std::make_shared<std::promise<std::optional<Failure>>>();
     daemon_->callMethodAsync("RequestName")
-        .onInterface(kDaemon)
+        .onInterface(kBusDaemon)
         .withArguments(name, kDoNotQueue)
         .uponReplyInvoke([outcome](const sdbus::Error* error, std::uint32_t answer) {
-            const sdbus::Error taken("org.freedesktop.DBus.Error.Failed", "somebody else has it");
-            if (error == nullptr && answer == kExists) error = &taken;
-            outcome->set_value(error == nullptr ? std::nullopt : std::optional(*error));
+            std::optional<Failure> failure;
+            if (error != nullptr) failure = failureFrom(*error);
+            if (error == nullptr && answer == kExists) failure = Failure(kFailed, "somebody else has it");
+            outcome->set_value(failure);
         });
-    if (const auto failure = outcome->get_future().get()) throw sdbus::Error(*failure);
+    if (const auto failure = outcome->get_future().get()) throw Failure(*failure);
 }
 
 EventLoopThread::~EventLoopThread() {

@@ -1,11 +1,14 @@
 #pragma once
 
+#include "bus/Connection.h"
+
 #include <sdbus-c++/IConnection.h>
 #include <sdbus-c++/IProxy.h>
 #include <functional>
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 
 namespace bus {
 
@@ -21,12 +24,14 @@ class EventLoopThread {
 public:
     /// `onLost` is called on the loop's thread when the bus has gone away. The connection must outlive this object.
     EventLoopThread(sdbus::IConnection& connection, std::function<void()> onLost);
+    EventLoopThread(const Connection& connection, std::function<void()> onLost)
+        : EventLoopThread(connection.library(), std::move(onLost)) {}
     ~EventLoopThread();
     EventLoopThread(const EventLoopThread&) = delete;
     EventLoopThread& operator=(const EventLoopThread&) = delete;
 
     /// Takes a name on the bus. The library's own call reads what arrives meanwhile, and nobody tells the loop of it.
-    /// Throws `sdbus::Error` when another has the name. Any thread but the loop's.
+    /// Throws `Failure` when another has the name. Any thread but the loop's.
     void requestName(const std::string& name);
 
 private:

@@ -1,45 +1,48 @@
 #include "bus/Callbacks.h"
 
+#include "bus/Library.h"
+
+#include <sdbus-c++/IConnection.h>
+#include <sdbus-c++/Message.h>
 #include <cstdio>
+#include <exception>
+#include <memory>
 #include <utility>
 
 namespace bus {
 namespace {
 
-constexpr const char* kDaemon = "org.freedesktop.DBus";
-
-}  // namespace
-
-void complainOfCallback(const char* reason) noexcept {
+void complain(const char* reason) noexcept {
     std::fprintf(stderr, "A message on the bus could not be served: %s\n", reason);
 }
 
-sdbus::Slot addMatch(sdbus::IConnection& connection, const std::string& rule,
-                     std::function<void(sdbus::Message&)> callback) {
-    return connection.addMatch(
-        rule, [callback = std::move(callback)](sdbus::Message& message) { guarded([&] { callback(message); }); });
+struct Match final : Registration {
+    explicit Match(sdbus::Slot taken) : slot(std::move(taken)) {}
+    const sdbus::Slot slot;
+};
+
+}  // namespace
+
+void guarded(const std::function<void()>& work) noexcept {
+    try {
+        work();
+    } catch (const sdbus::Error&) {
+        return;
+    } catch (const Failure&) {
+        return;
+    } catch (const std::exception& error) {
+        complain(error.what());
+    } catch (...) {
+        complain("unknown reason");
+    }
 }
 
-sdbus::Slot watchNames(sdbus::IConnection& connection, const std::string& condition,
-                       std::function<void(const std::string& name, const std::string& owner)> changed) {
-    const std::string rule =
-        "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',"
-        "interface='org.freedesktop.DBus',member='NameOwnerChanged'," +
-        condition;
-    return addMatch(connection, rule, [changed = std::move(changed)](sdbus::Message& message) {
-        if (message.getSender() != kDaemon) return;
-        std::string name;
-        std::string before;
-        std::string now;
-        message >> name >> before >> now;
-        changed(name, now);
-    });
-}
-
-bool isReplyFrom(const sdbus::IProxy& proxy, const std::string& peer) {
-    const auto* const reply = proxy.getCurrentlyProcessedMessage();
-    const std::string sender = reply == nullptr ? std::string() : reply->getSender();
-    return sender == peer || sender == kDaemon;
+Handle addMatch(sdbus::IConnection& connection, const std::string& rule,
+                std::function<void(sdbus::Message&)> callback) {
+    const auto call = [callback = std::move(callback)](sdbus::Message& message) {
+        guarded([&] { callback(message); });
+    };
+    return translated([&] { return std::make_unique<Match>(connection.addMatch(rule, call)); });
 }
 
 }  // namespace bus

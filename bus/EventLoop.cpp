@@ -2,13 +2,13 @@
 
 #include "bus/BusConnection.h"
 #include "bus/Callbacks.h"
+#include "bus/Failure.h"
 
 #include <poll.h>
 #include <sdbus-c++/Error.h>
 #include <sys/eventfd.h>
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <limits>
 #include <utility>
 
@@ -16,7 +16,7 @@ namespace bus {
 
 EventLoop::EventLoop(sdbus::IConnection& connection)
     : connection_(connection), wakeUp_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), sdbus::adopt_fd) {
-    if (!wakeUp_.isValid()) throw sdbus::createError(errno, "Failed to create an event descriptor");
+    if (!wakeUp_.isValid()) throw Failure(kFailed, "there is no event descriptor left");
 }
 
 bool EventLoop::run() {

@@ -21,7 +21,7 @@ public:
     using Task = std::function<void()>;
     using Clock = std::chrono::steady_clock;
 
-    /// The connection must outlive the loop.
+    /// The connection must outlive the loop. Throws `Failure` when the process has no descriptor left.
     explicit EventLoop(sdbus::IConnection& connection);
 
     /// Serves the connection until `stop` (true) or until the bus has gone away (false). Once.

@@ -3,6 +3,7 @@
 #include "bus/Convert.h"
 #include "bus/Names.h"
 
+#include <limits>
 #include <utility>
 
 namespace bus {
@@ -12,12 +13,7 @@ constexpr std::size_t kMostEntries = 64;
 constexpr std::size_t kMostWindows = 1000;
 constexpr std::size_t kLongestText = 16384;
 
-using TableStruct = sdbus::Struct<std::string, std::vector<std::vector<std::string>>>;
-using SlideStruct = sdbus::Struct<std::int64_t, bool, std::string, std::string, std::string, std::vector<std::string>,
-                                  std::vector<TableStruct>>;
-using WindowStruct = sdbus::Struct<std::string, RectStruct, std::int64_t, std::int64_t>;
-
-sdbus::Error malformed(const std::string& what) {
+Failure malformed(const std::string& what) {
     return {kProgramFailed, "its answer is malformed (" + what + ")"};
 }
 
@@ -44,6 +40,19 @@ std::optional<T> valueOf(const Dictionary& values, const char* key) {
     return found->second.get<T>();
 }
 
+/// The value under a key, when it is one.
+template <typename T>
+std::optional<T> anyValueOf(const Dictionary& values, const char* key) {
+    const auto found = values.find(key);
+    if (found == values.end() || !found->second.containsValueOfType<T>()) return std::nullopt;
+    return found->second.get<T>();
+}
+
+std::optional<std::string> anyTextOf(const Dictionary& values, const char* key) {
+    auto text = anyValueOf<std::string>(values, key);
+    return text && text->size() <= kLongestText ? text : std::nullopt;
+}
+
 std::optional<Path> fileFrom(const Dictionary& values) {
     const auto url = valueOf<std::string>(values, "documentFile").value_or("");
     return url.size() > kLongestText ? std::nullopt : pathFromURL(url);
@@ -64,6 +73,15 @@ ScriptingSlide slideFrom(SlideStruct& slide) {
             .presenterNotes = std::move(notes),
             .textItems = std::move(items),
             .tables = std::move(tables)};
+}
+
+SlideStruct structFrom(ScriptingSlide& slide) {
+    std::vector<TableStruct> tables;
+    tables.reserve(slide.tables.size());
+    for (auto& [name, rows] : slide.tables) tables.emplace_back(std::move(name), std::move(rows));
+    return SlideStruct(slide.slideNumber, slide.skipped, std::move(slide.defaultTitleItemText),
+                       std::move(slide.defaultBodyItemText), std::move(slide.presenterNotes),
+                       std::move(slide.textItems), std::move(tables));
 }
 
 sdbus::Variant variantFrom(const ExportProperties::mapped_type& value) {
@@ -87,6 +105,16 @@ Dictionary dictionaryFrom(sdbus::Message& reply) {
     return values;
 }
 
+ProgramFacts factsFrom(sdbus::Message& reply) {
+    const auto values = dictionaryFrom(reply);
+    ProgramFacts facts{.processIdentifier = {},
+                       .bundleIdentifier = anyTextOf(values, "BundleIdentifier"),
+                       .bundleURL = anyTextOf(values, "BundleURL")};
+    const auto process = anyValueOf<std::uint32_t>(values, "ProcessIdentifier").value_or(0);
+    if (process != 0 && process <= std::numeric_limits<pid_t>::max()) facts.processIdentifier = process;
+    return facts;
+}
+
 PresentingState presentingStateFrom(sdbus::Message& reply) {
     const auto values = dictionaryFrom(reply);
     PresentingState state;
@@ -99,15 +127,38 @@ PresentingState presentingStateFrom(sdbus::Message& reply) {
     return state;
 }
 
+Dictionary dictionaryFrom(const PresentingState& state) {
+    Dictionary values;
+    if (state.playing) values["playing"] = sdbus::Variant(*state.playing);
+    if (const auto& document = state.firstDocument) {
+        values["documentID"] = sdbus::Variant(document->id);
+        values["slideNumber"] = sdbus::Variant(document->currentSlideNumber);
+        if (document->file) values["documentFile"] = sdbus::Variant(urlFromPath(*document->file));
+    }
+    return values;
+}
+
 std::vector<ScriptingWindow> windowsFrom(sdbus::Message& reply) {
     std::vector<ScriptingWindow> windows;
     if (!reply.enterContainer("(s(dddd)xx)")) return windows;
     WindowStruct window;
     while (windows.size() < kMostWindows && reply >> window) {
-        const auto& [x, y, width, height] = static_cast<const RectStruct::tuple&>(window.get<1>());
-        windows.push_back({cutText(window.get<0>()), {x, y, width, height}, window.get<2>(), window.get<3>()});
+        const auto& bounds = window.get<1>();
+        windows.push_back({cutText(window.get<0>()),
+                           {bounds.get<0>(), bounds.get<1>(), bounds.get<2>(), bounds.get<3>()},
+                           window.get<2>(),
+                           window.get<3>()});
     }
     return windows;
+}
+
+std::vector<WindowStruct> structsFrom(const std::vector<ScriptingWindow>& windows) {
+    std::vector<WindowStruct> structs;
+    structs.reserve(windows.size());
+    for (const auto& [name, bounds, index, id] : windows) {
+        structs.emplace_back(name, sdbus::make_struct(bounds.x, bounds.y, bounds.width, bounds.height), index, id);
+    }
+    return structs;
 }
 
 ScriptingDocumentText documentTextFrom(sdbus::Message& reply) {
@@ -117,6 +168,13 @@ ScriptingDocumentText documentTextFrom(sdbus::Message& reply) {
     text.slides.reserve(slides.size());
     for (SlideStruct& slide : slides) text.slides.push_back(slideFrom(slide));
     return text;
+}
+
+std::vector<SlideStruct> structsFrom(std::vector<ScriptingSlide> slides) {
+    std::vector<SlideStruct> structs;
+    structs.reserve(slides.size());
+    for (ScriptingSlide& slide : slides) structs.push_back(structFrom(slide));
+    return structs;
 }
 
 std::string identifierFrom(sdbus::Message& reply) {
@@ -130,6 +188,16 @@ std::string propertyTextFrom(sdbus::Message& reply) {
     reply >> value;
     if (!value.containsValueOfType<std::string>()) throw malformed("property");
     return shortText(value.get<std::string>(), "property");
+}
+
+ExportProperties exportPropertiesFrom(const Dictionary& values) {
+    ExportProperties properties;
+    for (const auto& [key, value] : values) {
+        if (value.containsValueOfType<bool>()) properties[key] = value.get<bool>();
+        if (value.containsValueOfType<double>()) properties[key] = value.get<double>();
+        if (value.containsValueOfType<std::string>()) properties[key] = value.get<std::string>();
+    }
+    return properties;
 }
 
 Dictionary dictionaryFrom(const ExportProperties& properties) {

@@ -83,6 +83,11 @@ struct ScriptingDocumentText {
 /// first leaves the document open for its user to decide, the second drops them.
 inline constexpr const char* kSaveOptionAsk = "ask ";
 inline constexpr const char* kSaveOptionNo = "no  ";
+inline constexpr const char* kSaveOptionYes = "yes ";
+
+/// The export format of one image per slide, and the image format of its property `imageFormat`: codes likewise.
+inline constexpr const char* kExportFormatImages = "Kimg";
+inline constexpr const char* kImageFormatJPEG = "Kifj";
 
 /// Properties of an export by key; an enumerated value is its four-character code as text.
 using ExportProperties = std::map<std::string, std::variant<bool, double, std::string>>;

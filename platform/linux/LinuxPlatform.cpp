@@ -74,9 +74,9 @@ int LinuxPlatform::run() {
     return status;
 }
 
-std::shared_ptr<SessionBus> LinuxPlatform::openBus() {
+std::shared_ptr<bus::SessionBus> LinuxPlatform::openBus() {
     std::string problem;
-    auto bus = SessionBus::open(problem);
+    auto bus = bus::SessionBus::open(problem);
     if (!bus) consoleLog_.write(problem);
     return bus;
 }

@@ -65,7 +65,7 @@ public:
     [[nodiscard]] const WalkProgress& searchProgress() const { return computerSearch_.progress(); }
 
 private:
-    [[nodiscard]] std::shared_ptr<SessionBus> openBus();
+    [[nodiscard]] std::shared_ptr<bus::SessionBus> openBus();
 
     runtime::LastResort lastResort_;  ///< first, so that it goes last
     StandardErrorLog consoleLog_;
@@ -82,7 +82,7 @@ private:
     LinuxThreads threads_;
     LibXmlServices xml_;
     X11WindowServer windowServer_{consoleLog_, dispatch_.mainQueue()};
-    const std::shared_ptr<SessionBus> bus_;
+    const std::shared_ptr<bus::SessionBus> bus_;
     DBusWorkspace workspace_;
     DBusScripting scripting_;
     std::unique_ptr<URLSessions> urlSessions_;

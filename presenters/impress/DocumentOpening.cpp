@@ -1,6 +1,6 @@
 #include "presenters/impress/DocumentOpening.h"
 
-#include "bus/Convert.h"
+#include "base/FileURL.h"
 #include "presenters/impress/CancellingInteraction.h"
 #include "presenters/impress/Office.h"
 #include "presenters/impress/Refusal.h"
@@ -27,7 +27,7 @@ namespace fs = std::filesystem;
 }
 
 bool isSameFile(const fs::path& path, const std::string& url) {
-    const auto other = bus::pathFromURL(url);
+    const auto other = pathFromURL(url);
     std::error_code missing;
     return other && (*other == path || fs::equivalent(*other, path, missing));
 }
@@ -65,7 +65,7 @@ Reference<XModel> load(const Reference<css::frame::XDesktop2>& desktop, const fs
     Reference<css::lang::XComponent> component;
     std::string reason;
     try {
-        component = desktop->loadComponentFromURL(unoText(bus::urlFromPath(path)), "_blank", 0, options);
+        component = desktop->loadComponentFromURL(unoText(urlFromPath(path)), "_blank", 0, options);
     } catch (const css::lang::DisposedException&) {
         throw;
     } catch (const css::uno::Exception& exception) {
@@ -85,7 +85,7 @@ Reference<XModel> create(const Reference<css::frame::XDesktop2>& desktop, const 
     const auto hidden = properties({property("Hidden", true), property("PickListEntry", false)});
     const Reference<XModel> model(desktop->loadComponentFromURL("private:factory/simpress", "_blank", 0, hidden),
                                   UNO_QUERY_THROW);
-    model->attachResource(unoText(bus::urlFromPath(path)), model->getArgs());
+    model->attachResource(unoText(urlFromPath(path)), model->getArgs());
     return model;
 }
 

@@ -42,8 +42,7 @@ rtl::OUString typeOf(const Reference<css::drawing::XShape>& shape) {
 
 /// The file's name without regard to the title that its author gave the document.
 std::string nameOf(const Reference<css::frame::XModel>& document) {
-    if (const auto path = bus::pathFromURL(textFrom(document->getURL())))
-        return bus::validUTF8(path->filename().native());
+    if (const auto path = pathFromURL(textFrom(document->getURL()))) return bus::validUTF8(path->filename().native());
     const Reference<css::frame::XTitle> title(document, UNO_QUERY);
     return title.is() ? textFrom(title->getTitle()) : std::string();
 }
@@ -55,14 +54,14 @@ public:
     /// `size` counts the bytes of all readers of the document.
     explicit TextReader(std::atomic<std::size_t>& size) : size_(size) {}
 
-    DocumentText::Slide readSlide(std::int64_t number, const Reference<XDrawPage>& page) {
+    ScriptingSlide readSlide(std::int64_t number, const Reference<XDrawPage>& page) {
         slide_ = {};
-        slide_.get<0>() = number;
+        slide_.slideNumber = number;
         bool visible = true;
         Reference<css::beans::XPropertySet>(page, UNO_QUERY_THROW)->getPropertyValue("Visible") >>= visible;
-        slide_.get<1>() = !visible;
+        slide_.skipped = !visible;
         readShapes(Reference<css::container::XIndexAccess>(page.get()));
-        unlessItFails([&] { slide_.get<4>() = notesOf(page); });
+        unlessItFails([&] { slide_.presenterNotes = notesOf(page); });
         return std::move(slide_);
     }
 
@@ -84,7 +83,7 @@ private:
         try {
             read();
         } catch (const css::uno::Exception& exception) {
-            std::cerr << "A text of slide " + std::to_string(slide_.get<0>()) +
+            std::cerr << "A text of slide " + std::to_string(slide_.slideNumber) +
                              " cannot be read: " + textFrom(exception) + "\n";
         }
     }
@@ -94,14 +93,14 @@ private:
         if (type == "com.sun.star.drawing.GroupShape") {
             readShapes(Reference<css::container::XIndexAccess>(shape, UNO_QUERY_THROW));
         } else if (type == "com.sun.star.drawing.TableShape") {
-            slide_.get<6>().push_back(readTable(shape));
+            slide_.tables.push_back(readTable(shape));
         } else if (auto text = textOf(shape); !text.empty()) {
-            if (type == "com.sun.star.presentation.TitleTextShape") takeFirst(slide_.get<2>(), text);
+            if (type == "com.sun.star.presentation.TitleTextShape") takeFirst(slide_.defaultTitleItemText, text);
             if (type == "com.sun.star.presentation.OutlinerShape" ||
                 type == "com.sun.star.presentation.SubtitleShape") {
-                takeFirst(slide_.get<3>(), text);
+                takeFirst(slide_.defaultBodyItemText, text);
             }
-            slide_.get<5>().push_back(std::move(text));
+            slide_.textItems.push_back(std::move(text));
         }
     }
 
@@ -109,16 +108,16 @@ private:
         if (target.empty()) target = text;
     }
 
-    DocumentText::Table readTable(const Reference<css::drawing::XShape>& shape) {
-        DocumentText::Table result;
+    ScriptingTable readTable(const Reference<css::drawing::XShape>& shape) {
+        ScriptingTable result;
         const Reference<css::container::XNamed> named(shape, UNO_QUERY);
-        if (named.is()) result.get<0>() = counted(textFrom(named->getName()));
+        if (named.is()) result.name = counted(textFrom(named->getName()));
         Reference<css::table::XTable> table;
         Reference<css::beans::XPropertySet>(shape, UNO_QUERY_THROW)->getPropertyValue("Model") >>= table;
         if (!table.is()) return result;
         const sal_Int32 columns = table->getColumnCount();
-        result.get<1>().resize(static_cast<std::size_t>(table->getRowCount()));
-        for (sal_Int32 row = 0; auto& cells : result.get<1>()) {
+        result.rows.resize(static_cast<std::size_t>(table->getRowCount()));
+        for (sal_Int32 row = 0; auto& cells : result.rows) {
             for (sal_Int32 column = 0; column < columns; ++column) {
                 cells.push_back(textOf(table->getCellByPosition(column, row)));
             }
@@ -161,7 +160,7 @@ private:
                 Reference<css::lang::XServiceInfo> field;
                 properties->getPropertyValue("TextField") >>= field;
                 if (!field.is() || !field->supportsService("com.sun.star.text.textfield.PageNumber")) return;
-                result = result.replaceAll(portion->getString(), rtl::OUString::number(slide_.get<0>()));
+                result = result.replaceAll(portion->getString(), rtl::OUString::number(slide_.slideNumber));
             });
         });
         return result;
@@ -178,18 +177,18 @@ private:
     }
 
     std::string counted(const std::string& text) {
-        if ((size_ += text.size()) > DocumentText::kLargest) throw Refusal("The document has more text than 32 MiB.");
+        if ((size_ += text.size()) > kLargestText) throw Refusal("The document has more text than 32 MiB.");
         return bus::validUTF8(text);
     }
 
-    DocumentText::Slide slide_;  ///< being read
+    ScriptingSlide slide_;  ///< being read
     std::atomic<std::size_t>& size_;
 };
 
 }  // namespace
 
-DocumentText DocumentText::read(const Reference<css::frame::XModel>& document) {
-    DocumentText text;
+ScriptingDocumentText textOfDocument(const Reference<css::frame::XModel>& document) {
+    ScriptingDocumentText text;
     text.name = nameOf(document);
     const auto pages = pagesOf(document);
     const sal_Int32 count = pages->getCount();
@@ -199,7 +198,7 @@ DocumentText DocumentText::read(const Reference<css::frame::XModel>& document) {
     const auto readSome = [&] {
         for (sal_Int32 index = next++; index < count; index = next++) {
             const Reference<XDrawPage> page(pages->getByIndex(index), UNO_QUERY_THROW);
-            text.slides[static_cast<std::size_t>(index)] = readSlide(index + 1, page, size);
+            text.slides[static_cast<std::size_t>(index)] = textOfSlide(index + 1, page, size);
         }
     };
     std::vector<std::future<void>> readers;
@@ -210,8 +209,7 @@ DocumentText DocumentText::read(const Reference<css::frame::XModel>& document) {
     return text;
 }
 
-DocumentText::Slide DocumentText::readSlide(std::int64_t number, const Reference<XDrawPage>& page,
-                                            std::atomic<std::size_t>& size) {
+ScriptingSlide textOfSlide(std::int64_t number, const Reference<XDrawPage>& page, std::atomic<std::size_t>& size) {
     return TextReader(size).readSlide(number, page);
 }
 

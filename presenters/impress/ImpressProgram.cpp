@@ -1,17 +1,15 @@
 #include "presenters/impress/ImpressProgram.h"
 
-#include "bus/Callbacks.h"
-#include "bus/Convert.h"
-#include "bus/Names.h"
+#include "base/FileURL.h"
 #include "presenters/impress/DocumentClosing.h"
 #include "presenters/impress/DocumentCopy.h"
 #include "presenters/impress/DocumentOpening.h"
+#include "presenters/impress/DocumentText.h"
 #include "presenters/impress/Refusal.h"
 
 #include <cmath>
 #include <iostream>
 #include <memory>
-#include <tuple>
 #include <utility>
 
 using namespace std::chrono_literals;
@@ -28,34 +26,27 @@ constexpr auto kLongestWaitForOrder = 10s;
 /// The name under which we open documents ourselves; no caller's.
 constexpr const char* kOurselves = "";
 
-sdbus::Error refusal(const std::string& sentence) {
-    return {bus::kProgramFailed, bus::validUTF8(sentence)};
-}
+using bus::refusal;
 
-sdbus::Error noAnswer() {
+bus::Failure noAnswer() {
     return refusal("LibreOffice does not answer. Try again.");
 }
 
-sdbus::Error notOpen(const std::string& documentID) {
+bus::Failure notOpen(const std::string& documentID) {
     return refusal("No presentation with the ID " + documentID + " is open.");
 }
 
-std::filesystem::path pathFrom(const std::string& url) {
-    const auto path = bus::pathFromURL(url);
-    if (!path) throw refusal("Not a file URL: pass one like file:///home/me/slides.");
-    return path->has_filename() ? *path : path->parent_path();
-}
-
 template <typename Value>
-Value option(const std::map<std::string, sdbus::Variant>& properties, const char* key, Value standard) {
+Value option(const ExportProperties& properties, const char* key, Value standard) {
     const auto found = properties.find(key);
     if (found == properties.end()) return standard;
-    if (!found->second.containsValueOfType<Value>()) throw refusal(std::string("Wrong type of property ") + key + ".");
-    return found->second.get<Value>();
+    const auto* value = std::get_if<Value>(&found->second);
+    if (value == nullptr) throw refusal(std::string("Wrong type of property ") + key + ".");
+    return *value;
 }
 
-int qualityFrom(const std::map<std::string, sdbus::Variant>& properties) {
-    if (option<std::string>(properties, "imageFormat", "Kifj") != "Kifj") {
+int qualityFrom(const ExportProperties& properties) {
+    if (option<std::string>(properties, "imageFormat", kImageFormatJPEG) != kImageFormatJPEG) {
         throw refusal("Only JPEG images can be exported: pass imageFormat Kifj.");
     }
     const double factor = option(properties, "compressionFactor", 0.8);
@@ -77,21 +68,19 @@ std::filesystem::path bundleDirectory() {
 
 constexpr auto kState = [](Office& office) { return office.state(); };
 
-std::map<std::string, sdbus::Variant> dictionaryFrom(const OfficeState& state) {
-    std::map<std::string, sdbus::Variant> result{{"playing", sdbus::Variant(state.playing)}};
-    if (!state.document) return result;
-    result.emplace("documentID", sdbus::Variant(state.document->id));
-    result.emplace("slideNumber", sdbus::Variant(state.document->slideNumber));
-    if (const auto file = bus::pathFromURL(state.document->url)) {
-        result.emplace("documentFile", sdbus::Variant(bus::urlFromPath(*file)));
+PresentingState stateFrom(const OfficeState& state) {
+    PresentingState result{.playing = state.playing, .firstDocument = {}};
+    if (const auto& document = state.document) {
+        result.firstDocument = {
+            .id = document->id, .file = pathFromURL(document->url), .currentSlideNumber = document->slideNumber};
     }
     return result;
 }
 
 Saving savingFrom(const std::string& code) {
-    if (code == "no  ") return Saving::no;
-    if (code == "ask ") return Saving::ask;
-    if (code == "yes ") return Saving::yes;
+    if (code == kSaveOptionNo) return Saving::no;
+    if (code == kSaveOptionAsk) return Saving::ask;
+    if (code == kSaveOptionYes) return Saving::yes;
     throw refusal("Unknown way to close: pass \"no  \", \"ask \" or \"yes \".");
 }
 
@@ -106,12 +95,12 @@ void runLogged(const std::string& what, const std::function<void()>& work) {
     }
 }
 
-/// What `work` returns. Its failure becomes the answer of the call: the bus library lets nothing else through.
+/// What `work` returns. Its failure becomes a refusal.
 template <typename Work>
 auto answered(Work work) {
     try {
         return work();
-    } catch (const sdbus::Error&) {
+    } catch (const bus::Failure&) {
         throw;
     } catch (const css::uno::Exception& exception) {
         throw refusal("LibreOffice failed: " + textFrom(exception));
@@ -120,30 +109,20 @@ auto answered(Work work) {
     }
 }
 
-template <typename... Values>
-using Reply = std::shared_ptr<sdbus::Result<Values...>>;
-
-template <typename... Values>
-Reply<Values...> replyFrom(sdbus::Result<Values...>&& result) {
-    return std::make_shared<sdbus::Result<Values...>>(std::move(result));
-}
-
-/// Runs `work`; its failure becomes the answer.
-template <typename... Values>
-void answerFailure(const Reply<Values...>& reply, const std::function<void()>& work) {
-    try {
-        answered(work);
-    } catch (const sdbus::Error& error) {
-        runLogged("Answering", [&] { reply->returnError(error); });
-    }
-}
-
 /// A command that answers what `work` returns.
 template <typename... Values, typename Work>
-CommandLanes::Command answering(const Reply<Values...>& reply, Work work) {
-    return [reply, work = std::move(work)] {
-        answerFailure(reply,
-                      [&] { std::apply([&](const auto&... values) { reply->returnResults(values...); }, work()); });
+CommandLanes::Command answering(const bus::Answer<Values...>& answer, Work work) {
+    return [answer, work = std::move(work)] {
+        try {
+            if constexpr (sizeof...(Values) == 0) {
+                answered(work);
+                answer.give();
+            } else {
+                answer.give(answered(work));
+            }
+        } catch (const bus::Failure& failure) {
+            answer.refuse(failure);
+        }
     };
 }
 
@@ -164,15 +143,8 @@ void requireAccepted(bool accepted) {
 
 }  // namespace
 
-ImpressProgram::ImpressProgram(sdbus::IConnection& bus, const OfficeConnection& office, SpareOffice& spareOffice)
-    : AdaptorInterfaces(bus, bus::kProgramPath), connection_(office), spareOffice_(spareOffice) {
-    departures_ = bus::watchNames(bus, "arg2=''", [this](const auto& name, const auto&) { callerLeft(name); });
-    registerAdaptor();
-}
-
-ImpressProgram::~ImpressProgram() {
-    unregisterAdaptor();
-}
+ImpressProgram::ImpressProgram(bus::Connection& connection, const OfficeConnection& office, SpareOffice& spareOffice)
+    : connection_(office), spareOffice_(spareOffice), server_(connection, *this) {}
 
 /// The office's answer, or nothing when it did not come in time; throws the refusal that the caller of the bus gets.
 template <typename Question>
@@ -215,24 +187,23 @@ bool ImpressProgram::refreshState() {
     return true;
 }
 
-std::map<std::string, sdbus::Variant> ImpressProgram::presentingState() {
-    if (isLost_) return dictionaryFrom({});
+void ImpressProgram::presentingState(const bus::Answer<PresentingState>& answer) {
+    if (isLost_) return answer.give(stateFrom({}));
     const bool working = occupied_ > 0 || busy_ > 0;
     if (!refreshState() &&
         (!working || !lastState_ || std::chrono::steady_clock::now() - lastAnswer_ > kLongestOccupation)) {
         throw noAnswer();
     }
-    return dictionaryFrom(*lastState_);
+    answer.give(stateFrom(*lastState_));
 }
 
-std::vector<sdbus::Struct<std::string, sdbus::Struct<double, double, double, double>, int64_t, int64_t>>
-ImpressProgram::windows() {
-    std::vector<sdbus::Struct<std::string, bus::RectStruct, int64_t, int64_t>> result;
+void ImpressProgram::windows(const bus::Answer<std::vector<ScriptingWindow>>& answer) {
+    std::vector<ScriptingWindow> result;
     for (const OfficeWindow& window : ask([](Office& office) { return office.windows(); })) {
-        const bus::RectStruct bounds(window.x, window.y, window.width, window.height);
-        result.emplace_back(window.name, bounds, static_cast<std::int64_t>(result.size() + 1), window.id);
+        const auto index = static_cast<std::int64_t>(result.size() + 1);
+        result.push_back({window.name, {window.x, window.y, window.width, window.height}, index, window.id});
     }
-    return result;
+    answer.give(std::move(result));
 }
 
 bool ImpressProgram::isIdle(std::chrono::steady_clock::duration duration) {
@@ -250,116 +221,95 @@ bool ImpressProgram::hasWorkWithoutOffice() {
 std::optional<bool> ImpressProgram::isOfficeSeen() {
     try {
         return tryAsk([](Office& office) { return office.isSeen(); }, kPatience);
-    } catch (const sdbus::Error&) {
+    } catch (const bus::Failure&) {
         return std::nullopt;
     }
 }
 
-void ImpressProgram::activate() {
+void ImpressProgram::activate(const bus::Answer<>& answer) {
     (void)ask([](Office& office) {
         office.activate();
         return true;
     });
+    answer.give();
 }
 
-void ImpressProgram::open(sdbus::Result<std::string>&& result, std::string pathURL) {
-    const auto reply = replyFrom(std::move(result));
-    answerFailure(reply, [&] {
-        const auto caller = getObject().getCurrentlyProcessedMessage()->getSender();
-        const auto path = pathFrom(pathURL);
-        (void)refreshState();
-        openers_.began(caller);
-        requireAccepted(lanes_.pushInOrder(
-            answering(reply, [this, caller, path] { return std::make_tuple(openFor(caller, path)); })));
-    });
+void ImpressProgram::open(const std::string& caller, const std::filesystem::path& file,
+                          const bus::Answer<std::string>& answer) {
+    (void)refreshState();
+    openers_.began(caller);
+    requireAccepted(lanes_.pushInOrder(answering(answer, [this, caller, file] { return openFor(caller, file); })));
 }
 
-void ImpressProgram::close(sdbus::Result<>&& result, std::string documentID, std::string saving) {
-    const auto reply = replyFrom(std::move(result));
-    answerFailure(reply, [&] {
-        const DocumentClosing closing{documentWithID(documentID), savingFrom(saving)};
-        requireAccepted(lanes_.pushInLane(documentID, answering(reply, [this, documentID, closing] {
-                                              if (openers_.closed(documentID)) closing.run();
-                                              return std::tuple<>();
-                                          })));
-    });
+void ImpressProgram::close(const std::string& documentID, const std::string& saveOption, const bus::Answer<>& answer) {
+    const DocumentClosing closing{documentWithID(documentID), savingFrom(saveOption)};
+    requireAccepted(lanes_.pushInLane(documentID, answering(answer, [this, documentID, closing] {
+                                          if (openers_.closed(documentID)) closing.run();
+                                      })));
 }
 
-void ImpressProgram::slideNumbers(sdbus::Result<std::vector<int64_t>>&& result, std::string documentID) {
-    const auto reply = replyFrom(std::move(result));
-    answerFailure(reply, [&] {
-        // In a lane of its own: the number of pages is known however long their export takes.
-        requireAccepted(
-            lanes_.pushInLane("numbers " + documentID, answering(reply, [document = documentWithID(documentID)] {
-                                  return std::make_tuple(slideNumbersOf(document));
-                              })));
-    });
+void ImpressProgram::slideNumbers(const std::string& documentID, const bus::Answer<std::vector<std::int64_t>>& answer) {
+    // In a lane of its own: the number of pages is known however long their export takes.
+    requireAccepted(lanes_.pushInLane(
+        "numbers " + documentID,
+        answering(answer, [document = documentWithID(documentID)] { return slideNumbersOf(document); })));
 }
 
-void ImpressProgram::documentText(sdbus::Result<std::string, std::vector<DocumentText::Slide>>&& result,
-                                  std::string documentID) {
-    const auto reply = replyFrom(std::move(result));
-    answerFailure(reply, [&] {
-        requireAccepted(lanes_.pushInLane(documentID, answering(reply, [this, document = documentWithID(documentID)] {
-                                              const Counted busy(busy_);
-                                              auto text = DocumentText::read(document);
-                                              return std::make_tuple(std::move(text.name), std::move(text.slides));
-                                          })));
-    });
+void ImpressProgram::documentText(const std::string& documentID, const bus::Answer<ScriptingDocumentText>& answer) {
+    requireAccepted(lanes_.pushInLane(documentID, answering(answer, [this, document = documentWithID(documentID)] {
+                                          const Counted busy(busy_);
+                                          return textOfDocument(document);
+                                      })));
 }
 
-void ImpressProgram::save(const std::string& documentID, const std::string& targetURL) {
-    answered([&] {
-        DocumentCopy copy{documentWithID(documentID), pathFrom(targetURL)};
-        requireAccepted(lanes_.pushInOrder([this, documentID, copy = std::move(copy)] {
-            const Counted occupation(occupied_);
-            runLogged("Saving the copy " + copy.target.string(), [&] {
-                copy.run();
-                copies_->saved(documentID, copy.target);
-            });
-        }));
-    });
+void ImpressProgram::save(const std::string& documentID, const std::filesystem::path& target,
+                          const bus::Answer<>& answer) {
+    DocumentCopy copy{documentWithID(documentID), target};
+    requireAccepted(lanes_.pushInOrder([this, documentID, copy = std::move(copy)] {
+        const Counted occupation(occupied_);
+        runLogged("Saving the copy " + copy.target.string(), [&] {
+            copy.run();
+            copies_->saved(documentID, copy.target);
+        });
+    }));
+    answer.give();
 }
 
-void ImpressProgram::stop(const std::string& documentID) {
+void ImpressProgram::stop(const std::string& documentID, const bus::Answer<>& answer) {
     const bool found = ask([documentID](Office& office) { return office.endShow(documentID); });
     if (!found) throw notOpen(documentID);
+    answer.give();
 }
 
-void ImpressProgram::export_(const std::string& documentID, const std::string& targetURL, const std::string& format,
-                             const std::map<std::string, sdbus::Variant>& properties) {
-    answered([&] {
-        if (format != "Kimg") throw refusal("Only images can be exported: pass the format Kimg.");
-        SlideExport order{pathFrom(targetURL), qualityFrom(properties)};
-        Model document;
-        try {
-            document = documentWithID(documentID);
-        } catch (const sdbus::Error&) {
-            if (!copies_->copyOf(documentID)) throw;
-        }
-        requireAccepted(lanes_.pushInLane(documentID, [this, documentID, document, order]() mutable {
-            const Counted busy(busy_);
-            runLogged("Exporting images to " + order.directory.string(),
-                      [&] { exportImages(documentID, document, order); });
-        }));
-        copies_->exportOrdered(documentID);
-    });
+void ImpressProgram::exportTo(const std::string& documentID, const std::filesystem::path& target,
+                              const std::string& formatCode, const ExportProperties& properties,
+                              const bus::Answer<>& answer) {
+    if (formatCode != kExportFormatImages) throw refusal("Only images can be exported: pass the format Kimg.");
+    SlideExport order{target, qualityFrom(properties)};
+    Model document;
+    try {
+        document = documentWithID(documentID);
+    } catch (const bus::Failure&) {
+        if (!copies_->copyOf(documentID)) throw;
+    }
+    requireAccepted(lanes_.pushInLane(documentID, [this, documentID, document, order]() mutable {
+        const Counted busy(busy_);
+        runLogged("Exporting images to " + order.directory.string(),
+                  [&] { exportImages(documentID, document, order); });
+    }));
+    copies_->exportOrdered(documentID);
+    answer.give();
 }
 
-uint32_t ImpressProgram::ProcessIdentifier() {
+std::uint32_t ImpressProgram::processIdentifier() {
     return static_cast<std::uint32_t>(connection_.processIdentifier());
 }
 
-std::string ImpressProgram::BundleIdentifier() {
-    return kBundleIdentifier;
+std::filesystem::path ImpressProgram::bundle() {
+    return bundleDirectory();
 }
 
-std::string ImpressProgram::BundleURL() {
-    const auto directory = bundleDirectory();
-    return directory.empty() ? std::string() : bus::urlFromPath(directory);
-}
-
-std::string ImpressProgram::Version() {
+std::string ImpressProgram::version() {
     return BUNDLE_VERSION;
 }
 
@@ -368,8 +318,8 @@ ImpressProgram::Model ImpressProgram::documentWithID(const std::string& id) {
     auto refused = notOpen(id);
     try {
         if (!refreshState()) refused = noAnswer();
-    } catch (const sdbus::Error& error) {
-        refused = error;
+    } catch (const bus::Failure& failure) {
+        refused = failure;
     }
     const std::lock_guard lock(documentsMutex_);
     const auto found = documents_.find(id);

@@ -1,9 +1,8 @@
 #pragma once
 
 #include "bus/Openers.h"
-#include "bus/PresentationProgramAdaptor.h"
+#include "bus/ProgramServer.h"
 #include "presenters/impress/CommandLanes.h"
-#include "presenters/impress/DocumentText.h"
 #include "presenters/impress/Office.h"
 #include "presenters/impress/OfficeConnection.h"
 #include "presenters/impress/OfficeThread.h"
@@ -32,11 +31,10 @@
 /// A command for a document that is known is accepted also while the office stands still, and waits for it in its lane;
 /// what then cannot be done is told on standard error. Images of a deck that is closed, or whose office goes, are made
 /// from the copy that was saved of it, if need be in an office of our own.
-class ImpressProgram final : public sdbus::AdaptorInterfaces<com::veldrin::PresentationProgram_adaptor> {
+class ImpressProgram final : private bus::Program {
 public:
     /// Exports the object. All arguments must outlive this object.
-    ImpressProgram(sdbus::IConnection& bus, const OfficeConnection& office, SpareOffice& spareOffice);
-    virtual ~ImpressProgram();
+    ImpressProgram(bus::Connection& connection, const OfficeConnection& office, SpareOffice& spareOffice);
 
     /// Whether nobody has called for this long, nothing is being done, no caller has a document open and the office
     /// shows no window. Waits a moment for the office; false when it does not answer. Any thread.
@@ -50,23 +48,22 @@ public:
 private:
     using Model = css::uno::Reference<css::frame::XModel>;
 
-    std::map<std::string, sdbus::Variant> presentingState() override;
-    std::vector<sdbus::Struct<std::string, sdbus::Struct<double, double, double, double>, int64_t, int64_t>> windows()
-        override;
-    void activate() override;
-    void open(sdbus::Result<std::string>&& result, std::string pathURL) override;
-    void close(sdbus::Result<>&& result, std::string documentID, std::string saving) override;
-    void slideNumbers(sdbus::Result<std::vector<int64_t>>&& result, std::string documentID) override;
-    void documentText(sdbus::Result<std::string, std::vector<DocumentText::Slide>>&& result,
-                      std::string documentID) override;
-    void save(const std::string& documentID, const std::string& targetURL) override;
-    void stop(const std::string& documentID) override;
-    void export_(const std::string& documentID, const std::string& targetURL, const std::string& format,
-                 const std::map<std::string, sdbus::Variant>& properties) override;
-    uint32_t ProcessIdentifier() override;
-    std::string BundleIdentifier() override;
-    std::string BundleURL() override;
-    std::string Version() override;
+    std::uint32_t processIdentifier() override;
+    std::filesystem::path bundle() override;
+    std::string version() override;
+    void presentingState(const bus::Answer<PresentingState>& answer) override;
+    void windows(const bus::Answer<std::vector<ScriptingWindow>>& answer) override;
+    void activate(const bus::Answer<>& answer) override;
+    void open(const std::string& caller, const std::filesystem::path& file,
+              const bus::Answer<std::string>& answer) override;
+    void close(const std::string& documentID, const std::string& saveOption, const bus::Answer<>& answer) override;
+    void slideNumbers(const std::string& documentID, const bus::Answer<std::vector<std::int64_t>>& answer) override;
+    void documentText(const std::string& documentID, const bus::Answer<ScriptingDocumentText>& answer) override;
+    void save(const std::string& documentID, const std::filesystem::path& target, const bus::Answer<>& answer) override;
+    void stop(const std::string& documentID, const bus::Answer<>& answer) override;
+    void exportTo(const std::string& documentID, const std::filesystem::path& target, const std::string& formatCode,
+                  const ExportProperties& properties, const bus::Answer<>& answer) override;
+    void callerLeft(const std::string& caller) override;
 
     void called() { lastCall_ = std::chrono::steady_clock::now(); }
     template <typename Question>
@@ -80,7 +77,6 @@ private:
     void exportHere(const std::filesystem::path& copy, SlideExport& order);
     void exportElsewhere(const std::filesystem::path& copy, SlideExport& order);
     [[nodiscard]] std::string openFor(const std::string& caller, const std::filesystem::path& path);
-    void callerLeft(const std::string& caller);
 
     const OfficeConnection& connection_;
     SpareOffice& spareOffice_;
@@ -96,10 +92,7 @@ private:
     std::atomic<int> busy_ = 0;                         ///< orders under way that let it go on now and then
     std::atomic<std::chrono::steady_clock::time_point> lastCall_ = std::chrono::steady_clock::now();
     Openers openers_;
-    sdbus::Slot departures_;
     CommandLanes lanes_;
     OfficeThread officeThread_;
+    bus::ProgramServer server_;  ///< last, so that no call comes before or after the rest
 };
-
-/// The bundle identifier under which this program answers.
-inline constexpr const char* kBundleIdentifier = "com.apple.iWork.Keynote";

@@ -1,6 +1,6 @@
 #include "presenters/impress/OfficeProcess.h"
 
-#include "bus/Convert.h"
+#include "base/FileURL.h"
 
 #include <spawn.h>
 #include <sys/wait.h>
@@ -61,7 +61,7 @@ bool OfficeProcess::spawnListener(const std::string& pipe) {
                                      "--norestore",  "--nofirststartwizard"};
     if (headless_) {
         command.emplace_back("--headless");
-        command.push_back("-env:UserInstallation=" + bus::urlFromPath(ownProfile()));
+        command.push_back("-env:UserInstallation=" + urlFromPath(ownProfile()));
     }
     group_ = spawn(std::move(command));
     return group_ != 0;

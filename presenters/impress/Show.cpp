@@ -1,6 +1,6 @@
 #include "presenters/impress/Show.h"
 
-#include "bus/Convert.h"
+#include "base/FileURL.h"
 
 #include <com/sun/star/beans/XPropertySet.hpp>
 #include <com/sun/star/frame/Desktop.hpp>
@@ -25,7 +25,7 @@ constexpr auto kSettling = 3s;
 Reference<XPresentation2> open(const Reference<css::uno::XComponentContext>& office,
                                const std::filesystem::path& deck) {
     const auto desktop = css::frame::Desktop::create(office);
-    const auto url = unoText(bus::urlFromPath(std::filesystem::absolute(deck)));
+    const auto url = unoText(urlFromPath(std::filesystem::absolute(deck)));
     // Read only: neither leaves a lock file beside the deck nor asks what to do about somebody else's.
     const auto document = desktop->loadComponentFromURL(url, "_default", 0, properties({property("ReadOnly", true)}));
     const Reference<css::presentation::XPresentationSupplier> supplier(document, UNO_QUERY_THROW);

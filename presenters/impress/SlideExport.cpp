@@ -1,6 +1,6 @@
 #include "presenters/impress/SlideExport.h"
 
-#include "bus/Convert.h"
+#include "base/FileURL.h"
 #include "presenters/impress/PendingFile.h"
 
 #include <fmt/format.h>
@@ -49,8 +49,8 @@ private:
     bool writeImage(const Reference<css::beans::XPropertySet>& page, const std::filesystem::path& path) {
         filter_->setSourceDocument(Reference<css::lang::XComponent>(page, UNO_QUERY_THROW));
         const auto request =
-            properties({property("URL", unoText(bus::urlFromPath(path))),
-                        property("MediaType", rtl::OUString("image/jpeg")), property("FilterData", imageOptions_)});
+            properties({property("URL", unoText(urlFromPath(path))), property("MediaType", rtl::OUString("image/jpeg")),
+                        property("FilterData", imageOptions_)});
         const auto start = Stopwatch::now();
         const bool written = filter_->filter(request);
         timeInFilter_ += Stopwatch::now() - start;

@@ -1,5 +1,7 @@
 #include "bus/BusConnection.h"
+#include "bus/Connection.h"
 #include "bus/Names.h"
+#include "ports/CaptureNames.h"
 #include "presenters/impress/ImpressProgram.h"
 #include "presenters/impress/Lifeline.h"
 #include "presenters/impress/OfficeConnection.h"
@@ -88,21 +90,21 @@ void present(const Options& options, const OfficeConnection& office) {
 /// The name by which the bus starts this process, and waits for it; another program may have it.
 void takePlainName(bus::EventLoopThread& loop) {
     try {
-        loop.requestName(kBundleIdentifier);
-    } catch (const sdbus::Error& error) {
-        std::cerr << "Without the name " << kBundleIdentifier << ": " << error.getMessage() << std::endl;
+        loop.requestName(kKeynoteBundleIdentifier);
+    } catch (const bus::Failure& failure) {
+        std::cerr << "Without the name " << kKeynoteBundleIdentifier << ": " << failure.what() << std::endl;
     }
 }
 
 [[noreturn]] void serve(const Options& options, Lifeline& lifeline) {
-    const auto connection = bus::openSessionBus();
-    bus::EventLoopThread loop(*connection, [] { fail("The session bus is gone."); });
+    bus::Connection connection;
+    bus::EventLoopThread loop(connection, [] { fail("The session bus is gone."); });
     const bool onDemand = options.exitWhenIdle > 0;
     const auto office = onDemand ? attachOrStart(options.pipe) : attach(options.pipe);
-    ImpressProgram program(*connection, office, spareOffice);
+    ImpressProgram program(connection, office, spareOffice);
     lifeline.watch(office.processIdentifier(), [&program] { return program.hasWorkWithoutOffice(); });
     office.observeLoss([&lifeline] { lifeline.restart(); });
-    loop.requestName(kBundleIdentifier + (bus::kInstanceInfix + std::to_string(office.processIdentifier())));
+    loop.requestName(bus::instanceName(office.processIdentifier()));
     takePlainName(loop);
     std::cerr << "Attached to the office, process " << office.processIdentifier() << "." << std::endl;
     if (!options.deck.empty()) present(options, office);
@@ -143,8 +145,8 @@ int main(int argc, char** argv) {
     Lifeline lifeline(std::move(restartArguments), endUnseenOffices);
     try {
         serve(options, lifeline);
-    } catch (const sdbus::Error& error) {
-        fail("No session bus: " + error.getMessage());
+    } catch (const bus::Failure& failure) {
+        fail("No session bus: " + std::string(failure.what()));
     } catch (const css::uno::Exception& exception) {
         fail("LibreOffice's libraries do not work: " + textFrom(exception));
     }

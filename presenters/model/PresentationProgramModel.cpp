@@ -10,8 +10,6 @@
 
 namespace {
 
-constexpr const char* kImagesFormat = "Kimg";
-constexpr const char* kJPEG = "Kifj";
 constexpr const char* kVersion = "14.0";
 constexpr std::int64_t kShowWindowID = 71;
 
@@ -42,8 +40,8 @@ std::optional<double> qualityFrom(const ExportProperties& properties, ErrorPtr& 
     const auto format = properties.find("imageFormat");
     if (format != properties.end()) {
         const auto* const code = std::get_if<std::string>(&format->second);
-        if (!code || *code != kJPEG) {
-            error = failed(fmt::format("The only imageFormat is \"{}\" (JPEG).", kJPEG));
+        if (!code || *code != kImageFormatJPEG) {
+            error = failed(fmt::format("The only imageFormat is \"{}\" (JPEG).", kImageFormatJPEG));
             return std::nullopt;
         }
     }
@@ -247,7 +245,7 @@ ScriptingDocumentText PresentationProgramModel::text(const std::string& id, Erro
 
 ErrorPtr PresentationProgramModel::close(const std::string& id, const std::string& saveOption) {
     if (auto error = refusal("close", id)) return error;
-    if (saveOption != kSaveOptionAsk && saveOption != kSaveOptionNo && saveOption != "yes ") {
+    if (saveOption != kSaveOptionAsk && saveOption != kSaveOptionNo && saveOption != kSaveOptionYes) {
         return failed("The save option must be \"yes \", \"no  \" or \"ask \".");
     }
     if (presentedID_ == id) return failed("The document is being presented.");
@@ -269,7 +267,8 @@ ErrorPtr PresentationProgramModel::stop(const std::string& id) {
 ErrorPtr PresentationProgramModel::exportTo(const std::string& id, const std::filesystem::path& target,
                                             const std::string& formatCode, const ExportProperties& properties) {
     if (auto error = refusal("export", id)) return error;
-    if (formatCode != kImagesFormat) return failed(fmt::format("The only export format is \"{}\".", kImagesFormat));
+    if (formatCode != kExportFormatImages)
+        return failed(fmt::format("The only export format is \"{}\".", kExportFormatImages));
     ErrorPtr error;
     const auto quality = qualityFrom(properties, error);
     if (!quality) return error;

@@ -1,21 +1,20 @@
 #include "presenters/simulator/BusPump.h"
 
-#include "bus/BusConnection.h"
+#include "bus/Failure.h"
 
-#include <sdbus-c++/Error.h>
 #include <utility>
 
-BusPump::BusPump(sdbus::IConnection& connection, EventLoop& loop, std::function<void()> onLost)
+BusPump::BusPump(bus::Connection& connection, EventLoop& loop, std::function<void()> onLost)
     : connection_(connection),
       onLost_(std::move(onLost)),
-      watch_(loop.watch(connection.getEventLoopPollData().fd, [this] { handlePending(); })) {}
+      watch_(loop.watch(connection.descriptor(), [this] { handlePending(); })) {}
 
 void BusPump::handlePending() {
     if (!watch_) return;
     try {
-        while (bus::processPending(connection_)) {
+        while (connection_.processPending()) {
         }
-    } catch (const sdbus::Error&) {
+    } catch (const bus::Failure&) {
         watch_.reset();
         onLost_();
     }

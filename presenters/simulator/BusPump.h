@@ -1,8 +1,7 @@
 #pragma once
 
+#include "bus/Connection.h"
 #include "presenters/simulator/EventLoop.h"
-
-#include <sdbus-c++/IConnection.h>
 
 #include <functional>
 
@@ -10,12 +9,12 @@
 class BusPump {
 public:
     /// `onLost` is called once, when the bus has gone. Connection and loop must outlive the pump.
-    BusPump(sdbus::IConnection& connection, EventLoop& loop, std::function<void()> onLost);
+    BusPump(bus::Connection& connection, EventLoop& loop, std::function<void()> onLost);
     /// Handles what a blocking call on the connection may have left behind it. Needed after each such call.
     void handlePending();
 
 private:
-    sdbus::IConnection& connection_;
+    bus::Connection& connection_;
     const std::function<void()> onLost_;
     Handle watch_;
 };

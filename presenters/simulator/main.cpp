@@ -1,4 +1,5 @@
-#include "bus/BusConnection.h"
+#include "bus/Connection.h"
+#include "bus/Failure.h"
 #include "presenters/simulator/BusPump.h"
 #include "presenters/simulator/DiskOutput.h"
 #include "presenters/simulator/EventLoop.h"
@@ -38,7 +39,7 @@ std::optional<std::string> contentsOf(const std::string& path) {
 /// The process: a model, the bus and the windows that show it, and the script that moves it.
 class Process {
 public:
-    Process(const Options& options, sdbus::IConnection& connection)
+    Process(const Options& options, bus::Connection& connection)
         : model_(loop_, output_, jpegOfSlide),
           channel_(connection, model_, loop_, options.bundle),
           pump_(connection, loop_, [this] { leave(kNoBus, "The session bus has gone."); }),
@@ -116,11 +117,10 @@ int main(int argc, char** argv) {
         return kFailed;
     }
     try {
-        const auto connection = bus::openSessionBus();
-        return Process(*options, *connection).run(*options);
-    } catch (const sdbus::Error& error) {
-        complain(
-            fmt::format("The session bus does not answer ({}). Is DBUS_SESSION_BUS_ADDRESS set?", error.getMessage()));
+        bus::Connection connection;
+        return Process(*options, connection).run(*options);
+    } catch (const bus::Failure& failure) {
+        complain(fmt::format("The session bus does not answer ({}). Is DBUS_SESSION_BUS_ADDRESS set?", failure.what()));
         return kNoBus;
     }
 }

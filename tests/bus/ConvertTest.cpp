@@ -26,26 +26,26 @@ TEST(Convert, ReplacesEveryByteThatTheBusWouldRefuse) {
 TEST(Convert, CarriesErrorsThroughTheirNamesOnTheBus) {
     for (const std::int64_t code : {2, 0, -1712}) {
         const auto sent = makeError("SomeDomain", code, "What to do.");
-        const auto received = bus::errorFrom(bus::busErrorFrom(*sent));
+        const auto received = bus::errorFrom(bus::failureFrom(*sent));
         EXPECT_EQ(received->domain(), "SomeDomain");
         EXPECT_EQ(received->code(), code);
         EXPECT_EQ(received->localizedDescription(), "What to do.");
     }
     const auto odd = makeError("Odd domain!", 1, "\xFF");
-    EXPECT_EQ(bus::busErrorFrom(*odd).getName(), "com.veldrin.Error.Odd_domain_.Code1");
-    EXPECT_EQ(bus::busErrorFrom(*odd).getMessage(), "\uFFFD");
+    EXPECT_EQ(bus::failureFrom(*odd).name(), "com.veldrin.Error.Odd_domain_.Code1");
+    EXPECT_STREQ(bus::failureFrom(*odd).what(), "\uFFFD");
 }
 
 TEST(Convert, CarriesAnyFileNameAsURL) {
     const bus::Path path("/a b/\xFF%ä#?.key");
-    const auto url = bus::urlFromPath(path);
+    const auto url = urlFromPath(path);
     EXPECT_EQ(url, "file:///a%20b/%FF%25%C3%A4%23%3F.key");
-    EXPECT_EQ(bus::pathFromURL(url), path);
+    EXPECT_EQ(pathFromURL(url), path);
     for (const char* directory : {"file:///a%20b/", "file://localhost/a%20b//", "file:///a%20b%2F"}) {
-        EXPECT_EQ(bus::pathFromURL(directory), "/a b") << directory;
+        EXPECT_EQ(pathFromURL(directory), "/a b") << directory;
     }
-    for (const char* top : {"file:///", "file:////"}) EXPECT_EQ(bus::pathFromURL(top), "/") << top;
+    for (const char* top : {"file:///", "file:////"}) EXPECT_EQ(pathFromURL(top), "/") << top;
     for (const char* bad : {"", "/a", "http:///a", "file://host/a", "file:///%0", "file:///%zz", "file:///a%00b"}) {
-        EXPECT_EQ(bus::pathFromURL(bad), std::nullopt) << bad;
+        EXPECT_EQ(pathFromURL(bad), std::nullopt) << bad;
     }
 }

@@ -73,8 +73,8 @@ void FakeService::startDetectionAndCaptureTo(sdbus::Result<>&& result, std::stri
         case Starts::accepted:
             return result.returnResults();
         case Starts::refused:
-            return result.returnError(bus::busErrorFrom(
-                *makeError("KeynoteCaptureServiceErrorDomain", 1, "A file stands at the capture directory")));
+            return result.returnError(bus::libraryErrorFrom(bus::failureFrom(
+                *makeError("KeynoteCaptureServiceErrorDomain", 1, "A file stands at the capture directory"))));
         case Starts::unanswered:
             unanswered_.push_back(std::move(result));
     }

@@ -4,6 +4,7 @@
 #include "bus/Convert.h"
 #include "bus/KeynoteCaptureServiceDelegateProxy.h"
 #include "bus/KeynoteCaptureServiceProtocolAdaptor.h"
+#include "bus/Library.h"
 
 #include <condition_variable>
 #include <functional>

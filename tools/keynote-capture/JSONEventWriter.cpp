@@ -1,4 +1,4 @@
-#include "bus/Convert.h"
+#include "base/FileURL.h"
 #include "tools/keynote-capture/DateParts.h"
 #include "tools/keynote-capture/EventWriter.h"
 
@@ -14,7 +14,7 @@ Json json(const std::optional<std::string>& value) {
 }
 
 Json json(const std::optional<std::filesystem::path>& value) {
-    return value ? Json(bus::urlFromPath(*value)) : Json();
+    return value ? Json(urlFromPath(*value)) : Json();
 }
 
 Json json(const ErrorPtr& error) {

@@ -1,6 +1,6 @@
 #include "tools/keynote-capture/KeynoteReport.h"
 
-#include "bus/Convert.h"
+#include "base/FileURL.h"
 #include "recorder-shared/KeynoteInstallHelper.h"
 #include "tools/PrintableText.h"
 
@@ -35,7 +35,7 @@ const char* nameOf(PluginState state) {
 
 std::string jsonLine(const char* event, const KeynoteCopy& copy) {
     return lineOf({{"event", event},
-                   {"path", bus::urlFromPath(copy.path)},
+                   {"path", urlFromPath(copy.path)},
                    {"version", json(copy.version)},
                    {"supported", copy.supported},
                    {"reason", copy.supported ? Json() : Json(copy.reason)},

@@ -1,13 +1,12 @@
 #include "platform/linux/bus/DBusScripting.h"
 
-#include "bus/BusConnection.h"
+#include "bus/Connection.h"
 #include "bus/Convert.h"
 #include "bus/Names.h"
-#include "bus/ProgramValues.h"
+#include "bus/ProgramContract.h"
 #include "platform/linux/AsioDispatch.h"
 #include "platform/linux/bus/ProgramCalls.h"
 
-#include <sdbus-c++/sdbus-c++.h>
 #include <sys/socket.h>
 #include <algorithm>
 #include <mutex>
@@ -21,19 +20,18 @@ constexpr int kMostDiscarded = 1024;
 constexpr std::size_t kLongestMessage = 1024;
 constexpr const char* kNotRunning = "it is not running";
 
-bool isTimeout(const sdbus::Error& error) {
-    return error.getName() == "org.freedesktop.DBus.Error.Timeout" ||
-           error.getName() == "org.freedesktop.DBus.Error.TimedOut";
+bool isTimeout(const bus::Failure& failure) {
+    return failure.name() == bus::kTimeout || failure.name() == bus::kTimedOut;
 }
 
-ErrorPtr errorFrom(const std::string& event, const sdbus::Error& error) {
-    if (isTimeout(error)) {
+ErrorPtr errorFrom(const std::string& event, const bus::Failure& failure) {
+    if (isTimeout(failure)) {
         return makeError(NSOSStatusErrorDomain, kAppleEventTimeout,
                          "The presentation program did not answer \"" + event + "\" in time.");
     }
     return makeError(NSOSStatusErrorDomain, kAppleEventFailed,
                      "The presentation program could not be asked for \"" + event +
-                         "\": " + bus::validUTF8(error.getMessage().substr(0, kLongestMessage)));
+                         "\": " + bus::validUTF8(std::string_view(failure.what()).substr(0, kLongestMessage)));
 }
 
 }  // namespace
@@ -64,7 +62,7 @@ private:
     bool areCut_ = false;
 };
 
-/// A connection for events that wait for their replies. Throws `sdbus::Error`.
+/// A connection for events that wait for their replies.
 class DBusScripting::Channel {
 public:
     explicit Channel(std::shared_ptr<Sockets> sockets) : sockets_(std::move(sockets)) {}
@@ -72,19 +70,16 @@ public:
     Channel(const Channel&) = delete;
     Channel& operator=(const Channel&) = delete;
 
-    /// Sends one event to an owner and hands its reply to `read`. Any thread; one at a time.
-    template <typename... Arguments, typename Read>
-    void call(const std::string& owner, const char* interface, const char* event, std::chrono::milliseconds timeout,
-              const Read& read, const Arguments&... arguments) {
+    /// Sends one event to an owner; what its reply says. Throws `bus::Failure`. Any thread; one at a time.
+    template <typename Value>
+    [[nodiscard]] Value call(const std::string& owner, const bus::Call<Value>& event,
+                             std::chrono::milliseconds timeout) {
         const std::lock_guard lock(mutex_);
         prepare(owner);
         try {
-            auto message = proxy_->createMethodCall(interface, event);
-            static_cast<void>((message << ... << arguments));
-            auto reply = proxy_->callMethod(message, timeout);
-            read(reply);
-        } catch (const sdbus::Error&) {
-            closeIfBroken();
+            return program_->wait(event, timeout);
+        } catch (const bus::Failure&) {
+            discardArrived();
             throw;
         }
     }
@@ -94,14 +89,14 @@ private:
         if (connection_) discardArrived();
         if (!connection_) open();
         if (owner_ == owner) return;
-        proxy_ = sdbus::createProxy(*connection_, owner, bus::kProgramPath);
+        program_ = std::make_unique<bus::Peer>(*connection_, owner, bus::kProgramPath);
         owner_ = owner;
     }
 
     void open() {
-        auto connection = bus::openSessionBus();
-        const int socket = connection->getEventLoopPollData().fd;
-        if (!sockets_->add(socket)) throw sdbus::Error(bus::kProgramFailed, "the capture service is ending");
+        auto connection = std::make_unique<bus::Connection>();
+        const int socket = connection->descriptor();
+        if (!sockets_->add(socket)) throw bus::Failure(bus::kProgramFailed, "the capture service is ending");
         socket_ = socket;
         connection_ = std::move(connection);
         owner_.clear();
@@ -110,24 +105,16 @@ private:
     void close() {
         if (!connection_) return;
         sockets_->remove(socket_);
-        proxy_.reset();
+        program_.reset();
         connection_.reset();
     }
 
+    /// Finds out, too, whether the connection broke.
     void discardArrived() {
         try {
-            for (int i = 0; i < kMostDiscarded && connection_->processPendingRequest(); ++i) {
+            for (int i = 0; i < kMostDiscarded && connection_->processPending(); ++i) {
             }
-        } catch (const sdbus::Error&) {
-            closeIfBroken();
-        }
-    }
-
-    /// A closed connection has nothing to poll.
-    void closeIfBroken() {
-        try {
-            static_cast<void>(connection_->getEventLoopPollData());
-        } catch (const sdbus::Error&) {
+        } catch (const bus::Failure&) {
             close();
         }
     }
@@ -135,9 +122,9 @@ private:
     const std::shared_ptr<Sockets> sockets_;
     std::mutex mutex_;
     int socket_ = -1;
-    std::unique_ptr<sdbus::IConnection> connection_;
-    std::unique_ptr<sdbus::IProxy> proxy_;
-    std::string owner_;  ///< whom the proxy calls
+    std::unique_ptr<bus::Connection> connection_;
+    std::unique_ptr<bus::Peer> program_;
+    std::string owner_;  ///< whom `program_` calls
 };
 
 class DBusScripting::Application final : public ScriptingApplication, public std::enable_shared_from_this<Application> {
@@ -154,51 +141,39 @@ public:
     [[nodiscard]] bool isRunning() const override { return busName_().has_value(); }
 
     void presentingState(StateAnswer answer) override {
-        ask<PresentingState>("presentingState", &bus::presentingStateFrom, std::move(answer));
+        ask<PresentingState>(bus::program::presentingState(), std::move(answer));
     }
 
     void open(const std::filesystem::path& path, DocumentAnswer answer) override {
-        ask<std::string>(
-            "open", &bus::identifierFrom,
-            [self = shared_from_this(), answer = std::move(answer)](const std::string& id, const ErrorPtr& error) {
-                answer(error ? nullptr : self->documentWithID(id));
-            },
-            bus::urlFromPath(path));
+        ask<std::string>(bus::program::open(path), [self = shared_from_this(), answer = std::move(answer)](
+                                                       const std::string& id, const ErrorPtr& error) {
+            answer(error ? nullptr : self->documentWithID(id));
+        });
     }
 
     [[nodiscard]] std::shared_ptr<ScriptingDocument> open(const std::filesystem::path& path) override {
-        const auto id =
-            askAndWait<std::string>(bus::kProgramInterface, "open", &bus::identifierFrom, bus::urlFromPath(path));
+        const auto id = askAndWait(bus::program::open(path));
         return id ? documentWithID(*id) : nullptr;
     }
 
     [[nodiscard]] std::vector<ScriptingWindow> windows() override {
-        using Windows = std::vector<ScriptingWindow>;
-        return askAndWait<Windows>(bus::kProgramInterface, "windows", &bus::windowsFrom).value_or(Windows());
+        return askAndWait(bus::program::windows()).value_or(std::vector<ScriptingWindow>());
     }
 
-    [[nodiscard]] std::optional<std::string> version() override {
-        return askAndWait<std::string>(bus::kPropertiesInterface, "Get", &bus::propertyTextFrom, bus::kProgramInterface,
-                                       "Version");
-    }
+    [[nodiscard]] std::optional<std::string> version() override { return askAndWait(bus::program::version()); }
 
     [[nodiscard]] std::shared_ptr<ScriptingDocument> documentWithID(const std::string& id) override;
 
     /// The name of the document and the text of its slides; empty after a failure.
     [[nodiscard]] ScriptingDocumentText text(const std::string& documentID) {
-        return askAndWait<ScriptingDocumentText>(bus::kProgramInterface, "documentText", &bus::documentTextFrom,
-                                                 bus::validUTF8(documentID))
-            .value_or(ScriptingDocumentText());
+        return askAndWait(bus::program::documentText(documentID)).value_or(ScriptingDocumentText());
     }
 
-    void activate() override { command("activate"); }
+    void activate() override { command(bus::program::activate()); }
 
     /// Sends a command, whose reply says nothing.
-    template <typename... Arguments>
-    void command(const char* event, Arguments... arguments) {
-        const auto nothing = [](sdbus::Message&) { return true; };
-        ask<bool>(
-            event, nothing, [](bool, const ErrorPtr&) {}, std::move(arguments)...);
+    void command(const bus::Call<>& event) {
+        ask<bus::Nothing>(event, [](const bus::Nothing&, const ErrorPtr&) {});
     }
 
     void setTimeout(std::chrono::milliseconds timeout) override {
@@ -212,53 +187,39 @@ public:
     }
 
 private:
-    /// Sends an event from the main queue, in the order of the calls. What `read` makes of the reply goes to `answer`,
-    /// there too.
-    template <typename Value, typename Read, typename Answer, typename... Arguments>
-    void ask(const char* event, Read read, Answer answer, Arguments... arguments) {
-        const auto write = [arguments...](sdbus::MethodCall& call) { static_cast<void>((call << ... << arguments)); };
-        const auto hear = [self = shared_from_this(), event, read, answer = std::move(answer)](
-                              sdbus::MethodReply* reply, const sdbus::Error* failure) {
-            Value value{};
-            ErrorPtr error;
-            try {
-                if (failure != nullptr) throw sdbus::Error(*failure);
-                value = read(*reply);
-            } catch (const sdbus::Error& problem) {
-                error = errorFrom(event, problem);
-            } catch (const std::exception& problem) {
-                error = errorFrom(event, sdbus::Error(bus::kProgramFailed, problem.what()));
-            }
-            self->mainQueue_.async([self, event, answer, value = std::move(value), error] {
-                if (error) self->tellFailure(event, *error);
+    /// Sends an event from the main queue, in the order of the calls. What its reply says goes to `answer`, there too.
+    template <typename Value>
+    void ask(const bus::Call<Value>& event, std::function<void(const Value&, const ErrorPtr&)> answer) {
+        const auto hear = [self = shared_from_this(), member = event.member, answer = std::move(answer)](
+                              const bus::Failure* failure, Value value) {
+            const auto error = failure == nullptr ? nullptr : errorFrom(member, *failure);
+            self->mainQueue_.async([self, member, answer, value = std::move(value), error] {
+                if (error) self->tellFailure(member, *error);
                 answer(value, error);
             });
         };
-        mainQueue_.async([self = shared_from_this(), event, write, hear] { self->send(event, write, hear); });
+        mainQueue_.async([self = shared_from_this(), event, hear] { self->template send<Value>(event, hear); });
     }
 
-    void send(const char* event, const ProgramCalls::Write& write, const ProgramCalls::Hear& hear) const {
+    template <typename Value>
+    void send(const bus::Call<Value>& event, const std::function<void(const bus::Failure*, Value)>& hear) const {
         const auto owner = busName_();
-        if (owner) return calls_->call(*owner, bus::kProgramInterface, event, timeout(), write, hear);
-        const sdbus::Error error(bus::kProgramFailed, kNotRunning);
-        hear(nullptr, &error);
+        if (owner) return calls_->call(*owner, event, timeout(), hear);
+        const bus::Failure failure(bus::kProgramFailed, kNotRunning);
+        hear(&failure, {});
     }
 
     /// Sends an event and waits for its reply; nothing after a failure.
-    template <typename Value, typename Read, typename... Arguments>
-    std::optional<Value> askAndWait(const char* interface, const char* event, const Read& read,
-                                    const Arguments&... arguments) {
-        std::optional<Value> value;
+    template <typename Value>
+    [[nodiscard]] std::optional<Value> askAndWait(const bus::Call<Value>& event) {
         try {
             const auto owner = busName_();
-            if (!owner) throw sdbus::Error(bus::kProgramFailed, kNotRunning);
-            channel_->call(
-                *owner, interface, event, timeout(), [&](sdbus::MethodReply& reply) { value = read(reply); },
-                arguments...);
-        } catch (const sdbus::Error& failure) {
-            tellFailure(event, *errorFrom(event, failure));
+            if (!owner) throw bus::Failure(bus::kProgramFailed, kNotRunning);
+            return channel_->call(*owner, event, timeout());
+        } catch (const bus::Failure& failure) {
+            tellFailure(event.member, *errorFrom(event.member, failure));
+            return std::nullopt;
         }
-        return value;
     }
 
     void tellFailure(const char* event, const Error& error) const {
@@ -288,19 +249,14 @@ public:
         : id_(std::move(id)), application_(std::move(application)) {}
 
     [[nodiscard]] const std::string& id() const override { return id_; }
-    void save(const std::filesystem::path& target) override {
-        application_->command("save", bus::validUTF8(id_), bus::urlFromPath(target));
-    }
-    void stop() override { application_->command("stop", bus::validUTF8(id_)); }
+    void save(const std::filesystem::path& target) override { application_->command(bus::program::save(id_, target)); }
+    void stop() override { application_->command(bus::program::stop(id_)); }
     void exportTo(const std::filesystem::path& target, const std::string& formatCode,
                   const ExportProperties& properties) override {
-        application_->command("export", bus::validUTF8(id_), bus::urlFromPath(target), bus::validUTF8(formatCode),
-                              bus::dictionaryFrom(properties));
+        application_->command(bus::program::exportTo(id_, target, formatCode, properties));
     }
     [[nodiscard]] ScriptingDocumentText text() override { return application_->text(id_); }
-    void close(const std::string& saveOption) override {
-        application_->command("close", bus::validUTF8(id_), bus::validUTF8(saveOption));
-    }
+    void close(const std::string& saveOption) override { application_->command(bus::program::close(id_, saveOption)); }
 
 private:
     const std::string id_;

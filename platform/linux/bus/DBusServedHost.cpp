@@ -1,6 +1,5 @@
 #include "platform/linux/bus/DBusServedHost.h"
 
-#include <sdbus-c++/Error.h>
 #include <utility>
 
 namespace {
@@ -23,19 +22,20 @@ private:
 
 }  // namespace
 
-DBusServedHost::DBusServedHost(std::shared_ptr<SessionBus> bus, std::string name, ServiceListenerDelegate* delegate,
-                               const runtime::Workers& workers)
+DBusServedHost::DBusServedHost(std::shared_ptr<bus::SessionBus> bus, std::string name,
+                               ServiceListenerDelegate* delegate, const runtime::Workers& workers)
     : bus_(std::move(bus)), name_(std::move(name)), delegate_(delegate), calls_(workers.makeQueue(kMostCalls)) {}
 
 void DBusServedHost::push(Task call) {
     if (calls_->push(std::move(call))) return;
-    throw sdbus::Error(kLimitsExceeded, "Too many calls of this host are waiting; call again when some are answered.");
+    throw bus::Failure(bus::kLimitsExceeded,
+                       "Too many calls of this host are waiting; call again when some are answered.");
 }
 
 void DBusServedHost::pushExtraction(Task call) {
     // The one under way is not among those that wait.
     if (*extractions_ > kMostExtractions) {
-        throw sdbus::Error(kLimitsExceeded, "Too many extractions are waiting; ask again when some have ended.");
+        throw bus::Failure(bus::kLimitsExceeded, "Too many extractions are waiting; ask again when some have ended.");
     }
     push([counted = std::make_shared<Counted>(extractions_), call = std::move(call)] { call(); });
 }
@@ -44,7 +44,7 @@ DBusServedHost::Service DBusServedHost::object() {
     auto present = connection();
     if (!present) present = connect();
     auto object = present->servingObject();
-    if (!object) throw sdbus::Error(kFailed, "The capture service has no object to serve this host any more.");
+    if (!object) throw bus::Failure(bus::kFailed, "The capture service has no object to serve this host any more.");
     return object;
 }
 
@@ -62,7 +62,7 @@ std::shared_ptr<DBusServiceConnection> DBusServedHost::connect() {
     auto made = std::make_shared<DBusServiceConnection>(bus_, name_);
     const bool accepted = delegate_ != nullptr && delegate_->listenerShouldAcceptNewConnection(made);
     if (!accepted || !made->servingObject()) {
-        throw sdbus::Error(kFailed,
+        throw bus::Failure(bus::kFailed,
                            "The capture service could not set itself up for this host, probably because a directory "
                            "cannot be created; see its log, then call again.");
     }
@@ -76,7 +76,8 @@ std::shared_ptr<DBusServiceConnection> DBusServedHost::connect() {
 
 void DBusServedHost::beginWait() const {
     if (connection()->proxy().beginWait(kMostWaits)) return;
-    throw sdbus::Error(kLimitsExceeded, "32 waits for saving of this host have not ended; ask again when one has.");
+    throw bus::Failure(bus::kLimitsExceeded,
+                       "32 waits for saving of this host have not ended; ask again when one has.");
 }
 
 void DBusServedHost::leave() {

@@ -12,7 +12,7 @@ class DBusServiceConnection final : public ServiceConnection {
 public:
     using Service = std::shared_ptr<KeynoteCaptureServiceProtocol>;
 
-    DBusServiceConnection(std::shared_ptr<SessionBus> bus, const std::string& host)
+    DBusServiceConnection(std::shared_ptr<bus::SessionBus> bus, const std::string& host)
         : proxy_(std::make_shared<DBusDelegateProxy>(std::move(bus), host)) {}
 
     [[nodiscard]] std::shared_ptr<KeynoteCaptureServiceDelegate> remoteObjectProxy() override { return proxy_; }

@@ -1,14 +1,12 @@
 #include "platform/linux/bus/DBusServiceListener.h"
 
-#include "bus/Callbacks.h"
 #include "bus/Convert.h"
+#include "bus/Daemon.h"
 #include "bus/Names.h"
 #include "platform/linux/AsioDispatch.h"
 #include "platform/linux/bus/DBusServedHost.h"
-#include "platform/linux/bus/PendingReply.h"
 #include "ports/Log.h"
 
-#include <bus/KeynoteCaptureServiceProtocolAdaptor.h>
 #include <cstdlib>
 #include <map>
 
@@ -21,11 +19,11 @@ constexpr std::size_t kLongestName = 255;
 
 void requireShort(const std::string& text) {
     if (text.size() <= kLongestText) return;
-    throw sdbus::Error(kLimitsExceeded, "A text is longer than 16384 bytes; pass a shorter one.");
+    throw bus::Failure(bus::kLimitsExceeded, "A text is longer than 16384 bytes; pass a shorter one.");
 }
 
-sdbus::Error invalid(const std::string& sentence) {
-    return {"org.freedesktop.DBus.Error.InvalidArgs", sentence};
+bus::Failure invalid(const std::string& sentence) {
+    return {bus::kInvalidArguments, sentence};
 }
 
 struct Extraction {
@@ -38,9 +36,11 @@ struct Extraction {
         if (!path.starts_with('/')) {
             throw invalid("The presentation \"" + path + "\" is no absolute path; pass one like /home/me/deck.odp.");
         }
-        if (names.size() > kMostNames) throw sdbus::Error(kLimitsExceeded, "More than 10000 images; ask for fewer.");
+        if (names.size() > kMostNames)
+            throw bus::Failure(bus::kLimitsExceeded, "More than 10000 images; ask for fewer.");
         for (const std::string& name : names) {
-            if (name.size() > kLongestName) throw sdbus::Error(kLimitsExceeded, "An image's name exceeds 255 bytes.");
+            if (name.size() > kLongestName)
+                throw bus::Failure(bus::kLimitsExceeded, "An image's name exceeds 255 bytes.");
             if (name.empty() || name == "." || name == ".." || name.find('/') != std::string::npos) {
                 throw invalid("\"" + name + "\" is no name of an image; pass names like slide.007.jpg.");
             }
@@ -53,13 +53,13 @@ struct Extraction {
 /// The hosts by unique name. Bus thread.
 class DBusServiceListener::Hosts {
 public:
-    Hosts(std::shared_ptr<SessionBus> bus, sdbus::IProxy& daemon, ServiceListenerDelegate* delegate,
+    Hosts(std::shared_ptr<bus::SessionBus> bus, bus::Peer& daemon, ServiceListenerDelegate* delegate,
           const HostHooks& hooks, const runtime::Workers& workers)
         : bus_(std::move(bus)), daemon_(daemon), delegate_(delegate), hooks_(hooks), workers_(workers) {}
 
     [[nodiscard]] bool empty() const { return hosts_.empty(); }
 
-    /// The host of this name, known from its first call on. Throws `sdbus::Error` when there are too many.
+    /// The host of this name, known from its first call on. Throws `bus::Failure` when there are too many.
     std::shared_ptr<DBusServedHost> named(const std::string& name) {
         const auto found = hosts_.find(name);
         return found != hosts_.end() ? found->second.host : add(name);
@@ -68,12 +68,13 @@ public:
 private:
     struct Entry {
         std::shared_ptr<DBusServedHost> host;
-        sdbus::Slot watch;
+        Handle watch;
     };
 
     std::shared_ptr<DBusServedHost> add(const std::string& name) {
         if (hosts_.size() == kMostHosts) {
-            throw sdbus::Error(kLimitsExceeded, "The capture service has 256 hosts already; disconnect one first.");
+            throw bus::Failure(bus::kLimitsExceeded,
+                               "The capture service has 256 hosts already; disconnect one first.");
         }
         // Watched first, so that nothing is made for a host whose leaving could be missed.
         auto watch = watchLeaving(name);
@@ -84,19 +85,17 @@ private:
         return host;
     }
 
-    sdbus::Slot watchLeaving(const std::string& name) {
-        return bus::watchNames(bus_->connection(), "arg0='" + name + "'",
-                               [this](const auto& left, const auto&) { removeLater(left); });
+    Handle watchLeaving(const std::string& name) {
+        return bus_->connection().watchNames("arg0='" + name + "'",
+                                             [this](const auto& left, const auto&) { removeLater(left); });
     }
 
     /// A host that left before it was watched.
     void checkPresence(const std::string& name) {
-        daemon_.callMethodAsync("NameHasOwner")
-            .onInterface(kBusDaemon)
-            .withArguments(name)
-            .uponReplyInvoke([this, name](const sdbus::Error* error, bool present) {
-                if (error == nullptr && !present && bus::isReplyFrom(daemon_, kBusDaemon)) removeLater(name);
-            });
+        daemon_.ask<bool>(bus::daemon::hasOwner(name), bus::Peer::kDefaultTimeout,
+                          [this, name](const bus::Failure* failure, bool present) {
+                              if (failure == nullptr && !present) removeLater(name);
+                          });
     }
 
     void removeLater(const std::string& name) {
@@ -110,140 +109,107 @@ private:
         if (hooks_.hostLeft) hooks_.hostLeft();
     }
 
-    const std::shared_ptr<SessionBus> bus_;
-    sdbus::IProxy& daemon_;
+    const std::shared_ptr<bus::SessionBus> bus_;
+    bus::Peer& daemon_;
     ServiceListenerDelegate* const delegate_;
     const HostHooks& hooks_;
     const runtime::Workers& workers_;
     std::map<std::string, Entry> hosts_;
 };
 
-/// The object on the bus. Its methods run under the library's lock: they take the call and serve it afterwards.
-class DBusServiceListener::ExportedObject final : private com::veldrin::KeynoteCaptureServiceProtocol_adaptor {
+/// The calls of hosts: each is taken on the bus thread and served afterwards on its host's queue.
+class DBusServiceListener::Calls final : public bus::Service {
 public:
-    static std::unique_ptr<ExportedObject> publish(const std::shared_ptr<SessionBus>& bus, Hosts& hosts) {
-        auto object = sdbus::createObject(bus->connection(), bus::kServicePath);
-        std::unique_ptr<ExportedObject> exported(new ExportedObject(bus, hosts, std::move(object)));
-        exported->object_->finishRegistration();
-        bus->connection().requestName(bus::kServiceName);
-        return exported;
-    }
-    virtual ~ExportedObject() = default;
-    ExportedObject(const ExportedObject&) = delete;
-    ExportedObject& operator=(const ExportedObject&) = delete;
+    Calls(std::shared_ptr<bus::SessionBus> bus, Hosts& hosts) : bus_(std::move(bus)), hosts_(hosts) {}
 
 private:
-    using VoidReply = std::shared_ptr<PendingReply<>>;
-    using DescriptionReply = std::shared_ptr<PendingReply<std::string>>;
+    using VoidAnswer = bus::Answer<>;
+    using TextAnswer = bus::Answer<std::string>;
 
-    ExportedObject(std::shared_ptr<SessionBus> bus, Hosts& hosts, std::unique_ptr<sdbus::IObject> object)
-        : KeynoteCaptureServiceProtocol_adaptor(*object),
-          bus_(std::move(bus)),
-          hosts_(hosts),
-          object_(std::move(object)) {}
-
-    [[nodiscard]] std::string sender() const { return object_->getCurrentlyProcessedMessage()->getSender(); }
-
-    /// Serves a call of the present message's sender on that host's queue. `take` puts it there.
-    template <typename... Results, typename Call, typename Take>
-    void serve(sdbus::Result<Results...>&& result, Call call, Take take) {
-        auto pending = std::make_shared<sdbus::Result<Results...>>(std::move(result));
-        bus_->post(
-            [this, name = sender(), pending = std::move(pending), call = std::move(call), take = std::move(take)] {
-                const auto reply = std::make_shared<PendingReply<Results...>>(bus_, std::move(*pending));
-                answerFailure(*reply, [&] {
-                    const auto host = hosts_.named(name);
-                    take(*host, *reply, [host, reply, call] { answerFailure(*reply, [&] { call(*host, reply); }); });
-                });
+    /// Serves a host's call on its queue. `take` puts it there.
+    template <typename Answer, typename Call, typename Take>
+    void serve(const std::string& host, const Answer& answer, Call call, Take take) {
+        bus_->post([this, host, answer, call = std::move(call), take = std::move(take)] {
+            answerFailure(answer, bus::kFailed, [&] {
+                const auto served = hosts_.named(host);
+                take(*served,
+                     [served, answer, call] { answerFailure(answer, bus::kFailed, [&] { call(*served, answer); }); });
             });
-    }
-    template <typename... Results, typename Call>
-    void serve(sdbus::Result<Results...>&& result, Call call) {
-        serve(std::move(result), std::move(call),
-              [](DBusServedHost& host, auto&, Task task) { host.push(std::move(task)); });
-    }
-
-    /// The one place where a failure of a call becomes an error on the bus.
-    template <typename Reply, typename Work>
-    static void answerFailure(Reply& reply, const Work& work) {
-        try {
-            work();
-        } catch (const sdbus::Error& error) {
-            reply.fail(error);
-        } catch (const std::exception& error) {
-            reply.fail(sdbus::Error(kFailed, bus::validUTF8(error.what())));
-        } catch (...) {
-            reply.fail(sdbus::Error(kFailed, "The call failed for an unknown reason."));
-        }
-    }
-
-    void startDetectionAndCaptureTo(sdbus::Result<>&& result, std::string captureDirectoryURL,
-                                    std::string recordingId) override {
-        serve(std::move(result), [url = std::move(captureDirectoryURL), id = std::move(recordingId)](
-                                     DBusServedHost& host, const VoidReply& reply) {
-            requireShort(url);
-            requireShort(id);
-            host.object()->startDetectionAndCaptureTo(
-                bus::optionalPathFrom(url), bus::optionalFrom(id),
-                [reply](const ErrorPtr& error) { error ? reply->fail(bus::busErrorFrom(*error)) : reply->succeed(); });
         });
     }
-    void stopDetectionAndCapture(sdbus::Result<>&& result) override {
-        serve(std::move(result),
-              [](DBusServedHost& host, const VoidReply&) { host.object()->stopDetectionAndCapture(); });
+    template <typename Answer, typename Call>
+    void serve(const std::string& host, const Answer& answer, Call call) {
+        serve(host, answer, std::move(call), [](DBusServedHost& served, Task task) { served.push(std::move(task)); });
     }
-    void stopPresenting(sdbus::Result<>&& result) override {
-        serve(std::move(result), [](DBusServedHost& host, const VoidReply&) { host.object()->stopPresenting(); });
+
+    void startDetectionAndCaptureTo(const std::string& host, std::string captureDirectoryURL, std::string recordingId,
+                                    const VoidAnswer& answer) override {
+        serve(host, answer,
+              [url = std::move(captureDirectoryURL), id = std::move(recordingId)](DBusServedHost& served,
+                                                                                  const VoidAnswer& owed) {
+                  requireShort(url);
+                  requireShort(id);
+                  served.object()->startDetectionAndCaptureTo(
+                      bus::optionalPathFrom(url), bus::optionalFrom(id),
+                      [owed](const ErrorPtr& error) { error ? owed.refuse(bus::failureFrom(*error)) : owed.give(); });
+              });
     }
-    void setKeynotePollingInterval(sdbus::Result<>&& result, double seconds) override {
-        serve(std::move(result),
-              [seconds](DBusServedHost& host, const VoidReply&) { host.object()->setKeynotePollingInterval(seconds); });
+    void stopDetectionAndCapture(const std::string& host, const VoidAnswer& answer) override {
+        serve(host, answer,
+              [](DBusServedHost& served, const VoidAnswer&) { served.object()->stopDetectionAndCapture(); });
     }
-    void extractSlideFiles(sdbus::Result<>&& result, std::vector<std::string> names,
-                           std::string presentationPath) override {
+    void stopPresenting(const std::string& host, const VoidAnswer& answer) override {
+        serve(host, answer, [](DBusServedHost& served, const VoidAnswer&) { served.object()->stopPresenting(); });
+    }
+    void setKeynotePollingInterval(const std::string& host, double seconds, const VoidAnswer& answer) override {
+        serve(host, answer, [seconds](DBusServedHost& served, const VoidAnswer&) {
+            served.object()->setKeynotePollingInterval(seconds);
+        });
+    }
+    void extractSlideFiles(const std::string& host, std::vector<std::string> names, std::string presentationPath,
+                           const VoidAnswer& answer) override {
         const auto order =
             std::make_shared<const Extraction>(Extraction{std::move(names), std::move(presentationPath)});
         serve(
-            std::move(result),
-            [order](DBusServedHost& host, const VoidReply& reply) {
-                const auto service = host.object();
-                reply->succeed();
+            host, answer,
+            [order](DBusServedHost& served, const VoidAnswer& owed) {
+                const auto service = served.object();
+                owed.give();
                 service->extractSlideFiles(order->names, order->path);
             },
-            [order](DBusServedHost& host, PendingReply<>& reply, Task task) {
+            [order, answer](DBusServedHost& served, Task task) {
                 order->requireSound();
-                host.pushExtraction(std::move(task));
-                if (host.isSetUp()) reply.succeed();  // its turn may be long in coming
+                served.pushExtraction(std::move(task));
+                if (served.isSetUp()) answer.give();  // its turn may be long in coming
             });
     }
-    void waitForSavingToCompleteAsync(sdbus::Result<>&& result) override {
-        serve(std::move(result), [](DBusServedHost& host, const VoidReply&) {
-            const auto service = host.object();
-            host.beginWait();
+    void waitForSavingToCompleteAsync(const std::string& host, const VoidAnswer& answer) override {
+        serve(host, answer, [](DBusServedHost& served, const VoidAnswer&) {
+            const auto service = served.object();
+            served.beginWait();
             service->waitForSavingToCompleteAsync();
         });
     }
-    void descriptionOfScriptableWindowsWithReply(sdbus::Result<std::string>&& result) override {
-        serve(std::move(result), [](DBusServedHost& host, const DescriptionReply& reply) {
-            host.object()->descriptionOfScriptableWindowsWithReply(textReply(reply));
+    void descriptionOfScriptableWindowsWithReply(const std::string& host, const TextAnswer& answer) override {
+        serve(host, answer, [](DBusServedHost& served, const TextAnswer& owed) {
+            served.object()->descriptionOfScriptableWindowsWithReply(textReply(owed));
         });
     }
-    void descriptionOfKeynoteWindowsWithReply(sdbus::Result<std::string>&& result) override {
-        serve(std::move(result), [](DBusServedHost& host, const DescriptionReply& reply) {
-            host.object()->descriptionOfKeynoteWindowsWithReply(textReply(reply));
+    void descriptionOfKeynoteWindowsWithReply(const std::string& host, const TextAnswer& answer) override {
+        serve(host, answer, [](DBusServedHost& served, const TextAnswer& owed) {
+            served.object()->descriptionOfKeynoteWindowsWithReply(textReply(owed));
         });
     }
 
-    static TextReply textReply(const DescriptionReply& reply) {
-        return [reply](const std::optional<std::string>& text) { reply->succeed(bus::textFrom(text)); };
+    static TextReply textReply(const TextAnswer& answer) {
+        return [answer](const std::optional<std::string>& text) { answer.give(bus::textFrom(text)); };
     }
 
-    const std::shared_ptr<SessionBus> bus_;
+    const std::shared_ptr<bus::SessionBus> bus_;
     Hosts& hosts_;
-    const std::unique_ptr<sdbus::IObject> object_;
 };
 
-DBusServiceListener::DBusServiceListener(std::shared_ptr<SessionBus> bus, AsioDispatch& dispatch,
+DBusServiceListener::DBusServiceListener(std::shared_ptr<bus::SessionBus> bus, AsioDispatch& dispatch,
                                          ConsoleLog& consoleLog, HostHooks hooks)
     : bus_(std::move(bus)),
       dispatch_(dispatch),
@@ -272,13 +238,15 @@ int DBusServiceListener::resume() {
 bool DBusServiceListener::publish() {
     if (!bus_) return false;
     try {
-        daemon_ = sdbus::createProxy(bus_->connection(), kBusDaemon, kBusDaemonPath);
+        daemon_ = std::make_unique<bus::Peer>(bus_->connection(), bus::kBusDaemon, bus::kBusDaemonPath);
         hosts_ = std::make_unique<Hosts>(bus_, *daemon_, delegate_, hooks_, workers_);
-        exportedObject_ = ExportedObject::publish(bus_, *hosts_);
+        calls_ = std::make_unique<Calls>(bus_, *hosts_);
+        server_ = std::make_unique<bus::ServiceServer>(bus_, *calls_);
+        bus_->connection().requestName(bus::kServiceName);
         return true;
-    } catch (const sdbus::Error& error) {
+    } catch (const bus::Failure& failure) {
         consoleLog_.write("Cannot serve as " + std::string(bus::kServiceName) +
-                          " on the session bus: " + error.getMessage() + ". Is another capture service running?");
+                          " on the session bus: " + failure.what() + ". Is another capture service running?");
         return false;
     }
 }
@@ -292,11 +260,10 @@ void DBusServiceListener::giveNameBack() {
     if (!hosts_->empty()) return;  // one has come since
     try {
         bus_->connection().releaseName(bus::kServiceName);
-        daemon_->callMethodAsync("GetId")
-            .onInterface(kBusDaemon)
-            .uponReplyInvoke(
-                [this](const sdbus::Error*, const std::string&) { bus_->post([this] { endOrTakeNameAgain(); }); });
-    } catch (const sdbus::Error&) {
+        daemon_->ask<std::string>(
+            bus::daemon::identifier(), bus::Peer::kDefaultTimeout,
+            [this](const bus::Failure*, const std::string&) { bus_->post([this] { endOrTakeNameAgain(); }); });
+    } catch (const bus::Failure&) {
         dispatch_.stop(EXIT_SUCCESS);
     }
 }
@@ -305,7 +272,7 @@ void DBusServiceListener::endOrTakeNameAgain() {
     try {
         if (hosts_->empty()) return dispatch_.stop(EXIT_SUCCESS);
         bus_->connection().requestName(bus::kServiceName);
-    } catch (const sdbus::Error&) {
+    } catch (const bus::Failure&) {
         // A new process has the name by now; this one serves the hosts it has.
     }
 }

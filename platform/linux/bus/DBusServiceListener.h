@@ -1,10 +1,11 @@
 #pragma once
 
-#include "platform/linux/bus/SessionBus.h"
+#include "bus/Peer.h"
+#include "bus/ServiceContract.h"
+#include "bus/SessionBus.h"
 #include "ports/ServiceListener.h"
 #include "runtime/WorkQueue.h"
 
-#include <sdbus-c++/IProxy.h>
 #include <functional>
 #include <memory>
 
@@ -33,7 +34,7 @@ public:
 
     /// The bus may be null: `resume` fails then, whoever tried to open it has said why. Dispatch and log must outlive
     /// the listener.
-    DBusServiceListener(std::shared_ptr<SessionBus> bus, AsioDispatch& dispatch, ConsoleLog& consoleLog,
+    DBusServiceListener(std::shared_ptr<bus::SessionBus> bus, AsioDispatch& dispatch, ConsoleLog& consoleLog,
                         HostHooks hooks);
     ~DBusServiceListener() override;
     DBusServiceListener(const DBusServiceListener&) = delete;
@@ -49,19 +50,20 @@ public:
 
 private:
     class Hosts;
-    class ExportedObject;
+    class Calls;
 
     [[nodiscard]] bool publish();
     void giveNameBack();
     void endOrTakeNameAgain();
 
-    const std::shared_ptr<SessionBus> bus_;
+    const std::shared_ptr<bus::SessionBus> bus_;
     AsioDispatch& dispatch_;
     ConsoleLog& consoleLog_;
     const HostHooks hooks_;
     const runtime::Workers workers_;
     ServiceListenerDelegate* delegate_ = nullptr;
+    std::unique_ptr<bus::Peer> daemon_;
     std::unique_ptr<Hosts> hosts_;
-    std::unique_ptr<sdbus::IProxy> daemon_;
-    std::unique_ptr<ExportedObject> exportedObject_;
+    std::unique_ptr<Calls> calls_;
+    std::unique_ptr<bus::ServiceServer> server_;
 };

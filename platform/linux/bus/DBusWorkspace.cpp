@@ -1,10 +1,9 @@
 #include "platform/linux/bus/DBusWorkspace.h"
 
-#include "bus/BusConnection.h"
-#include "bus/Convert.h"
+#include "bus/Connection.h"
 #include "bus/Names.h"
+#include "bus/ProgramContract.h"
 
-#include <sdbus-c++/sdbus-c++.h>
 #include <algorithm>
 #include <future>
 #include <utility>
@@ -15,21 +14,17 @@ namespace {
 /// program does not hold the file open for anybody. That takes less time than a poll does, so the bus thread can do it.
 bool tellToOpen(const std::string& owner, const std::filesystem::path& path) {
     try {
-        const auto connection = bus::openSessionBus();
-        const auto program = sdbus::createProxy(*connection, owner, bus::kProgramPath);
-        program->callMethod("open")
-            .onInterface(bus::kProgramInterface)
-            .withArguments(bus::urlFromPath(path))
-            .dontExpectReply();
+        bus::Connection connection;
+        bus::Peer(connection, owner, bus::kProgramPath).tell(bus::program::open(path));
         return true;
-    } catch (const sdbus::Error&) {
+    } catch (const bus::Failure&) {
         return false;
     }
 }
 
 }  // namespace
 
-DBusWorkspace::DBusWorkspace(std::shared_ptr<SessionBus> bus, DispatchQueue& mainQueue,
+DBusWorkspace::DBusWorkspace(std::shared_ptr<bus::SessionBus> bus, DispatchQueue& mainQueue,
                              std::vector<std::string> bundleIdentifiers, std::chrono::milliseconds patience)
     : mainQueue_(mainQueue),
       bundleIdentifiers_(std::move(bundleIdentifiers)),
@@ -41,7 +36,7 @@ DBusWorkspace::DBusWorkspace(std::shared_ptr<SessionBus> bus, DispatchQueue& mai
         watch_ = std::make_unique<ProgramWatch>(
             bus_, mainQueue, bundleIdentifiers_, list_, [it = finder.get()] { it->check(); }, patience);
         finder_ = std::move(finder);
-    } catch (const sdbus::Error&) {
+    } catch (const bus::Failure&) {
         // The bus has gone away already; the listener says so.
     }
 }

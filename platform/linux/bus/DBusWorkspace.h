@@ -1,9 +1,9 @@
 #pragma once
 
+#include "bus/SessionBus.h"
 #include "platform/linux/bus/ProgramFinder.h"
 #include "platform/linux/bus/ProgramList.h"
 #include "platform/linux/bus/ProgramWatch.h"
-#include "platform/linux/bus/SessionBus.h"
 #include "ports/Workspace.h"
 
 #include <sys/types.h>
@@ -27,7 +27,8 @@ public:
     /// Watches the names that belong to these bundle identifiers. The bus may be null: nothing runs then. It must not
     /// have been started, and must have been stopped when the workspace is destroyed. The queue must outlive both.
     /// `patience`: how long the list waits for a program's answer before it counts as complete without it.
-    DBusWorkspace(std::shared_ptr<SessionBus> bus, DispatchQueue& mainQueue, std::vector<std::string> bundleIdentifiers,
+    DBusWorkspace(std::shared_ptr<bus::SessionBus> bus, DispatchQueue& mainQueue,
+                  std::vector<std::string> bundleIdentifiers,
                   std::chrono::milliseconds patience = std::chrono::seconds(10));
     ~DBusWorkspace() override;
     DBusWorkspace(const DBusWorkspace&) = delete;
@@ -62,7 +63,7 @@ private:
 
     DispatchQueue& mainQueue_;
     const std::vector<std::string> bundleIdentifiers_;
-    const std::shared_ptr<SessionBus> bus_;
+    const std::shared_ptr<bus::SessionBus> bus_;
     const std::shared_ptr<ProgramList> list_;
     std::unique_ptr<ProgramFinder> finder_;  ///< null without a bus
     std::unique_ptr<ProgramWatch> watch_;    ///< null without a bus

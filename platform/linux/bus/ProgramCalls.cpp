@@ -1,11 +1,8 @@
 #include "platform/linux/bus/ProgramCalls.h"
 
-#include "bus/BusConnection.h"
-#include "bus/Callbacks.h"
 #include "bus/Names.h"
 #include "platform/linux/AsioDispatch.h"
 
-#include <poll.h>
 #include <utility>
 
 namespace {
@@ -19,43 +16,54 @@ constexpr auto kSendAgain = 10ms;
 
 }  // namespace
 
-void ProgramCalls::call(const std::string& owner, const char* interface, const char* member,
-                        std::chrono::milliseconds timeout, const Write& write, Hear hear) {
-    const std::uint64_t number = ++lastCall_;
-    const Instant deadline = Instant::clock::now() + timeout;
-    owed_.emplace(number, Owed{owner, deadline, std::move(hear)});
+/// What is owed from now on: `fail` is told why it does not come.
+std::uint64_t ProgramCalls::expect(const std::string& owner, std::chrono::milliseconds timeout,
+                                   std::function<void(const bus::Failure&)> fail) {
+    owed_.emplace(++lastCall_, Owed{owner, Instant::clock::now() + timeout, std::move(fail)});
+    return lastCall_;
+}
+
+void ProgramCalls::send(std::uint64_t call, const std::function<void(bus::Peer&)>& ask) {
+    const auto [owner, deadline, fail] = owed_.at(call);
     try {
         if (!connection_) open();
-        auto& [proxy, owed] = programOf(owner);
+        auto& [peer, owed] = programOf(owner);
         ++owed;
-        auto message = proxy->createMethodCall(interface, member);
-        write(message);
-        const auto answer = [weak = weak_from_this(), number](sdbus::MethodReply& reply, const sdbus::Error* error) {
-            bus::guarded([&] {
-                if (const auto self = weak.lock()) self->hear(number, error == nullptr ? &reply : nullptr, error);
-            });
-        };
-        static_cast<void>(proxy->callMethod(message, answer, timeout));
+        ask(*peer);
         wakeAt(deadline);
-    } catch (const sdbus::Error& error) {
-        this->hear(number, nullptr, &error);
+    } catch (const bus::Failure& failure) {
+        static_cast<void>(take(call, &failure));
         serve();  // finds out whether the connection broke
     } catch (const std::exception& problem) {
-        const sdbus::Error error(bus::kProgramFailed, problem.what());
-        this->hear(number, nullptr, &error);
+        const bus::Failure failure(bus::kProgramFailed, problem.what());
+        static_cast<void>(take(call, &failure));
     }
 }
 
+/// Ends a call; whether it has an answer. Otherwise the failure is told.
+bool ProgramCalls::take(std::uint64_t call, const bus::Failure* failure) {
+    const auto node = owed_.extract(call);
+    if (!node) return false;
+    const auto& owed = node.mapped();
+    const auto program = programs_.find(owed.owner);
+    if (program != programs_.end()) --program->second.owed;
+    if (failure == nullptr) return true;
+    // The library tells a time-out by the name that the daemon gives to the end of the one who is asked.
+    const bool isLate = Instant::clock::now() >= owed.deadline;
+    owed.fail(isLate ? bus::Failure(bus::kTimeout, "no answer in time") : *failure);
+    return false;
+}
+
 void ProgramCalls::open() {
-    auto connection = bus::openSessionBus();
-    watch_ = dispatch_.watch(connection->getEventLoopPollData().fd, [this] { serve(); });
+    auto connection = std::make_unique<bus::Connection>();
+    watch_ = dispatch_.watch(connection->descriptor(), [this] { serve(); });
     connection_ = std::move(connection);
 }
 
-void ProgramCalls::close(const sdbus::Error& reason) {
+void ProgramCalls::close(const bus::Failure& reason) {
     const auto owed = std::exchange(owed_, {});
     end();
-    for (const auto& [number, each] : owed) each.hear(nullptr, &reason);
+    for (const auto& [number, each] : owed) each.fail(reason);
 }
 
 void ProgramCalls::end() {
@@ -69,40 +77,22 @@ void ProgramCalls::end() {
 ProgramCalls::Program& ProgramCalls::programOf(const std::string& owner) {
     if (!programs_.contains(owner)) {
         std::erase_if(programs_, [](const auto& each) { return each.second.owed == 0; });
-        programs_[owner].proxy = sdbus::createProxy(*connection_, owner, bus::kProgramPath);
+        programs_[owner].peer = std::make_unique<bus::Peer>(*connection_, owner, bus::kProgramPath);
     }
     return programs_[owner];
-}
-
-void ProgramCalls::hear(std::uint64_t call, sdbus::MethodReply* reply, const sdbus::Error* error) {
-    const auto node = owed_.extract(call);
-    if (!node) return;
-    const auto& owed = node.mapped();
-    const auto program = programs_.find(owed.owner);
-    if (program != programs_.end()) --program->second.owed;
-    // The daemon hands over what anybody calls a reply.
-    if (reply != nullptr && reply->getSender() != owed.owner) {
-        const sdbus::Error forged(bus::kProgramFailed, "somebody else answered");
-        return owed.hear(nullptr, &forged);
-    }
-    // The library tells a time-out by the name that the daemon gives to the end of the one who is asked.
-    const bool isLate = error != nullptr && Instant::clock::now() >= owed.deadline;
-    const sdbus::Error timeout("org.freedesktop.DBus.Error.Timeout", "no answer in time");
-    owed.hear(reply, isLate ? &timeout : error);
 }
 
 void ProgramCalls::serve() {
     if (!connection_) return;
     try {
         int served = 0;
-        while (served < kMostAtOnce && connection_->processPendingRequest()) ++served;
-        const auto data = connection_->getEventLoopPollData();
+        while (served < kMostAtOnce && connection_->processPending()) ++served;
         const auto now = Instant::clock::now();
         if (served == kMostAtOnce) wakeAt(now);
-        if ((data.events & POLLOUT) != 0) wakeAt(now + kSendAgain);
-        if (data.timeout_usec != UINT64_MAX) wakeAt(Instant(std::chrono::microseconds(data.timeout_usec)));
-    } catch (const sdbus::Error& error) {
-        close(error);
+        if (connection_->hasUnsent()) wakeAt(now + kSendAgain);
+        if (const auto deadline = connection_->deadline()) wakeAt(*deadline);
+    } catch (const bus::Failure& failure) {
+        close(failure);
     }
 }
 

@@ -1,14 +1,16 @@
 #pragma once
 
+#include "bus/Connection.h"
+#include "bus/Peer.h"
 #include "ports/Dispatch.h"
 
-#include <sdbus-c++/sdbus-c++.h>
 #include <chrono>
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 
 class AsioDispatch;
 
@@ -17,45 +19,53 @@ class AsioDispatch;
 /// on it is thrown away. Main queue only.
 class ProgramCalls : public std::enable_shared_from_this<ProgramCalls> {
 public:
-    /// Puts the arguments into a call. May throw `sdbus::Error`.
-    using Write = std::function<void(sdbus::MethodCall&)>;
-    /// Hears the reply, or why there is none; exactly once before the end, and before `call` returns when nothing could
-    /// be sent. Runs while the library holds its lock: it reads and leaves the rest to a task. Must not throw.
-    using Hear = std::function<void(sdbus::MethodReply*, const sdbus::Error*)>;
-
     /// The dispatch must outlive this object.
     explicit ProgramCalls(AsioDispatch& dispatch) : dispatch_(dispatch) {}
     ~ProgramCalls() { end(); }
     ProgramCalls(const ProgramCalls&) = delete;
     ProgramCalls& operator=(const ProgramCalls&) = delete;
 
-    /// Calls the owner of a unique name, who has that long to answer; then the error is
-    /// `org.freedesktop.DBus.Error.Timeout`.
-    void call(const std::string& owner, const char* interface, const char* member, std::chrono::milliseconds timeout,
-              const Write& write, Hear hear);
+    /// Calls the owner of a unique name, who has that long to answer; then the failure is `bus::kTimeout`. `answer` is
+    /// told what the reply says, or why there is none; exactly once before the end, and before `call` returns when
+    /// nothing could be sent. It runs while the library holds its lock: the rest is for a task. Must not throw.
+    template <typename Value>
+    void call(const std::string& owner, const bus::Call<Value>& event, std::chrono::milliseconds timeout,
+              std::function<void(const bus::Failure*, Value)> answer) {
+        const auto number = expect(owner, timeout, [answer](const bus::Failure& why) { answer(&why, Value{}); });
+        send(number, [&](bus::Peer& program) {
+            program.ask<Value>(event, timeout,
+                               [weak = weak_from_this(), number, answer](const bus::Failure* failure, Value value) {
+                                   const auto self = weak.lock();
+                                   if (self && self->take(number, failure)) answer(nullptr, std::move(value));
+                               });
+        });
+    }
     /// Closes the connection; nobody hears anything any more.
     void end();
 
 private:
     struct Program {
-        std::unique_ptr<sdbus::IProxy> proxy;  ///< keeps its calls alive
-        int owed = 0;                          ///< replies
+        std::unique_ptr<bus::Peer> peer;  ///< keeps its calls alive
+        int owed = 0;                     ///< replies
     };
     struct Owed {
         std::string owner;
         Instant deadline;
-        Hear hear;
+        std::function<void(const bus::Failure&)> fail;
     };
 
+    [[nodiscard]] std::uint64_t expect(const std::string& owner, std::chrono::milliseconds timeout,
+                                       std::function<void(const bus::Failure&)> fail);
+    void send(std::uint64_t call, const std::function<void(bus::Peer&)>& ask);
+    [[nodiscard]] bool take(std::uint64_t call, const bus::Failure* failure);
     void open();
-    void close(const sdbus::Error& reason);
+    void close(const bus::Failure& reason);
     [[nodiscard]] Program& programOf(const std::string& owner);
-    void hear(std::uint64_t call, sdbus::MethodReply* reply, const sdbus::Error* error);
     void serve();
     void wakeAt(Instant time);
 
     AsioDispatch& dispatch_;
-    std::unique_ptr<sdbus::IConnection> connection_;
+    std::unique_ptr<bus::Connection> connection_;
     std::map<std::string, Program> programs_;  ///< by unique name
     std::map<std::uint64_t, Owed> owed_;
     std::uint64_t lastCall_ = 0;

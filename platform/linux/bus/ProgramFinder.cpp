@@ -1,12 +1,12 @@
 #include "platform/linux/bus/ProgramFinder.h"
 
-#include <sdbus-c++/sdbus-c++.h>
+#include "bus/Daemon.h"
+#include "bus/Names.h"
+
 #include <utility>
 
-ProgramFinder::ProgramFinder(std::shared_ptr<SessionBus> bus, std::shared_ptr<ProgramList> list)
-    : bus_(std::move(bus)),
-      list_(std::move(list)),
-      daemon_(sdbus::createProxy(bus_->connection(), kBusDaemon, kBusDaemonPath)) {}
+ProgramFinder::ProgramFinder(std::shared_ptr<bus::SessionBus> bus, std::shared_ptr<ProgramList> list)
+    : bus_(std::move(bus)), list_(std::move(list)), daemon_(bus_->connection(), bus::kBusDaemon, bus::kBusDaemonPath) {}
 
 void ProgramFinder::find(const std::string& bundleIdentifier, Found found) {
     std::unique_lock lock(mutex_);
@@ -44,15 +44,12 @@ void ProgramFinder::check() {
 }
 
 void ProgramFinder::start(std::uint64_t number, const std::string& bundleIdentifier) {
+    const auto answer = [this, number](const bus::Failure* failure, std::uint32_t) {
+        if (failure != nullptr) bus_->post([this, number] { failed(number); });  // after what appeared meanwhile
+    };
     try {
-        daemon_->callMethodAsync("StartServiceByName")
-            .onInterface(kBusDaemon)
-            .withTimeout(kPatience)
-            .withArguments(bundleIdentifier, std::uint32_t{0})
-            .uponReplyInvoke([this, number](const sdbus::Error* error, std::uint32_t) {
-                if (error != nullptr) bus_->post([this, number] { failed(number); });  // after what appeared meanwhile
-            });
-    } catch (const sdbus::Error&) {
+        daemon_.ask<std::uint32_t>(bus::daemon::start(bundleIdentifier), kPatience, answer);
+    } catch (const bus::Failure&) {
         giveUp(number);
     }
 }

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "bus/Peer.h"
+#include "bus/SessionBus.h"
 #include "platform/linux/bus/ProgramList.h"
-#include "platform/linux/bus/SessionBus.h"
 
-#include <sdbus-c++/IProxy.h>
 #include <chrono>
 #include <cstdint>
 #include <map>
@@ -18,7 +18,7 @@ public:
     using Found = std::function<void(const std::optional<std::string>& owner)>;
 
     /// The bus must be stopped when the finder is destroyed.
-    ProgramFinder(std::shared_ptr<SessionBus> bus, std::shared_ptr<ProgramList> list);
+    ProgramFinder(std::shared_ptr<bus::SessionBus> bus, std::shared_ptr<ProgramList> list);
 
     /// Calls `found` once, later. Any thread.
     void find(const std::string& bundleIdentifier, Found found);
@@ -40,9 +40,9 @@ private:
     void failed(std::uint64_t number);
     void giveUp(std::uint64_t number);
 
-    const std::shared_ptr<SessionBus> bus_;
+    const std::shared_ptr<bus::SessionBus> bus_;
     const std::shared_ptr<ProgramList> list_;
-    const std::unique_ptr<sdbus::IProxy> daemon_;
+    bus::Peer daemon_;
     std::mutex mutex_;
     Waits waits_;  ///< this and what follows guarded by `mutex_`
     std::uint64_t lastNumber_ = 0;

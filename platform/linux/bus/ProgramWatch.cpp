@@ -2,12 +2,11 @@
 
 #include "bus/Callbacks.h"
 #include "bus/Convert.h"
+#include "bus/Daemon.h"
 #include "bus/Names.h"
 
-#include <sdbus-c++/sdbus-c++.h>
 #include <algorithm>
 #include <charconv>
-#include <limits>
 #include <utility>
 
 namespace {
@@ -15,26 +14,8 @@ namespace {
 constexpr std::size_t kMostPrograms = 64;
 constexpr std::ptrdiff_t kMostOfOneOwner = 4;
 constexpr std::size_t kMostNames = 1000;
-constexpr std::size_t kLongestText = 16384;
 /// Programs that ran before are ordered by the number of their connection, and come before those seen to appear.
 constexpr std::uint64_t kSeenOrder = std::uint64_t{1} << 63U;
-constexpr std::uint64_t kForever = std::numeric_limits<std::uint64_t>::max();
-
-std::optional<std::string> textOf(const std::map<std::string, sdbus::Variant>& properties, const char* key) {
-    const auto found = properties.find(key);
-    if (found == properties.end() || !found->second.containsValueOfType<std::string>()) return std::nullopt;
-    auto text = found->second.get<std::string>();
-    if (text.size() > kLongestText) return std::nullopt;
-    return text;
-}
-
-std::optional<pid_t> processOf(const std::map<std::string, sdbus::Variant>& properties) {
-    const auto found = properties.find("ProcessIdentifier");
-    if (found == properties.end() || !found->second.containsValueOfType<std::uint32_t>()) return std::nullopt;
-    const auto value = found->second.get<std::uint32_t>();
-    if (value == 0 || value > static_cast<std::uint32_t>(std::numeric_limits<pid_t>::max())) return std::nullopt;
-    return static_cast<pid_t>(value);
-}
 
 /// The number at the end of a unique name such as ":1.42", which grows with every connection.
 std::uint64_t connectionNumber(const std::string& uniqueName) {
@@ -46,9 +27,13 @@ std::uint64_t connectionNumber(const std::string& uniqueName) {
     return number;
 }
 
+bool isForged(const bus::Failure* failure) {
+    return failure != nullptr && failure->name() == bus::kForged;
+}
+
 }  // namespace
 
-ProgramWatch::ProgramWatch(std::shared_ptr<SessionBus> bus, DispatchQueue& mainQueue,
+ProgramWatch::ProgramWatch(std::shared_ptr<bus::SessionBus> bus, DispatchQueue& mainQueue,
                            std::vector<std::string> bundleIdentifiers, std::shared_ptr<ProgramList> list,
                            std::function<void()> changed, std::chrono::milliseconds patience)
     : bus_(std::move(bus)),
@@ -57,9 +42,12 @@ ProgramWatch::ProgramWatch(std::shared_ptr<SessionBus> bus, DispatchQueue& mainQ
       list_(std::move(list)),
       changed_(std::move(changed)),
       patience_(patience),
-      daemon_(sdbus::createProxy(bus_->connection(), kBusDaemon, kBusDaemonPath)) {
+      daemon_(bus_->connection(), bus::kBusDaemon, bus::kBusDaemonPath) {
     for (const auto& identifier : bundleIdentifiers_) watchNames(identifier);
-    watchProperties();
+    const auto processTold = [this](const std::string& sender, pid_t process) {
+        if (isOwner(sender)) post([this, sender, process] { processChanged(sender, process); });
+    };
+    matches_.push_back(bus::watchProcessIdentifiers(bus_->connection(), processTold));
     listNames(Appearance::before);
 }
 
@@ -67,37 +55,20 @@ void ProgramWatch::watchNames(const std::string& identifier) {
     const auto changed = [this](const std::string& name, const std::string& owner) {
         post([this, name, owner] { ownerChanged(name, owner); });
     };
-    matches_.push_back(bus::watchNames(bus_->connection(), "arg0namespace='" + identifier + "'", changed));
-}
-
-void ProgramWatch::watchProperties() {
-    const std::string rule = std::string("type='signal',path='") + bus::kProgramPath + "',interface='" +
-                             bus::kPropertiesInterface + "',member='PropertiesChanged',arg0='" +
-                             bus::kProgramInterface + "'";
-    matches_.push_back(bus::addMatch(bus_->connection(), rule, [this](sdbus::Message& message) {
-        const auto sender = message.getSender();
-        if (!isOwner(sender)) return;
-        std::string interface;
-        Properties changed;
-        message >> interface >> changed;
-        if (const auto process = processOf(changed)) {
-            post([this, sender, process] { processChanged(sender, *process); });
-        }
-    }));
+    matches_.push_back(bus_->connection().watchNames("arg0namespace='" + identifier + "'", changed));
 }
 
 /// The programs that run already.
 void ProgramWatch::listNames(Appearance appearance) {
     wasTurnedAway_ = isPlaceFree_ = false;
-    daemon_->callMethodAsync("ListNames")
-        .onInterface(kBusDaemon)
-        .uponReplyInvoke([this, appearance](const sdbus::Error* error, const std::vector<std::string>& names) {
-            const bool isForged = !bus::isReplyFrom(*daemon_, kBusDaemon);
-            post([this, appearance, isForged, names = error == nullptr ? names : std::vector<std::string>()] {
-                --questionsToDaemon_;
-                isForged ? listNames(appearance) : namesListed(names, appearance);
-            });
-        });
+    using Names = std::vector<std::string>;
+    daemon_.ask<Names>(bus::daemon::listNames(), bus::Peer::kDefaultTimeout,
+                       [this, appearance](const bus::Failure* failure, const Names& names) {
+                           post([this, appearance, names, isForged = isForged(failure)] {
+                               --questionsToDaemon_;
+                               isForged ? listNames(appearance) : namesListed(names, appearance);
+                           });
+                       });
     ++questionsToDaemon_;
 }
 
@@ -111,17 +82,14 @@ void ProgramWatch::namesListed(const std::vector<std::string>& names, Appearance
 }
 
 void ProgramWatch::askForOwner(const std::string& name, Appearance appearance) {
-    daemon_->callMethodAsync("GetNameOwner")
-        .onInterface(kBusDaemon)
-        .withArguments(name)
-        .uponReplyInvoke([this, name, appearance](const sdbus::Error* error, const std::string& owner) {
-            const bool isForged = !bus::isReplyFrom(*daemon_, kBusDaemon);
-            post([this, name, appearance, isForged, owner = error == nullptr ? owner : std::string()] {
-                --questionsToDaemon_;
-                if (isForged) return askForOwner(name, appearance);
-                if (!owner.empty()) add(name, owner, appearance);
-            });
-        });
+    daemon_.ask<std::string>(bus::daemon::ownerOf(name), bus::Peer::kDefaultTimeout,
+                             [this, name, appearance](const bus::Failure* failure, const std::string& owner) {
+                                 post([this, name, appearance, owner, isForged = isForged(failure)] {
+                                     --questionsToDaemon_;
+                                     if (isForged) return askForOwner(name, appearance);
+                                     if (!owner.empty()) add(name, owner, appearance);
+                                 });
+                             });
     ++questionsToDaemon_;
 }
 
@@ -171,31 +139,24 @@ void ProgramWatch::add(const std::string& name, const std::string& owner, Appear
 
 /// The answer may take as long as it likes.
 void ProgramWatch::ask(const std::string& name, Program& program) {
-    program.proxy = sdbus::createProxy(bus_->connection(), program.owner, bus::kProgramPath);
-    const sdbus::IProxy& proxy = *program.proxy;
-    program.proxy->callMethodAsync("GetAll")
-        .onInterface(bus::kPropertiesInterface)
-        .withTimeout(kForever)
-        .withArguments(std::string(bus::kProgramInterface))
-        .uponReplyInvoke([this, &proxy, name, owner = program.owner, query = program.query](
-                             const sdbus::Error* error, const Properties& properties) {
-            const bool isForged = !bus::isReplyFrom(proxy, owner);
-            post([this, name, query, isForged, properties = error == nullptr ? properties : Properties()] {
+    program.peer = std::make_unique<bus::Peer>(bus_->connection(), program.owner, bus::kProgramPath);
+    program.peer->ask<bus::ProgramFacts>(
+        bus::program::facts(), bus::Peer::kForever,
+        [this, name, query = program.query](const bus::Failure* failure, const bus::ProgramFacts& facts) {
+            post([this, name, query, facts, isForged = isForged(failure)] {
                 if (Program* const asked = programOf(name, query)) {
-                    isForged ? ask(name, *asked) : answered(name, *asked, properties);
+                    isForged ? ask(name, *asked) : answered(name, *asked, facts);
                 }
             });
         });
 }
 
 /// Lists the program if its answer makes sense.
-void ProgramWatch::answered(const std::string& name, Program& program, const Properties& properties) {
+void ProgramWatch::answered(const std::string& name, Program& program, const bus::ProgramFacts& facts) {
     program.isAwaited = false;
-    const auto process = processOf(properties);
-    const auto identifier = textOf(properties, "BundleIdentifier");
-    const auto url = textOf(properties, "BundleURL");
+    const auto& [process, identifier, url] = facts;
     if (!process || !url || identifier != *identifierOf(name)) return;
-    auto bundle = bus::pathFromURL(*url);
+    auto bundle = pathFromURL(*url);
     if (!bundle && !url->empty()) return;
     program.program = std::make_shared<RunningProgram>(
         RunningProgram::Facts{*identifier, std::move(bundle), *process, ++lastChange_, program.owner}, mainQueue_);

@@ -1,10 +1,9 @@
 #pragma once
 
+#include "bus/ProgramContract.h"
+#include "bus/SessionBus.h"
 #include "platform/linux/bus/ProgramList.h"
-#include "platform/linux/bus/SessionBus.h"
 
-#include <sdbus-c++/IProxy.h>
-#include <sdbus-c++/Types.h>
 #include <chrono>
 #include <map>
 
@@ -14,26 +13,25 @@ class ProgramWatch {
 public:
     /// `changed` is called after each change of the list. A program that has not answered within `patience` no longer
     /// keeps the list from being complete, and is listed when it does answer. The bus must not have been started, and
-    /// must have been stopped when the watch is destroyed; the queue must outlive both. Throws `sdbus::Error` when the
+    /// must have been stopped when the watch is destroyed; the queue must outlive both. Throws `bus::Failure` when the
     /// bus has gone.
-    ProgramWatch(std::shared_ptr<SessionBus> bus, DispatchQueue& mainQueue, std::vector<std::string> bundleIdentifiers,
-                 std::shared_ptr<ProgramList> list, std::function<void()> changed, std::chrono::milliseconds patience);
+    ProgramWatch(std::shared_ptr<bus::SessionBus> bus, DispatchQueue& mainQueue,
+                 std::vector<std::string> bundleIdentifiers, std::shared_ptr<ProgramList> list,
+                 std::function<void()> changed, std::chrono::milliseconds patience);
 
 private:
-    using Properties = std::map<std::string, sdbus::Variant>;
     enum class Appearance { before, seen };  ///< before the watch began, or seen by it
 
     struct Program {
         std::uint64_t query = 0;
         std::string owner;
         std::uint64_t order = 0;
-        std::unique_ptr<sdbus::IProxy> proxy;  ///< keeps the query alive
+        std::unique_ptr<bus::Peer> peer;  ///< keeps the query alive
         bool isAwaited = true;
         std::shared_ptr<RunningProgram> program;  ///< null until it has answered
     };
 
     void watchNames(const std::string& identifier);
-    void watchProperties();
     void listNames(Appearance appearance);
     void namesListed(const std::vector<std::string>& names, Appearance appearance);
     void askForOwner(const std::string& name, Appearance appearance);
@@ -43,21 +41,21 @@ private:
     [[nodiscard]] bool isOwner(const std::string& uniqueName) const;
     void add(const std::string& name, const std::string& owner, Appearance appearance);
     void ask(const std::string& name, Program& program);
-    void answered(const std::string& name, Program& program, const Properties& properties);
+    void answered(const std::string& name, Program& program, const bus::ProgramFacts& facts);
     void noLongerAwaited(const std::string& name, std::uint64_t query);
     [[nodiscard]] Program* programOf(const std::string& name, std::uint64_t query);
     void processChanged(const std::string& owner, pid_t process);
     void post(std::function<void()> task);
     void settle();
 
-    const std::shared_ptr<SessionBus> bus_;
+    const std::shared_ptr<bus::SessionBus> bus_;
     DispatchQueue& mainQueue_;
     const std::vector<std::string> bundleIdentifiers_;
     const std::shared_ptr<ProgramList> list_;
     const std::function<void()> changed_;
     const std::chrono::milliseconds patience_;
-    const std::unique_ptr<sdbus::IProxy> daemon_;
-    std::vector<sdbus::Slot> matches_;
+    bus::Peer daemon_;
+    std::vector<Handle> matches_;
     std::map<std::string, Program> programs_;  ///< by name
     std::uint64_t lastQuery_ = 0;
     std::uint64_t lastChange_ = 0;  ///< counts who got which process identifier when

@@ -57,7 +57,7 @@ protected:
         ASSERT_TRUE(eventually([&] { return poll(*program).playing; }));
         id = poll(*program).documentID;
         copy = fs::path(file).replace_extension(".key");
-        program->save(id, bus::urlFromPath(copy));
+        program->save(id, urlFromPath(copy));
         ASSERT_TRUE(eventually([&] { return fs::exists(copy); })) << session->bridge().complaintsUntilNow();
         saved = contentsOf(copy);
     }
@@ -67,7 +67,7 @@ protected:
     }
     void close() { Reference<css::util::XCloseable>(document, UNO_QUERY_THROW)->close(false); }
     std::string orderImages() {
-        return errorOf([&] { program->export_(id, bus::urlFromPath(folder / "images"), "Kimg", kExportProperties); });
+        return errorOf([&] { program->export_(id, urlFromPath(folder / "images"), "Kimg", kExportProperties); });
     }
     /// An office that is killed may leave a temporary file of its own among them.
     bool hasImages(int count) {
@@ -90,10 +90,10 @@ TEST_F(ClosedDeck, AnOfficeThatStandsStillDoesLaterWhatIsOrdered) {
     id = poll(*program).documentID;
     const auto office = static_cast<pid_t>(program->ProcessIdentifier());
     ASSERT_EQ(kill(office, SIGSTOP), 0);
-    const auto saving = errorOf([&] { program->save(id, bus::urlFromPath(folder / "copy.key")); });
-    const auto failing = errorOf([&] { program->save(id, bus::urlFromPath(folder / "deck.fodp/copy.key")); });
+    const auto saving = errorOf([&] { program->save(id, urlFromPath(folder / "copy.key")); });
+    const auto failing = errorOf([&] { program->save(id, urlFromPath(folder / "deck.fodp/copy.key")); });
     const auto exporting = orderImages();
-    const auto unknown = errorOf([&] { program->save("unknown", bus::urlFromPath(folder / "unknown.key")); });
+    const auto unknown = errorOf([&] { program->save("unknown", urlFromPath(folder / "unknown.key")); });
     ASSERT_EQ(kill(office, SIGCONT), 0);
     EXPECT_EQ(saving, "accepted");
     EXPECT_EQ(failing, "accepted");

@@ -1,3 +1,4 @@
+#include "bus/ProgramValues.h"
 #include "presenters/impress/DocumentText.h"
 #include "tests/presenters/impress/ImpressFixture.h"
 
@@ -54,9 +55,9 @@ std::vector<Words> wordsOfPages(const fs::path& deck) {
     return result;
 }
 
-using Text = std::tuple<std::string, std::vector<DocumentText::Slide>>;
+using Text = std::tuple<std::string, std::vector<bus::SlideStruct>>;
 
-Words wordsOf(const DocumentText::Slide& slide) {
+Words wordsOf(const bus::SlideStruct& slide) {
     Words words;
     addWords(words, slide.get<4>());
     for (const auto& item : slide.get<5>()) addWords(words, item);
@@ -112,7 +113,7 @@ protected:
         fs::create_directory(folder);
     }
 
-    std::string open(const fs::path& path) { return program->open(bus::urlFromPath(path)); }
+    std::string open(const fs::path& path) { return program->open(urlFromPath(path)); }
     Text textOf(const std::string& id) {
         Text text;
         std::tie(std::get<0>(text), std::get<1>(text)) = program->documentText(id);
@@ -143,7 +144,7 @@ TEST_F(Deck, TellsWhatIsTitleBodyNotesAndTable) {
     const auto [name, slides] = textOf(id);
     ASSERT_EQ(slides.size(), 3U);
     const auto& [number, skipped, title, body, notes, items, tables] =
-        static_cast<const DocumentText::Slide::tuple&>(slides[1]);
+        static_cast<const bus::SlideStruct::tuple&>(slides[1]);
     EXPECT_EQ(number, 2);
     EXPECT_TRUE(skipped);
     EXPECT_EQ(title, "مرحبا 👩‍🏫 שלום 日本");
@@ -168,13 +169,13 @@ TEST_F(Deck, AShapeThatCannotBeReadCostsNoOtherText) {
     const Reference<css::drawing::XDrawPagesSupplier> supplier(document, UNO_QUERY_THROW);
     const Reference<css::drawing::XDrawPage> page(supplier->getDrawPages()->getByIndex(0), UNO_QUERY_THROW);
     std::atomic<std::size_t> size = 0;
-    const auto whole = DocumentText::readSlide(1, page, size);
+    const auto whole = textOfSlide(1, page, size);
     const Reference<css::presentation::XPresentationPage> failing(new FailingPage(page));
-    const auto rest = DocumentText::readSlide(1, Reference<css::drawing::XDrawPage>(failing.get()), size);
-    const auto& items = whole.get<5>();
+    const auto rest = textOfSlide(1, Reference<css::drawing::XDrawPage>(failing.get()), size);
+    const auto& items = whole.textItems;
     ASSERT_GT(items.size(), 1U);
-    EXPECT_EQ(rest.get<5>(), Words(items.begin() + 1, items.end()));
-    EXPECT_EQ(rest.get<4>(), "");
+    EXPECT_EQ(rest.textItems, Words(items.begin() + 1, items.end()));
+    EXPECT_EQ(rest.presenterNotes, "");
     document->dispose();
 }
 
@@ -197,8 +198,8 @@ TEST_F(Deck, SaysWhyItCannotOpenAFile) {
     const auto locked = folder / "locked.odp";
     const auto document = session->open(LECTURE);
     Reference<css::frame::XStorable>(document, UNO_QUERY_THROW)
-        ->storeToURL(unoText(bus::urlFromPath(locked)), properties({property("FilterName", rtl::OUString("impress8")),
-                                                                    property("Password", rtl::OUString("secret"))}));
+        ->storeToURL(unoText(urlFromPath(locked)), properties({property("FilterName", rtl::OUString("impress8")),
+                                                               property("Password", rtl::OUString("secret"))}));
     document->dispose();
     writeFile(folder / "text.odp", "no deck");
     writeFile(folder / "cut.fodp", contentsOf(LECTURE).substr(0, 30000));
@@ -251,7 +252,7 @@ TEST_F(Deck, OpensWithoutATraceBesideWhatTheUserSees) {
     {
         const auto other = bus::openSessionBus();
         other->enterEventLoopAsync();
-        left = ProgramProxy(*other, session->programNames().at(0)).open(bus::urlFromPath(deck));
+        left = ProgramProxy(*other, session->programNames().at(0)).open(urlFromPath(deck));
         EXPECT_TRUE(isOpen(left));
     }
     EXPECT_TRUE(eventually([&] { return !isOpen(left); })) << "its opener has left";
@@ -296,7 +297,7 @@ TEST_F(Deck, ClosesAsItIsTold) {
 
 TEST_F(Deck, ALectureDoesNotWaitForALongDeck) {
     const auto longID = open(writeLongDeck(folder / "long.fodp", 150));
-    program->export_(longID, bus::urlFromPath(folder / "long"), "Kimg", kExportProperties);
+    program->export_(longID, urlFromPath(folder / "long"), "Kimg", kExportProperties);
     bool closed = false;
     std::thread closing([&] {
         const auto own = bus::openSessionBus();
@@ -305,11 +306,11 @@ TEST_F(Deck, ALectureDoesNotWaitForALongDeck) {
         closed = true;
     });
     const auto id = open(lecture);
-    program->export_(id, bus::urlFromPath(folder / "images"), "Kimg", kExportProperties);
-    program->save(id, bus::urlFromPath(folder / "first.key"));
+    program->export_(id, urlFromPath(folder / "images"), "Kimg", kExportProperties);
+    program->save(id, urlFromPath(folder / "first.key"));
     const auto probe = open(folder / "probe.key");
     EXPECT_TRUE(fs::exists(folder / "first.key")) << "saving and opening keep their order";
-    program->save(probe, bus::urlFromPath(folder / "probe.key"));
+    program->save(probe, urlFromPath(folder / "probe.key"));
     Seconds worst{0};
     EXPECT_TRUE(eventually([&] {
         const auto start = std::chrono::steady_clock::now();

@@ -70,7 +70,7 @@ protected:
     /// Opens the deck as the user does.
     css::uno::Reference<css::frame::XModel> open(const std::filesystem::path& deck) {
         auto document = session->open(deck);
-        const auto url = bus::urlFromPath(deck);
+        const auto url = urlFromPath(deck);
         EXPECT_TRUE(eventually([&] { return poll(*program).documentFile == url; }));
         return document;
     }

@@ -81,7 +81,7 @@ void ImpressSession::startOffice(const std::vector<std::string>& arguments) {
                                      "exec \"$0\" \"$@\" >/dev/null 2>&1",
                                      SOFFICE,
                                      "--accept=pipe,name=" + pipe_ + ";urp;",
-                                     "-env:UserInstallation=" + bus::urlFromPath(folder() / "profile"),
+                                     "-env:UserInstallation=" + urlFromPath(folder() / "profile"),
                                      "--norestore",
                                      "--nologo",
                                      "--nofirststartwizard"};
@@ -124,8 +124,7 @@ const OfficeConnection& ImpressSession::office() {
 
 Reference<css::frame::XModel> ImpressSession::open(const std::filesystem::path& deck) {
     const auto desktop = css::frame::Desktop::create(office().context());
-    return {desktop->loadComponentFromURL(unoText(bus::urlFromPath(deck)), "_default", 0, properties({})),
-            UNO_QUERY_THROW};
+    return {desktop->loadComponentFromURL(unoText(urlFromPath(deck)), "_default", 0, properties({})), UNO_QUERY_THROW};
 }
 
 Reference<css::presentation::XPresentation2> ImpressSession::showOf(const Reference<css::frame::XModel>& document) {

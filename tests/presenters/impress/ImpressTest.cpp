@@ -62,7 +62,7 @@ TEST_F(Impress, TellsItsProcessAndBundle) {
     const auto executable = std::filesystem::read_symlink(fmt::format("/proc/{}/exe", process));
     EXPECT_EQ(executable.filename(), "soffice.bin");
     EXPECT_EQ(program->BundleIdentifier(), "com.apple.iWork.Keynote");
-    const auto bundle = bus::pathFromURL(program->BundleURL());
+    const auto bundle = pathFromURL(program->BundleURL());
     ASSERT_TRUE(bundle);
     EXPECT_NE(contentsOf(*bundle / "Contents/Info.plist").find("CFBundleShortVersionString"), std::string::npos);
 }
@@ -73,7 +73,7 @@ TEST_F(Impress, ShowsTheLectureWithoutTheHiddenSlide) {
     session->bridge().waitForComplaint("Attached");
     program = session->program();
     EXPECT_EQ(slidesOfShow(*program), (Numbers{1, 2, 3, 4, 6, 7, 8}));
-    EXPECT_EQ(poll(*program).documentFile, bus::urlFromPath(deck));
+    EXPECT_EQ(poll(*program).documentFile, urlFromPath(deck));
     session->bridge().waitForLine("showing slide 8");
     EXPECT_EQ(session->bridge().readLine(), "show ended");
 }
@@ -108,20 +108,20 @@ TEST_F(Impress, TellsTheNumbersOfACustomShowPutsItsDocumentFirstAndExportsAllPag
     ASSERT_TRUE(eventually([&] { return poll(*program).playing; }));
     for (const std::int64_t number : {7, 3, 8}) {
         EXPECT_TRUE(eventually([&] { return poll(*program).slideNumber == number; })) << number;
-        EXPECT_EQ(poll(*program).documentFile, bus::urlFromPath(deck));
+        EXPECT_EQ(poll(*program).documentFile, urlFromPath(deck));
         if (number != 8) show->getController()->gotoNextSlide();
     }
     show->end();
     ASSERT_TRUE(eventually([&] { return !poll(*program).playing; }));
     const auto target = session->folder() / "new" / "slide";
-    send([&] { program->export_(id, bus::urlFromPath(target) + "/", "Kimg", kExportProperties); });
+    send([&] { program->export_(id, urlFromPath(target) + "/", "Kimg", kExportProperties); });
     ASSERT_TRUE(eventually([&] { return namesIn(target) == imageNames(8); }, 60s))
         << session->bridge().complaintsUntilNow();
     const auto image = Image::read(target / "slide.003.jpg").value();
     EXPECT_EQ(image.width, 1440U);
     EXPECT_EQ(image.height, 1080U);
     document->dispose();
-    EXPECT_TRUE(eventually([&] { return poll(*program).documentFile == bus::urlFromPath(lecture); }));
+    EXPECT_TRUE(eventually([&] { return poll(*program).documentFile == urlFromPath(lecture); }));
 }
 
 TEST_F(Impress, LeavesTheDocumentAsItIs) {
@@ -137,8 +137,8 @@ TEST_F(Impress, LeavesTheDocumentAsItIs) {
         const auto copy = session->folder() / fmt::format("copy {}.key", modified);
         const auto images = session->folder() / fmt::format("images {}", modified);
         writeFile(copy, "");
-        send([&] { program->save(id, bus::urlFromPath(copy)); });
-        send([&] { program->export_(id, bus::urlFromPath(images), "Kimg", kExportProperties); });
+        send([&] { program->save(id, urlFromPath(copy)); });
+        send([&] { program->export_(id, urlFromPath(images), "Kimg", kExportProperties); });
         ASSERT_TRUE(eventually([&] { return namesIn(images) == imageNames(8); }, 60s))
             << session->bridge().complaintsUntilNow();
         EXPECT_NE(contentsOf(copy).find("mimetypeapplication/vnd.oasis.opendocument.presentation"), std::string::npos)
@@ -148,7 +148,7 @@ TEST_F(Impress, LeavesTheDocumentAsItIs) {
     const auto state = poll(*program);
     EXPECT_EQ(state.slideNumber, 3);
     EXPECT_EQ(state.documentID, id);
-    EXPECT_EQ(state.documentFile, bus::urlFromPath(lecture));
+    EXPECT_EQ(state.documentFile, urlFromPath(lecture));
     EXPECT_EQ(contentsOf(session->folder() / "profile/user/registrymodifications.xcu").find("copy%20"),
               std::string::npos)
         << "the copy must not stand among the recent files";
@@ -170,7 +170,7 @@ TEST_F(Impress, LeavesTheDocumentAsItIs) {
 TEST_F(Impress, RefusesWhatItCannotDoAndGoesOnAfterWhatFails) {
     const auto document = open(lecture);
     const auto id = poll(*program).documentID;
-    const auto folder = bus::urlFromPath(session->folder() / "refused");
+    const auto folder = urlFromPath(session->folder() / "refused");
     const auto exportWith = [&](const char* key, sdbus::Variant value) {
         return errorOf([&] { program->export_(id, folder, "Kimg", {{key, std::move(value)}}); });
     };
@@ -187,10 +187,10 @@ TEST_F(Impress, RefusesWhatItCannotDoAndGoesOnAfterWhatFails) {
 
     const auto file = session->folder() / "a file";
     writeFile(file, "in the way");
-    send([&] { program->save(id, bus::urlFromPath(file / "copy.key")); });
-    send([&] { program->export_(id, bus::urlFromPath(file / "slide"), "Kimg", kExportProperties); });
+    send([&] { program->save(id, urlFromPath(file / "copy.key")); });
+    send([&] { program->export_(id, urlFromPath(file / "slide"), "Kimg", kExportProperties); });
     const auto copy = session->folder() / "after.key";
-    send([&] { program->save(id, bus::urlFromPath(copy)); });
+    send([&] { program->save(id, urlFromPath(copy)); });
     EXPECT_TRUE(eventually([&] { return std::filesystem::exists(copy); })) << session->bridge().complaintsUntilNow();
     EXPECT_EQ(contentsOf(file), "in the way");
 }
@@ -201,7 +201,7 @@ TEST_F(Impress, StrangersWhoTellOfDeparturesAreNotBelieved) {
     std::string id;
     bridge->callMethod("open")
         .onInterface(bus::kProgramInterface)
-        .withArguments(bus::urlFromPath(copyLecture(session->folder() / "kept.fodp")))
+        .withArguments(urlFromPath(copyLecture(session->folder() / "kept.fodp")))
         .storeResultsTo(id);
     const auto stranger = bus::openSessionBus();
     const auto object = sdbus::createObject(*stranger, "/org/freedesktop/DBus");

@@ -62,7 +62,7 @@ std::string nameOfError(const std::function<void()>& call) {
 
 class SimulatorProcessTest : public testing::Test {
 protected:
-    std::string url(const char* name) { return bus::urlFromPath(directory.path / name); }
+    std::string url(const char* name) { return urlFromPath(directory.path / name); }
 
     void exportImages(Client& client, const char* target) {
         client.export_("document-1", url(target), "Kimg",
@@ -84,7 +84,7 @@ TEST_F(SimulatorProcessTest, AnswersWhatACaptureServiceAsks) {
     EXPECT_EQ(client.presentingState().size(), 1U);  // playing alone
     EXPECT_EQ(client.ProcessIdentifier(), static_cast<std::uint32_t>(simulator.pid()));
     EXPECT_EQ(client.BundleIdentifier(), "com.apple.iWork.Keynote");
-    const auto bundle = bus::pathFromURL(client.BundleURL());
+    const auto bundle = pathFromURL(client.BundleURL());
     ASSERT_TRUE(bundle);
     EXPECT_TRUE(fs::exists(*bundle / "Contents/Info.plist")) << *bundle;
 

@@ -22,8 +22,8 @@ protected:
         return [this](FakeService& service) {
             const std::string start = service.waitForCalls(1).front();
             const auto url = start.substr(start.find(' ') + 1, start.rfind(' ') - start.find(' ') - 1);
-            std::filesystem::create_directories(bus::pathFromURL(url).value() / "ID");
-            std::ofstream(bus::pathFromURL(url).value() / "ID/ID.key") << "archive";
+            std::filesystem::create_directories(pathFromURL(url).value() / "ID");
+            std::ofstream(pathFromURL(url).value() / "ID/ID.key") << "archive";
             const auto working = directory_.path() /
                                  "Library/Containers/com.apple.iWork.Keynote/Data/Documents/Veldrin" /
                                  start.substr(start.rfind(' ') + 1);

@@ -2,8 +2,8 @@
 
 #include "bus/BusConnection.h"
 #include "bus/Names.h"
+#include "bus/SessionBus.h"
 #include "platform/linux/AsioDispatch.h"
-#include "platform/linux/bus/SessionBus.h"
 #include "ports/Log.h"
 #include "tests/support/Deadline.h"
 #include "tests/support/PrivateBus.h"
@@ -19,6 +19,8 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+using bus::SessionBus;
 
 /// Lines that several threads write; the test waits for what it expects.
 class Notes {

@@ -1,4 +1,5 @@
 #include "bus/Names.h"
+#include "bus/ProgramContract.h"
 #include "platform/linux/bus/DBusScripting.h"
 #include "platform/linux/bus/ProgramCalls.h"
 #include "tests/platform/linux/bus/FakeProgram.h"
@@ -212,15 +213,17 @@ TEST_F(ScriptingTest, GoesOnWaitingWhenAnotherCallCannotBeSent) {
     program.holds = true;
     Lines heard;
     const auto calls = std::make_shared<ProgramCalls>(dispatch);
-    const auto call = [&](const std::string& name, const std::string& to, const ProgramCalls::Write& write) {
-        calls->call(to, bus::kProgramInterface, "presentingState", milliseconds(300), write,
-                    [&heard, name](auto*, const auto*) { heard.push_back(name); });
+    const auto call = [&](const std::string& name, const std::string& to, const bus::Call<PresentingState>& event) {
+        calls->call<PresentingState>(to, event, milliseconds(300),
+                                     [&heard, name](const auto*, const auto&) { heard.push_back(name); });
     };
-    const auto nothing = [](sdbus::MethodCall&) {};
-    call("held", *owner, nothing);
-    call("unsent", *owner, [](sdbus::MethodCall&) { throw sdbus::Error("a.b", "no"); });
+    const auto event = bus::program::presentingState();
+    auto unsendable = event;
+    unsendable.write = [](sdbus::MethodCall&) { throw sdbus::Error("a.b", "no"); };
+    call("held", *owner, event);
+    call("unsent", *owner, unsendable);
     EXPECT_EQ(heard, Lines{"unsent"});
-    call("other", "org.freedesktop.DBus", nothing);
+    call("other", "org.freedesktop.DBus", event);
     EXPECT_TRUE(runUntil([&] { return heard.size() == 3; }));
 }
 

@@ -39,9 +39,9 @@ protected:
     /// Everything that the bus has sent is in the list, as far as it will be.
     void settle() {
         std::atomic<bool> isSettled = false;
-        const auto proxy = sdbus::createProxy(sessionBus->connection(), kBusDaemon, kBusDaemonPath);
+        const auto proxy = sdbus::createProxy(sessionBus->connection().library(), bus::kBusDaemon, bus::kBusDaemonPath);
         proxy->callMethodAsync("GetId")
-            .onInterface(kBusDaemon)
+            .onInterface(bus::kBusDaemon)
             .uponReplyInvoke(
                 [&](const sdbus::Error*, const std::string&) { sessionBus->post([&] { isSettled = true; }); });
         ASSERT_TRUE(eventually([&] { return isSettled.load(); }));
@@ -220,7 +220,7 @@ TEST_F(WorkspaceTest, AForgedAnswerIsNone) {
     settle();
     Forger forger;
     for (std::uint32_t serial = 1; serial < 100; ++serial) {
-        forger.reply(sessionBus->connection().getUniqueName(), serial, "forged", serial % 2 == 0);
+        forger.reply(sessionBus->connection().library().getUniqueName(), serial, "forged", serial % 2 == 0);
     }
     settle();
     EXPECT_FALSE(workspace->isComplete());

@@ -120,10 +120,10 @@ protected:
     }
     bool isNameOwned() const {
         const auto connection = bus::openSessionBus();
-        const auto proxy = sdbus::createProxy(*connection, kBusDaemon, kBusDaemonPath);
+        const auto proxy = sdbus::createProxy(*connection, bus::kBusDaemon, bus::kBusDaemonPath);
         bool owned = false;
         proxy->callMethod("NameHasOwner")
-            .onInterface(kBusDaemon)
+            .onInterface(bus::kBusDaemon)
             .withArguments(std::string(bus::kServiceName))
             .storeResultsTo(owned);
         return owned;

@@ -1,22 +1,20 @@
-#include "platform/linux/bus/SessionBus.h"
+#include "bus/SessionBus.h"
 
-#include "bus/BusConnection.h"
+#include "bus/Failure.h"
 
-#include <sdbus-c++/Error.h>
 #include <utility>
+
+namespace bus {
 
 std::shared_ptr<SessionBus> SessionBus::open(std::string& problem) {
     try {
-        return std::make_shared<SessionBus>(bus::openSessionBus());
-    } catch (const sdbus::Error& error) {
-        problem = "Cannot reach the session bus (" + error.getMessage() +
+        return std::make_shared<SessionBus>();
+    } catch (const Failure& failure) {
+        problem = "Cannot reach the session bus (" + std::string(failure.what()) +
                   "). Run inside a login session, or under dbus-run-session.";
         return nullptr;
     }
 }
-
-SessionBus::SessionBus(std::unique_ptr<sdbus::IConnection> connection)
-    : connection_(std::move(connection)), loop_(*connection_) {}
 
 SessionBus::~SessionBus() {
     stop();
@@ -33,3 +31,5 @@ void SessionBus::stop() {
     loop_.stop();
     if (thread_.joinable()) thread_.join();
 }
+
+}  // namespace bus

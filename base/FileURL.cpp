@@ -1,0 +1,60 @@
+#include "base/FileURL.h"
+
+namespace {
+
+bool isUnreserved(unsigned char c) {
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' || c == '.' ||
+           c == '_' || c == '~';
+}
+
+int hexValue(char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return -1;
+}
+
+std::optional<std::string> percentDecoded(std::string_view text) {
+    std::string result;
+    result.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != '%') {
+            result += text[i];
+            continue;
+        }
+        if (i + 2 >= text.size()) return std::nullopt;
+        const int high = hexValue(text[i + 1]);
+        const int low = hexValue(text[i + 2]);
+        if (high < 0 || low < 0) return std::nullopt;
+        result += static_cast<char>(high * 16 + low);
+        i += 2;
+    }
+    return result;
+}
+
+}  // namespace
+
+std::string urlFromPath(const std::filesystem::path& path) {
+    static constexpr std::string_view kHex = "0123456789ABCDEF";
+    std::string url = "file://";
+    for (const char c : path.native()) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (isUnreserved(byte) || c == '/') {
+            url += c;
+        } else {
+            url += {'%', kHex[byte >> 4U], kHex[byte & 15U]};
+        }
+    }
+    return url;
+}
+
+std::optional<std::filesystem::path> pathFromURL(std::string_view url) {
+    for (const std::string_view prefix : {"file://localhost/", "file:///"}) {
+        if (!url.starts_with(prefix)) continue;
+        auto path = percentDecoded(url.substr(prefix.size() - 1));
+        if (!path || path->find('\0') != std::string::npos) return std::nullopt;
+        path->erase(path->find_last_not_of('/') + 1);  // a directory's URL ends with one
+        return std::filesystem::path(path->empty() ? "/" : *path);
+    }
+    return std::nullopt;
+}

@@ -1,0 +1,140 @@
+#include "bus/ProgramServer.h"
+
+#include "bus/Connection.h"
+#include "bus/Names.h"
+#include "bus/PresentationProgramAdaptor.h"
+#include "bus/ProgramValues.h"
+#include "bus/SendResult.h"
+#include "ports/CaptureNames.h"
+
+#include <utility>
+
+namespace bus {
+namespace {
+
+Path targetFrom(const std::string& url) {
+    const auto path = pathFromURL(url);
+    if (!path) throw refusal("Not a file URL: \"" + url + "\"; pass one like file:///home/me/slides.");
+    return *path;
+}
+
+/// The answer of a call whose values travel as they are.
+template <typename... Values>
+Answer<Values...> answerOf(sdbus::Result<Values...>&& result) {
+    return Answer<Values...>(SendResult<Values...>(std::move(result), kProgramFailed));
+}
+
+template <typename... Values, typename Work>
+void serve(const Answer<Values...>& answer, const Work& work) {
+    answerFailure(answer, kProgramFailed, [&] { work(answer); });
+}
+
+}  // namespace
+
+Failure refusal(const std::string& sentence) {
+    return {kProgramFailed, sentence};
+}
+
+std::string instanceName(std::int64_t number) {
+    return kKeynoteBundleIdentifier + (kInstanceInfix + std::to_string(number));
+}
+
+class ProgramServer::Object final : private com::veldrin::PresentationProgram_adaptor {
+public:
+    Object(std::unique_ptr<sdbus::IObject> object, Connection& connection, Program& program)
+        : PresentationProgram_adaptor(*object), program_(program), object_(std::move(object)) {
+        departures_ = connection.watchDepartures([this](const auto& caller) { program_.callerLeft(caller); });
+        object_->finishRegistration();
+    }
+    virtual ~Object() = default;
+    Object(const Object&) = delete;
+    Object& operator=(const Object&) = delete;
+
+    void announceProcessIdentifier() { object_->emitPropertiesChangedSignal(kProgramInterface, {"ProcessIdentifier"}); }
+
+private:
+    using WindowStructs = std::vector<WindowStruct>;
+    using SlideStructs = std::vector<SlideStruct>;
+    using Numbers = std::vector<std::int64_t>;
+
+    void presentingState(sdbus::Result<Dictionary>&& result) override {
+        const auto send = [send = SendResult(std::move(result), kProgramFailed)](const Failure* refusal,
+                                                                                 const PresentingState& state) {
+            send(refusal, dictionaryFrom(state));
+        };
+        serve(Answer<PresentingState>(send), [this](const auto& answer) { program_.presentingState(answer); });
+    }
+    void windows(sdbus::Result<WindowStructs>&& result) override {
+        const auto send = [send = SendResult(std::move(result), kProgramFailed)](
+                              const Failure* refusal, const std::vector<ScriptingWindow>& windows) {
+            send(refusal, structsFrom(windows));
+        };
+        serve(Answer<std::vector<ScriptingWindow>>(send), [this](const auto& answer) { program_.windows(answer); });
+    }
+    void activate(sdbus::Result<>&& result) override {
+        serve(answerOf(std::move(result)), [this](const auto& answer) { program_.activate(answer); });
+    }
+    void open(sdbus::Result<std::string>&& result, std::string pathURL) override {
+        serve(answerOf(std::move(result)), [&](const auto& answer) {
+            program_.open(object_->getCurrentlyProcessedMessage()->getSender(), targetFrom(pathURL), answer);
+        });
+    }
+    void close(sdbus::Result<>&& result, std::string documentID, std::string saving) override {
+        serve(answerOf(std::move(result)), [&](const auto& answer) { program_.close(documentID, saving, answer); });
+    }
+    void slideNumbers(sdbus::Result<Numbers>&& result, std::string documentID) override {
+        serve(answerOf(std::move(result)), [&](const auto& answer) { program_.slideNumbers(documentID, answer); });
+    }
+    void documentText(sdbus::Result<std::string, SlideStructs>&& result, std::string documentID) override {
+        const auto send = [send = SendResult(std::move(result), kProgramFailed)](const Failure* refusal,
+                                                                                 ScriptingDocumentText text) {
+            send(refusal, text.name, structsFrom(std::move(text.slides)));
+        };
+        serve(Answer<ScriptingDocumentText>(send),
+              [&](const auto& answer) { program_.documentText(documentID, answer); });
+    }
+    void save(sdbus::Result<>&& result, std::string documentID, std::string targetURL) override {
+        serve(answerOf(std::move(result)),
+              [&](const auto& answer) { program_.save(documentID, targetFrom(targetURL), answer); });
+    }
+    void stop(sdbus::Result<>&& result, std::string documentID) override {
+        serve(answerOf(std::move(result)), [&](const auto& answer) { program_.stop(documentID, answer); });
+    }
+    void export_(sdbus::Result<>&& result, std::string documentID, std::string targetURL, std::string format,
+                 Dictionary properties) override {
+        serve(answerOf(std::move(result)), [&](const auto& answer) {
+            program_.exportTo(documentID, targetFrom(targetURL), format, exportPropertiesFrom(properties), answer);
+        });
+    }
+
+    uint32_t ProcessIdentifier() override { return program_.processIdentifier(); }
+    std::string BundleIdentifier() override { return kKeynoteBundleIdentifier; }
+    std::string BundleURL() override {
+        const auto bundle = program_.bundle();
+        return bundle.empty() ? std::string() : urlFromPath(bundle);
+    }
+    std::string Version() override {
+        try {
+            return program_.version();
+        } catch (const Failure& failure) {
+            throw libraryErrorFrom(failure);
+        }
+    }
+
+    Program& program_;
+    const std::unique_ptr<sdbus::IObject> object_;
+    Handle departures_;
+};
+
+ProgramServer::ProgramServer(Connection& connection, Program& program)
+    : object_(translated([&] {
+          return std::make_unique<Object>(sdbus::createObject(connection.library(), kProgramPath), connection, program);
+      })) {}
+
+ProgramServer::~ProgramServer() = default;
+
+void ProgramServer::announceProcessIdentifier() {
+    translated([this] { object_->announceProcessIdentifier(); });
+}
+
+}  // namespace bus
