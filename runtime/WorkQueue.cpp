@@ -3,7 +3,6 @@
 #include <chrono>
 #include <condition_variable>
 #include <deque>
-#include <exception>
 #include <mutex>
 #include <system_error>
 #include <thread>
@@ -30,7 +29,7 @@ struct WorkQueue::Pieces {
 
 /// What queues and threads share.
 struct WorkQueue::Crew : std::enable_shared_from_this<Crew> {
-    explicit Crew(Workers::Report theReport) : report(std::move(theReport)) {}
+    explicit Crew(Report theReport) : report(std::move(theReport)) {}
 
     bool push(const std::shared_ptr<Pieces>& pieces, Task piece) {
         const std::lock_guard lock(mutex);
@@ -107,24 +106,14 @@ struct WorkQueue::Crew : std::enable_shared_from_this<Crew> {
             auto piece = std::move(pieces.waiting.front());
             pieces.waiting.pop_front();
             lock.unlock();
-            run(piece);
+            runReporting(piece, report);
             piece = nullptr;
             lock.lock();
         }
         pieces.isServed = false;
     }
 
-    void run(const Task& piece) const {
-        try {
-            piece();
-        } catch (const std::exception& error) {
-            report(error.what());
-        } catch (...) {
-            report("for an unknown reason");
-        }
-    }
-
-    const Workers::Report report;
+    const Report report;
     std::mutex mutex;  ///< guards what follows
     std::condition_variable changed;
     std::deque<std::shared_ptr<Pieces>> ready;

@@ -1,11 +1,10 @@
 #pragma once
 
 #include "ports/Dispatch.h"
+#include "runtime/Report.h"
 
 #include <cstddef>
-#include <functional>
 #include <memory>
-#include <string>
 
 /// How work gets onto a thread where it may wait for somebody.
 namespace runtime {
@@ -39,9 +38,7 @@ private:
 /// another. A thread that finds nothing to do for some seconds ends.
 class Workers {
 public:
-    /// What a piece throws is told here, on its thread.
-    using Report = std::function<void(const std::string&)>;
-
+    /// The report must not throw.
     explicit Workers(Report report);
     /// Ends, waits for the pieces under way, and drops the others.
     ~Workers();

@@ -20,7 +20,8 @@ constexpr std::chrono::milliseconds kLongestEnd{1500};
 }  // namespace
 
 LinuxPlatform::LinuxPlatform(const Options& options)
-    : computerSearch_(dispatch_.mainQueue(), options.searchRoots),
+    : dispatch_(consoleLog_, [this](int status) { giveUp(status); }),
+      computerSearch_(dispatch_.mainQueue(), options.searchRoots),
       bus_(options.usesSessionBus ? openBus() : nullptr),
       workspace_(bus_, dispatch_.mainQueue(), {kKeynoteBundleIdentifier}),
       scripting_(
@@ -49,18 +50,19 @@ LinuxPlatform::LinuxPlatform(const Options& options)
                 .urlSessions = urlSessions_.get(),
                 .threads = &threads_} {
     takeAllDescriptors();
-    // A program that hangs must not hold up the end.
-    dispatch_.setStopHandler([this](int status) {
-        lastResort_.endProcessAfter(kLongestEnd, status);
-        workspace_.shutDown();
-        scripting_.shutDown();
-    });
 }
 
 LinuxPlatform::~LinuxPlatform() {
     dispatch_.joinThreads();
     urlSessions_.reset();
     dispatch_.finish();
+}
+
+/// A program that hangs must not hold up the end.
+void LinuxPlatform::giveUp(int status) {
+    lastResort_.endProcessAfter(kLongestEnd, status);
+    workspace_.shutDown();
+    scripting_.shutDown();
 }
 
 void LinuxPlatform::start() {

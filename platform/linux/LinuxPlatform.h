@@ -1,6 +1,5 @@
 #pragma once
 
-#include "platform/linux/AsioDispatch.h"
 #include "platform/linux/IdleTermination.h"
 #include "platform/linux/JournalLog.h"
 #include "platform/linux/LinuxThreads.h"
@@ -21,6 +20,7 @@
 #include "ports/Platform.h"
 #include "ports/URLSession.h"
 #include "runtime/LastResort.h"
+#include "runtime/LoopDispatch.h"
 
 #include <filesystem>
 #include <functional>
@@ -57,7 +57,7 @@ public:
     void stop(int status) { dispatch_.stop(status); }
     /// For those who measure, instead of `run`: `start` once, then `runOne` for one task of the main queue each.
     void start();
-    void runOne() { dispatch_.runOne(); }
+    void runOne() { dispatch_.mainQueue().runOne(); }
     /// Whether running programs can be seen at all.
     [[nodiscard]] bool hasSessionBus() const { return bus_ != nullptr; }
     /// Whether every program that was running at the start has said what it is. Until then the list may lack some.
@@ -65,6 +65,7 @@ public:
     [[nodiscard]] const WalkProgress& searchProgress() const { return computerSearch_.progress(); }
 
 private:
+    void giveUp(int status);
     [[nodiscard]] std::shared_ptr<bus::SessionBus> openBus();
 
     runtime::LastResort lastResort_;  ///< first, so that it goes last
@@ -72,7 +73,7 @@ private:
     JournalLog unifiedLog_;
     SystemClock clock_;
     LinuxSystem operatingSystem_;
-    AsioDispatch dispatch_{consoleLog_};
+    runtime::LoopDispatch dispatch_;
     LinuxFileManager fileManager_;
     LinuxDirectories directories_;
     DirectoryBundles bundles_;

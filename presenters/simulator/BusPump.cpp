@@ -4,7 +4,7 @@
 
 #include <utility>
 
-BusPump::BusPump(bus::Connection& connection, EventLoop& loop, std::function<void()> onLost)
+BusPump::BusPump(bus::Connection& connection, runtime::Loop& loop, std::function<void()> onLost)
     : connection_(connection),
       onLost_(std::move(onLost)),
       watch_(loop.watch(connection.descriptor(), [this] { handlePending(); })) {}

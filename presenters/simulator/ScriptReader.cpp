@@ -37,7 +37,7 @@ void ScriptReader::read(std::string_view text, const std::string& name) {
     simulator_.end();
 }
 
-void ScriptReader::follow(EventLoop& loop, int descriptor) {
+void ScriptReader::follow(runtime::Loop& loop, int descriptor) {
     watch_ = loop.watch(descriptor, [this, descriptor] { takeInput(descriptor); });
 }
 

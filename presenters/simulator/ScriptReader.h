@@ -1,7 +1,7 @@
 #pragma once
 
-#include "presenters/simulator/EventLoop.h"
 #include "presenters/simulator/Simulator.h"
+#include "runtime/Loop.h"
 
 #include <cstdint>
 #include <functional>
@@ -20,7 +20,7 @@ public:
     /// Hands over a whole script, or nothing of it when a line is bad.
     void read(std::string_view text, const std::string& name);
     /// Hands over each line as it arrives, until the end of the input. The reader must outlive the loop's run.
-    void follow(EventLoop& loop, int descriptor);
+    void follow(runtime::Loop& loop, int descriptor);
 
 private:
     void takeInput(int descriptor);

@@ -2,17 +2,16 @@
 #include "bus/Failure.h"
 #include "presenters/simulator/BusPump.h"
 #include "presenters/simulator/DiskOutput.h"
-#include "presenters/simulator/EventLoop.h"
 #include "presenters/simulator/Options.h"
 #include "presenters/simulator/ProgramWindows.h"
 #include "presenters/simulator/ScriptReader.h"
 #include "presenters/simulator/ScriptingChannel.h"
 #include "presenters/simulator/Simulator.h"
 #include "presenters/simulator/SlideImage.h"
+#include "runtime/Loop.h"
 
 #include <fmt/format.h>
 #include <unistd.h>
-#include <boost/asio/signal_set.hpp>
 #include <csignal>
 #include <fstream>
 #include <iostream>
@@ -59,10 +58,7 @@ public:
     }
 
     int run(const Options& options) {
-        boost::asio::signal_set signals(loop_.context(), SIGTERM, SIGINT);
-        signals.async_wait([this](const boost::system::error_code& error, int) {
-            if (!error) leave(0, {});
-        });
+        loop_.onSignals({SIGTERM, SIGINT}, [this] { leave(0, {}); });
         ScriptReader reader(simulator_, [this](const std::string& sentence) { leave(kWrongUsage, sentence); });
         if (options.script == "-") {
             reader.follow(loop_, STDIN_FILENO);
@@ -93,10 +89,11 @@ private:
 
     void leave(int status, const std::string& sentence) {
         if (!sentence.empty()) complain(sentence);
-        loop_.leave(status);
+        loop_.stop(status);
     }
 
-    EventLoop loop_;
+    /// Everything of the simulator runs here, so that nothing needs a lock. What a task throws ends the process.
+    runtime::Loop loop_{[](const std::string&) { throw; }};
     DiskOutput output_;
     PresentationProgramModel model_;
     ScriptingChannel channel_;

@@ -1,7 +1,8 @@
 #include "MacShared/Atomic.h"
-#include "platform/linux/AsioDispatch.h"
 #include "platform/simulated/SimulatedDispatch.h"
 #include "platform/simulated/SimulatedServices.h"
+#include "runtime/LoopDispatch.h"
+#include "runtime/LoopThread.h"
 #include "tests/support/Contract.h"
 #include "tests/support/Deadline.h"
 
@@ -26,23 +27,42 @@ public:
     virtual bool runUntil(const std::function<bool()>& isSo) = 0;
 };
 
-class AsioHarness final : public DispatchHarness {
+class RealTimeHarness : public DispatchHarness {
 public:
-    ~AsioHarness() override {
-        dispatch_.stop(0);
-        main_.join();
-    }
-    Dispatch& dispatch() override { return dispatch_; }
     Instant now() const override { return std::chrono::steady_clock::now(); }
     void work(Duration span) override {
         for (const auto end = now() + span; now() < end;) std::this_thread::yield();
     }
     bool runUntil(const std::function<bool()>& isSo) override { return eventually(isSo); }
+};
+
+class LoopDispatchHarness final : public RealTimeHarness {
+public:
+    ~LoopDispatchHarness() override {
+        dispatch_.stop(0);
+        main_.join();
+    }
+    Dispatch& dispatch() override { return dispatch_; }
 
 private:
     SimulatedConsoleLog console_;
-    AsioDispatch dispatch_{console_};
+    runtime::LoopDispatch dispatch_{console_};
     std::thread main_{[this] { (void)dispatch_.run(); }};
+};
+
+/// Every queue is the loop of a thread of its own.
+class LoopThreadsHarness final : public RealTimeHarness, private Dispatch {
+public:
+    Dispatch& dispatch() override { return *this; }
+
+private:
+    DispatchQueue& mainQueue() override { return main_.loop(); }
+    std::shared_ptr<DispatchQueue> makeSerialQueue(std::string label) override {
+        const auto thread = std::make_shared<runtime::LoopThread>([](const auto&) {}, std::move(label));
+        return {thread, &thread->loop()};
+    }
+
+    runtime::LoopThread main_{[](const auto&) {}, "main"};
 };
 
 class SimulatedHarness final : public DispatchHarness {
@@ -68,7 +88,7 @@ void add(Record<Entry>& record, const Entry& entry) {
     record.update([&entry](auto& entries) { entries.push_back(entry); });
 }
 
-class DispatchContract : public Contract<DispatchHarness, AsioHarness, SimulatedHarness> {
+class DispatchContract : public Contract<DispatchHarness, LoopDispatchHarness, SimulatedHarness, LoopThreadsHarness> {
 protected:
     /// Waits for a tick that is still under way, for it uses the test's variables.
     static void finish(Handle& timer, DispatchQueue& queue) {

@@ -69,7 +69,7 @@ public:
 private:
     PrivateBus daemon_;
     NotedConsoleLog consoleLog_;
-    AsioDispatch dispatch_{consoleLog_};
+    runtime::LoopDispatch dispatch_{consoleLog_};
     std::string problem_;
     const std::shared_ptr<SessionBus> sessionBus_ = SessionBus::open(problem_);
     DBusWorkspace workspace_{sessionBus_, dispatch_.mainQueue(), {kKeynote}};

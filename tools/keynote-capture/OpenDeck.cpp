@@ -4,11 +4,11 @@
 #include "bus/Connection.h"
 #include "bus/Names.h"
 #include "bus/ProgramContract.h"
-#include "platform/linux/AsioDispatch.h"
 #include "platform/linux/StandardErrorLog.h"
 #include "platform/linux/bus/DBusWorkspace.h"
 #include "ports/CaptureNames.h"
 #include "ports/Scripting.h"
+#include "runtime/LoopDispatch.h"
 
 #include <thread>
 #include <utility>
@@ -83,7 +83,7 @@ private:
     const Answer answer_;
     std::string problem_;
     StandardErrorLog log_;
-    AsioDispatch dispatch_{log_};
+    runtime::LoopDispatch dispatch_{log_};
     std::shared_ptr<bus::SessionBus> bus_;
     std::unique_ptr<DBusWorkspace> workspace_;
     std::unique_ptr<bus::Connection> connection_;

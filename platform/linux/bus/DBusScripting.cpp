@@ -4,8 +4,8 @@
 #include "bus/Convert.h"
 #include "bus/Names.h"
 #include "bus/ProgramContract.h"
-#include "platform/linux/AsioDispatch.h"
 #include "platform/linux/bus/ProgramCalls.h"
+#include "runtime/LoopDispatch.h"
 
 #include <sys/socket.h>
 #include <algorithm>
@@ -267,7 +267,8 @@ std::shared_ptr<ScriptingDocument> DBusScripting::Application::documentWithID(co
     return std::make_shared<Document>(id, shared_from_this());
 }
 
-DBusScripting::DBusScripting(AsioDispatch& dispatch, BusNameOfProcess busNameOfProcess, BusNameOfBundle busNameOfBundle)
+DBusScripting::DBusScripting(runtime::LoopDispatch& dispatch, BusNameOfProcess busNameOfProcess,
+                             BusNameOfBundle busNameOfBundle)
     : dispatch_(dispatch),
       busNameOfProcess_(std::move(busNameOfProcess)),
       busNameOfBundle_(std::move(busNameOfBundle)),
@@ -284,7 +285,7 @@ DBusScripting::~DBusScripting() {
 
 std::shared_ptr<ProgramCalls> DBusScripting::makeCalls() {
     const auto drop = [&dispatch = dispatch_](ProgramCalls* calls) {
-        dispatch.dropOnMainQueue(std::shared_ptr<ProgramCalls>(calls));
+        dispatch.mainQueue().drop(std::shared_ptr<ProgramCalls>(calls));
     };
     std::shared_ptr<ProgramCalls> calls(new ProgramCalls(dispatch_), drop);
     const std::lock_guard lock(mutex_);

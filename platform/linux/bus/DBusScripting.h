@@ -9,7 +9,9 @@
 #include <string>
 #include <vector>
 
-class AsioDispatch;
+namespace runtime {
+class LoopDispatch;
+}
 class ProgramCalls;
 
 /// Scripting over the session bus, on connections of its own, opened at the first event. Each event is one call and one
@@ -31,7 +33,7 @@ public:
     using BusNameOfBundle = std::function<std::optional<std::string>(const std::string&)>;
 
     /// The dispatch must outlive this object and everything made here.
-    DBusScripting(AsioDispatch& dispatch, BusNameOfProcess busNameOfProcess, BusNameOfBundle busNameOfBundle);
+    DBusScripting(runtime::LoopDispatch& dispatch, BusNameOfProcess busNameOfProcess, BusNameOfBundle busNameOfBundle);
     ~DBusScripting() override;
     DBusScripting(const DBusScripting&) = delete;
     DBusScripting& operator=(const DBusScripting&) = delete;
@@ -50,7 +52,7 @@ private:
 
     [[nodiscard]] std::shared_ptr<ProgramCalls> makeCalls();
 
-    AsioDispatch& dispatch_;
+    runtime::LoopDispatch& dispatch_;
     const BusNameOfProcess busNameOfProcess_;
     const BusNameOfBundle busNameOfBundle_;
     const std::shared_ptr<Sockets> sockets_;

@@ -3,9 +3,9 @@
 #include "bus/Convert.h"
 #include "bus/Daemon.h"
 #include "bus/Names.h"
-#include "platform/linux/AsioDispatch.h"
 #include "platform/linux/bus/DBusServedHost.h"
 #include "ports/Log.h"
+#include "runtime/LoopDispatch.h"
 
 #include <cstdlib>
 #include <map>
@@ -209,7 +209,7 @@ private:
     Hosts& hosts_;
 };
 
-DBusServiceListener::DBusServiceListener(std::shared_ptr<bus::SessionBus> bus, AsioDispatch& dispatch,
+DBusServiceListener::DBusServiceListener(std::shared_ptr<bus::SessionBus> bus, runtime::LoopDispatch& dispatch,
                                          ConsoleLog& consoleLog, HostHooks hooks)
     : bus_(std::move(bus)),
       dispatch_(dispatch),

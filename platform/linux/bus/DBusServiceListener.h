@@ -9,7 +9,9 @@
 #include <functional>
 #include <memory>
 
-class AsioDispatch;
+namespace runtime {
+class LoopDispatch;
+}
 class ConsoleLog;
 
 /// Serves hosts on the session bus under the service's well-known name.
@@ -34,7 +36,7 @@ public:
 
     /// The bus may be null: `resume` fails then, whoever tried to open it has said why. Dispatch and log must outlive
     /// the listener.
-    DBusServiceListener(std::shared_ptr<bus::SessionBus> bus, AsioDispatch& dispatch, ConsoleLog& consoleLog,
+    DBusServiceListener(std::shared_ptr<bus::SessionBus> bus, runtime::LoopDispatch& dispatch, ConsoleLog& consoleLog,
                         HostHooks hooks);
     ~DBusServiceListener() override;
     DBusServiceListener(const DBusServiceListener&) = delete;
@@ -57,7 +59,7 @@ private:
     void endOrTakeNameAgain();
 
     const std::shared_ptr<bus::SessionBus> bus_;
-    AsioDispatch& dispatch_;
+    runtime::LoopDispatch& dispatch_;
     ConsoleLog& consoleLog_;
     const HostHooks hooks_;
     const runtime::Workers workers_;

@@ -1,7 +1,7 @@
 #include "platform/linux/bus/ProgramCalls.h"
 
 #include "bus/Names.h"
-#include "platform/linux/AsioDispatch.h"
+#include "runtime/LoopDispatch.h"
 
 #include <utility>
 
@@ -56,7 +56,7 @@ bool ProgramCalls::take(std::uint64_t call, const bus::Failure* failure) {
 
 void ProgramCalls::open() {
     auto connection = std::make_unique<bus::Connection>();
-    watch_ = dispatch_.watch(connection->descriptor(), [this] { serve(); });
+    watch_ = dispatch_.mainQueue().watch(connection->descriptor(), [this] { serve(); });
     connection_ = std::move(connection);
 }
 

@@ -12,7 +12,9 @@
 #include <string>
 #include <utility>
 
-class AsioDispatch;
+namespace runtime {
+class LoopDispatch;
+}
 
 /// Calls of presentation programs over a connection of its own, for which nobody waits: the main queue serves the
 /// connection and hears the replies. It is opened at the first call, and anew after it broke. What is not asked for
@@ -20,7 +22,7 @@ class AsioDispatch;
 class ProgramCalls : public std::enable_shared_from_this<ProgramCalls> {
 public:
     /// The dispatch must outlive this object.
-    explicit ProgramCalls(AsioDispatch& dispatch) : dispatch_(dispatch) {}
+    explicit ProgramCalls(runtime::LoopDispatch& dispatch) : dispatch_(dispatch) {}
     ~ProgramCalls() { end(); }
     ProgramCalls(const ProgramCalls&) = delete;
     ProgramCalls& operator=(const ProgramCalls&) = delete;
@@ -64,7 +66,7 @@ private:
     void serve();
     void wakeAt(Instant time);
 
-    AsioDispatch& dispatch_;
+    runtime::LoopDispatch& dispatch_;
     std::unique_ptr<bus::Connection> connection_;
     std::map<std::string, Program> programs_;  ///< by unique name
     std::map<std::uint64_t, Owed> owed_;

@@ -3,8 +3,8 @@
 #include "bus/BusConnection.h"
 #include "bus/Names.h"
 #include "bus/SessionBus.h"
-#include "platform/linux/AsioDispatch.h"
 #include "ports/Log.h"
+#include "runtime/LoopDispatch.h"
 #include "tests/support/Deadline.h"
 #include "tests/support/PrivateBus.h"
 

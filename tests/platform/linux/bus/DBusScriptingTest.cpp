@@ -42,7 +42,7 @@ protected:
         const auto deadline = std::chrono::steady_clock::now() + kDeadline;
         while (!condition() && std::chrono::steady_clock::now() < deadline) {
             dispatch.mainQueue().after(milliseconds(1), [] {});
-            dispatch.runOne();
+            dispatch.mainQueue().runOne();
         }
         return condition();
     }
@@ -64,7 +64,7 @@ protected:
     FakeProgram program;
     std::optional<std::string> owner = program.uniqueName();
     NotedConsoleLog consoleLog;
-    AsioDispatch dispatch{consoleLog};
+    runtime::LoopDispatch dispatch{consoleLog};
     DBusScripting scripting{dispatch, [this](pid_t process) { return process == 41 ? owner : std::nullopt; },
                             [this](const std::string&) { return owner; }};
     std::shared_ptr<ScriptingApplication> keynote = scripting.applicationForProcess(41);

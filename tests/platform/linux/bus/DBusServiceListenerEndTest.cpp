@@ -46,7 +46,7 @@ TEST(SessionBus, SaysWhyItCannotBeReached) {
     EXPECT_EQ(SessionBus::open(problem), nullptr);
     EXPECT_NE(problem.find("Cannot reach the session bus"), std::string::npos) << problem;
     NotedConsoleLog log;
-    AsioDispatch dispatch(log);
+    runtime::LoopDispatch dispatch(log);
     DBusServiceListener listener(nullptr, dispatch, log, {});
     EXPECT_EQ(listener.resume(), 1);
 }

@@ -65,7 +65,7 @@ protected:
 
     PrivateBus daemon;
     NotedConsoleLog consoleLog;
-    AsioDispatch dispatch{consoleLog};
+    runtime::LoopDispatch dispatch{consoleLog};
     std::string problem;
     std::shared_ptr<SessionBus> sessionBus = SessionBus::open(problem);
     std::unique_ptr<DBusWorkspace> workspace;

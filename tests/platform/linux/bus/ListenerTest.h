@@ -131,7 +131,7 @@ protected:
 
     PrivateBus daemon;
     NotedConsoleLog consoleLog;
-    AsioDispatch dispatch{consoleLog};
+    runtime::LoopDispatch dispatch{consoleLog};
     NotingListenerDelegate delegate;
     std::atomic<int> came = 0;
     std::atomic<int> left = 0;

@@ -1,6 +1,6 @@
-#include "platform/linux/AsioDispatch.h"
 #include "platform/linux/search/ComputerSearch.h"
 #include "platform/simulated/SimulatedServices.h"
+#include "runtime/LoopDispatch.h"
 #include "tests/support/PrivateMounts.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -148,7 +148,7 @@ TEST(ComputerSearch, TellsTheEndOfAQueryOnTheMainQueue) {
     makeBundle(root.path / "B.app");
     makeBundle(root.path / "A.app");
     SimulatedConsoleLog console;
-    AsioDispatch dispatch(console);
+    runtime::LoopDispatch dispatch(console);
     ComputerSearch search(dispatch.mainQueue(), {root.path});
     ComputerSearch elsewhere(dispatch.mainQueue(), {root.path / "gone"});
 
