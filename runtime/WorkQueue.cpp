@@ -21,8 +21,13 @@ constexpr std::chrono::seconds kLongestRest{5};
 struct WorkQueue::Pieces {
     explicit Pieces(std::size_t theCapacity) : capacity(theCapacity) {}
 
+    struct Piece {
+        Task task;
+        const void* key;
+    };
+
     const std::size_t capacity;
-    std::deque<Task> waiting;
+    std::deque<Piece> waiting;
     bool isServed = false;  ///< a thread has it, or it stands among those that are ready
     bool hasEnded = false;
 };
@@ -31,7 +36,7 @@ struct WorkQueue::Pieces {
 struct WorkQueue::Crew : std::enable_shared_from_this<Crew> {
     explicit Crew(Report theReport) : report(std::move(theReport)) {}
 
-    bool push(const std::shared_ptr<Pieces>& pieces, Task piece) {
+    bool push(const std::shared_ptr<Pieces>& pieces, Pieces::Piece piece) {
         const std::lock_guard lock(mutex);
         if (hasStopped || pieces->hasEnded || pieces->waiting.size() == pieces->capacity) return false;
         if (!pieces->isServed && !offer(pieces)) return false;
@@ -59,8 +64,13 @@ struct WorkQueue::Crew : std::enable_shared_from_this<Crew> {
         return true;
     }
 
+    void drop(Pieces& pieces, const void* key) {
+        const std::lock_guard lock(mutex);
+        std::erase_if(pieces.waiting, [key](const auto& piece) { return piece.key == key; });
+    }
+
     void end(const std::shared_ptr<Pieces>& pieces) {
-        std::deque<Task> dropped;  // what pieces own is freed outside the lock
+        std::deque<Pieces::Piece> dropped;  // what pieces own is freed outside the lock
         const std::lock_guard lock(mutex);
         pieces->hasEnded = true;
         dropped.swap(pieces->waiting);
@@ -79,7 +89,7 @@ struct WorkQueue::Crew : std::enable_shared_from_this<Crew> {
 
     /// After `join`: frees the pieces that were not begun, which may own the queue that they wait in.
     void drop() {
-        std::vector<std::deque<Task>> dropped;
+        std::vector<std::deque<Pieces::Piece>> dropped;
         const std::lock_guard lock(mutex);
         for (const auto& pieces : ready) dropped.push_back(std::exchange(pieces->waiting, {}));
         ready.clear();
@@ -103,7 +113,7 @@ struct WorkQueue::Crew : std::enable_shared_from_this<Crew> {
 
     void serve(Pieces& pieces, std::unique_lock<std::mutex>& lock) {
         while (!pieces.waiting.empty() && !hasStopped) {
-            auto piece = std::move(pieces.waiting.front());
+            auto piece = std::move(pieces.waiting.front().task);
             pieces.waiting.pop_front();
             lock.unlock();
             runReporting(piece, report);
@@ -125,8 +135,12 @@ struct WorkQueue::Crew : std::enable_shared_from_this<Crew> {
 WorkQueue::WorkQueue(std::shared_ptr<Crew> crew, std::size_t capacity)
     : crew_(std::move(crew)), pieces_(std::make_shared<Pieces>(capacity)) {}
 
-bool WorkQueue::push(Task piece) {
-    return crew_->push(pieces_, std::move(piece));
+bool WorkQueue::push(Task piece, const void* key) {
+    return crew_->push(pieces_, {std::move(piece), key});
+}
+
+void WorkQueue::drop(const void* key) {
+    crew_->drop(*pieces_, key);
 }
 
 void WorkQueue::end() {

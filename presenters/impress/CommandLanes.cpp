@@ -1,72 +1,36 @@
 #include "presenters/impress/CommandLanes.h"
 
-#include <thread>
+#include <functional>
 #include <utility>
 
-namespace {
-
-constexpr const char* kOrder = "";  ///< the lane through which all commands pass
-
-}  // namespace
-
-CommandLanes::~CommandLanes() {
-    std::unique_lock lock(mutex_);
-    ended_ = true;
-    laneEnded_.wait(lock, [this] { return lanes_.empty(); });
-}
+CommandLanes::CommandLanes(const runtime::Workers& workers) : workers_(workers), order_(workers.makeQueue(kCapacity)) {}
 
 bool CommandLanes::pushInOrder(Command command) {
-    if (!accept()) return false;
-    enqueue(kOrder, done(std::move(command)));
-    return true;
+    command = counted(std::move(command));
+    return *accepted_ <= kCapacity && order_->push(std::move(command));
 }
 
 bool CommandLanes::pushInLane(const std::string& lane, Command command) {
-    if (!accept()) return false;
-    enqueue(kOrder, std::bind_front(&CommandLanes::enqueue, this, "lane " + lane, done(std::move(command))));
-    return true;
+    command = counted(std::move(command));
+    return *accepted_ <= kCapacity &&
+           order_->push(std::bind_front(&CommandLanes::enter, this, lane, std::move(command)));
 }
 
-bool CommandLanes::isEmpty() const {
-    const std::lock_guard lock(mutex_);
-    return accepted_ == 0;
-}
-
-bool CommandLanes::accept() {
-    const std::lock_guard lock(mutex_);
-    if (accepted_ >= kCapacity) return false;
-    ++accepted_;
-    return true;
-}
-
-CommandLanes::Command CommandLanes::done(Command command) {
-    return [this, command = std::move(command)] {
+/// Counts until the command is done, or dropped.
+CommandLanes::Command CommandLanes::counted(Command command) const {
+    ++*accepted_;
+    std::shared_ptr<void> place(nullptr, [accepted = accepted_](void*) { --*accepted; });
+    return [place = std::move(place), command = std::move(command)]() mutable {
         command();
-        const std::lock_guard lock(mutex_);
-        --accepted_;
+        place.reset();  // before the office's objects go, which may wait for the office
     };
 }
 
-void CommandLanes::enqueue(const std::string& lane, Command command) {
-    const std::lock_guard lock(mutex_);
-    const auto [position, isNew] = lanes_.try_emplace(lane);
-    position->second.push_back(std::move(command));
-    if (isNew) std::thread([this, lane] { run(lane); }).detach();
-}
-
-void CommandLanes::run(const std::string& lane) {
-    std::unique_lock lock(mutex_);
-    auto& commands = lanes_.at(lane);
-    while (!ended_ && !commands.empty()) {
-        // Its place stays taken while it runs: the lane exists as long as its thread. What it holds goes outside the
-        // lock, because letting go of the office's objects may wait for the office.
-        Command command = std::exchange(commands.front(), nullptr);
-        lock.unlock();
-        command();
-        command = nullptr;
-        lock.lock();
-        commands.pop_front();
-    }
-    lanes_.erase(lane);
-    laneEnded_.notify_all();
+void CommandLanes::enter(const std::string& lane, const Command& command) {
+    std::erase_if(lanes_, [](const auto& each) { return each.second.expired(); });
+    auto& known = lanes_[lane];
+    auto queue = known.lock();
+    if (!queue) known = queue = workers_.makeQueue(kCapacity);
+    // Without a thread for the lane, in which nothing waits then, the order waits for the command.
+    if (!queue->push([queue, command] { command(); })) command();
 }

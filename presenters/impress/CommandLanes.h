@@ -1,46 +1,44 @@
 #pragma once
 
-#include <condition_variable>
+#include "runtime/WorkQueue.h"
+
+#include <atomic>
 #include <cstddef>
-#include <deque>
-#include <functional>
 #include <map>
-#include <mutex>
+#include <memory>
 #include <string>
 
-/// Runs accepted commands on threads of its own. All commands take their turn in one order, that of their arrival.
+/// Runs accepted commands on workers. All commands take their turn in one order, that of their arrival.
 /// A command in order is done within its turn, so it is done when the next one's turn comes. A command in a lane only
 /// enters its lane then: commands of one lane run one after the other, lanes run side by side, and nothing waits for a
 /// lane but the lane itself.
 class CommandLanes {
 public:
-    using Command = std::function<void()>;  ///< must not throw
+    using Command = Task;  ///< must not throw
 
     /// Commands accepted and not yet done; more are refused.
     static constexpr std::size_t kCapacity = 128;
 
-    CommandLanes() = default;
-    /// Waits for the running commands; those behind them are dropped.
-    ~CommandLanes();
+    /// The workers must have stopped and joined when the lanes go.
+    explicit CommandLanes(const runtime::Workers& workers);
     CommandLanes(const CommandLanes&) = delete;
     CommandLanes& operator=(const CommandLanes&) = delete;
 
-    /// Runs the command in order. False when there is no room. Any thread.
+    /// Runs the command in order. False when there is no room, or no thread to be had. Any thread.
     [[nodiscard]] bool pushInOrder(Command command);
-    /// Runs the command in the lane of this name. False when there is no room. Any thread.
+    /// Runs the command in the lane of this name. False when there is no room, or no thread to be had. Any thread.
     [[nodiscard]] bool pushInLane(const std::string& lane, Command command);
     /// Whether every accepted command is done. Any thread.
-    [[nodiscard]] bool isEmpty() const;
+    [[nodiscard]] bool isEmpty() const { return *accepted_ == 0; }
 
 private:
-    [[nodiscard]] bool accept();
-    void enqueue(const std::string& lane, Command command);
-    void run(const std::string& lane);
-    [[nodiscard]] Command done(Command command);
+    [[nodiscard]] Command counted(Command command) const;
+    void enter(const std::string& lane, const Command& command);
 
-    mutable std::mutex mutex_;
-    std::condition_variable laneEnded_;
-    std::map<std::string, std::deque<Command>> lanes_;  ///< one thread each
-    std::size_t accepted_ = 0;
-    bool ended_ = false;
+    const runtime::Workers& workers_;
+    const std::unique_ptr<runtime::WorkQueue> order_;
+    /// While they have commands, which own them. Used in turns only.
+    std::map<std::string, std::weak_ptr<runtime::WorkQueue>> lanes_;
+    /// Commands that wait may outlive this object.
+    const std::shared_ptr<std::atomic<std::size_t>> accepted_ = std::make_shared<std::atomic<std::size_t>>(0);
 };

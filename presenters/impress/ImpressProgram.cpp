@@ -144,14 +144,23 @@ void requireAccepted(bool accepted) {
 }  // namespace
 
 ImpressProgram::ImpressProgram(bus::Connection& connection, const OfficeConnection& office, SpareOffice& spareOffice)
-    : connection_(office), spareOffice_(spareOffice), server_(connection, *this) {}
+    : connection_(office),
+      spareOffice_(spareOffice),
+      workers_([](const std::string& what) { std::cerr << "A command failed: " + what + "
+"; }),
+      server_(connection, *this) {}
+
+ImpressProgram::~ImpressProgram() {
+    workers_.stop();
+    workers_.join();
+}
 
 /// The office's answer, or nothing when it did not come in time; throws the refusal that the caller of the bus gets.
 template <typename Question>
 auto ImpressProgram::tryAsk(Question question, std::chrono::milliseconds patience) {
     if (isLost_) throw refusal("LibreOffice has ended.");
     return answered([&] {
-        return officeThread_.ask(
+        return questions_->ask(
             [this, question] {
                 if (!office_)
                     office_.emplace(connection_.context(), [copies = copies_](const auto& id) { copies->closed(id); });

@@ -5,10 +5,10 @@
 #include "presenters/impress/CommandLanes.h"
 #include "presenters/impress/Office.h"
 #include "presenters/impress/OfficeConnection.h"
-#include "presenters/impress/OfficeThread.h"
 #include "presenters/impress/SavedCopies.h"
 #include "presenters/impress/SlideExport.h"
 #include "presenters/impress/SpareOffice.h"
+#include "runtime/WorkQueue.h"
 
 #include <atomic>
 #include <chrono>
@@ -22,7 +22,7 @@
 
 /// The office on the bus: answers the scripting channel of `bus/com.veldrin.PresentationProgram.xml`.
 ///
-/// The bus thread hands each question to the office thread, waits a bounded time, and refuses the call when no answer
+/// The bus thread hands each question to a work queue, waits a bounded time, and refuses the call when no answer
 /// came. What can take longer works in lanes: opening and saving in order, everything else in a lane of its document,
 /// so that a large document holds up no other. An office that is stopped or stuck thus holds up neither the
 /// bus nor this process, and nothing is reported that the office did not say. While the office loads or stores for us
@@ -78,12 +78,14 @@ private:
     void exportElsewhere(const std::filesystem::path& copy, SlideExport& order);
     [[nodiscard]] std::string openFor(const std::string& caller, const std::filesystem::path& path);
 
+    static constexpr std::size_t kMostQuestions = 16;  ///< waiting; nobody asks for long
+
     const OfficeConnection& connection_;
     SpareOffice& spareOffice_;
     const std::shared_ptr<SavedCopies> copies_ = std::make_shared<SavedCopies>();
     std::atomic<bool> isLost_ = false;  ///< the office has gone
     std::chrono::steady_clock::time_point lostAt_;
-    std::optional<Office> office_;  ///< made and used on the office thread
+    std::optional<Office> office_;  ///< made and used by questions
     std::mutex documentsMutex_;
     std::map<std::string, Model> documents_;            ///< as last seen; guarded by `documentsMutex_`
     std::optional<OfficeState> lastState_;              ///< used on the bus thread, as is the next one
@@ -92,7 +94,8 @@ private:
     std::atomic<int> busy_ = 0;                         ///< orders under way that let it go on now and then
     std::atomic<std::chrono::steady_clock::time_point> lastCall_ = std::chrono::steady_clock::now();
     Openers openers_;
-    CommandLanes lanes_;
-    OfficeThread officeThread_;
+    const runtime::Workers workers_;
+    CommandLanes lanes_{workers_};
+    const std::unique_ptr<runtime::WorkQueue> questions_ = workers_.makeQueue(kMostQuestions);
     bus::ProgramServer server_;  ///< last, so that no call comes before or after the rest
 };

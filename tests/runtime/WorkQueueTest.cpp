@@ -1,6 +1,8 @@
 #include "runtime/LastResort.h"
 #include "runtime/WorkQueue.h"
 #include "tests/support/Deadline.h"
+#include "tests/support/Gate.h"
+#include "tests/support/NoThreads.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -14,23 +16,6 @@
 namespace {
 
 using runtime::Workers;
-
-/// Holds pieces up until it is opened.
-class Gate {
-public:
-    [[nodiscard]] Task waiting() {
-        return [this] {
-            ++arrived;
-            opened_.wait();
-        };
-    }
-    void open() { opening_.set_value(); }
-    std::atomic<int> arrived = 0;
-
-private:
-    std::promise<void> opening_;
-    std::shared_future<void> opened_ = opening_.get_future().share();
-};
 
 TEST(WorkQueue, RunsPiecesInOrderAndQueuesSideBySide) {
     std::vector<int> order;  // only the queue's pieces touch it, one at a time
@@ -89,6 +74,35 @@ TEST(WorkQueue, TakesNoMoreThanItsCapacityAndNothingAfterItsEnd) {
     ASSERT_TRUE(eventually([&] { return ran == 1; }));
     workers.stop();
     EXPECT_FALSE(other->push(count));
+}
+
+TEST(WorkQueue, AsksAndTakesBackWhatHasNotBegunInTime) {
+    Gate gate;
+    const Workers workers([](const std::string&) {});
+    const auto queue = workers.makeQueue(1);
+    EXPECT_EQ(queue->ask([] { return 7; }, kDeadline), 7);
+    EXPECT_THROW(static_cast<void>(queue->ask([]() -> int { throw std::runtime_error("broke"); }, kDeadline)),
+                 std::runtime_error);
+    ASSERT_TRUE(queue->push(gate.waiting()));
+    ASSERT_TRUE(eventually([&] { return gate.arrived == 1; }));
+    std::atomic<bool> ran = false;
+    EXPECT_FALSE(queue->ask([&] { return ran = true; }, std::chrono::milliseconds(1)));
+    EXPECT_TRUE(queue->push([] {})) << "there is no room";
+    EXPECT_FALSE(queue->ask([&] { return ran = true; }, kDeadline)) << "refused at once";
+    gate.open();
+    ASSERT_TRUE(eventually([&] { return queue->ask([] { return 7; }, kDeadline) == 7; }));
+    EXPECT_FALSE(ran);
+}
+
+TEST(WorkQueue, RefusesWhatNoThreadCanBeHadFor) {
+    const Workers workers([](const std::string&) {});
+    const auto queue = workers.makeQueue(1);
+    {
+        const NoThreads noThreads;
+        EXPECT_FALSE(queue->push([] {}));
+        EXPECT_FALSE(queue->ask([] { return 7; }, kDeadline));
+    }
+    EXPECT_EQ(queue->ask([] { return 7; }, kDeadline), 7);
 }
 
 TEST(WorkQueue, StoppedWorkersWaitForWhatIsUnderWayOnly) {
