@@ -2,35 +2,17 @@
 
 #include "presenters/impress/PendingFile.h"
 
-#include <poll.h>
-#include <sys/epoll.h>
-#include <sys/eventfd.h>
-#include <sys/signalfd.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <iostream>
+#include <utility>
 
 namespace {
 
-constexpr int kMillisecondsBetweenLooks = 20;
-
-void observe(int events, int descriptor) {
-    epoll_event event{};
-    event.events = EPOLLIN;
-    event.data.fd = descriptor;
-    epoll_ctl(events, EPOLL_CTL_ADD, descriptor, &event);
-}
-
-int takeSignals() {
-    sigset_t set{};
-    sigemptyset(&set);
-    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) sigaddset(&set, signal);
-    pthread_sigmask(SIG_BLOCK, &set, nullptr);
-    return signalfd(-1, &set, SFD_CLOEXEC);
-}
+constexpr std::chrono::milliseconds kBetweenLooks{20};
 
 [[noreturn]] void replaceProcess(const std::vector<std::string>& arguments) {
     std::vector<char*> pointers;
@@ -48,50 +30,43 @@ int takeSignals() {
 Lifeline::Lifeline(std::vector<std::string> restartArguments, std::function<void()> onEnd)
     : restartArguments_(std::move(restartArguments)),
       onEnd_(std::move(onEnd)),
-      events_(epoll_create1(EPOLL_CLOEXEC)),
-      restart_(eventfd(0, EFD_CLOEXEC)) {
-    const int signals = takeSignals();
-    observe(events_, signals);
-    observe(events_, restart_);
-    std::thread([this, signals] { run(signals); }).detach();
+      thread_([](const std::string& what) { std::cerr << what + "\n"; }, "lifeline") {
+    thread_.loop().onSignals({SIGTERM, SIGINT, SIGHUP}, [this] { end({}); });
 }
 
 void Lifeline::watch(pid_t office, std::function<bool()> isAtWork) {
-    {
-        const std::lock_guard lock(mutex_);
-        isAtWork_ = std::move(isAtWork);
-    }
-    if (office <= 0) return;
-    const auto process = static_cast<int>(syscall(SYS_pidfd_open, office, 0));
-    if (process >= 0) observe(events_, process);
-    if (process < 0 && errno == ESRCH) restart();
+    thread_.loop().async([this, office, isAtWork = std::move(isAtWork)] {
+        isAtWork_ = isAtWork;
+        if (office <= 0) return;
+        const auto process = static_cast<int>(syscall(SYS_pidfd_open, office, 0));
+        if (process < 0 && errno == ESRCH) return officeHasGone();
+        office_ = FileDescriptor(process);
+        if (office_) watch_ = thread_.loop().watch(process, [this] { officeHasGone(); });
+    });
 }
 
-void Lifeline::restart() const {
-    eventfd_write(restart_, 1);
+void Lifeline::restart() {
+    thread_.loop().async([this] { officeHasGone(); });
 }
 
-/// False when a signal came meanwhile.
-bool Lifeline::finishWork(int signals) {
-    const auto deadline = std::chrono::steady_clock::now() + kLongestWork;
-    const std::lock_guard lock(mutex_);
-    pollfd signal{signals, POLLIN, 0};
-    while (isAtWork_ && isAtWork_()) {
-        if (poll(&signal, 1, kMillisecondsBetweenLooks) > 0) return false;
-        if (std::chrono::steady_clock::now() < deadline) continue;
+void Lifeline::officeHasGone() {
+    watch_.reset();
+    if (looks_) return;
+    deadline_ = Instant::clock::now() + kLongestWork;
+    looks_ = thread_.loop().makeTimer({{}, kBetweenLooks, {}}, [this] { endUnlessAtWork(); });
+}
+
+void Lifeline::endUnlessAtWork() {
+    if (isAtWork_ && isAtWork_()) {
+        if (Instant::clock::now() < deadline_) return;
         std::cerr << "LibreOffice has gone, and what was left could not be done in time." << std::endl;
-        break;
     }
-    return true;
+    end(restartArguments_);
 }
 
-void Lifeline::run(int signals) {
-    epoll_event event{};
-    while (epoll_wait(events_, &event, 1, -1) != 1) {
-    }
-    const bool told = event.data.fd == signals || !finishWork(signals);
+void Lifeline::end(const std::vector<std::string>& successor) {
     PendingFile::abandon();
     onEnd_();
-    if (told || restartArguments_.empty()) std::_Exit(EXIT_SUCCESS);
-    replaceProcess(restartArguments_);
+    if (successor.empty()) std::_Exit(EXIT_SUCCESS);
+    replaceProcess(successor);
 }

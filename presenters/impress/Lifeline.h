@@ -1,11 +1,12 @@
 #pragma once
 
+#include "base/Time.h"
+#include "runtime/FileDescriptor.h"
+#include "runtime/LoopThread.h"
+
 #include <sys/types.h>
-#include <chrono>
 #include <functional>
-#include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
 /// Ends the process when it is told to, and ends it or replaces it by a fresh one when the office is gone. All of it
@@ -14,9 +15,9 @@
 /// left when the office goes, and can be done without it, holds that up for a while.
 class Lifeline {
 public:
-    /// Must be made before any other thread, because it takes over the signals SIGTERM, SIGINT and SIGHUP.
-    /// `restartArguments` are the fresh process's command line, its name first; without any, this process ends with the
-    /// office. `onEnd` runs before either.
+    /// Takes over the signals SIGTERM, SIGINT and SIGHUP. `restartArguments` are the fresh process's command line, its
+    /// name first; without any, this process ends with the office. `onEnd` runs before either, on a thread of this
+    /// object.
     Lifeline(std::vector<std::string> restartArguments, std::function<void()> onEnd);
     Lifeline(const Lifeline&) = delete;
     Lifeline& operator=(const Lifeline&) = delete;
@@ -25,19 +26,22 @@ public:
     static constexpr std::chrono::seconds kLongestWork{60};
 
     /// Restarts or ends this process when `office` ends; by the process's identifier, 0 for unknown. `isAtWork` is then
-    /// asked on a thread of this object, until it says no, whether there is work left.
+    /// asked on a thread of this object, until it says no, whether there is work left. Any thread.
     void watch(pid_t office, std::function<bool()> isAtWork);
     /// The office is gone: restarts or ends this process. Any thread; returns before it happens.
-    void restart() const;
+    void restart();
 
 private:
-    void run(int signals);
-    [[nodiscard]] bool finishWork(int signals);
+    void officeHasGone();
+    void endUnlessAtWork();
+    [[noreturn]] void end(const std::vector<std::string>& successor);
 
-    std::vector<std::string> restartArguments_;
-    std::function<void()> onEnd_;
-    std::mutex mutex_;
-    std::function<bool()> isAtWork_;  ///< guarded by `mutex_`
-    int events_;
-    int restart_;
+    const std::vector<std::string> restartArguments_;
+    const std::function<void()> onEnd_;
+    std::function<bool()> isAtWork_;  ///< this and what follows belongs to the thread
+    FileDescriptor office_;
+    Handle watch_;
+    Handle looks_;
+    Instant deadline_;
+    runtime::LoopThread thread_;
 };

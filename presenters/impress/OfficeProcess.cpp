@@ -32,11 +32,8 @@ pid_t spawn(std::vector<std::string> command) {
     arguments.push_back(nullptr);
     posix_spawnattr_t attributes{};
     posix_spawnattr_init(&attributes);
-    sigset_t none{};
-    sigemptyset(&none);
-    posix_spawnattr_setsigmask(&attributes, &none);
     posix_spawnattr_setpgroup(&attributes, 0);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
     pid_t process = 0;
     const int error = posix_spawn(&process, arguments[0], nullptr, &attributes, arguments.data(), environ);
     posix_spawnattr_destroy(&attributes);

@@ -8,6 +8,8 @@
 #include "presenters/impress/OfficeProcess.h"
 #include "presenters/impress/Show.h"
 #include "presenters/impress/SpareOffice.h"
+#include "runtime/Loop.h"
+#include "runtime/WorkQueue.h"
 
 #include <CLI/CLI.hpp>
 #include <com/sun/star/frame/Desktop.hpp>
@@ -65,14 +67,10 @@ OfficeConnection attachOrStart(const std::string& pipe) {
 [[noreturn]] void leave(const OfficeConnection& office) {
     std::cerr << "Idle." << std::endl;
     if (ownOffice.isOwn(office.processIdentifier())) {
-        std::thread([context = office.context()] {
-            try {
-                css::frame::Desktop::create(context)->terminate();
-            } catch (const css::uno::Exception&) {
-                // gone already
-            }
-        }).detach();
-        std::this_thread::sleep_for(kLongestOfficeEnd);
+        const runtime::Workers workers([](const std::string&) {});  // gone already
+        const auto queue = workers.makeQueue(1);
+        static_cast<void>(queue->push([&office] { css::frame::Desktop::create(office.context())->terminate(); }));
+        std::this_thread::sleep_for(kLongestOfficeEnd);  // the lifeline ends the process with the office
         ownOffice.end();
     }
     std::_Exit(EXIT_SUCCESS);
@@ -108,7 +106,13 @@ void takePlainName(bus::EventLoopThread& loop) {
     takePlainName(loop);
     std::cerr << "Attached to the office, process " << office.processIdentifier() << "." << std::endl;
     if (!options.deck.empty()) present(options, office);
-    while (!onDemand || !program.isIdle(std::chrono::seconds(options.exitWhenIdle))) std::this_thread::sleep_for(1s);
+    runtime::Loop idling([](const std::string&) { throw; });
+    const std::chrono::seconds longestIdling(options.exitWhenIdle);
+    const auto look = [&] {
+        if (program.isIdle(longestIdling)) idling.stop(EXIT_SUCCESS);
+    };
+    const auto looks = onDemand ? idling.makeTimer({1s, 1s, {}}, look) : nullptr;
+    static_cast<void>(idling.run());
     leave(office);
 }
 
