@@ -3,38 +3,47 @@
 #include "base/Registration.h"
 
 #include <functional>
-#include <list>
 #include <memory>
+#include <mutex>
 #include <utility>
+#include <vector>
 
-/// The observers of something, each registered by a handle. Used by one thread, also by its observers: one may register
-/// others and drop handles, its own too.
+/// The observers of something, each registered by a handle and told the values. Any thread; handles may outlive the
+/// list. A handle that is dropped while observers are told may come too late for a call on another thread.
+template <typename... Values>
 class ObserverList {
 public:
-    /// Called at each change; it asks what has changed itself.
-    using Observer = std::function<void()>;
+    using Observer = std::function<void(const Values&...)>;
 
-    /// Registers the observer and calls it once right now. It is called until the handle is dropped, which may outlive
-    /// the list.
     [[nodiscard]] Handle add(Observer observer) {
-        auto entry = std::make_shared<Observer>(std::move(observer));
-        observers_.emplace_back(entry);
-        (*entry)();
         struct Entry final : Registration {
-            explicit Entry(std::shared_ptr<Observer> owned) : observer(std::move(owned)) {}
-            std::shared_ptr<Observer> observer;
+            explicit Entry(Observer call) : observer(std::make_shared<const Observer>(std::move(call))) {}
+            const std::shared_ptr<const Observer> observer;
         };
-        return std::make_unique<Entry>(std::move(entry));
+        auto entry = std::make_unique<Entry>(std::move(observer));
+        const std::lock_guard lock(mutex_);
+        std::erase_if(observers_, [](const auto& weak) { return weak.expired(); });
+        observers_.push_back(entry->observer);
+        return entry;
+    }
+    /// Registers the observer and tells it right now.
+    [[nodiscard]] Handle addAndTell(const Observer& observer, const Values&... values) {
+        auto handle = add(observer);
+        observer(values...);
+        return handle;
     }
 
-    /// Calls every observer in the order in which they were added. Those added meanwhile are not called again.
-    void notify() {
-        std::erase_if(observers_, [](const auto& weak) { return weak.expired(); });
-        for (const auto& weak : std::list(observers_)) {
-            if (const auto observer = weak.lock()) (*observer)();
+    /// Calls every observer right now, on the calling thread; those that are added meanwhile come next time.
+    void notify(const Values&... values) {
+        std::unique_lock lock(mutex_);
+        const auto observers = observers_;
+        lock.unlock();
+        for (const auto& weak : observers) {
+            if (const auto observer = weak.lock()) (*observer)(values...);
         }
     }
 
 private:
-    std::list<std::weak_ptr<Observer>> observers_;
+    std::mutex mutex_;
+    std::vector<std::weak_ptr<const Observer>> observers_;  ///< guarded by `mutex_`
 };

@@ -22,7 +22,7 @@ public:
 private:
     void finish(Results found) {
         found_ = std::move(found);
-        owner_.notify(*this);
+        owner_.observers_.notify(*this);
     }
 
     SimulatedMetadataQueries& owner_;
@@ -35,17 +35,5 @@ std::shared_ptr<MetadataQuery> SimulatedMetadataQueries::makeQuery(const std::st
 }
 
 Handle SimulatedMetadataQueries::observeDidFinish(Observer observer) {
-    struct Entry final : Registration {
-        explicit Entry(Observer call) : observer(std::make_shared<const Observer>(std::move(call))) {}
-        const std::shared_ptr<const Observer> observer;
-    };
-    auto entry = std::make_unique<Entry>(std::move(observer));
-    observers_.emplace_back(entry->observer);
-    return entry;
-}
-
-void SimulatedMetadataQueries::notify(const MetadataQuery& sender) {
-    for (const auto& weak : std::list(observers_)) {
-        if (const auto observer = weak.lock()) (*observer)(sender);
-    }
+    return observers_.add(std::move(observer));
 }

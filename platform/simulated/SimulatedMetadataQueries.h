@@ -1,9 +1,9 @@
 #pragma once
 
+#include "base/ObserverList.h"
 #include "platform/simulated/SimulatedDispatch.h"
 #include "ports/MetadataQuery.h"
 
-#include <list>
 #include <map>
 #include <memory>
 #include <optional>
@@ -27,8 +27,6 @@ public:
 private:
     class Query;
 
-    void notify(const MetadataQuery& sender);
-
     SimulatedDispatch& dispatch_;
-    std::list<std::weak_ptr<const Observer>> observers_;
+    ObserverList<MetadataQuery> observers_;
 };

@@ -14,7 +14,7 @@ public:
     [[nodiscard]] std::optional<std::filesystem::path> bundleURL() const override { return bundleURL_; }
     [[nodiscard]] pid_t processIdentifier() const override { return pid_; }
     [[nodiscard]] Handle observeProcessIdentifier(std::function<void()> observer) override {
-        return observers_.add(std::move(observer));
+        return observers_.addAndTell(observer);
     }
 
     void setProcessIdentifier(pid_t pid) {
@@ -26,7 +26,7 @@ private:
     const std::string bundleIdentifier_;
     const std::optional<std::filesystem::path> bundleURL_;
     pid_t pid_;
-    ObserverList observers_;
+    ObserverList<> observers_;
 };
 
 /// The running applications as a test sets them.
@@ -38,7 +38,7 @@ public:
         return told_;
     }
     [[nodiscard]] Handle observeRunningApplications(std::function<void()> observer) override {
-        return observers_.add(std::move(observer));
+        return observers_.addAndTell(observer);
     }
 
     bool openFile(const std::filesystem::path& path, const std::string& withApplication) override {
@@ -80,5 +80,5 @@ private:
     DispatchQueue& mainQueue_;
     Applications applications_;
     Applications told_;  ///< what observers have heard of
-    ObserverList observers_;
+    ObserverList<> observers_;
 };

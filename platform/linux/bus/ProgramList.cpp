@@ -5,19 +5,20 @@
 
 RunningProgram::RunningProgram(Facts facts, DispatchQueue& mainQueue)
     : facts_(std::move(facts)),
+      mainQueue_(mainQueue),
       processIdentifier_(facts_.processIdentifier),
-      since_(facts_.since),
-      observers_(std::make_shared<MainQueueObservers>(mainQueue)) {}
+      since_(facts_.since) {}
 
 void RunningProgram::setProcessIdentifier(pid_t processIdentifier, std::uint64_t since) {
     if (processIdentifier_ == processIdentifier) return;
     since_ = since;
     processIdentifier_ = processIdentifier;
-    observers_->notify();
+    mainQueue_.async([weak = std::weak_ptr(observers_)] {
+        if (const auto observers = weak.lock()) observers->notify();
+    });
 }
 
-ProgramList::ProgramList(DispatchQueue& mainQueue)
-    : mainQueue_(mainQueue), observers_(std::make_shared<MainQueueObservers>(mainQueue)) {}
+ProgramList::ProgramList(DispatchQueue& mainQueue) : mainQueue_(mainQueue) {}
 
 void ProgramList::publish(Programs programs, bool isComplete) {
     State state{std::move(programs), isComplete};
@@ -38,7 +39,7 @@ void ProgramList::tell(const State& state) {
         areOthers = state.programs != told_.programs;
         told_ = state;
     }
-    if (areOthers) observers_->callAll();
+    if (areOthers) observers_.notify();
 }
 
 std::optional<std::string> ProgramList::ownerOfBundle(const std::string& bundleIdentifier) const {

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "platform/linux/bus/MainQueueObservers.h"
+#include "base/ObserverList.h"
+#include "ports/Dispatch.h"
 #include "ports/Workspace.h"
 
 #include <atomic>
@@ -25,7 +26,7 @@ public:
     [[nodiscard]] std::optional<std::filesystem::path> bundleURL() const override { return facts_.bundleURL; }
     [[nodiscard]] pid_t processIdentifier() const override { return processIdentifier_; }
     [[nodiscard]] Handle observeProcessIdentifier(std::function<void()> observer) override {
-        return observers_->add(std::move(observer));
+        return observers_->addAndTell(observer);
     }
 
     [[nodiscard]] const std::string& owner() const { return facts_.owner; }
@@ -34,9 +35,10 @@ public:
 
 private:
     const Facts facts_;
+    DispatchQueue& mainQueue_;
     std::atomic<pid_t> processIdentifier_;
     std::atomic<std::uint64_t> since_;
-    const std::shared_ptr<MainQueueObservers> observers_;
+    const std::shared_ptr<ObserverList<>> observers_ = std::make_shared<ObserverList<>>();
 };
 
 /// The programs that run, in their order: as they are now, and as the main queue has been told. The latter follows
@@ -60,7 +62,7 @@ public:
     /// What the main queue has been told.
     [[nodiscard]] std::vector<std::shared_ptr<RunningApplication>> toldPrograms() const;
     [[nodiscard]] bool toldIsComplete() const;
-    [[nodiscard]] Handle observe(std::function<void()> observer) { return observers_->add(std::move(observer)); }
+    [[nodiscard]] Handle observe(const std::function<void()>& observer) { return observers_.addAndTell(observer); }
 
 private:
     struct State {
@@ -70,7 +72,7 @@ private:
     void tell(const State& state);
 
     DispatchQueue& mainQueue_;
-    const std::shared_ptr<MainQueueObservers> observers_;
+    ObserverList<> observers_;
     mutable std::mutex mutex_;
     State now_;   ///< guarded by `mutex_`
     State told_;  ///< guarded by `mutex_`

@@ -43,31 +43,6 @@ std::optional<std::string> bundleIdentifierInQuery(std::string_view queryText) {
     return std::string(queryText);
 }
 
-/// Main queue only.
-class ComputerSearch::Observers {
-public:
-    Handle add(Observer observer) {
-        auto entry = std::make_unique<Entry>(std::move(observer));
-        std::erase_if(observers_, [](const auto& weak) { return weak.expired(); });
-        observers_.push_back(entry->observer);
-        return entry;
-    }
-    void tell(const MetadataQuery& sender) const {
-        // Over a copy: an observer may begin to observe, or end it.
-        for (const auto& weak : std::vector(observers_)) {
-            if (const auto observer = weak.lock()) (*observer)(sender);
-        }
-    }
-
-private:
-    struct Entry final : Registration {
-        explicit Entry(Observer call) : observer(std::make_shared<Observer>(std::move(call))) {}
-        const std::shared_ptr<Observer> observer;
-    };
-
-    std::vector<std::weak_ptr<Observer>> observers_;
-};
-
 /// A thread that walks. It knows its query weakly: an end that nobody waits for is not told.
 struct ComputerSearch::Walk {
     std::atomic<bool> hasEnded = false;
@@ -98,7 +73,7 @@ private:
 };
 
 ComputerSearch::ComputerSearch(DispatchQueue& mainQueue, std::vector<fs::path> roots)
-    : mainQueue_(mainQueue), roots_(std::move(roots)), observers_(std::make_shared<Observers>()) {}
+    : mainQueue_(mainQueue), roots_(std::move(roots)), observers_(std::make_shared<ObserverList<MetadataQuery>>()) {}
 
 ComputerSearch::~ComputerSearch() = default;
 
@@ -128,7 +103,7 @@ bool ComputerSearch::startWalk(std::weak_ptr<Query> query, const std::string& bu
                     const auto sender = query.lock();
                     if (!sender) return;
                     sender->finish(found);
-                    observers->tell(*sender);
+                    observers->notify(*sender);
                 });
             }
             walk.hasEnded = true;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/ObserverList.h"
 #include "platform/linux/search/BundleWalk.h"
 #include "ports/MetadataQuery.h"
 
@@ -10,7 +11,7 @@
 class DispatchQueue;
 
 /// Searches for installed application bundles by walking the computer's local file systems, each search on a thread of
-/// its own, which has the lowest priority at the disk. It knows queries of the form
+/// its own, which has the lowest priority at the disk: a priority belongs to a thread. It knows queries of the form
 /// `kMDItemCFBundleIdentifier == "com.example.Program"`.
 ///
 /// Dropping a query tells its walk to stop and does not wait for it: a disk may keep a thread for long. The search
@@ -31,7 +32,6 @@ public:
 
 private:
     class Query;
-    class Observers;
     struct Walk;
 
     /// Walks on a new thread and then finishes the query, unless told to stop. False when there is nothing to walk or
@@ -41,7 +41,7 @@ private:
 
     DispatchQueue& mainQueue_;
     const std::vector<std::filesystem::path> roots_;
-    const std::shared_ptr<Observers> observers_;
+    const std::shared_ptr<ObserverList<MetadataQuery>> observers_;
     WalkProgress progress_;
     std::list<Walk> walks_;
 };
