@@ -152,6 +152,12 @@ TEST_P(URLSessionContract, TheDelegateDecidesNowOrLaterAndOnce) {
             answering([=] { handler(URLSessionResponseDisposition::cancel); });
         };
         EXPECT_EQ(heard("/hello", canceller), (Notes{"response 200", "complete -999"})) << each.first;
+        const auto taker = std::make_shared<Recorder>();
+        taker->onResponse = [&](const auto& handler) {
+            answering([=] { handler(URLSessionResponseDisposition::allow); });
+        };
+        EXPECT_EQ(heard("/hello", taker), (Notes{"response 200", "data hello world", "complete"})) << each.first;
+        EXPECT_EQ(heard("/nothing", taker).back(), "complete") << each.first;
     }
     const auto forgetful = std::make_shared<Recorder>();
     forgetful->onRedirection = [](const auto&, const auto&) {};

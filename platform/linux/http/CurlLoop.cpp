@@ -8,6 +8,9 @@ namespace {
 
 constexpr auto kLongestPoll = std::chrono::milliseconds(60'000);
 
+/// The loop of the thread that asks, if it is one's.
+thread_local const CurlLoop* current = nullptr;
+
 /// Signals are for other threads; and where a server has gone, OpenSSL's writing would end the process by SIGPIPE.
 void blockSignals() {
     sigset_t all;
@@ -22,15 +25,14 @@ CurlLoop::CurlLoop(int maximumConnectionsPerHost) : multi_(curl_multi_init(), &c
 }
 
 void CurlLoop::post(Task task) {
-    bool isPolling = false;
     {
         const std::lock_guard lock(mutex_);
         if (stopped_) return;
-        if (!thread_.joinable()) thread_ = std::thread([this] { run(); });
+        if (!thread_.joinable()) thread_ = std::thread([this] { drive(); });
         posted_.push_back(std::move(task));
-        isPolling = std::exchange(isPolling_, false);
+        if (std::exchange(isPolling_, false)) curl_multi_wakeup(multi());
     }
-    if (isPolling) curl_multi_wakeup(multi());  // what the thread does first is to take the lock
+    added_.notify_one();  // what the thread does first is to take the lock
 }
 
 void CurlLoop::stop() {
@@ -40,15 +42,15 @@ void CurlLoop::stop() {
     if (!thread_.joinable()) ended_ = true;
     dropped.swap(posted_);
     if (isPolling_) curl_multi_wakeup(multi());
-}
-
-bool CurlLoop::hasEnded() const {
-    const std::lock_guard lock(mutex_);
-    return ended_;
+    added_.notify_one();
 }
 
 void CurlLoop::join() {
     if (thread_.joinable()) thread_.join();
+}
+
+bool CurlLoop::isCurrentThread() const {
+    return current == this;
 }
 
 void CurlLoop::add(std::shared_ptr<CurlLoopClient> client) {
@@ -57,6 +59,10 @@ void CurlLoop::add(std::shared_ptr<CurlLoopClient> client) {
 
 void CurlLoop::remove(const CurlLoopClient& client) {
     std::erase_if(clients_, [&](const auto& each) { return each.get() == &client; });
+}
+
+void CurlLoop::cancelClients() {
+    for (const auto& client : std::vector(clients_)) client->cancelled();
 }
 
 CurlHandle CurlLoop::takeHandle() {
@@ -68,34 +74,20 @@ void CurlLoop::keepHandle(CurlHandle handle) {
     spareHandle_ = std::move(handle);
 }
 
-void CurlLoop::run() noexcept {
+void CurlLoop::drive() noexcept {
     pthread_setname_np(pthread_self(), "HTTP");
     blockSignals();
-    for (;;) {
-        runPosted();
-        {
-            const std::lock_guard lock(mutex_);
-            if (stopped_) break;
-        }
+    current = this;
+    for (runPosted(); !stopped_; runPosted()) {
+        const auto now = Instant::clock::now();  // a delegate may be busy for long, and what came meanwhile is in time
         int running = 0;
         curl_multi_perform(multi(), &running);
         endTransfers();
-        watchDeadlines();
-        if (!beginPolling()) continue;
-        curl_multi_poll(multi(), nullptr, 0, pollTimeout(), nullptr);
-        const std::lock_guard lock(mutex_);
-        isPolling_ = false;
+        watchDeadlines(now);
+        wait();
     }
     clients_.clear();
-    const std::lock_guard lock(mutex_);
     ended_ = true;
-}
-
-/// From here on whoever posts wakes the thread up. False when something has been posted already.
-bool CurlLoop::beginPolling() {
-    const std::lock_guard lock(mutex_);
-    isPolling_ = posted_.empty() && !stopped_;
-    return isPolling_;
 }
 
 void CurlLoop::runPosted() {
@@ -105,11 +97,7 @@ void CurlLoop::runPosted() {
         tasks.swap(posted_);
     }
     for (const auto& task : tasks) {
-        {
-            const std::lock_guard lock(mutex_);
-            if (stopped_) return;
-        }
-        task();
+        if (!stopped_) task();
     }
 }
 
@@ -122,15 +110,26 @@ void CurlLoop::endTransfers() {
         curl_multi_remove_handle(multi(), easy);
         CurlLoopClient* client = nullptr;
         curl_easy_getinfo(easy, CURLINFO_PRIVATE, &client);
-        client->transferEnded(easy, result);
+        client->transferEnded(result);
     }
 }
 
-void CurlLoop::watchDeadlines() {
-    const auto now = Instant::clock::now();
+void CurlLoop::watchDeadlines(Instant now) {
     for (const auto& client : std::vector(clients_)) {
         if (client->deadline().value_or(Instant::max()) <= now) client->deadlinePassed();
     }
+}
+
+/// Until something is posted or, with clients, comes from the network.
+void CurlLoop::wait() {
+    std::unique_lock lock(mutex_);
+    if (clients_.empty()) return added_.wait(lock, [this] { return !posted_.empty() || stopped_; });
+    if (!posted_.empty() || stopped_) return;
+    isPolling_ = true;
+    lock.unlock();
+    curl_multi_poll(multi(), nullptr, 0, pollTimeout(), nullptr);
+    lock.lock();
+    isPolling_ = false;
 }
 
 int CurlLoop::pollTimeout() const {

@@ -4,6 +4,8 @@
 #include "ports/Dispatch.h"
 
 #include <curl/curl.h>
+#include <atomic>
+#include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -12,15 +14,16 @@
 
 using CurlHandle = std::unique_ptr<CURL, decltype(&curl_easy_cleanup)>;
 
-/// What a loop drives. All calls come on the loop's thread, none after `remove`.
+/// What a loop drives. All calls come on the loop's thread while libcurl is not at work, none after `remove`.
 class CurlLoopClient {
 public:
     virtual ~CurlLoopClient() = default;
-    /// libcurl has ended the transfer on this handle, and the loop has taken the handle out.
-    virtual void transferEnded(CURL* easy, CURLcode result) = 0;
+    /// libcurl has ended the client's transfer, and the loop has taken the handle out.
+    virtual void transferEnded(CURLcode result) = 0;
     /// When `deadlinePassed` is due; nothing while there is no hurry.
     [[nodiscard]] virtual std::optional<Instant> deadline() const = 0;
     virtual void deadlinePassed() = 0;
+    virtual void cancelled() = 0;
 };
 
 /// The thread of a session: it owns libcurl's multi handle, and with it the session's connections, and drives the
@@ -38,16 +41,24 @@ public:
     /// What it throws ends the process: nobody is there to hear of it. Throws `std::system_error` when the system has
     /// no thread to give; the task is then dropped.
     void post(Task task);
+    /// As `post`, but on the loop's thread the task runs at once, perhaps while libcurl is at work: it must not call
+    /// libcurl or a delegate.
+    template <class Call>
+    void run(const Call& task) {
+        if (isCurrentThread()) return task();
+        post(task);
+    }
     /// Lets the thread end after the task under way; drops clients and tasks. Any thread, also the loop's own.
     void stop();
     /// Whether `stop` was called and the thread, if there was one, needs nothing but to be joined.
-    [[nodiscard]] bool hasEnded() const;
+    [[nodiscard]] bool hasEnded() const { return ended_; }
     /// After `stop`, by one thread other than the loop's.
     void join();
 
     /// On the loop's thread: keeps the client until it is removed.
     void add(std::shared_ptr<CurlLoopClient> client);
     void remove(const CurlLoopClient& client);
+    void cancelClients();
     [[nodiscard]] CURLM* multi() const { return multi_.get(); }
     /// On the loop's thread: a handle without options, and a place for one that is no longer used. Making one and its
     /// buffers anew takes longer than setting it up.
@@ -55,21 +66,23 @@ public:
     void keepHandle(CurlHandle handle);
 
 private:
-    void run() noexcept;
+    [[nodiscard]] bool isCurrentThread() const;
+    void drive() noexcept;
     void runPosted();
-    [[nodiscard]] bool beginPolling();
     void endTransfers();
-    void watchDeadlines();
+    void watchDeadlines(Instant now);
+    void wait();
     [[nodiscard]] int pollTimeout() const;
 
     const std::unique_ptr<CURLM, decltype(&curl_multi_cleanup)> multi_;
     std::vector<std::shared_ptr<CurlLoopClient>> clients_;
     CurlHandle spareHandle_{nullptr, &curl_easy_cleanup};
 
-    mutable std::mutex mutex_;  ///< guards what follows
+    std::atomic<bool> stopped_ = false;
+    std::atomic<bool> ended_ = false;
+    std::mutex mutex_;  ///< guards what follows
     std::vector<Task> posted_;
-    bool isPolling_ = false;  ///< the thread waits, and has to be woken up
-    bool stopped_ = false;
-    bool ended_ = false;
+    std::condition_variable added_;  ///< to `posted_`, or stopped
+    bool isPolling_ = false;         ///< the thread waits in libcurl, and has to be woken up there
     std::thread thread_;
 };

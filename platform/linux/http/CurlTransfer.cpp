@@ -12,8 +12,6 @@
 namespace {
 
 constexpr int kMostRedirections = 20;
-/// How much a delegate may lag behind before the server is made to wait, in bytes.
-constexpr std::size_t kMostUndelivered = 1 << 20;
 /// A redirection's own body is read up to here, so that its connection can be used again.
 constexpr std::uint64_t kMostDiscarded = 64 << 10;
 constexpr long kReceiveBuffer = 64 << 10;
@@ -80,6 +78,7 @@ void CurlTransfer::handOver() {
     bodySize_ = 0;
     sent_ = 0;
     moved_ = 0;
+    isPaused_ = false;
     failure_ = nullptr;
     endsWithHead_ = false;
     touch();
@@ -94,7 +93,7 @@ void CurlTransfer::finish(const ErrorPtr& error) {
     if (std::exchange(isRunning_, false)) curl_multi_remove_handle(loop.multi(), easy_.get());
     loop.remove(*this);
     loop.keepHandle(std::move(easy_));
-    task_->tellCompletion(error);
+    task_->complete(error);
 }
 
 void CurlTransfer::cancelled() {
@@ -102,25 +101,23 @@ void CurlTransfer::cancelled() {
 }
 
 std::optional<Instant> CurlTransfer::deadline() const {
-    const bool isOurTurn = stage_ == Stage::undecided || isAskedForTrust_ || isHeldBack_;
+    const bool isOurTurn = stage_ == Stage::undecided || isAskedForTrust_;
     return isOurTurn ? std::nullopt : std::optional(lastActivity_ + std::min(timeout_, kLongestDelay));
 }
 
 void CurlTransfer::deadlinePassed() {
-    if (task_->isUndecided()) return touch();
-    lastActivity_ = std::max(lastActivity_, task_->decidedAt());
-    if (*deadline() > Instant::clock::now()) return;
     const auto seconds = std::chrono::duration<double>(timeout_).count();
     finish(makeURLError(NSURLErrorTimedOut, request_.url, fmt::format("no byte for {:g} seconds", seconds)));
 }
 
-void CurlTransfer::transferEnded(CURL* /*easy*/, CURLcode result) {
+void CurlTransfer::transferEnded(CURLcode result) {
     isRunning_ = false;
     if (auto trust = trust_.takeUndecided()) return askAboutTrust(std::move(trust));
-    hopEnded(result);
+    result_ = result;
+    if (stage_ != Stage::undecided) hopEnded();
 }
 
-void CurlTransfer::hopEnded(CURLcode result) {
+void CurlTransfer::hopEnded() {
     if (hasThrown_) return finish(makeURLError(NSURLErrorUnknown, request_.url, "memory has run out"));
     if (stage_ == Stage::discarded) {
         request_ = std::move(nextRequest_);
@@ -128,29 +125,36 @@ void CurlTransfer::hopEnded(CURLcode result) {
         return beginHop();
     }
     if (failure_) return finish(failure_);
-    if (result != CURLE_OK && !endsWithHead_) {
-        return finish(errorFromCurl(easy_.get(), result, request_.url, problem_.data()));
+    if (result_ != CURLE_OK && !endsWithHead_) {
+        return finish(errorFromCurl(easy_.get(), result_, request_.url, problem_.data()));
     }
     if (stage_ == Stage::delivered) return finish(nullptr);
     if (stage_ == Stage::head) finish(makeURLError(NSURLErrorNetworkConnectionLost, request_.url, "in the head"));
 }
 
-/// Lets the body come, or ends the hop when all of it has been there.
+/// After a decision, while libcurl is not at work: lets the body come, or ends the hop when libcurl has.
 void CurlTransfer::goOn() {
-    touch();
-    if (!isRunning_) return hopEnded(CURLE_OK);
-    const auto result = curl_easy_pause(easy_.get(), CURLPAUSE_CONT);
-    if (result == CURLE_OK) return;
+    if (stage_ == Stage::undecided || stage_ == Stage::finished) return;
+    if (!isRunning_) return hopEnded();
+    isPaused_ = false;
+    result_ = curl_easy_pause(easy_.get(), CURLPAUSE_CONT);
+    if (result_ == CURLE_OK) return;
     isRunning_ = false;
     curl_multi_remove_handle(task_->session().loop().multi(), easy_.get());
-    hopEnded(result);
+    hopEnded();
+}
+
+template <class Operation, class... Arguments>
+void CurlTransfer::tell(Operation operation, const Arguments&... arguments) {
+    task_->tell(operation, arguments...);
+    touch();  // the server is not to blame for the delegate's time
 }
 
 void CurlTransfer::askAboutTrust(std::shared_ptr<const ServerTrust> trust) {
     isAskedForTrust_ = true;
     URLParts server;
     static_cast<void>(parseURL(request_.url, server));
-    auto handler = completionHandler(
+    const auto handler = completionHandler(
         URLSessionDelegate::ChallengeHandler([weak = weak_from_this(), task = task_, trust](
                                                  auto disposition, const std::optional<URLCredential>& credential) {
             const bool hasCredential = credential && credential->serverTrust == trust;
@@ -161,9 +165,7 @@ void CurlTransfer::askAboutTrust(std::shared_ptr<const ServerTrust> trust) {
         URLSessionAuthChallengeDisposition::performDefaultHandling, std::nullopt);
     const URLAuthenticationChallenge challenge{
         {server.host, server.port, NSURLAuthenticationMethodServerTrust, std::move(trust)}};
-    task_->tell([challenge, handler = std::move(handler)](auto& delegate, auto& session, auto& task) {
-        delegate.URLSessionTaskDidReceiveChallenge(session, task, challenge, handler);
-    });
+    tell(&URLSessionDelegate::URLSessionTaskDidReceiveChallenge, challenge, handler);
 }
 
 void CurlTransfer::trustDecided(const ServerTrust& trust, URLSessionAuthChallengeDisposition disposition,
@@ -178,35 +180,50 @@ void CurlTransfer::trustDecided(const ServerTrust& trust, URLSessionAuthChalleng
 }
 
 void CurlTransfer::askAboutRedirection() {
+    const auto handler =
+        completionHandler(URLSessionDelegate::RedirectionHandler(
+                              [weak = weak_from_this(), task = task_](std::optional<URLRequest> request) {
+                                  task->session().loop().post([weak, request = std::move(request)] {
+                                      if (const auto self = weak.lock()) self->redirectionDecided(request);
+                                  });
+                              }),
+                          nextRequest_);
     stage_ = Stage::undecided;
-    auto handler = completionHandler(URLSessionDelegate::RedirectionHandler(
-                                         [weak = weak_from_this(), task = task_](std::optional<URLRequest> request) {
-                                             task->session().loop().post([weak, request = std::move(request)] {
-                                                 if (const auto self = weak.lock()) self->redirectionDecided(request);
-                                             });
-                                         }),
-                                     nextRequest_);
-    task_->tell([response = response_, proposed = nextRequest_, handler = std::move(handler)](
-                    auto& delegate, auto& session, auto& task) {
-        delegate.URLSessionTaskWillPerformHTTPRedirection(session, task, response, proposed, handler);
-    });
+    tell(&URLSessionDelegate::URLSessionTaskWillPerformHTTPRedirection, response_, nextRequest_, handler);
 }
 
 void CurlTransfer::redirectionDecided(std::optional<URLRequest> request) {
     if (stage_ != Stage::undecided) return;
-    if (!request) {
-        deliverResponse();
-        return goOn();
-    }
+    if (!request) return askAboutResponse();
     nextRequest_ = std::move(*request);
     ++redirections_;
     stage_ = Stage::discarded;
+    touch();
     goOn();
 }
 
-void CurlTransfer::deliverResponse() {
+/// Most delegates answer at once: then nothing has to wait.
+void CurlTransfer::askAboutResponse() {
+    const auto handler = completionHandler(
+        URLSessionDelegate::ResponseHandler([weak = weak_from_this(), task = task_](auto disposition) {
+            task->session().loop().run([weak, disposition] {
+                if (const auto self = weak.lock()) self->responseDecided(disposition);
+            });
+        }),
+        URLSessionResponseDisposition::allow);
+    stage_ = Stage::undecided;
+    tell(&URLSessionDelegate::URLSessionDataTaskDidReceiveResponse, response_, handler);
+}
+
+void CurlTransfer::responseDecided(URLSessionResponseDisposition disposition) {
+    if (stage_ != Stage::undecided) return;
+    if (disposition == URLSessionResponseDisposition::cancel) task_->cancel();
     stage_ = Stage::delivered;
-    task_->tellResponse(response_);
+    touch();
+    if (isRunning_ && !isPaused_) return;
+    task_->session().loop().post([weak = weak_from_this()] {
+        if (const auto self = weak.lock()) self->goOn();
+    });
 }
 
 template <class Result, class Call>
@@ -280,14 +297,12 @@ bool CurlTransfer::headEnded() {
     response_.statusCode = static_cast<int>(status);
     endsWithHead_ = status == 101;  // what follows is another protocol
     if (status < 200 && !endsWithHead_) {
-        task_->tell(
-            [response = std::exchange(response_, {request_.url, 0, {}})](auto& delegate, auto& session, auto& task) {
-                delegate.URLSessionTaskDidReceiveInformationalResponse(session, task, response);
-            });
+        tell(&URLSessionDelegate::URLSessionTaskDidReceiveInformationalResponse, response_);
+        response_ = {request_.url, 0, {}};
         return true;
     }
     if (!isRedirection(response_)) {
-        deliverResponse();
+        askAboutResponse();
         return !endsWithHead_;
     }
     if (redirections_ == kMostRedirections) return fail(NSURLErrorHTTPTooManyRedirects, {});
@@ -299,44 +314,21 @@ bool CurlTransfer::headEnded() {
 
 std::size_t CurlTransfer::receiveBody(std::string_view bytes) {
     touch();
-    if (stage_ == Stage::undecided) return CURL_WRITEFUNC_PAUSE;
-    if (stage_ == Stage::delivered) {
-        isHeldBack_ = true;
-        if (undelivered_ >= kMostUndelivered) return CURL_WRITEFUNC_PAUSE;
-        isHeldBack_ = false;
-    }
+    isPaused_ = stage_ == Stage::undecided;
+    if (isPaused_) return CURL_WRITEFUNC_PAUSE;
     bodySize_ += bytes.size();
     if (stage_ == Stage::discarded) return bodySize_ <= kMostDiscarded ? bytes.size() : 0;
     if (bodySize_ > task_->session().configuration().maximumResponseSize) {
         fail(NSURLErrorDataLengthExceedsMaximum, "its body");
         return 0;
     }
-    deliver(std::string(bytes));
+    tell(&URLSessionDelegate::URLSessionDataTaskDidReceiveData, bytes);
     return bytes.size();
-}
-
-void CurlTransfer::deliver(std::string bytes) {
-    undelivered_ += bytes.size();
-    task_->tell([weak = weak_from_this(), bytes = std::move(bytes)](auto& delegate, auto& session, auto& task) {
-        delegate.URLSessionDataTaskDidReceiveData(session, task, bytes);
-        if (const auto self = weak.lock()) self->delivered(bytes.size());
-    });
-}
-
-void CurlTransfer::delivered(std::size_t count) {
-    undelivered_ -= count;
-    if (undelivered_ > kMostUndelivered / 2 || !std::exchange(isHeldBack_, false)) return;
-    task_->session().loop().post([weak = weak_from_this()] {
-        const auto self = weak.lock();
-        if (self && self->isRunning_) self->goOn();
-    });
 }
 
 void CurlTransfer::tellSent(std::int64_t sent) {
     if (sent <= sent_) return;
     const auto count = sent - std::exchange(sent_, sent);
     const auto expected = static_cast<std::int64_t>(request_.httpBody ? request_.httpBody->size() : 0);
-    task_->tell([count, sent, expected](auto& delegate, auto& session, auto& task) {
-        delegate.URLSessionTaskDidSendBodyData(session, task, count, sent, expected);
-    });
+    tell(&URLSessionDelegate::URLSessionTaskDidSendBodyData, count, sent, expected);
 }

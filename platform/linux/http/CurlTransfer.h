@@ -16,10 +16,10 @@ class CurlTask;
 
 /// The work of a task: one request after the other along its redirections, each on the same libcurl handle.
 ///
-/// A *hop* is one request with its response. When the head of a response has come, the hop is *delivered*: the response
-/// is the task's. Only a redirection is *undecided* until the delegate has answered, and its body waits; then it is
-/// delivered or *discarded*, as the redirection is followed. libcurl may end the hop before or after the answer; both
-/// together decide what comes next. Everything runs on the loop's thread except what says otherwise.
+/// A *hop* is one request with its response. When the head of the response has come, the delegate is asked about it, as
+/// a redirection or as the task's response, and the hop is *undecided*: its body waits. Then it is *delivered*, or
+/// *discarded* where a redirection is followed. libcurl may end the hop before or after the answer; both together
+/// decide what comes next. Everything runs on the loop's thread.
 class CurlTransfer final : public CurlLoopClient, public std::enable_shared_from_this<CurlTransfer> {
 public:
     explicit CurlTransfer(std::shared_ptr<CurlTask> task);
@@ -28,12 +28,11 @@ public:
     CurlTransfer& operator=(const CurlTransfer&) = delete;
 
     void start();
-    /// Ends the work with `NSURLErrorCancelled`.
-    void cancelled();
-
-    void transferEnded(CURL* easy, CURLcode result) override;
+    void transferEnded(CURLcode result) override;
     [[nodiscard]] std::optional<Instant> deadline() const override;
     void deadlinePassed() override;
+    /// Ends the work with `NSURLErrorCancelled`.
+    void cancelled() override;
 
 private:
     enum class Stage { head, undecided, delivered, discarded, finished };
@@ -42,14 +41,18 @@ private:
     void handOver();
     void goOn();
     void finish(const ErrorPtr& error);
-    void hopEnded(CURLcode result);
+    void hopEnded();
     void touch() { lastActivity_ = Instant::clock::now(); }
+    template <class Operation, class... Arguments>
+    void tell(Operation operation, const Arguments&... arguments);
 
     void askAboutTrust(std::shared_ptr<const ServerTrust> trust);
     void trustDecided(const ServerTrust& trust, URLSessionAuthChallengeDisposition disposition, bool hasCredential);
     void askAboutRedirection();
     void redirectionDecided(std::optional<URLRequest> request);
-    void deliverResponse();
+    void askAboutResponse();
+    /// Perhaps while libcurl is at work.
+    void responseDecided(URLSessionResponseDisposition disposition);
 
     /// What libcurl calls; false or a short count ends the transfer, with `failure_` as the reason.
     static std::size_t receivedHeader(const char* bytes, std::size_t size, std::size_t count, void* self) noexcept;
@@ -64,9 +67,6 @@ private:
     [[nodiscard]] bool headEnded();
     [[nodiscard]] std::size_t receiveBody(std::string_view bytes);
     void tellSent(std::int64_t sent);
-    void deliver(std::string bytes);
-    /// The delegate is done with bytes.
-    void delivered(std::size_t count);
     bool fail(NSURLErrorCode code, const std::string& detail);
 
     const std::shared_ptr<CurlTask> task_;
@@ -83,6 +83,8 @@ private:
     bool isRunning_ = false;        ///< libcurl has the handle
     bool isAskedForTrust_ = false;  ///< the delegate owes an answer; libcurl does not have the handle
     Stage stage_ = Stage::head;
+    bool isPaused_ = false;       ///< the body waits for the decision
+    CURLcode result_ = CURLE_OK;  ///< how libcurl has ended the hop
     HTTPURLResponse response_;
     std::string field_;  ///< the head's last line so far
     std::size_t headSize_ = 0;
@@ -92,7 +94,4 @@ private:
     ErrorPtr failure_;        ///< why we ended the hop
     bool hasThrown_ = false;  ///< something that libcurl has called
     bool endsWithHead_ = false;
-
-    std::size_t undelivered_ = 0;  ///< bytes that wait for the delegate
-    bool isHeldBack_ = false;      ///< the body waits for the delegate to catch up
 };

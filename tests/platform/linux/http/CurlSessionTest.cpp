@@ -224,6 +224,41 @@ TEST_F(CurlSessionTest, ASlowDelegateMakesTheServerWait) {
     EXPECT_EQ(recorder->notes().back(), "complete -999");
 }
 
+TEST_F(CurlSessionTest, ABusyDelegateIsNobodysTimeOut) {
+    configuration.timeoutIntervalForRequest = 300ms;
+    std::promise<void> asked;
+    std::promise<void> busy;
+    const HTTPServer server([&](const HTTPServer::Request& request) {
+        if (request.path() == "/stall") return ServerAnswer{{}, Then::stall};
+        if (request.path() == "/late") asked.set_value(), busy.get_future().wait();
+        return kHelloAnswer;
+    });
+    const auto recorder = std::make_shared<Recorder>();
+    recorder->onData = [&, first = true](URLSessionTask&) mutable {
+        if (!std::exchange(first, false)) return;
+        busy.set_value();
+        EXPECT_EQ(heard(get(server.url("/stall"))), Notes{"complete -1001"}) << "as long as it takes to time out";
+    };
+    const auto shared = session(recorder);
+    shared->dataTaskWithRequest(get(server.url("/late")))->resume();
+    asked.get_future().wait();
+    shared->dataTaskWithRequest(get(server.url()))->resume();
+    EXPECT_TRUE(eventually([&] { return recorder->notes().size() == 2 * kHello.size(); }));
+    EXPECT_EQ(recorder->notes(),
+              (Notes{"response 200", "data hello", "complete", "response 200", "data hello", "complete"}));
+}
+
+TEST_F(CurlSessionTest, WhatADelegateThrowsEndsTheProcess) {
+    const auto recorder = std::make_shared<Recorder>();
+    recorder->onData = [](URLSessionTask&) { throw std::runtime_error("what it has thrown"); };
+    EXPECT_DEATH(
+        {
+            const HTTPServer server([](const auto&) { return kHelloAnswer; });
+            heard(get(server.url()), recorder);
+        },
+        "what it has thrown");
+}
+
 TEST_F(CurlSessionTest, TheDelegateDecidesWhomToTrust) {
     const ServerCertificate certificate;
     const HTTPServer server([](const auto&) { return kHelloAnswer; }, &certificate);
@@ -338,7 +373,7 @@ TEST_F(CurlSessionTest, GoesThroughTheProxyOfTheEnvironment) {
 TEST_F(CurlSessionTest, OutlivesALackOfMemory) {
     const HTTPServer server([](const HTTPServer::Request& request) {
         return request.path() == "/large"
-                   ? ServerAnswer{{"HTTP/1.1 200 OK\r\n\r\n", std::string(50'000, 'x')}, Then::close}
+                   ? ServerAnswer{{"HTTP/1.1 200 OK\r\nX: " + std::string(5'000, 'x') + "\r\n\r\n"}}
                    : kHelloAnswer;
     });
     const auto recorder = std::make_shared<Recorder>();
@@ -348,8 +383,8 @@ TEST_F(CurlSessionTest, OutlivesALackOfMemory) {
     };
     const auto shared = session(recorder);
     for (const char* path : {"/", "/large", "/"}) next(*shared, *recorder, get(server.url(path)));
-    EXPECT_EQ(recorder->notes(), (Notes{"response 200", "data hello", "complete", "response 200", "complete -1",
-                                        "response 200", "data hello", "complete"}));
+    EXPECT_EQ(recorder->notes(), (Notes{"response 200", "data hello", "complete", "complete -1", "response 200",
+                                        "data hello", "complete"}));
 }
 
 TEST_F(CurlSessionTest, EndsWithTransfersUnderWay) {
@@ -368,7 +403,7 @@ TEST_F(CurlSessionTest, EndsWithTransfersUnderWay) {
 }
 
 TEST_F(CurlSessionTest, EndsWithAnAnswerOwed) {
-    const HTTPServer server([](const auto&) { return kHelloAnswer; });
+    const HTTPServer server([](const auto&) { return ServerAnswer{{"HTTP/1.1 204 X\r\n\r\n"}}; });
     auto recorder = std::make_shared<Recorder>();
     Atomic<std::vector<URLSessionDelegate::ResponseHandler>> owed;
     recorder->onResponse = [&](const auto& handler) {
@@ -384,7 +419,8 @@ TEST_F(CurlSessionTest, EndsWithAnAnswerOwed) {
     const auto first = begun();
     EXPECT_TRUE(eventually([&] { return recorder->notes().size() == 1; }));
     const auto second = begun();
-    EXPECT_TRUE(eventually([&] { return recorder->notes().size() == 2; })) << "so the first has all its bytes";
+    EXPECT_TRUE(eventually([&] { return recorder->notes().size() == 2; }))
+        << "so the first has given its connection up";
     curl.sessions.reset();
     owed.set({});
     recorder.reset();
