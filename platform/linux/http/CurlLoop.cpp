@@ -87,6 +87,8 @@ void CurlLoop::drive() noexcept {
         wait();
     }
     clients_.clear();
+    spareHandle_.reset();
+    multi_.reset();
     ended_ = true;
 }
 

@@ -48,7 +48,8 @@ public:
         if (isCurrentThread()) return task();
         post(task);
     }
-    /// Lets the thread end after the task under way; drops clients and tasks. Any thread, also the loop's own.
+    /// Lets the thread end after the task under way; drops clients, connections and tasks. Any thread, also the loop's
+    /// own.
     void stop();
     /// Whether `stop` was called and the thread, if there was one, needs nothing but to be joined.
     [[nodiscard]] bool hasEnded() const { return ended_; }
@@ -74,7 +75,7 @@ private:
     void wait();
     [[nodiscard]] int pollTimeout() const;
 
-    const std::unique_ptr<CURLM, decltype(&curl_multi_cleanup)> multi_;
+    std::unique_ptr<CURLM, decltype(&curl_multi_cleanup)> multi_;
     std::vector<std::shared_ptr<CurlLoopClient>> clients_;
     CurlHandle spareHandle_{nullptr, &curl_easy_cleanup};
 

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <clocale>
 #include <cstdlib>
+#include <filesystem>
 #include <future>
 
 using namespace std::chrono_literals;
@@ -183,11 +184,15 @@ TEST_F(CurlSessionTest, FollowsRedirectionsAsBrowsersDo) {
 
 TEST_F(CurlSessionTest, ReusesConnectionsWithinASessionOnly) {
     const HTTPServer server([](const auto&) { return kHelloAnswer; });
+    const auto descriptors = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
     for (int i = 0; i < 2; ++i) {
         const auto recorder = std::make_shared<Recorder>();
-        const auto shared = session(recorder);
+        auto shared = session(recorder);
         next(*shared, *recorder, post("http://user:secret@" + server.url().substr(7)));
         next(*shared, *recorder, get(server.url()));
+        const auto open = descriptors();
+        shared.reset();
+        EXPECT_TRUE(eventually([&] { return descriptors() < open; })) << "a session that has ended keeps nothing";
     }
     EXPECT_NE(server.requests().front().head.find("Authorization"), std::string::npos);
     const auto second = server.requests().at(1).head;
