@@ -65,13 +65,8 @@ void CurlLoop::cancelClients() {
     for (const auto& client : std::vector(clients_)) client->cancelled();
 }
 
-CurlHandle CurlLoop::takeHandle() {
-    return spareHandle_ ? std::move(spareHandle_) : CurlHandle(curl_easy_init(), &curl_easy_cleanup);
-}
-
-void CurlLoop::keepHandle(CurlHandle handle) {
-    curl_easy_reset(handle.get());
-    spareHandle_ = std::move(handle);
+std::unique_ptr<CurlHandle> CurlLoop::takeHandle() {
+    return spareHandle_ ? std::move(spareHandle_) : std::make_unique<CurlHandle>();
 }
 
 void CurlLoop::drive() noexcept {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/Time.h"
+#include "platform/linux/http/CurlHandle.h"
 #include "ports/Dispatch.h"
 
 #include <curl/curl.h>
@@ -10,9 +11,8 @@
 #include <mutex>
 #include <optional>
 #include <thread>
+#include <utility>
 #include <vector>
-
-using CurlHandle = std::unique_ptr<CURL, decltype(&curl_easy_cleanup)>;
 
 /// What a loop drives. All calls come on the loop's thread while libcurl is not at work, none after `remove`.
 class CurlLoopClient {
@@ -61,10 +61,10 @@ public:
     void remove(const CurlLoopClient& client);
     void cancelClients();
     [[nodiscard]] CURLM* multi() const { return multi_.get(); }
-    /// On the loop's thread: a handle without options, and a place for one that is no longer used. Making one and its
-    /// buffers anew takes longer than setting it up.
-    [[nodiscard]] CurlHandle takeHandle();
-    void keepHandle(CurlHandle handle);
+    /// On the loop's thread: a handle, and a place for one that is no longer used. Making one and its buffers anew
+    /// takes longer than setting it up.
+    [[nodiscard]] std::unique_ptr<CurlHandle> takeHandle();
+    void keepHandle(std::unique_ptr<CurlHandle> handle) { spareHandle_ = std::move(handle); }
 
 private:
     [[nodiscard]] bool isCurrentThread() const;
@@ -77,7 +77,7 @@ private:
 
     std::unique_ptr<CURLM, decltype(&curl_multi_cleanup)> multi_;
     std::vector<std::shared_ptr<CurlLoopClient>> clients_;
-    CurlHandle spareHandle_{nullptr, &curl_easy_cleanup};
+    std::unique_ptr<CurlHandle> spareHandle_;
 
     std::atomic<bool> stopped_ = false;
     std::atomic<bool> ended_ = false;

@@ -2,10 +2,7 @@
 
 #include "platform/linux/http/CurlError.h"
 
-#include <algorithm>
 #include <charconv>
-#include <new>
-#include <string_view>
 
 namespace {
 
@@ -16,53 +13,6 @@ std::string partOf(CURLU* url, CURLUPart part) {
     if (curl_url_get(url, part, &text, CURLU_DEFAULT_PORT) != CURLUE_OK) return {};
     const std::unique_ptr<char, decltype(&curl_free)> owned(text, curl_free);
     return text;
-}
-
-/// RFC 9110, section 5.6.2.
-bool isToken(std::string_view text) {
-    return !text.empty() && std::all_of(text.begin(), text.end(), [](unsigned char letter) {
-        return letter > ' ' && letter < 0x7F &&
-               std::string_view("\"(),/:;<=>?@[\\]{}").find(static_cast<char>(letter)) == std::string_view::npos;
-    });
-}
-
-bool isFieldValue(std::string_view text) {
-    return text.find_first_of(std::string_view("\r\n\0", 3)) == std::string_view::npos;
-}
-
-void add(CurlFields& fields, const std::string& line) {
-    curl_slist* const longer = curl_slist_append(fields.get(), line.c_str());
-    if (longer == nullptr) throw std::bad_alloc();
-    static_cast<void>(fields.release());
-    fields.reset(longer);
-}
-
-ErrorPtr setUpFields(const HTTPHeaderFields& wanted, const std::string& url, CurlFields& fields) {
-    for (const auto& [name, value] : wanted) {
-        if (!isToken(name) || !isFieldValue(value)) {
-            return makeURLError(NSURLErrorBadURL, url, "a header field holds a character that cannot be sent");
-        }
-        auto line = name;
-        add(fields, value.empty() ? line += ";" : line.append(": ").append(value));  // libcurl's signs
-    }
-    // libcurl's own additions, unless they are asked for: an empty field takes them out.
-    for (const char* added : {"Expect", "Content-Type"}) {
-        if (!wanted.value(added)) add(fields, std::string(added) + ":");
-    }
-    return nullptr;
-}
-
-void setUpMethod(CURL* easy, const URLRequest& request) {
-    const auto& method = request.httpMethod;
-    curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, method.c_str());
-    if (request.httpBody || method == "POST" || method == "PUT" || method == "PATCH") {
-        const auto size = request.httpBody ? request.httpBody->size() : 0;
-        curl_easy_setopt(easy, CURLOPT_POST, 1L);
-        curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(size));
-        curl_easy_setopt(easy, CURLOPT_POSTFIELDS, size > 0 ? request.httpBody->data() : "");
-    } else if (method == "HEAD") {
-        curl_easy_setopt(easy, CURLOPT_NOBODY, 1L);
-    }
 }
 
 }  // namespace
@@ -109,25 +59,5 @@ ErrorPtr redirectedRequest(const URLRequest& request, const HTTPURLResponse& res
     if (!from.hasSameOrigin(to)) {
         for (const char* secret : {"Authorization", "Cookie"}) redirected.httpHeaderFields.removeValue(secret);
     }
-    return nullptr;
-}
-
-ErrorPtr setUpRequest(CURL* easy, const URLRequest& request, const std::string& url,
-                      const URLSessionConfiguration& configuration, CurlFields& fields) {
-    if (!isToken(request.httpMethod)) return makeURLError(NSURLErrorBadURL, request.url, "no valid method");
-
-    auto wanted = request.httpHeaderFields;
-    for (const auto& [name, value] : configuration.httpAdditionalHeaders) {
-        if (!wanted.value(name)) wanted.setValue(value, name);
-    }
-    for (const char* framing : {"Content-Length", "Transfer-Encoding"}) wanted.removeValue(framing);
-    if (auto error = setUpFields(wanted, request.url, fields)) return error;
-
-    setUpMethod(easy, request);
-    curl_easy_setopt(easy, CURLOPT_URL, url.c_str());
-    curl_easy_setopt(easy, CURLOPT_HTTPHEADER, fields.get());
-    curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
-    curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
-    curl_easy_setopt(easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
     return nullptr;
 }

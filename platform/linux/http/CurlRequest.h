@@ -28,11 +28,3 @@ struct URLParts {
 /// An error when the location cannot be followed.
 [[nodiscard]] ErrorPtr redirectedRequest(const URLRequest& request, const HTTPURLResponse& response,
                                          URLRequest& redirected);
-
-using CurlFields = std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)>;
-
-/// Sets up a handle to send the request as HTTP/1.1 to its normalised URL and answers the header fields in use, which
-/// must live as long as the request's body until the transfer has ended. An error when the request cannot be sent as it
-/// stands. Fields that frame the message (Content-Length, Transfer-Encoding) are left to the client.
-[[nodiscard]] ErrorPtr setUpRequest(CURL* easy, const URLRequest& request, const std::string& url,
-                                    const URLSessionConfiguration& configuration, CurlFields& fields);

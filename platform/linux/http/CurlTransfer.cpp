@@ -14,8 +14,6 @@ namespace {
 constexpr int kMostRedirections = 20;
 /// A redirection's own body is read up to here, so that its connection can be used again.
 constexpr std::uint64_t kMostDiscarded = 64 << 10;
-constexpr long kReceiveBuffer = 64 << 10;
-constexpr long kSendBuffer = 256 << 10;
 
 bool isRedirection(const HTTPURLResponse& response) {
     static constexpr std::array kRedirections{301, 302, 303, 307, 308};
@@ -32,10 +30,10 @@ std::string_view trimmed(std::string_view text) {
 }  // namespace
 
 CurlTransfer::CurlTransfer(std::shared_ptr<CurlTask> task)
-    : task_(std::move(task)), easy_(task_->session().loop().takeHandle()), request_(task_->originalRequest()) {}
+    : task_(std::move(task)), handle_(task_->session().loop().takeHandle()), request_(task_->originalRequest()) {}
 
 CurlTransfer::~CurlTransfer() {
-    if (isRunning_) curl_multi_remove_handle(task_->session().loop().multi(), easy_.get());
+    if (isRunning_) curl_multi_remove_handle(task_->session().loop().multi(), easy());
 }
 
 void CurlTransfer::start() {
@@ -44,28 +42,19 @@ void CurlTransfer::start() {
 }
 
 void CurlTransfer::beginHop() {
-    CURL* const easy = easy_.get();
     const auto& configuration = task_->session().configuration();
     timeout_ = request_.timeoutInterval.value_or(configuration.timeoutIntervalForRequest);
-    fields_.reset();
-    URLParts server;
-    if (auto error = parseURL(request_.url, server)) return finish(error);
-    if (auto error = setUpRequest(easy, request_, server.url, configuration, fields_)) return finish(error);
-    trust_.setUp(easy, server);
-    curl_easy_setopt(easy, CURLOPT_PRIVATE, static_cast<CurlLoopClient*>(this));
-    curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, problem_.data());
-    curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
-    curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);  // cancelling must not wait for a name server
-    curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, kReceiveBuffer);
-    const bool isLarge = request_.httpBody && request_.httpBody->size() > kSendBuffer;
-    if (isLarge) curl_easy_setopt(easy, CURLOPT_UPLOAD_BUFFERSIZE, kSendBuffer);
-    curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &receivedHeader);
-    curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
-    curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &receivedBody);
-    curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);
-    curl_easy_setopt(easy, CURLOPT_XFERINFOFUNCTION, &progressed);
-    curl_easy_setopt(easy, CURLOPT_XFERINFODATA, this);
-    curl_easy_setopt(easy, CURLOPT_NOPROGRESS, 0L);
+    if (auto error = handle_->setUp(request_, configuration)) return finish(error);
+    trust_.setUp(easy(), handle_->server());
+    curl_easy_setopt(easy(), CURLOPT_PRIVATE, static_cast<CurlLoopClient*>(this));
+    curl_easy_setopt(easy(), CURLOPT_ERRORBUFFER, problem_.data());
+    curl_easy_setopt(easy(), CURLOPT_HEADERFUNCTION, &receivedHeader);
+    curl_easy_setopt(easy(), CURLOPT_HEADERDATA, this);
+    curl_easy_setopt(easy(), CURLOPT_WRITEFUNCTION, &receivedBody);
+    curl_easy_setopt(easy(), CURLOPT_WRITEDATA, this);
+    curl_easy_setopt(easy(), CURLOPT_XFERINFOFUNCTION, &progressed);
+    curl_easy_setopt(easy(), CURLOPT_XFERINFODATA, this);
+    curl_easy_setopt(easy(), CURLOPT_NOPROGRESS, 0L);
     handOver();
 }
 
@@ -83,16 +72,16 @@ void CurlTransfer::handOver() {
     endsWithHead_ = false;
     touch();
     isRunning_ = true;
-    curl_multi_add_handle(task_->session().loop().multi(), easy_.get());
+    curl_multi_add_handle(task_->session().loop().multi(), easy());
 }
 
 void CurlTransfer::finish(const ErrorPtr& error) {
     if (std::exchange(stage_, Stage::finished) == Stage::finished) return;
     const auto self = shared_from_this();  // the loop lets go
     auto& loop = task_->session().loop();
-    if (std::exchange(isRunning_, false)) curl_multi_remove_handle(loop.multi(), easy_.get());
+    if (std::exchange(isRunning_, false)) curl_multi_remove_handle(loop.multi(), easy());
     loop.remove(*this);
-    loop.keepHandle(std::move(easy_));
+    loop.keepHandle(std::move(handle_));
     task_->complete(error);
 }
 
@@ -121,12 +110,11 @@ void CurlTransfer::hopEnded() {
     if (hasThrown_) return finish(makeURLError(NSURLErrorUnknown, request_.url, "memory has run out"));
     if (stage_ == Stage::discarded) {
         request_ = std::move(nextRequest_);
-        curl_easy_reset(easy_.get());
         return beginHop();
     }
     if (failure_) return finish(failure_);
     if (result_ != CURLE_OK && !endsWithHead_) {
-        return finish(errorFromCurl(easy_.get(), result_, request_.url, problem_.data()));
+        return finish(errorFromCurl(easy(), result_, request_.url, problem_.data()));
     }
     if (stage_ == Stage::delivered) return finish(nullptr);
     if (stage_ == Stage::head) finish(makeURLError(NSURLErrorNetworkConnectionLost, request_.url, "in the head"));
@@ -137,10 +125,10 @@ void CurlTransfer::goOn() {
     if (stage_ == Stage::undecided || stage_ == Stage::finished) return;
     if (!isRunning_) return hopEnded();
     isPaused_ = false;
-    result_ = curl_easy_pause(easy_.get(), CURLPAUSE_CONT);
+    result_ = curl_easy_pause(easy(), CURLPAUSE_CONT);
     if (result_ == CURLE_OK) return;
     isRunning_ = false;
-    curl_multi_remove_handle(task_->session().loop().multi(), easy_.get());
+    curl_multi_remove_handle(task_->session().loop().multi(), easy());
     hopEnded();
 }
 
@@ -152,8 +140,7 @@ void CurlTransfer::tell(Operation operation, const Arguments&... arguments) {
 
 void CurlTransfer::askAboutTrust(std::shared_ptr<const ServerTrust> trust) {
     isAskedForTrust_ = true;
-    URLParts server;
-    static_cast<void>(parseURL(request_.url, server));
+    const auto& server = handle_->server();
     const auto handler = completionHandler(
         URLSessionDelegate::ChallengeHandler([weak = weak_from_this(), task = task_, trust](
                                                  auto disposition, const std::optional<URLCredential>& credential) {
@@ -290,9 +277,9 @@ void CurlTransfer::takeField() {
 
 bool CurlTransfer::headEnded() {
     long status = 0;
-    curl_easy_getinfo(easy_.get(), CURLINFO_RESPONSE_CODE, &status);
+    curl_easy_getinfo(easy(), CURLINFO_RESPONSE_CODE, &status);
     curl_off_t sent = 0;
-    curl_easy_getinfo(easy_.get(), CURLINFO_SIZE_UPLOAD_T, &sent);
+    curl_easy_getinfo(easy(), CURLINFO_SIZE_UPLOAD_T, &sent);
     tellSent(sent);
     response_.statusCode = static_cast<int>(status);
     endsWithHead_ = status == 101;  // what follows is another protocol

@@ -42,6 +42,7 @@ private:
     void goOn();
     void finish(const ErrorPtr& error);
     void hopEnded();
+    [[nodiscard]] CURL* easy() const { return handle_->get(); }
     void touch() { lastActivity_ = Instant::clock::now(); }
     template <class Operation, class... Arguments>
     void tell(Operation operation, const Arguments&... arguments);
@@ -71,9 +72,8 @@ private:
 
     const std::shared_ptr<CurlTask> task_;
     CurlTrust trust_;
-    CurlHandle easy_;                              ///< until the transfer is finished
+    std::unique_ptr<CurlHandle> handle_;           ///< until the transfer is finished
     std::array<char, CURL_ERROR_SIZE> problem_{};  ///< libcurl's description of a failure
-    CurlFields fields_{nullptr, &curl_slist_free_all};
 
     URLRequest request_;  ///< of this hop
     Duration timeout_;
