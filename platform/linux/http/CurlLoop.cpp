@@ -25,24 +25,28 @@ CurlLoop::CurlLoop(int maximumConnectionsPerHost) : multi_(curl_multi_init(), &c
 }
 
 void CurlLoop::post(Task task) {
-    {
-        const std::lock_guard lock(mutex_);
-        if (stopped_) return;
-        if (!thread_.joinable()) thread_ = std::thread([this] { drive(); });
-        posted_.push_back(std::move(task));
-        if (std::exchange(isPolling_, false)) curl_multi_wakeup(multi());
-    }
-    added_.notify_one();  // what the thread does first is to take the lock
+    std::unique_lock lock(mutex_);
+    if (stopped_) return;
+    if (!thread_.joinable()) thread_ = std::thread([this] { drive(); });
+    posted_.push_back(std::move(task));
+    wake(std::move(lock));
 }
 
 void CurlLoop::stop() {
     std::vector<Task> dropped;
-    const std::lock_guard lock(mutex_);
+    std::unique_lock lock(mutex_);
     stopped_ = true;
     if (!thread_.joinable()) ended_ = true;
     dropped.swap(posted_);
-    if (isPolling_) curl_multi_wakeup(multi());
-    added_.notify_one();
+    wake(std::move(lock));
+}
+
+/// Releases the lock in time: what the thread does first is to take it.
+void CurlLoop::wake(std::unique_lock<std::mutex> lock) {
+    const auto waiting = std::exchange(waiting_, Waiting::no);
+    if (waiting == Waiting::inLibcurl) curl_multi_wakeup(multi());
+    lock.unlock();
+    if (waiting == Waiting::idle) awakened_.release();
 }
 
 void CurlLoop::join() {
@@ -119,14 +123,16 @@ void CurlLoop::watchDeadlines(Instant now) {
 
 /// Until something is posted or, with clients, comes from the network.
 void CurlLoop::wait() {
-    std::unique_lock lock(mutex_);
-    if (clients_.empty()) return added_.wait(lock, [this] { return !posted_.empty() || stopped_; });
-    if (!posted_.empty() || stopped_) return;
-    isPolling_ = true;
-    lock.unlock();
+    const bool isIdle = clients_.empty();
+    {
+        const std::lock_guard lock(mutex_);
+        if (!posted_.empty() || stopped_) return;
+        waiting_ = isIdle ? Waiting::idle : Waiting::inLibcurl;
+    }
+    if (isIdle) return awakened_.acquire();
     curl_multi_poll(multi(), nullptr, 0, pollTimeout(), nullptr);
-    lock.lock();
-    isPolling_ = false;
+    const std::lock_guard lock(mutex_);
+    waiting_ = Waiting::no;
 }
 
 int CurlLoop::pollTimeout() const {

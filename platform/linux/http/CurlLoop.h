@@ -6,10 +6,10 @@
 
 #include <curl/curl.h>
 #include <atomic>
-#include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <semaphore>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -67,7 +67,12 @@ public:
     void keepHandle(std::unique_ptr<CurlHandle> handle) { spareHandle_ = std::move(handle); }
 
 private:
+    /// What the thread does until somebody wakes it up; `idle` when there is nothing to ask libcurl about, because
+    /// that takes more system calls.
+    enum class Waiting { no, idle, inLibcurl };
+
     [[nodiscard]] bool isCurrentThread() const;
+    void wake(std::unique_lock<std::mutex> lock);
     void drive() noexcept;
     void runPosted();
     void endTransfers();
@@ -83,7 +88,7 @@ private:
     std::atomic<bool> ended_ = false;
     std::mutex mutex_;  ///< guards what follows
     std::vector<Task> posted_;
-    std::condition_variable added_;  ///< to `posted_`, or stopped
-    bool isPolling_ = false;         ///< the thread waits in libcurl, and has to be woken up there
+    Waiting waiting_ = Waiting::no;
     std::thread thread_;
+    std::binary_semaphore awakened_{0};  ///< given when `idle` ends, by who ends it
 };
