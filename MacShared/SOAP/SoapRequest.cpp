@@ -13,10 +13,13 @@ constexpr const char* kStartID = "http://www.veldrin.com/soap/mtom/0";
 constexpr const char* kBufferID = "http://www.veldrin.com/soap/mtom/1";
 constexpr Duration kTimeout = std::chrono::seconds(60);
 
-std::string userAgent() {
+/// Made once: asking for the versions takes longer than all the rest of a small request.
+const std::string& userAgent() {
     // Servers know the form with its two empty fields.
-    return formatMessage("Veldrin/%@ CFNetOSX/%@ Darwin/%@ Mac OS X/%@", VELVersionInfo::buildVersionString(), "", "",
-                         VELVersionInfo::osVersionString());
+    static const std::string agent =
+        formatMessage("Veldrin/%@ CFNetOSX/%@ Darwin/%@ Mac OS X/%@", VELVersionInfo::buildVersionString(), "", "",
+                      VELVersionInfo::osVersionString());
+    return agent;
 }
 
 std::string quotedAction(const std::string& method, const std::optional<std::string>& withNamespace,
