@@ -1,6 +1,7 @@
 #include "base/HTTPHeaderFields.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -34,17 +35,17 @@ std::optional<std::string> HTTPHeaderFields::value(std::string_view forHTTPHeade
     return position == fields_.size() ? std::nullopt : std::optional(fields_[position].second);
 }
 
-void HTTPHeaderFields::setValue(const std::string& value, const std::string& forHTTPHeaderField) {
+void HTTPHeaderFields::setValue(std::string value, std::string forHTTPHeaderField) {
     removeValue(forHTTPHeaderField);
-    addValue(value, forHTTPHeaderField);
+    addValue(std::move(value), std::move(forHTTPHeaderField));
 }
 
-void HTTPHeaderFields::addValue(const std::string& value, const std::string& forHTTPHeaderField) {
+void HTTPHeaderFields::addValue(std::string value, std::string forHTTPHeaderField) {
     const auto position = positionOf(forHTTPHeaderField);
     if (position < fields_.size()) {
         fields_[position].second.append(",").append(value);
     } else {
-        fields_.emplace_back(forHTTPHeaderField, value);
+        fields_.emplace_back(std::move(forHTTPHeaderField), std::move(value));
         updateIndex();
     }
 }

@@ -24,9 +24,9 @@ public:
     /// The value of a field; nothing when there is no such field.
     [[nodiscard]] std::optional<std::string> value(std::string_view forHTTPHeaderField) const;
     /// `setValue:forHTTPHeaderField:`: gives the field this value alone. It comes last then.
-    void setValue(const std::string& value, const std::string& forHTTPHeaderField);
+    void setValue(std::string value, std::string forHTTPHeaderField);
     /// `addValue:forHTTPHeaderField:`: appends to a value that is there, after a comma; else adds the field.
-    void addValue(const std::string& value, const std::string& forHTTPHeaderField);
+    void addValue(std::string value, std::string forHTTPHeaderField);
     /// Takes the field out; does nothing when there is none. Takes time in proportion to the number of fields.
     void removeValue(std::string_view forHTTPHeaderField);
 

@@ -13,7 +13,7 @@ constexpr const char* kStartID = "http://www.veldrin.com/soap/mtom/0";
 constexpr const char* kBufferID = "http://www.veldrin.com/soap/mtom/1";
 constexpr Duration kTimeout = std::chrono::seconds(60);
 
-/// Made once: asking for the versions takes longer than all the rest of a small request.
+/// Made once: to ask for the versions is to look at the disk.
 const std::string& userAgent() {
     // Servers know the form with its two empty fields.
     static const std::string agent =

@@ -21,16 +21,20 @@ bool isRedirection(const HTTPURLResponse& response) {
     return is && response.valueForHTTPHeaderField("Location").has_value();
 }
 
+bool isBlank(char letter) {
+    return letter == ' ' || letter == '\t' || letter == '\r' || letter == '\n';
+}
+
 std::string_view trimmed(std::string_view text) {
-    const auto blank = " \t\r\n";
-    const auto start = text.find_first_not_of(blank);
-    return start == std::string_view::npos ? "" : text.substr(start, text.find_last_not_of(blank) - start + 1);
+    while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
+    while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
+    return text;
 }
 
 }  // namespace
 
 CurlTransfer::CurlTransfer(std::shared_ptr<CurlTask> task)
-    : task_(std::move(task)), handle_(task_->session().loop().takeHandle()), request_(task_->originalRequest()) {}
+    : task_(std::move(task)), handle_(task_->session().loop().takeHandle()), request_(&task_->originalRequest()) {}
 
 CurlTransfer::~CurlTransfer() {
     if (isRunning_) curl_multi_remove_handle(task_->session().loop().multi(), easy());
@@ -43,8 +47,8 @@ void CurlTransfer::start() {
 
 void CurlTransfer::beginHop() {
     const auto& configuration = task_->session().configuration();
-    timeout_ = request_.timeoutInterval.value_or(configuration.timeoutIntervalForRequest);
-    if (auto error = handle_->setUp(request_, configuration)) return finish(error);
+    timeout_ = request_->timeoutInterval.value_or(configuration.timeoutIntervalForRequest);
+    if (auto error = handle_->setUp(*request_, configuration)) return finish(error);
     trust_.setUp(easy(), handle_->server());
     curl_easy_setopt(easy(), CURLOPT_PRIVATE, static_cast<CurlLoopClient*>(this));
     curl_easy_setopt(easy(), CURLOPT_ERRORBUFFER, problem_.data());
@@ -61,7 +65,7 @@ void CurlTransfer::beginHop() {
 void CurlTransfer::handOver() {
     problem_.front() = '\0';
     stage_ = Stage::head;
-    response_ = {request_.url, 0, {}};
+    response_ = {request_->url, 0, {}};
     field_.clear();
     headSize_ = 0;
     bodySize_ = 0;
@@ -86,7 +90,7 @@ void CurlTransfer::finish(const ErrorPtr& error) {
 }
 
 void CurlTransfer::cancelled() {
-    finish(makeURLError(NSURLErrorCancelled, request_.url));
+    finish(makeURLError(NSURLErrorCancelled, request_->url));
 }
 
 std::optional<Instant> CurlTransfer::deadline() const {
@@ -96,7 +100,7 @@ std::optional<Instant> CurlTransfer::deadline() const {
 
 void CurlTransfer::deadlinePassed() {
     const auto seconds = std::chrono::duration<double>(timeout_).count();
-    finish(makeURLError(NSURLErrorTimedOut, request_.url, fmt::format("no byte for {:g} seconds", seconds)));
+    finish(makeURLError(NSURLErrorTimedOut, request_->url, fmt::format("no byte for {:g} seconds", seconds)));
 }
 
 void CurlTransfer::transferEnded(CURLcode result) {
@@ -107,17 +111,18 @@ void CurlTransfer::transferEnded(CURLcode result) {
 }
 
 void CurlTransfer::hopEnded() {
-    if (hasThrown_) return finish(makeURLError(NSURLErrorUnknown, request_.url, "memory has run out"));
+    if (hasThrown_) return finish(makeURLError(NSURLErrorUnknown, request_->url, "memory has run out"));
     if (stage_ == Stage::discarded) {
-        request_ = std::move(nextRequest_);
+        redirected_ = std::move(nextRequest_);
+        request_ = &redirected_;
         return beginHop();
     }
     if (failure_) return finish(failure_);
     if (result_ != CURLE_OK && !endsWithHead_) {
-        return finish(errorFromCurl(easy(), result_, request_.url, problem_.data()));
+        return finish(errorFromCurl(easy(), result_, request_->url, problem_.data()));
     }
     if (stage_ == Stage::delivered) return finish(nullptr);
-    if (stage_ == Stage::head) finish(makeURLError(NSURLErrorNetworkConnectionLost, request_.url, "in the head"));
+    if (stage_ == Stage::head) finish(makeURLError(NSURLErrorNetworkConnectionLost, request_->url, "in the head"));
 }
 
 /// After a decision, while libcurl is not at work: lets the body come, or ends the hop when libcurl has.
@@ -246,7 +251,7 @@ int CurlTransfer::progressed(void* self, curl_off_t /*toReceive*/, curl_off_t re
 }
 
 bool CurlTransfer::fail(NSURLErrorCode code, const std::string& detail) {
-    failure_ = makeURLError(code, request_.url, detail);
+    failure_ = makeURLError(code, request_->url, detail);
     return false;
 }
 
@@ -285,7 +290,7 @@ bool CurlTransfer::headEnded() {
     endsWithHead_ = status == 101;  // what follows is another protocol
     if (status < 200 && !endsWithHead_) {
         tell(&URLSessionDelegate::URLSessionTaskDidReceiveInformationalResponse, response_);
-        response_ = {request_.url, 0, {}};
+        response_ = {request_->url, 0, {}};
         return true;
     }
     if (!isRedirection(response_)) {
@@ -293,7 +298,7 @@ bool CurlTransfer::headEnded() {
         return !endsWithHead_;
     }
     if (redirections_ == kMostRedirections) return fail(NSURLErrorHTTPTooManyRedirects, {});
-    failure_ = redirectedRequest(request_, response_, nextRequest_);
+    failure_ = redirectedRequest(*request_, response_, nextRequest_);
     if (failure_) return false;
     askAboutRedirection();
     return true;
@@ -316,6 +321,6 @@ std::size_t CurlTransfer::receiveBody(std::string_view bytes) {
 void CurlTransfer::tellSent(std::int64_t sent) {
     if (sent <= sent_) return;
     const auto count = sent - std::exchange(sent_, sent);
-    const auto expected = static_cast<std::int64_t>(request_.httpBody ? request_.httpBody->size() : 0);
+    const auto expected = static_cast<std::int64_t>(request_->httpBody ? request_->httpBody->size() : 0);
     tell(&URLSessionDelegate::URLSessionTaskDidSendBodyData, count, sent, expected);
 }

@@ -75,8 +75,9 @@ private:
     std::unique_ptr<CurlHandle> handle_;           ///< until the transfer is finished
     std::array<char, CURL_ERROR_SIZE> problem_{};  ///< libcurl's description of a failure
 
-    URLRequest request_;  ///< of this hop
+    const URLRequest* request_;  ///< of this hop: the task's, or `redirected_`
     Duration timeout_;
+    URLRequest redirected_;
     URLRequest nextRequest_;
     int redirections_ = 0;
     Instant lastActivity_;
