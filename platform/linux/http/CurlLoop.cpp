@@ -22,6 +22,11 @@ void blockSignals() {
 
 CurlLoop::CurlLoop(int maximumConnectionsPerHost) : multi_(curl_multi_init(), &curl_multi_cleanup) {
     curl_multi_setopt(multi(), CURLMOPT_MAX_HOST_CONNECTIONS, static_cast<long>(maximumConnectionsPerHost));
+    sem_init(&awakened_, 0, 0);
+}
+
+CurlLoop::~CurlLoop() {
+    sem_destroy(&awakened_);
 }
 
 void CurlLoop::post(Task task) {
@@ -46,7 +51,7 @@ void CurlLoop::wake(std::unique_lock<std::mutex> lock) {
     const auto waiting = std::exchange(waiting_, Waiting::no);
     if (waiting == Waiting::inLibcurl) curl_multi_wakeup(multi());
     lock.unlock();
-    if (waiting == Waiting::idle) awakened_.release();
+    if (waiting == Waiting::idle) sem_post(&awakened_);
 }
 
 void CurlLoop::join() {
@@ -129,7 +134,10 @@ void CurlLoop::wait() {
         if (!posted_.empty() || stopped_) return;
         waiting_ = isIdle ? Waiting::idle : Waiting::inLibcurl;
     }
-    if (isIdle) return awakened_.acquire();
+    if (isIdle) {
+        sem_wait(&awakened_);
+        return;
+    }
     curl_multi_poll(multi(), nullptr, 0, pollTimeout(), nullptr);
     const std::lock_guard lock(mutex_);
     waiting_ = Waiting::no;

@@ -5,11 +5,11 @@
 #include "ports/Dispatch.h"
 
 #include <curl/curl.h>
+#include <semaphore.h>
 #include <atomic>
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <semaphore>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -33,7 +33,7 @@ class CurlLoop {
 public:
     explicit CurlLoop(int maximumConnectionsPerHost);
     /// Whoever holds it last must have joined it.
-    ~CurlLoop() = default;
+    ~CurlLoop();
     CurlLoop(const CurlLoop&) = delete;
     CurlLoop& operator=(const CurlLoop&) = delete;
 
@@ -90,5 +90,7 @@ private:
     std::vector<Task> posted_;
     Waiting waiting_ = Waiting::no;
     std::thread thread_;
-    std::binary_semaphore awakened_{0};  ///< given when `idle` ends, by who ends it
+    /// Given when `idle` ends, by who ends it. Those of the standard library give the processor away before they wait,
+    /// to whoever else is busy.
+    sem_t awakened_;
 };
