@@ -20,7 +20,8 @@ void blockSignals() {
 
 }  // namespace
 
-CurlLoop::CurlLoop(int maximumConnectionsPerHost) : multi_(curl_multi_init(), &curl_multi_cleanup) {
+CurlLoop::CurlLoop(int maximumConnectionsPerHost, Task atEnd)
+    : atEnd_(std::move(atEnd)), multi_(curl_multi_init(), &curl_multi_cleanup) {
     curl_multi_setopt(multi(), CURLMOPT_MAX_HOST_CONNECTIONS, static_cast<long>(maximumConnectionsPerHost));
     sem_init(&awakened_, 0, 0);
 }
@@ -93,6 +94,7 @@ void CurlLoop::drive() noexcept {
     clients_.clear();
     spareHandle_.reset();
     multi_.reset();
+    atEnd_();
     ended_ = true;
 }
 

@@ -31,7 +31,8 @@ public:
 /// whose certificate a delegate has accepted must not carry the requests of a session whose delegate would refuse it.
 class CurlLoop {
 public:
-    explicit CurlLoop(int maximumConnectionsPerHost);
+    /// The last that the loop's thread does is to call `atEnd`.
+    CurlLoop(int maximumConnectionsPerHost, Task atEnd);
     /// Whoever holds it last must have joined it.
     ~CurlLoop();
     CurlLoop(const CurlLoop&) = delete;
@@ -80,6 +81,7 @@ private:
     void wait();
     [[nodiscard]] int pollTimeout() const;
 
+    const Task atEnd_;
     std::unique_ptr<CURLM, decltype(&curl_multi_cleanup)> multi_;
     std::vector<std::shared_ptr<CurlLoopClient>> clients_;
     std::unique_ptr<CurlHandle> spareHandle_;

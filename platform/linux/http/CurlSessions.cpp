@@ -12,21 +12,33 @@ CurlSessions::CurlSessions(Bundles& bundles) : bundles_(bundles) {
 }
 
 CurlSessions::~CurlSessions() {
-    for (const auto& loop : loops_) loop->stop();
-    for (const auto& loop : loops_) loop->join();
+    decltype(loops_) loops;  // so that no thread that ends finds another to join
+    {
+        const std::lock_guard lock(mutex_);
+        loops.swap(loops_);
+    }
+    for (const auto& loop : loops) loop->stop();
+    for (const auto& loop : loops) loop->join();
 }
 
 std::shared_ptr<URLSession> CurlSessions::sessionWithConfiguration(const URLSessionConfiguration& configuration,
                                                                    std::shared_ptr<URLSessionDelegate> delegate) {
+    joinEnded();
+    const auto loop = std::make_shared<CurlLoop>(configuration.httpMaximumConnectionsPerHost, [this] { joinEnded(); });
+    {
+        const std::lock_guard lock(mutex_);
+        loops_.push_back(loop);
+    }
+    return std::make_shared<CurlSession>(configuration, std::move(delegate), loop);
+}
+
+void CurlSessions::joinEnded() {
     const std::lock_guard lock(mutex_);
     std::erase_if(loops_, [](const auto& loop) {
         const bool ended = loop->hasEnded();
         if (ended) loop->join();
         return ended;
     });
-    const auto loop = std::make_shared<CurlLoop>(configuration.httpMaximumConnectionsPerHost);
-    loops_.push_back(loop);
-    return std::make_shared<CurlSession>(configuration, std::move(delegate), loop);
 }
 
 std::string CurlSessions::localizedStringForStatusCode(int statusCode) {

@@ -13,8 +13,8 @@ class CurlLoop;
 /// usual environment variables name. Each session has a thread for its transfers, which calls its delegate too.
 ///
 /// There are no cookies and no cache; nothing is authenticated but servers, so 401 and 407 are responses like others.
-/// The thread of a session that has ended is joined when the next session is made, or with the client.
-/// Responses are delivered in the coding in which they come: none is asked for, unless a request does.
+/// The thread of a session that has ended is joined by the next one that ends, when a session is made, or with the
+/// client. Responses are delivered in the coding in which they come: none is asked for, unless a request does.
 class CurlSessions final : public URLSessions {
 public:
     /// The bundles must outlive the sessions' use: reason phrases are translated by the main bundle.
@@ -29,6 +29,8 @@ public:
     [[nodiscard]] std::string localizedStringForStatusCode(int statusCode) override;
 
 private:
+    void joinEnded();
+
     Bundles& bundles_;
     std::mutex mutex_;                              ///< guards what follows
     std::vector<std::shared_ptr<CurlLoop>> loops_;  ///< all whose threads have not been joined
