@@ -146,8 +146,7 @@ void requireAccepted(bool accepted) {
 ImpressProgram::ImpressProgram(bus::Connection& connection, const OfficeConnection& office, SpareOffice& spareOffice)
     : connection_(office),
       spareOffice_(spareOffice),
-      workers_([](const std::string& what) { std::cerr << "A command failed: " + what + "
-"; }),
+      workers_([](const std::string& what) { std::cerr << "A command failed: " + what + "\n"; }),
       server_(connection, *this) {}
 
 ImpressProgram::~ImpressProgram() {
