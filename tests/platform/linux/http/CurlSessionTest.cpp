@@ -152,6 +152,26 @@ TEST_F(CurlSessionTest, SendsTheRequestAsItStands) {
     }
 }
 
+TEST_F(CurlSessionTest, SendsWhatDiffersFromTheLastRequest) {
+    const HTTPServer server([](const auto&) { return kHelloAnswer; });
+    const auto recorder = std::make_shared<Recorder>();
+    const auto shared = session(recorder);
+    Notes expected;
+    for (const auto& [method, body] : std::vector<std::pair<std::string, std::string>>{
+             {"POST", "one"}, {"POST", "another"}, {"PUT", "another"}, {"GET", ""}, {"POST", ""}, {"POST", "one"}}) {
+        recorder->sent = 0;
+        const auto data = body.empty() ? nullptr : std::make_shared<const std::string>(body);
+        next(*shared, *recorder, {server.url(), method, {{"X-Method", method}}, data, {}});
+        const auto got = server.requests().back();
+        EXPECT_TRUE(got.head.starts_with(method + " ") &&
+                    got.head.find("X-Method: " + method + "\r\n") != std::string::npos);
+        EXPECT_EQ(got.body, body);
+        EXPECT_EQ(recorder->sent, static_cast<std::int64_t>(body.size()));
+        expected.insert(expected.end(), kHello.begin(), kHello.end());
+    }
+    EXPECT_EQ(recorder->notes(), expected);
+}
+
 TEST_F(CurlSessionTest, FollowsRedirectionsAsBrowsersDo) {
     const HTTPServer other([](const auto&) { return kHelloAnswer; });
     const HTTPServer server([&](const HTTPServer::Request& request) {
