@@ -35,6 +35,8 @@ class ImpressProgram final : private bus::Program {
 public:
     /// Exports the object. All arguments must outlive this object.
     ImpressProgram(bus::Connection& connection, const OfficeConnection& office, SpareOffice& spareOffice);
+    /// Waits for what is under way with the office; what waits behind it is dropped.
+    ~ImpressProgram() override;
 
     /// Whether nobody has called for this long, nothing is being done, no caller has a document open and the office
     /// shows no window. Waits a moment for the office; false when it does not answer. Any thread.
