@@ -39,16 +39,14 @@ public:
     /// Makes `run` return after the task under way. Tasks that wait run no more, and those who wait for one in `sync`
     /// return without it. The first call's status counts, also when it comes before `run`. Any thread.
     void stop(int status);
-    /// Nobody waits for this loop any more: for those who do not call `run`. Not while the loop runs.
-    void end();
-    /// Drops the tasks that wait, after the end: tasks of several loops may own each other's queues. Any may still be
-    /// handed in.
-    void dropTasks();
 
 private:
+    friend class LoopDispatch;
     class Watch;
     class WatchHandle;
     Loop(const std::shared_ptr<Context>& context, std::string label);
+    void end();
+    void dropTasks();
 
     const std::shared_ptr<Context> context_;
 };

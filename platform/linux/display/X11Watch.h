@@ -14,7 +14,8 @@ struct X11Desktop {
 };
 
 /// A thread that looks at the display that `DISPLAY` names, again whenever something has changed there, but not more
-/// than twenty times a second. Nobody else ever waits for the display. Any thread, one at a time.
+/// than twenty times a second. Nobody else ever waits for the display, which is why the thread is its own: the end of a
+/// worker would be waited for. Any thread, one at a time.
 class X11Watch {
 public:
     /// Begins to connect and returns. Throws `std::system_error` when the system has no thread to give.
