@@ -26,34 +26,25 @@ struct CommandLanesTest : testing::Test {
     CommandLanes lanes{workers};
 };
 
-TEST_F(CommandLanesTest, OnlyTheCommandsOfALaneWaitForIt) {
-    Gate gate;
+TEST_F(CommandLanesTest, AllWaitForTheOrderAndOnlyItsCommandsForALane) {
+    Gate order;
+    Gate lane;
     int behind = 0;
     int beside = 0;
     int next = 0;
-    ASSERT_TRUE(lanes.pushInLane("deck", gate.waiting()));
+    ASSERT_TRUE(lanes.pushInOrder(order.waiting()));
+    ASSERT_TRUE(lanes.pushInLane("deck", lane.waiting()));
     ASSERT_TRUE(lanes.pushInLane("deck", noting(behind)));
     ASSERT_TRUE(lanes.pushInLane("other deck", noting(beside)));
     ASSERT_TRUE(lanes.pushInOrder(noting(next)));
-    EXPECT_TRUE(eventually([&] { return done == 2; }));
+    ASSERT_TRUE(eventually([&] { return order.arrived == 1; }));
+    EXPECT_EQ(lane.arrived + done, 0);
+    order.open();
+    EXPECT_TRUE(eventually([&] { return lane.arrived == 1 && done == 2; }));
     EXPECT_FALSE(lanes.isEmpty());
-    gate.open();
+    lane.open();
     EXPECT_TRUE(eventually([&] { return lanes.isEmpty(); }));
     EXPECT_EQ(behind, 3);
-}
-
-TEST_F(CommandLanesTest, ACommandEntersItsLaneWhenThoseOrderedBeforeItAreDone) {
-    Gate gate;
-    int first = 0;
-    int second = 0;
-    ASSERT_TRUE(lanes.pushInOrder(gate.waiting()));
-    ASSERT_TRUE(lanes.pushInOrder(noting(first)));
-    ASSERT_TRUE(lanes.pushInLane("deck", noting(second)));
-    ASSERT_TRUE(eventually([&] { return gate.arrived == 1; }));
-    EXPECT_EQ(done, 0);
-    gate.open();
-    EXPECT_TRUE(eventually([&] { return lanes.isEmpty(); }));
-    EXPECT_EQ(second, 2);
 }
 
 TEST_F(CommandLanesTest, MoreThanTheCapacityIsRefusedUntilOneIsDone) {
