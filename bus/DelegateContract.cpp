@@ -18,59 +18,16 @@ Event event(const char* member, const Arguments&... arguments) {
     return makeCall("com.veldrin.KeynoteCaptureServiceDelegate", member, arguments...);
 }
 
-}  // namespace
-
-void DelegateEvents::startedPresenting(const std::optional<std::string>& presentationID,
-                                       const std::optional<std::filesystem::path>& originalDocumentPath,
-                                       const std::optional<std::string>& archive, const ErrorPtr& error) {
-    send(event("startedPresenting", textFrom(presentationID), textFrom(originalDocumentPath), textFrom(archive),
-               structFrom(error)));
-}
-
-void DelegateEvents::stoppedPresenting(const std::optional<std::string>& presentationID, const ErrorPtr& error) {
-    send(event("stoppedPresenting", textFrom(presentationID), structFrom(error)));
-}
-
-void DelegateEvents::slideDeckPresentedSlide(const std::optional<std::string>& presentationID,
-                                             std::int64_t presentedSlide, Date at,
-                                             const std::optional<std::filesystem::path>& imageFilePathURL) {
-    send(event("slideDeckPresentedSlide", textFrom(presentationID), presentedSlide, microsecondsFrom(at),
-               textFrom(imageFilePathURL)));
-}
-
-void DelegateEvents::extractedSlideFilesForPresentation(const std::string& path, const ErrorPtr& withError) {
-    send(event("extractedSlideFilesForPresentation", validUTF8(path), structFrom(withError)));
-}
-
-void DelegateEvents::savedArchiveDocuments() {
-    send(event("savedArchiveDocuments"));
-}
-
-void DelegateEvents::failedToSaveArchiveDocumentError(const ErrorPtr& error) {
-    send(event("failedToSaveArchiveDocumentError", structFrom(error)));
-}
-
-void DelegateEvents::detectedKeynoteLaunched() {
-    send(event("detectedKeynoteLaunched"));
-}
-
-void DelegateEvents::detectedKeynoteTerminated() {
-    send(event("detectedKeynoteTerminated"));
-}
-
-class DelegateServer::Object final : private com::veldrin::KeynoteCaptureServiceDelegate_adaptor {
+class DelegateObject final : private com::veldrin::KeynoteCaptureServiceDelegate_adaptor, public Registration {
 public:
-    Object(std::unique_ptr<sdbus::IObject> object, KeynoteCaptureServiceDelegate& delegate,
-           std::function<bool(const std::string& caller)> mayCall)
+    DelegateObject(std::unique_ptr<sdbus::IObject> object, KeynoteCaptureServiceDelegate& delegate,
+                   std::function<bool(const std::string& caller)> mayCall)
         : KeynoteCaptureServiceDelegate_adaptor(*object),
           delegate_(delegate),
           mayCall_(std::move(mayCall)),
           object_(std::move(object)) {
         object_->finishRegistration();
     }
-    virtual ~Object() = default;
-    Object(const Object&) = delete;
-    Object& operator=(const Object&) = delete;
 
 private:
     /// Anyone on the bus can call the exported object.
@@ -120,13 +77,52 @@ private:
     const std::unique_ptr<sdbus::IObject> object_;
 };
 
-DelegateServer::DelegateServer(Connection& connection, KeynoteCaptureServiceDelegate& delegate,
-                               std::function<bool(const std::string& caller)> mayCall)
-    : object_(translated([&] {
-          return std::make_unique<Object>(sdbus::createObject(connection.library(), kDelegatePath), delegate,
-                                          std::move(mayCall));
-      })) {}
+}  // namespace
 
-DelegateServer::~DelegateServer() = default;
+void DelegateEvents::startedPresenting(const std::optional<std::string>& presentationID,
+                                       const std::optional<std::filesystem::path>& originalDocumentPath,
+                                       const std::optional<std::string>& archive, const ErrorPtr& error) {
+    send(event("startedPresenting", textFrom(presentationID), textFrom(originalDocumentPath), textFrom(archive),
+               structFrom(error)));
+}
+
+void DelegateEvents::stoppedPresenting(const std::optional<std::string>& presentationID, const ErrorPtr& error) {
+    send(event("stoppedPresenting", textFrom(presentationID), structFrom(error)));
+}
+
+void DelegateEvents::slideDeckPresentedSlide(const std::optional<std::string>& presentationID,
+                                             std::int64_t presentedSlide, Date at,
+                                             const std::optional<std::filesystem::path>& imageFilePathURL) {
+    send(event("slideDeckPresentedSlide", textFrom(presentationID), presentedSlide, microsecondsFrom(at),
+               textFrom(imageFilePathURL)));
+}
+
+void DelegateEvents::extractedSlideFilesForPresentation(const std::string& path, const ErrorPtr& withError) {
+    send(event("extractedSlideFilesForPresentation", validUTF8(path), structFrom(withError)));
+}
+
+void DelegateEvents::savedArchiveDocuments() {
+    send(event("savedArchiveDocuments"));
+}
+
+void DelegateEvents::failedToSaveArchiveDocumentError(const ErrorPtr& error) {
+    send(event("failedToSaveArchiveDocumentError", structFrom(error)));
+}
+
+void DelegateEvents::detectedKeynoteLaunched() {
+    send(event("detectedKeynoteLaunched"));
+}
+
+void DelegateEvents::detectedKeynoteTerminated() {
+    send(event("detectedKeynoteTerminated"));
+}
+
+Handle serveDelegate(Connection& connection, KeynoteCaptureServiceDelegate& delegate,
+                     std::function<bool(const std::string& caller)> mayCall) {
+    return translated([&] {
+        return std::make_unique<DelegateObject>(sdbus::createObject(connection.library(), kDelegatePath), delegate,
+                                                std::move(mayCall));
+    });
+}
 
 }  // namespace bus

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "base/Registration.h"
 #include "bus/Peer.h"
 #include "ports/KeynoteCaptureServiceDelegate.h"
 
 #include <functional>
-#include <memory>
 #include <string>
 
 /// The two ends of com.veldrin.KeynoteCaptureServiceDelegate.xml.
@@ -32,20 +32,10 @@ protected:
     virtual void send(const Event& event) = 0;
 };
 
-/// Puts a delegate on a connection, on whose thread it is told. What it throws ends there.
-class DelegateServer {
-public:
-    /// Calls are refused unless `mayCall` says of the caller's unique name that it may. Throws `Failure` when the bus
-    /// refuses. The connection and the delegate must outlive the server.
-    DelegateServer(Connection& connection, KeynoteCaptureServiceDelegate& delegate,
-                   std::function<bool(const std::string& caller)> mayCall);
-    ~DelegateServer();
-    DelegateServer(const DelegateServer&) = delete;
-    DelegateServer& operator=(const DelegateServer&) = delete;
-
-private:
-    class Object;
-    const std::unique_ptr<Object> object_;
-};
+/// Puts a delegate on a connection, on whose thread it is told, until the handle is dropped. What it throws ends there.
+/// Calls are refused unless `mayCall` says of the caller's unique name that it may. Throws `Failure` when the bus
+/// refuses.
+[[nodiscard]] Handle serveDelegate(Connection& connection, KeynoteCaptureServiceDelegate& delegate,
+                                   std::function<bool(const std::string& caller)> mayCall);
 
 }  // namespace bus

@@ -4,6 +4,7 @@
 namespace bus {
 
 inline constexpr const char* kServiceName = "com.veldrin.KeynoteCaptureService";
+inline constexpr const char* kServiceInterface = "com.veldrin.KeynoteCaptureServiceProtocol";
 inline constexpr const char* kServicePath = "/com/veldrin/KeynoteCaptureService";
 inline constexpr const char* kDelegatePath = "/com/veldrin/KeynoteCaptureServiceDelegate";
 inline constexpr const char* kProgramPath = "/com/veldrin/PresentationProgram";

@@ -18,6 +18,8 @@ sdbus::MethodCall messageOf(const Event& event, sdbus::IProxy& proxy) {
     return message;
 }
 
+using Clock = std::chrono::steady_clock;
+
 std::uint64_t microsecondsOf(Peer::Timeout timeout) {
     return timeout == Peer::kForever ? UINT64_MAX : static_cast<std::uint64_t>(timeout.count());
 }
@@ -63,10 +65,16 @@ std::optional<Failure> Peer::failureOf(const std::function<void()>& work) {
 }
 
 void Peer::send(const Event& event, Timeout timeout, Hear hear) {
-    const auto answer = [this, hear = std::move(hear)](sdbus::MethodReply& reply, const sdbus::Error* error) {
+    const auto sent = Clock::now();
+    const auto answer = [this, hear = std::move(hear), sent, timeout](sdbus::MethodReply& reply,
+                                                                      const sdbus::Error* error) {
         guarded([&] {
             std::optional<Failure> failure;
             if (error != nullptr) failure = failureFrom(*error);
+            // The library tells a time-out by the name that the daemon gives to the end of the one who is asked.
+            const auto passed = std::chrono::duration_cast<Timeout>(Clock::now() - sent);
+            const bool isLate = timeout != kDefaultTimeout && passed >= timeout;
+            if (failure && isLate) failure = Failure(kTimeout, "no answer in time");
             if (isForged(reply)) failure = forged();
             hear(&reply, failure ? &*failure : nullptr);
         });

@@ -51,8 +51,9 @@ public:
     Peer(const Peer&) = delete;
     Peer& operator=(const Peer&) = delete;
 
-    /// Sends the call. `answer` is told what the reply says, or why there is none, once, guarded, on the thread that
-    /// serves the connection, under the library's lock. Throws `Failure` when the call cannot be sent.
+    /// Sends the call. `answer` is told what the reply says, or why there is none (after the time-out `kTimeout`),
+    /// once, guarded, on the thread that serves the connection, under the library's lock. Throws `Failure` when the
+    /// call cannot be sent.
     template <typename Value>
     void ask(const Call<Value>& call, Timeout timeout,
              std::function<void(const Failure* failure, Value value)> answer) {

@@ -26,31 +26,21 @@ Answer<Values...> answerOf(sdbus::Result<Values...>&& result) {
 
 template <typename... Values, typename Work>
 void serve(const Answer<Values...>& answer, const Work& work) {
-    answerFailure(answer, kProgramFailed, [&] { work(answer); });
+    refuseFailure(
+        kProgramFailed, [&] { work(answer); }, [&](const Failure& failure) { answer.refuse(failure); });
 }
 
-}  // namespace
-
-Failure refusal(const std::string& sentence) {
-    return {kProgramFailed, sentence};
-}
-
-std::string instanceName(std::int64_t number) {
-    return kKeynoteBundleIdentifier + (kInstanceInfix + std::to_string(number));
-}
-
-class ProgramServer::Object final : private com::veldrin::PresentationProgram_adaptor {
+class ProgramObject final : private com::veldrin::PresentationProgram_adaptor, public ProgramServer {
 public:
-    Object(std::unique_ptr<sdbus::IObject> object, Connection& connection, Program& program)
+    ProgramObject(std::unique_ptr<sdbus::IObject> object, Connection& connection, Program& program)
         : PresentationProgram_adaptor(*object), program_(program), object_(std::move(object)) {
         departures_ = connection.watchDepartures([this](const auto& caller) { program_.callerLeft(caller); });
         object_->finishRegistration();
     }
-    virtual ~Object() = default;
-    Object(const Object&) = delete;
-    Object& operator=(const Object&) = delete;
 
-    void announceProcessIdentifier() { object_->emitPropertiesChangedSignal(kProgramInterface, {"ProcessIdentifier"}); }
+    void announceProcessIdentifier() override {
+        translated([this] { object_->emitPropertiesChangedSignal(kProgramInterface, {"ProcessIdentifier"}); });
+    }
 
 private:
     using WindowStructs = std::vector<WindowStruct>;
@@ -126,15 +116,21 @@ private:
     Handle departures_;
 };
 
-ProgramServer::ProgramServer(Connection& connection, Program& program)
-    : object_(translated([&] {
-          return std::make_unique<Object>(sdbus::createObject(connection.library(), kProgramPath), connection, program);
-      })) {}
+}  // namespace
 
-ProgramServer::~ProgramServer() = default;
+Failure refusal(const std::string& sentence) {
+    return {kProgramFailed, sentence};
+}
 
-void ProgramServer::announceProcessIdentifier() {
-    translated([this] { object_->announceProcessIdentifier(); });
+std::string instanceName(std::int64_t number) {
+    return kKeynoteBundleIdentifier + (kInstanceInfix + std::to_string(number));
+}
+
+std::unique_ptr<ProgramServer> ProgramServer::publish(Connection& connection, Program& program) {
+    return translated([&] {
+        return std::make_unique<ProgramObject>(sdbus::createObject(connection.library(), kProgramPath), connection,
+                                               program);
+    });
 }
 
 }  // namespace bus

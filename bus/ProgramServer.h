@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Registration.h"
 #include "bus/Answer.h"
 #include "bus/Convert.h"
 #include "ports/Scripting.h"
@@ -48,21 +49,13 @@ public:
 /// The name that a program takes: its bundle identifier and a number of its own.
 [[nodiscard]] std::string instanceName(std::int64_t number);
 
-/// Puts a program on a connection, under no name yet.
-class ProgramServer {
+/// A program on a connection, under no name yet, until this is dropped.
+class ProgramServer : public Registration {
 public:
     /// Calls may come at once. Both must outlive the server. Throws `Failure` when the bus refuses.
-    ProgramServer(Connection& connection, Program& program);
-    ~ProgramServer();
-    ProgramServer(const ProgramServer&) = delete;
-    ProgramServer& operator=(const ProgramServer&) = delete;
-
+    [[nodiscard]] static std::unique_ptr<ProgramServer> publish(Connection& connection, Program& program);
     /// Tells everybody that the process identifier is another one now.
-    void announceProcessIdentifier();
-
-private:
-    class Object;
-    const std::unique_ptr<Object> object_;
+    virtual void announceProcessIdentifier() = 0;
 };
 
 }  // namespace bus

@@ -1,12 +1,13 @@
 #pragma once
 
-#include "bus/ProgramContract.h"
 #include "ports/Scripting.h"
 
 #include <sdbus-c++/Message.h>
 #include <sdbus-c++/Types.h>
+#include <sys/types.h>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,13 @@
 /// program is as foreign as any other. Each reads the whole body of a reply and throws `Failure` or `sdbus::Error` with
 /// a sentence when it makes no sense.
 namespace bus {
+
+/// What a presentation program tells of itself. What it does not tell, or what makes no sense, is nothing.
+struct ProgramFacts {
+    std::optional<pid_t> processIdentifier;
+    std::optional<std::string> bundleIdentifier;
+    std::optional<std::string> bundleURL;
+};
 
 /// A dictionary of a few values. What lies behind the 64th is not read: no program has so much to say.
 using Dictionary = std::map<std::string, sdbus::Variant>;

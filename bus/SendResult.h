@@ -1,5 +1,6 @@
 #pragma once
 
+#include "bus/Answer.h"
 #include "bus/Convert.h"
 #include "bus/Library.h"
 
@@ -20,6 +21,7 @@ public:
         : result_(std::make_shared<sdbus::Result<Results...>>(std::move(result))), nameOfFailure_(nameOfFailure) {}
 
     void operator()(const Failure* refusal, const Results&... results) const noexcept {
+        if (refusal == &kSilence) return;
         try {
             try {
                 refusal == nullptr ? result_->returnResults(results...) : refuse(*refusal);

@@ -4,10 +4,9 @@
 #include "bus/Callbacks.h"
 #include "bus/Connection.h"
 #include "bus/Convert.h"
-#include "bus/Daemon.h"
 #include "bus/DelegateContract.h"
+#include "bus/MakeCall.h"
 #include "bus/Names.h"
-#include "bus/ServiceContract.h"
 
 #include <algorithm>
 #include <array>
@@ -32,6 +31,11 @@ public:
 private:
     sigset_t before_{};
 };
+
+template <typename Value = bus::Nothing, typename... Arguments>
+bus::Call<Value> serviceCall(const char* member, const Arguments&... arguments) {
+    return bus::makeCall<Value>(bus::kServiceInterface, member, arguments...);
+}
 
 template <std::size_t size>
 bool beginsWithAny(std::string_view name, const std::array<std::string_view, size>& beginnings) {
@@ -70,8 +74,9 @@ public:
     /// Throws `bus::Failure`.
     Link(KeynoteCaptureServiceDelegate& delegate, std::function<void()> onServiceLost,
          std::chrono::microseconds replyTimeout)
-        : delegate_(connection_, delegate,
-                    [this](const std::string& caller) { return !owner_.empty() && caller == owner_; }),
+        : delegate_(
+              bus::serveDelegate(connection_, delegate,
+                                 [this](const std::string& caller) { return !owner_.empty() && caller == owner_; })),
           service_(connection_, bus::kServiceName, bus::kServicePath),
           onServiceLost_(std::move(onServiceLost)),
           replyTimeout_(replyTimeout),
@@ -117,7 +122,8 @@ private:
     std::string currentOwner() {
         bus::Peer daemon(connection_, bus::kBusDaemon, bus::kBusDaemonPath);
         try {
-            return daemon.wait(bus::daemon::ownerOf(bus::kServiceName));
+            return daemon.wait(
+                bus::makeCall<std::string>(bus::kBusDaemon, "GetNameOwner", std::string(bus::kServiceName)));
         } catch (const bus::Failure& failure) {
             if (failure.name() != "org.freedesktop.DBus.Error.NameHasNoOwner") throw;
         }
@@ -135,7 +141,7 @@ private:
     }
 
     bus::Connection connection_;
-    bus::DelegateServer delegate_;
+    Handle delegate_;
     bus::Peer service_;
     const std::function<void()> onServiceLost_;
     const std::chrono::microseconds replyTimeout_;
@@ -169,25 +175,28 @@ CaptureServiceClient::~CaptureServiceClient() = default;
 void CaptureServiceClient::startDetectionAndCaptureTo(const std::optional<std::filesystem::path>& captureDirectoryURL,
                                                       const std::optional<std::string>& withRecordingId,
                                                       ErrorReply withErrorReply) {
-    link_->begin(bus::service::startDetectionAndCaptureTo(captureDirectoryURL, withRecordingId), withErrorReply);
+    link_->begin(
+        serviceCall("startDetectionAndCaptureTo", bus::textFrom(captureDirectoryURL), bus::textFrom(withRecordingId)),
+        withErrorReply);
 }
 
 void CaptureServiceClient::checkService(const ErrorReply& reply) {
-    link_->ask<bus::Nothing>(bus::service::ping(), [reply](const bus::Failure* failure, bus::Nothing) {
-        reply(failure == nullptr ? nullptr : clientErrorFrom(*failure));
-    });
+    link_->ask<bus::Nothing>(bus::makeCall("org.freedesktop.DBus.Peer", "Ping"),
+                             [reply](const bus::Failure* failure, bus::Nothing) {
+                                 reply(failure == nullptr ? nullptr : clientErrorFrom(*failure));
+                             });
 }
 
 void CaptureServiceClient::stopDetectionAndCapture() {
-    link_->tell(bus::service::stopDetectionAndCapture());
+    link_->tell(serviceCall("stopDetectionAndCapture"));
 }
 
 void CaptureServiceClient::stopPresenting() {
-    link_->tell(bus::service::stopPresenting());
+    link_->tell(serviceCall("stopPresenting"));
 }
 
 void CaptureServiceClient::setKeynotePollingInterval(double seconds) {
-    link_->tell(bus::service::setKeynotePollingInterval(seconds));
+    link_->tell(serviceCall("setKeynotePollingInterval", seconds));
 }
 
 void CaptureServiceClient::extractSlideFiles(const std::vector<std::string>& names,
@@ -201,17 +210,17 @@ void CaptureServiceClient::waitForSavingToCompleteAsync() {
 
 void CaptureServiceClient::extractSlideFiles(const std::vector<std::string>& names,
                                              const std::string& forPresentationAt, const ErrorReply& withErrorReply) {
-    link_->begin(bus::service::extractSlideFiles(names, forPresentationAt), withErrorReply);
+    link_->begin(serviceCall("extractSlideFiles", names, forPresentationAt), withErrorReply);
 }
 
 void CaptureServiceClient::waitForSavingToCompleteAsync(const ErrorReply& withErrorReply) {
-    link_->begin(bus::service::waitForSavingToCompleteAsync(), withErrorReply);
+    link_->begin(serviceCall("waitForSavingToCompleteAsync"), withErrorReply);
 }
 
 void CaptureServiceClient::descriptionOfScriptableWindowsWithReply(TextReply reply) {
-    link_->askForText(bus::service::descriptionOfScriptableWindowsWithReply(), reply);
+    link_->askForText(serviceCall<std::string>("descriptionOfScriptableWindowsWithReply"), reply);
 }
 
 void CaptureServiceClient::descriptionOfKeynoteWindowsWithReply(TextReply reply) {
-    link_->askForText(bus::service::descriptionOfKeynoteWindowsWithReply(), reply);
+    link_->askForText(serviceCall<std::string>("descriptionOfKeynoteWindowsWithReply"), reply);
 }

@@ -147,9 +147,10 @@ ImpressProgram::ImpressProgram(bus::Connection& connection, const OfficeConnecti
     : connection_(office),
       spareOffice_(spareOffice),
       workers_([](const std::string& what) { std::cerr << "A command failed: " + what + "\n"; }),
-      server_(connection, *this) {}
+      server_(bus::ProgramServer::publish(connection, *this)) {}
 
 ImpressProgram::~ImpressProgram() {
+    server_.reset();
     workers_.stop();
     workers_.join();
 }

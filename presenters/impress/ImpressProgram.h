@@ -99,5 +99,5 @@ private:
     const runtime::Workers workers_;
     CommandLanes lanes_{workers_};
     const std::unique_ptr<runtime::WorkQueue> questions_ = workers_.makeQueue(kMostQuestions);
-    bus::ProgramServer server_;  ///< last, so that no call comes before or after the rest
+    std::unique_ptr<bus::ProgramServer> server_;  ///< last, so that no call comes before or after the rest
 };

@@ -24,7 +24,7 @@ ScriptingChannel::ScriptingChannel(bus::Connection& connection, PresentationProg
       name_(bus::instanceName(::getpid())),
       bundle_(bundle),
       processIdentifier_(static_cast<std::uint32_t>(::getpid())),
-      server_(connection, *this) {}
+      server_(bus::ProgramServer::publish(connection, *this)) {}
 
 void ScriptingChannel::setRunning(bool running) {
     if (running == isRunning_) return;
@@ -38,7 +38,7 @@ void ScriptingChannel::setRunning(bool running) {
 
 void ScriptingChannel::setProcessIdentifier(std::uint32_t processIdentifier) {
     processIdentifier_ = processIdentifier;
-    server_.announceProcessIdentifier();
+    server_->announceProcessIdentifier();
 }
 
 std::string ScriptingChannel::version() {
@@ -48,20 +48,22 @@ std::string ScriptingChannel::version() {
     return version;
 }
 
-void ScriptingChannel::presentingState(const bus::Answer<PresentingState>& answer) {
-    whenAnswering([this, answer] {
+/// Answers what `ask` finds in the model.
+template <typename Value, typename Ask>
+void ScriptingChannel::tell(const bus::Answer<Value>& answer, Ask ask) {
+    whenAnswering([answer, ask = std::move(ask)] {
         ErrorPtr error;
-        auto state = model_.presentingState(error);
-        finish(answer, error, std::move(state));
+        auto value = ask(error);
+        finish(answer, error, std::move(value));
     });
 }
 
+void ScriptingChannel::presentingState(const bus::Answer<PresentingState>& answer) {
+    tell(answer, [this](ErrorPtr& error) { return model_.presentingState(error); });
+}
+
 void ScriptingChannel::windows(const bus::Answer<std::vector<ScriptingWindow>>& answer) {
-    whenAnswering([this, answer] {
-        ErrorPtr error;
-        auto windows = model_.windows(error);
-        finish(answer, error, std::move(windows));
-    });
+    tell(answer, [this](ErrorPtr& error) { return model_.windows(error); });
 }
 
 void ScriptingChannel::activate(const bus::Answer<>& answer) {
@@ -87,19 +89,11 @@ void ScriptingChannel::close(const std::string& id, const std::string& saveOptio
 }
 
 void ScriptingChannel::slideNumbers(const std::string& id, const bus::Answer<std::vector<std::int64_t>>& answer) {
-    whenAnswering([this, id, answer] {
-        ErrorPtr error;
-        auto numbers = model_.slideNumbers(id, error);
-        finish(answer, error, std::move(numbers));
-    });
+    tell(answer, [this, id](ErrorPtr& error) { return model_.slideNumbers(id, error); });
 }
 
 void ScriptingChannel::documentText(const std::string& id, const bus::Answer<ScriptingDocumentText>& answer) {
-    whenAnswering([this, id, answer] {
-        ErrorPtr error;
-        auto text = model_.text(id, error);
-        finish(answer, error, std::move(text));
-    });
+    tell(answer, [this, id](ErrorPtr& error) { return model_.text(id, error); });
 }
 
 void ScriptingChannel::save(const std::string& id, const std::filesystem::path& target, const bus::Answer<>& answer) {

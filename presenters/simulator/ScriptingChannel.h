@@ -42,6 +42,8 @@ private:
                   const ExportProperties& properties, const bus::Answer<>& answer) override;
     void callerLeft(const std::string& caller) override;
 
+    template <typename Value, typename Ask>
+    void tell(const bus::Answer<Value>& answer, Ask ask);
     /// Carries a call out as the faults want it: now, later or never. Late calls see the model as it is then.
     void whenAnswering(Task answer);
     /// Runs the task at once, or later on the queue.
@@ -62,5 +64,5 @@ private:
     Openers openers_;
     std::set<std::string> withoutWindow_;  ///< documents that callers have opened, not the script
     std::shared_ptr<const bool> alive_ = std::make_shared<const bool>(true);
-    bus::ProgramServer server_;
+    std::unique_ptr<bus::ProgramServer> server_;
 };

@@ -1,7 +1,7 @@
 #include "platform/linux/bus/DBusServiceListener.h"
 
-#include "bus/Convert.h"
-#include "bus/Daemon.h"
+#include "bus/Answer.h"
+#include "bus/MakeCall.h"
 #include "bus/Names.h"
 #include "platform/linux/bus/DBusServedHost.h"
 #include "ports/Log.h"
@@ -13,40 +13,26 @@
 namespace {
 
 constexpr std::size_t kMostHosts = 256;
-constexpr std::size_t kLongestText = 16384;
-constexpr std::size_t kMostNames = 10000;
-constexpr std::size_t kLongestName = 255;
 
-void requireShort(const std::string& text) {
-    if (text.size() <= kLongestText) return;
-    throw bus::Failure(bus::kLimitsExceeded, "A text is longer than 16384 bytes; pass a shorter one.");
+/// Serves the call on its host's queue. Bus thread.
+void push(const std::shared_ptr<DBusServedHost>& host, const bus::HostCall& call) {
+    const auto serve = [host, call] {
+        bus::refuseFailure(
+            bus::kFailed,
+            [&] {
+                call.check();
+                const auto service = host->object();
+                if (call.kind == bus::HostCall::Kind::extraction) call.succeed();
+                if (call.kind == bus::HostCall::Kind::waitForSaving) host->beginWait();
+                call.run(*service);
+            },
+            call.refuse);
+    };
+    if (call.kind != bus::HostCall::Kind::extraction) return host->push(serve);
+    call.check();
+    host->pushExtraction(serve);
+    if (host->isSetUp()) call.succeed();  // its turn may be long in coming
 }
-
-bus::Failure invalid(const std::string& sentence) {
-    return {bus::kInvalidArguments, sentence};
-}
-
-struct Extraction {
-    std::vector<std::string> names;
-    std::string path;
-
-    /// Names become files beside the presentation, and nowhere else.
-    void requireSound() const {
-        requireShort(path);
-        if (!path.starts_with('/')) {
-            throw invalid("The presentation \"" + path + "\" is no absolute path; pass one like /home/me/deck.odp.");
-        }
-        if (names.size() > kMostNames)
-            throw bus::Failure(bus::kLimitsExceeded, "More than 10000 images; ask for fewer.");
-        for (const std::string& name : names) {
-            if (name.size() > kLongestName)
-                throw bus::Failure(bus::kLimitsExceeded, "An image's name exceeds 255 bytes.");
-            if (name.empty() || name == "." || name == ".." || name.find('/') != std::string::npos) {
-                throw invalid("\"" + name + "\" is no name of an image; pass names like slide.007.jpg.");
-            }
-        }
-    }
-};
 
 }  // namespace
 
@@ -92,7 +78,7 @@ private:
 
     /// A host that left before it was watched.
     void checkPresence(const std::string& name) {
-        daemon_.ask<bool>(bus::daemon::hasOwner(name), bus::Peer::kDefaultTimeout,
+        daemon_.ask<bool>(bus::makeCall<bool>(bus::kBusDaemon, "NameHasOwner", name), bus::Peer::kDefaultTimeout,
                           [this, name](const bus::Failure* failure, bool present) {
                               if (failure == nullptr && !present) removeLater(name);
                           });
@@ -115,98 +101,6 @@ private:
     const HostHooks& hooks_;
     const runtime::Workers& workers_;
     std::map<std::string, Entry> hosts_;
-};
-
-/// The calls of hosts: each is taken on the bus thread and served afterwards on its host's queue.
-class DBusServiceListener::Calls final : public bus::Service {
-public:
-    Calls(std::shared_ptr<bus::SessionBus> bus, Hosts& hosts) : bus_(std::move(bus)), hosts_(hosts) {}
-
-private:
-    using VoidAnswer = bus::Answer<>;
-    using TextAnswer = bus::Answer<std::string>;
-
-    /// Serves a host's call on its queue. `take` puts it there.
-    template <typename Answer, typename Call, typename Take>
-    void serve(const std::string& host, const Answer& answer, Call call, Take take) {
-        bus_->post([this, host, answer, call = std::move(call), take = std::move(take)] {
-            answerFailure(answer, bus::kFailed, [&] {
-                const auto served = hosts_.named(host);
-                take(*served,
-                     [served, answer, call] { answerFailure(answer, bus::kFailed, [&] { call(*served, answer); }); });
-            });
-        });
-    }
-    template <typename Answer, typename Call>
-    void serve(const std::string& host, const Answer& answer, Call call) {
-        serve(host, answer, std::move(call), [](DBusServedHost& served, Task task) { served.push(std::move(task)); });
-    }
-
-    void startDetectionAndCaptureTo(const std::string& host, std::string captureDirectoryURL, std::string recordingId,
-                                    const VoidAnswer& answer) override {
-        serve(host, answer,
-              [url = std::move(captureDirectoryURL), id = std::move(recordingId)](DBusServedHost& served,
-                                                                                  const VoidAnswer& owed) {
-                  requireShort(url);
-                  requireShort(id);
-                  served.object()->startDetectionAndCaptureTo(
-                      bus::optionalPathFrom(url), bus::optionalFrom(id),
-                      [owed](const ErrorPtr& error) { error ? owed.refuse(bus::failureFrom(*error)) : owed.give(); });
-              });
-    }
-    void stopDetectionAndCapture(const std::string& host, const VoidAnswer& answer) override {
-        serve(host, answer,
-              [](DBusServedHost& served, const VoidAnswer&) { served.object()->stopDetectionAndCapture(); });
-    }
-    void stopPresenting(const std::string& host, const VoidAnswer& answer) override {
-        serve(host, answer, [](DBusServedHost& served, const VoidAnswer&) { served.object()->stopPresenting(); });
-    }
-    void setKeynotePollingInterval(const std::string& host, double seconds, const VoidAnswer& answer) override {
-        serve(host, answer, [seconds](DBusServedHost& served, const VoidAnswer&) {
-            served.object()->setKeynotePollingInterval(seconds);
-        });
-    }
-    void extractSlideFiles(const std::string& host, std::vector<std::string> names, std::string presentationPath,
-                           const VoidAnswer& answer) override {
-        const auto order =
-            std::make_shared<const Extraction>(Extraction{std::move(names), std::move(presentationPath)});
-        serve(
-            host, answer,
-            [order](DBusServedHost& served, const VoidAnswer& owed) {
-                const auto service = served.object();
-                owed.give();
-                service->extractSlideFiles(order->names, order->path);
-            },
-            [order, answer](DBusServedHost& served, Task task) {
-                order->requireSound();
-                served.pushExtraction(std::move(task));
-                if (served.isSetUp()) answer.give();  // its turn may be long in coming
-            });
-    }
-    void waitForSavingToCompleteAsync(const std::string& host, const VoidAnswer& answer) override {
-        serve(host, answer, [](DBusServedHost& served, const VoidAnswer&) {
-            const auto service = served.object();
-            served.beginWait();
-            service->waitForSavingToCompleteAsync();
-        });
-    }
-    void descriptionOfScriptableWindowsWithReply(const std::string& host, const TextAnswer& answer) override {
-        serve(host, answer, [](DBusServedHost& served, const TextAnswer& owed) {
-            served.object()->descriptionOfScriptableWindowsWithReply(textReply(owed));
-        });
-    }
-    void descriptionOfKeynoteWindowsWithReply(const std::string& host, const TextAnswer& answer) override {
-        serve(host, answer, [](DBusServedHost& served, const TextAnswer& owed) {
-            served.object()->descriptionOfKeynoteWindowsWithReply(textReply(owed));
-        });
-    }
-
-    static TextReply textReply(const TextAnswer& answer) {
-        return [answer](const std::optional<std::string>& text) { answer.give(bus::textFrom(text)); };
-    }
-
-    const std::shared_ptr<bus::SessionBus> bus_;
-    Hosts& hosts_;
 };
 
 DBusServiceListener::DBusServiceListener(std::shared_ptr<bus::SessionBus> bus, runtime::LoopDispatch& dispatch,
@@ -240,8 +134,12 @@ bool DBusServiceListener::publish() {
     try {
         daemon_ = std::make_unique<bus::Peer>(bus_->connection(), bus::kBusDaemon, bus::kBusDaemonPath);
         hosts_ = std::make_unique<Hosts>(bus_, *daemon_, delegate_, hooks_, workers_);
-        calls_ = std::make_unique<Calls>(bus_, *hosts_);
-        server_ = std::make_unique<bus::ServiceServer>(bus_, *calls_);
+        exportedObject_ = bus::serveHosts(bus_, [this](bus::HostCall call) {
+            bus_->post([this, call = std::move(call)] {
+                bus::refuseFailure(
+                    bus::kFailed, [&] { push(hosts_->named(call.host), call); }, call.refuse);
+            });
+        });
         bus_->connection().requestName(bus::kServiceName);
         return true;
     } catch (const bus::Failure& failure) {
@@ -261,7 +159,7 @@ void DBusServiceListener::giveNameBack() {
     try {
         bus_->connection().releaseName(bus::kServiceName);
         daemon_->ask<std::string>(
-            bus::daemon::identifier(), bus::Peer::kDefaultTimeout,
+            bus::makeCall<std::string>(bus::kBusDaemon, "GetId"), bus::Peer::kDefaultTimeout,
             [this](const bus::Failure*, const std::string&) { bus_->post([this] { endOrTakeNameAgain(); }); });
     } catch (const bus::Failure&) {
         dispatch_.stop(EXIT_SUCCESS);

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "bus/Peer.h"
-#include "bus/ServiceContract.h"
+#include "bus/ServiceServer.h"
 #include "bus/SessionBus.h"
 #include "ports/ServiceListener.h"
 #include "runtime/WorkQueue.h"
@@ -52,7 +52,6 @@ public:
 
 private:
     class Hosts;
-    class Calls;
 
     [[nodiscard]] bool publish();
     void giveNameBack();
@@ -66,6 +65,5 @@ private:
     ServiceListenerDelegate* delegate_ = nullptr;
     std::unique_ptr<bus::Peer> daemon_;
     std::unique_ptr<Hosts> hosts_;
-    std::unique_ptr<Calls> calls_;
-    std::unique_ptr<bus::ServiceServer> server_;
+    Handle exportedObject_;
 };

@@ -1,14 +1,17 @@
 #pragma once
 
+#include "base/OwedAnswer.h"
 #include "bus/Connection.h"
+#include "bus/Names.h"
 #include "bus/Peer.h"
 #include "ports/Dispatch.h"
 
 #include <chrono>
-#include <cstdint>
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -33,35 +36,35 @@ public:
     template <typename Value>
     void call(const std::string& owner, const bus::Call<Value>& event, std::chrono::milliseconds timeout,
               std::function<void(const bus::Failure*, Value)> answer) {
-        const auto number = expect(owner, timeout, [answer](const bus::Failure& why) { answer(&why, Value{}); });
-        send(number, [&](bus::Peer& program) {
-            program.ask<Value>(event, timeout,
-                               [weak = weak_from_this(), number, answer](const bus::Failure* failure, Value value) {
-                                   const auto self = weak.lock();
-                                   if (self && self->take(number, failure)) answer(nullptr, std::move(value));
-                               });
+        // When the connection breaks all that is owed goes with it, and is told so.
+        using Owed = OwedAnswer<const bus::Failure*, Value>;
+        const auto tell = [weak = weak_from_this(), answer](const bus::Failure* failure, Value value) {
+            const auto self = weak.lock();
+            if (self && !self->hasEnded_) answer(failure, std::move(value));
+        };
+        const auto owed = std::make_shared<Owed>(tell, &kConnectionBroke, Value{});
+        const auto failure = trySending(timeout, [&] {
+            auto& [peer, isOwing] = programOf(owner);
+            peer->ask<Value>(event, timeout, [owed, isOwing = isOwing](const bus::Failure* why, Value value) {
+                owed->give(why, std::move(value));
+            });
         });
+        if (failure) owed->give(&*failure, {});
     }
     /// Closes the connection; nobody hears anything any more.
     void end();
 
 private:
+    inline static const bus::Failure kConnectionBroke{bus::kProgramFailed, "the connection to the bus broke"};
     struct Program {
-        std::unique_ptr<bus::Peer> peer;  ///< keeps its calls alive
-        int owed = 0;                     ///< replies
-    };
-    struct Owed {
-        std::string owner;
-        Instant deadline;
-        std::function<void(const bus::Failure&)> fail;
+        std::unique_ptr<bus::Peer> peer;                                ///< keeps its calls alive
+        std::shared_ptr<void> isOwing = std::make_shared<std::byte>();  ///< shared with the replies that it owes
     };
 
-    [[nodiscard]] std::uint64_t expect(const std::string& owner, std::chrono::milliseconds timeout,
-                                       std::function<void(const bus::Failure&)> fail);
-    void send(std::uint64_t call, const std::function<void(bus::Peer&)>& ask);
-    [[nodiscard]] bool take(std::uint64_t call, const bus::Failure* failure);
+    [[nodiscard]] std::optional<bus::Failure> trySending(std::chrono::milliseconds timeout,
+                                                         const std::function<void()>& send);
     void open();
-    void close(const bus::Failure& reason);
+    void close();
     [[nodiscard]] Program& programOf(const std::string& owner);
     void serve();
     void wakeAt(Instant time);
@@ -69,8 +72,7 @@ private:
     runtime::LoopDispatch& dispatch_;
     std::unique_ptr<bus::Connection> connection_;
     std::map<std::string, Program> programs_;  ///< by unique name
-    std::map<std::uint64_t, Owed> owed_;
-    std::uint64_t lastCall_ = 0;
+    bool hasEnded_ = false;
     Handle watch_;
     Instant wakeTime_ = Instant::max();  ///< when `serve` runs next even if nothing arrives
 };

@@ -1,6 +1,6 @@
 #include "platform/linux/bus/ProgramFinder.h"
 
-#include "bus/Daemon.h"
+#include "bus/MakeCall.h"
 #include "bus/Names.h"
 
 #include <utility>
@@ -48,7 +48,9 @@ void ProgramFinder::start(std::uint64_t number, const std::string& bundleIdentif
         if (failure != nullptr) bus_->post([this, number] { failed(number); });  // after what appeared meanwhile
     };
     try {
-        daemon_.ask<std::uint32_t>(bus::daemon::start(bundleIdentifier), kPatience, answer);
+        daemon_.ask<std::uint32_t>(
+            bus::makeCall<std::uint32_t>(bus::kBusDaemon, "StartServiceByName", bundleIdentifier, std::uint32_t{0}),
+            kPatience, answer);
     } catch (const bus::Failure&) {
         giveUp(number);
     }

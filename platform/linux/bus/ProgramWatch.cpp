@@ -2,7 +2,7 @@
 
 #include "bus/Callbacks.h"
 #include "bus/Convert.h"
-#include "bus/Daemon.h"
+#include "bus/MakeCall.h"
 #include "bus/Names.h"
 
 #include <algorithm>
@@ -62,7 +62,7 @@ void ProgramWatch::watchNames(const std::string& identifier) {
 void ProgramWatch::listNames(Appearance appearance) {
     wasTurnedAway_ = isPlaceFree_ = false;
     using Names = std::vector<std::string>;
-    daemon_.ask<Names>(bus::daemon::listNames(), bus::Peer::kDefaultTimeout,
+    daemon_.ask<Names>(bus::makeCall<Names>(bus::kBusDaemon, "ListNames"), bus::Peer::kDefaultTimeout,
                        [this, appearance](const bus::Failure* failure, const Names& names) {
                            post([this, appearance, names, isForged = isForged(failure)] {
                                --questionsToDaemon_;
@@ -82,7 +82,8 @@ void ProgramWatch::namesListed(const std::vector<std::string>& names, Appearance
 }
 
 void ProgramWatch::askForOwner(const std::string& name, Appearance appearance) {
-    daemon_.ask<std::string>(bus::daemon::ownerOf(name), bus::Peer::kDefaultTimeout,
+    daemon_.ask<std::string>(bus::makeCall<std::string>(bus::kBusDaemon, "GetNameOwner", name),
+                             bus::Peer::kDefaultTimeout,
                              [this, name, appearance](const bus::Failure* failure, const std::string& owner) {
                                  post([this, name, appearance, owner, isForged = isForged(failure)] {
                                      --questionsToDaemon_;
