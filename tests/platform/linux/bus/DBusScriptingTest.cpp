@@ -3,6 +3,7 @@
 #include "platform/linux/bus/DBusScripting.h"
 #include "platform/linux/bus/ProgramCalls.h"
 #include "tests/platform/linux/bus/FakeProgram.h"
+#include "tests/support/Forger.h"
 
 #include <sys/resource.h>
 #include <unistd.h>
@@ -257,6 +258,20 @@ TEST_F(ScriptingTest, KeepsNothingOfWhatOthersSendToItsConnection) {
     sendAndPoll(500);
     EXPECT_LT(residentPages(), before + 20 * 1024 * 1024 / 4096) << "of 50 MB sent";
     EXPECT_TRUE(delegate->failures.empty());
+}
+
+TEST_F(ScriptingTest, BelievesNobodyElseWhileItWaits) {
+    program.holds = true;
+    Forger forger;
+    std::thread waiting([this] { EXPECT_EQ(keynote->open("/deck.key"), nullptr); });
+    EXPECT_EQ(program.calls.waitFor(1), Lines{"open file:///deck.key"});
+    // Connections are numbered: after the program's came the forger's, then the one that waits.
+    const std::string own = program.uniqueName();
+    const auto waits = ":1." + std::to_string(std::stoi(own.substr(own.rfind('.') + 1)) + 2);
+    for (std::uint32_t serial = 1; serial < 8; ++serial) forger.reply(waits, serial, "forged");
+    waiting.join();
+    EXPECT_EQ(delegate->failures, Lines{failed("open")});
+    EXPECT_NE(delegate->description.find("somebody else"), std::string::npos) << delegate->description;
 }
 
 TEST_F(ScriptingTest, ShuttingDownFailsEventsThatWaitAndLaterOnes) {
