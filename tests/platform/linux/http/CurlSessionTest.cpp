@@ -348,7 +348,7 @@ TEST_F(CurlSessionTest, OthersGoOnWhileADelegateThinksAboutTrust) {
     const HTTPServer plain([](const HTTPServer::Request& request) {
         return request.path() == "/stall" ? ServerAnswer{{}, Then::stall} : kHelloAnswer;
     });
-    configuration.timeoutIntervalForRequest = 1s;
+    configuration.timeoutIntervalForRequest = 5s;
     const auto recorder = std::make_shared<Recorder>();
     std::promise<std::function<void()>> accept;
     recorder->onChallenge = [&](const auto& handler, const auto& challenge) {
