@@ -14,7 +14,7 @@ namespace bus {
 namespace {
 
 template <typename... Arguments>
-Event event(const char* member, const Arguments&... arguments) {
+Call<> event(const char* member, const Arguments&... arguments) {
     return makeCall("com.veldrin.KeynoteCaptureServiceDelegate", member, arguments...);
 }
 
