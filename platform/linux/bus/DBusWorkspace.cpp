@@ -52,7 +52,7 @@ bool DBusWorkspace::isComplete() const {
 }
 
 Handle DBusWorkspace::observeRunningApplications(std::function<void()> observer) {
-    return list_->observe(std::move(observer));
+    return list_->observe(observer);
 }
 
 std::optional<std::string> DBusWorkspace::busNameOfProcess(pid_t processIdentifier) const {
