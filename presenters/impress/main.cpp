@@ -94,6 +94,16 @@ void takePlainName(bus::EventLoopThread& loop) {
     }
 }
 
+/// Returns when nobody has needed the program for so long; never when that is no time at all.
+void waitUntilIdle(ImpressProgram& program, std::chrono::seconds longestIdling) {
+    runtime::Loop idling([](const std::string&) { throw; });
+    const auto look = [&] {
+        if (program.isIdle(longestIdling)) idling.stop(EXIT_SUCCESS);
+    };
+    const auto looks = longestIdling > 0s ? idling.makeTimer({1s, 1s, {}}, look) : nullptr;
+    static_cast<void>(idling.run());
+}
+
 [[noreturn]] void serve(const Options& options, Lifeline& lifeline) {
     bus::Connection connection;
     bus::EventLoopThread loop(connection, [] { fail("The session bus is gone."); });
@@ -106,13 +116,7 @@ void takePlainName(bus::EventLoopThread& loop) {
     takePlainName(loop);
     std::cerr << "Attached to the office, process " << office.processIdentifier() << "." << std::endl;
     if (!options.deck.empty()) present(options, office);
-    runtime::Loop idling([](const std::string&) { throw; });
-    const std::chrono::seconds longestIdling(options.exitWhenIdle);
-    const auto look = [&] {
-        if (program.isIdle(longestIdling)) idling.stop(EXIT_SUCCESS);
-    };
-    const auto looks = onDemand ? idling.makeTimer({1s, 1s, {}}, look) : nullptr;
-    static_cast<void>(idling.run());
+    waitUntilIdle(program, std::chrono::seconds(options.exitWhenIdle));
     leave(office);
 }
 
