@@ -5,7 +5,7 @@ set -eu
 
 build='cmake ninja-build ccache g++ pkg-config gettext libsdbus-c++-dev libsdbus-c++-bin libsystemd-dev libboost-dev
        libicu-dev libfmt-dev libxml2-dev libcurl4-openssl-dev libssl-dev libxcb1-dev libxcb-ewmh-dev
-       libxcb-randr0-dev uuid-dev libcli11-dev nlohmann-json3-dev libcairo2-dev libjpeg-dev fonts-dejavu-core python3'
+       libxcb-randr0-dev uuid-dev libcli11-dev nlohmann-json3-dev libcairo2-dev libjpeg-dev fonts-dejavu-core'
 run='dbus dbus-daemon dbus-bin'
 impress='libreoffice-impress libreoffice-dev xvfb openbox'
 benchmark='libreoffice-impress python3-uno'
