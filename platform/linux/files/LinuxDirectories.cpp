@@ -19,7 +19,7 @@ path standardised(const char* text) {
 
 std::optional<path> absolutePathFromEnvironment(const char* variable) {
     const char* value = std::getenv(variable);
-    // A relative directory would depend on where the program was started (XDG Base Directory Specification).
+    // A relative directory would depend on where the program was started (XDG base directories).
     if (value == nullptr || *value != '/') return std::nullopt;
     return standardised(value);
 }
