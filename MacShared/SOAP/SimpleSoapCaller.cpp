@@ -88,7 +88,7 @@ void SimpleSoapCaller::callSoapMethod(const std::string& method, const std::opti
                                       const std::optional<std::vector<std::string>>& parameterNames,
                                       const std::optional<SoapArray>& parameters, std::shared_ptr<void> withState) {
     const auto task = session_->dataTaskWithRequest(
-        makeSoapRequest(url(), method, withNamespace, namespaceExtension, parameterNames, parameters, logSoap()));
+        makeSoapRequest(url(), {method, withNamespace, namespaceExtension, parameterNames, parameters}, logSoap()));
     setSpinning(true);  // before the call can end
     assign(call_, Call{method, std::move(withState), task, {}, false});
     try {
@@ -101,59 +101,11 @@ void SimpleSoapCaller::callSoapMethod(const std::string& method, const std::opti
     }
 }
 
-std::shared_ptr<ISoapCallback> SimpleSoapCaller::callback() const {
-    return locked(callback_).lock();
-}
-
 void SimpleSoapCaller::setCallback(const std::shared_ptr<ISoapCallback>& callback) {
     assign(callback_, std::weak_ptr(callback));
     // Nobody is left to be told, so the server need not be kept busy.
     const auto task = callback ? nullptr : locked(call_.task);
     if (task) task->cancel();
-}
-
-std::string SimpleSoapCaller::url() const {
-    return locked(url_);
-}
-
-void SimpleSoapCaller::setUrl(std::string url) {
-    assign(url_, std::move(url));
-}
-
-bool SimpleSoapCaller::ignoreCertificateErrors() const {
-    return locked(ignoreCertificateErrors_);
-}
-
-void SimpleSoapCaller::setIgnoreCertificateErrors(bool ignore) {
-    assign(ignoreCertificateErrors_, ignore);
-}
-
-bool SimpleSoapCaller::logSoap() const {
-    return locked(logSoap_);
-}
-
-void SimpleSoapCaller::setLogSoap(bool log) {
-    assign(logSoap_, log);
-}
-
-bool SimpleSoapCaller::spinning() const {
-    return locked(spinning_);
-}
-
-std::shared_ptr<ISpinnerController> SimpleSoapCaller::spinnerController() const {
-    return locked(spinnerController_);
-}
-
-void SimpleSoapCaller::setSpinnerController(std::shared_ptr<ISpinnerController> controller) {
-    assign(spinnerController_, std::move(controller));
-}
-
-std::int32_t SimpleSoapCaller::responseCode() const {
-    return locked(head_.code);
-}
-
-std::optional<std::string> SimpleSoapCaller::headerErrorCode() const {
-    return locked(head_.errorCode);
 }
 
 void SimpleSoapCaller::setSpinning(bool spinning) {

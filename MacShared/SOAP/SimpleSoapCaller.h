@@ -52,25 +52,27 @@ public:
                         const std::optional<std::string>& namespaceExtension,
                         const std::optional<std::vector<std::string>>& parameterNames,
                         const std::optional<SoapArray>& parameters, std::shared_ptr<void> withState) override;
-    [[nodiscard]] std::shared_ptr<ISoapCallback> callback() const override;
+    [[nodiscard]] std::shared_ptr<ISoapCallback> callback() const override { return locked(callback_).lock(); }
     void setCallback(const std::shared_ptr<ISoapCallback>& callback) override;
-    [[nodiscard]] std::string url() const override;
-    void setUrl(std::string url) override;
+    [[nodiscard]] std::string url() const override { return locked(url_); }
+    void setUrl(std::string url) override { assign(url_, std::move(url)); }
 
     /// `ignoreCertificateErrors`: accept any server certificate. False at first.
-    [[nodiscard]] bool ignoreCertificateErrors() const;
-    void setIgnoreCertificateErrors(bool ignore);
+    [[nodiscard]] bool ignoreCertificateErrors() const { return locked(ignoreCertificateErrors_); }
+    void setIgnoreCertificateErrors(bool ignore) { assign(ignoreCertificateErrors_, ignore); }
     /// `logSoap`: log requests and responses in full.
-    [[nodiscard]] bool logSoap() const;
-    void setLogSoap(bool log);
+    [[nodiscard]] bool logSoap() const { return locked(logSoap_); }
+    void setLogSoap(bool log) { assign(logSoap_, log); }
     /// `spinning`: the spinner was started and not yet stopped.
-    [[nodiscard]] bool spinning() const;
-    [[nodiscard]] std::shared_ptr<ISpinnerController> spinnerController() const;
-    void setSpinnerController(std::shared_ptr<ISpinnerController> controller);
+    [[nodiscard]] bool spinning() const { return locked(spinning_); }
+    [[nodiscard]] std::shared_ptr<ISpinnerController> spinnerController() const { return locked(spinnerController_); }
+    void setSpinnerController(std::shared_ptr<ISpinnerController> controller) {
+        assign(spinnerController_, std::move(controller));
+    }
     /// `responseCode`: the HTTP status of the last response, 0 before the first.
-    [[nodiscard]] std::int32_t responseCode() const;
+    [[nodiscard]] std::int32_t responseCode() const { return locked(head_.code); }
     /// `headerErrorCode`: what the last response had in `VELErrorCodeHeader`.
-    [[nodiscard]] std::optional<std::string> headerErrorCode() const;
+    [[nodiscard]] std::optional<std::string> headerErrorCode() const { return locked(head_.errorCode); }
 
     void URLSessionDataTaskDidReceiveResponse(URLSession& session, URLSessionDataTask& dataTask,
                                               const HTTPURLResponse& response,
@@ -101,7 +103,7 @@ private:
     SimpleSoapCaller() = default;
 
     template <class Member>
-    [[nodiscard]] auto locked(const Member& member) const {
+    [[nodiscard]] Member locked(const Member& member) const {
         const std::lock_guard lock(mutex_);
         return member;
     }

@@ -22,24 +22,16 @@ const std::string& userAgent() {
     return agent;
 }
 
-std::string quotedAction(const std::string& method, const std::optional<std::string>& withNamespace,
-                         const std::optional<std::string>& extension) {
-    return '"' + soapEnvelope::combineNamespace(withNamespace, extension, method) + '"';
-}
-
 }  // namespace
 
-URLRequest makeSoapRequest(const std::string& url, const std::string& method,
-                           const std::optional<std::string>& withNamespace,
-                           const std::optional<std::string>& namespaceExtension,
-                           const std::optional<std::vector<std::string>>& parameterNames,
-                           const std::optional<SoapArray>& parameters, bool log) {
+URLRequest makeSoapRequest(const std::string& url, const SoapArguments& call, bool log) {
+    const auto& [method, callNamespace, extension, parameterNames, parameters] = call;
     std::optional<SoapBytes> buffer;
     std::int32_t bufferIndex = -1;
     const auto withInclude =
         parameters ? MTOMHelpers::MTOMParametersWithIDForBuffer(kBufferID, *parameters, buffer, &bufferIndex)
                    : std::nullopt;
-    auto envelope = soapEnvelope::createSOAPBodyFromMethod(method, withNamespace, namespaceExtension, parameterNames,
+    auto envelope = soapEnvelope::createSOAPBodyFromMethod(method, callNamespace, extension, parameterNames,
                                                            withInclude ? withInclude : parameters, bufferIndex);
     if (log) VELLog("Calling SOAP method with XML: %@", envelope);
 
@@ -53,7 +45,8 @@ URLRequest makeSoapRequest(const std::string& url, const std::string& method,
     } else {
         headers.addValue("text/xml; charset=utf-8", "Content-Type");
     }
-    headers.addValue(quotedAction(method, withNamespace, namespaceExtension), "SOAPAction");
+    const auto action = soapEnvelope::combineNamespace(callNamespace, extension, method);
+    headers.addValue('"' + action + '"', "SOAPAction");
     request.httpBody = std::make_shared<const std::string>(std::move(envelope));
     return request;
 }

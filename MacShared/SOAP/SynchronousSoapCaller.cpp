@@ -1,6 +1,7 @@
 #include "MacShared/SOAP/SynchronousSoapCaller.h"
 
 #include "MacShared/LocalizedFormat.h"
+#include "MacShared/SOAP/SoapRequest.h"
 #include "MacShared/VeldrinError.h"
 #include "ports/Clock.h"
 #include "ports/Platform.h"
@@ -16,6 +17,13 @@ ErrorPtr timeoutError() {
         VeldrinErrorDomain, VeldrinErrorSOAPTimeout,
         Error::UserInfo{{NSLocalizedDescriptionKey, SynchronousSoapCaller::webServiceErrorMessage()},
                         {NSLocalizedFailureReasonErrorKey, SynchronousSoapCaller::soapTimeoutFailureReason()}});
+}
+
+/// The value, or nothing when what stands before it in a list is missing.
+template <class Before, class Value>
+const std::optional<Value>& unlessMissing(const Before& before, const std::optional<Value>& value) {
+    static const std::optional<Value> kNothing;
+    return before ? value : kNothing;
 }
 
 }  // namespace
@@ -54,23 +62,22 @@ std::optional<SoapDictionary> SynchronousSoapCaller::callSoapMethod(
     const std::optional<SoapArray>& parameters, ErrorPtr* errorOut) {
     // The first call may come before the thread has begun to run its loop.
     workerThread_->waitForStart();
-    Arguments arguments{method, withNamespace, {}, {}, {}};
     // A list that ends at the first value that is missing.
-    if (withNamespace) arguments.extension = namespaceExtension;
-    if (arguments.extension) arguments.parameterNames = parameterNames;
-    if (arguments.parameterNames) arguments.parameters = parameters;
-    auto outcome = start(arguments) ? waitForOutcome() : Outcome();
+    const auto& extension = unlessMissing(withNamespace, namespaceExtension);
+    const auto& names = unlessMissing(extension, parameterNames);
+    const auto& values = unlessMissing(names, parameters);
+    auto outcome = start({method, withNamespace, extension, names, values}) ? waitForOutcome() : Outcome();
     if (!outcome.isThere()) outcome.error = timeoutError();
     if (errorOut != nullptr) *errorOut = outcome.error;
     return std::move(outcome.results);
 }
 
-bool SynchronousSoapCaller::start(const Arguments& arguments) {
+bool SynchronousSoapCaller::start(const SoapArguments& arguments) {
     const auto thread = workerThread_->thread();
     return thread && thread->performAndWait([&] { doSoapCall(arguments); });
 }
 
-void SynchronousSoapCaller::doSoapCall(const Arguments& arguments) {
+void SynchronousSoapCaller::doSoapCall(const SoapArguments& arguments) {
     // An answer that came late to the last call is forgotten before the next begins.
     assignSoapResult(std::nullopt, nullptr);
     caller_->callSoapMethod(arguments.method, arguments.callNamespace, arguments.extension, arguments.parameterNames,

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+struct SoapArguments;
+
 /// Makes web service calls that block. A call is started on a worker thread that lives as long as this object; the
 /// calling thread sleeps until the outcome has come over the caller's callback, at most 120 seconds.
 ///
@@ -48,15 +50,6 @@ public:
     void onSoapError(const ErrorPtr& error, ISoapCaller& withCaller, const std::shared_ptr<void>& withState) override;
 
 private:
-    /// The argument record of a call: "SOAP_METHOD", "SOAP_NAMESPACE", "SOAP_EXTENSION", "SOAP_PARAMETERNAMES" and
-    /// "SOAP_PARAMETERS".
-    struct Arguments {
-        std::string method;
-        std::optional<std::string> callNamespace;
-        std::optional<std::string> extension;
-        std::optional<std::vector<std::string>> parameterNames;
-        std::optional<SoapArray> parameters;
-    };
     /// `results` and `error`.
     struct Outcome {
         std::optional<SoapDictionary> results;
@@ -66,9 +59,9 @@ private:
 
     explicit SynchronousSoapCaller(std::shared_ptr<ISoapCaller> caller);
     /// Whether the worker thread has started the call.
-    [[nodiscard]] bool start(const Arguments& arguments);
+    [[nodiscard]] bool start(const SoapArguments& arguments);
     /// `doSoapCall:`, on the worker thread.
-    void doSoapCall(const Arguments& arguments);
+    void doSoapCall(const SoapArguments& arguments);
     /// `assignSoapResult:andError:`
     void assignSoapResult(const std::optional<SoapDictionary>& results, const ErrorPtr& andError);
     void deliver(const std::optional<SoapDictionary>& results, const ErrorPtr& error);
