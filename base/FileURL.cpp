@@ -1,17 +1,12 @@
 #include "base/FileURL.h"
 
+#include <charconv>
+
 namespace {
 
 bool isUnreserved(unsigned char c) {
     return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' || c == '.' ||
            c == '_' || c == '~';
-}
-
-int hexValue(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
 }
 
 std::optional<std::string> percentDecoded(std::string_view text) {
@@ -22,11 +17,11 @@ std::optional<std::string> percentDecoded(std::string_view text) {
             result += text[i];
             continue;
         }
-        if (i + 2 >= text.size()) return std::nullopt;
-        const int high = hexValue(text[i + 1]);
-        const int low = hexValue(text[i + 2]);
-        if (high < 0 || low < 0) return std::nullopt;
-        result += static_cast<char>(high * 16 + low);
+        const auto digits = text.substr(i + 1, 2);
+        const auto* const end = digits.data() + digits.size();
+        unsigned char byte = 0;
+        if (digits.size() < 2 || std::from_chars(digits.data(), end, byte, 16).ptr != end) return std::nullopt;
+        result += static_cast<char>(byte);
         i += 2;
     }
     return result;

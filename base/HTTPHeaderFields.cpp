@@ -14,16 +14,14 @@ char lower(char letter) {
 
 auto hasName(std::string_view name) {
     return [name](const HTTPHeaderFields::Field& field) {
-        return std::equal(name.begin(), name.end(), field.first.begin(), field.first.end(),
-                          [](char one, char other) { return lower(one) == lower(other); });
+        return std::ranges::equal(name, field.first, {}, lower, lower);
     };
 }
 
 }  // namespace
 
 bool HTTPHeaderFields::ByName::operator()(std::string_view one, std::string_view other) const {
-    return std::lexicographical_compare(one.begin(), one.end(), other.begin(), other.end(),
-                                        [](char a, char b) { return lower(a) < lower(b); });
+    return std::ranges::lexicographical_compare(one, other, {}, lower, lower);
 }
 
 HTTPHeaderFields::HTTPHeaderFields(std::initializer_list<Field> fields) {
@@ -62,7 +60,7 @@ std::size_t HTTPHeaderFields::positionOf(std::string_view name) const {
         const auto found = index_.find(name);
         return found == index_.end() ? fields_.size() : found->second;
     }
-    return static_cast<std::size_t>(std::find_if(fields_.begin(), fields_.end(), hasName(name)) - fields_.begin());
+    return static_cast<std::size_t>(std::ranges::find_if(fields_, hasName(name)) - fields_.begin());
 }
 
 /// Enters the fields that have come since.

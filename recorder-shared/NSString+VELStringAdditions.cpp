@@ -1,5 +1,6 @@
 #include "recorder-shared/NSString+VELStringAdditions.h"
 
+#include "base/Trimmed.h"
 #include "ports/Directories.h"
 #include "ports/FileManager.h"
 #include "ports/Platform.h"
@@ -149,9 +150,7 @@ bool isEmpty(std::string_view string) {
 }
 
 std::string trimSlash(std::string_view string) {
-    const auto first = string.find_first_not_of('/');
-    if (first == std::string_view::npos) return {};
-    return std::string(string.substr(first, string.find_last_not_of('/') + 1 - first));
+    return std::string(trimmed(string, "/"));
 }
 
 bool isUnderHomeDirectory(std::string_view string) {

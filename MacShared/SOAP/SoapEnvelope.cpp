@@ -1,6 +1,7 @@
 #include "MacShared/SOAP/SoapEnvelope.h"
 
 #include "MacShared/Description.h"
+#include "base/Trimmed.h"
 
 #include <algorithm>
 
@@ -177,8 +178,7 @@ void appendParameters(std::string& xml, const Names& names, const SoapArray& par
 namespace soapEnvelope {
 
 std::string trimSlash(std::string_view string) {
-    string.remove_prefix(std::min(string.find_first_not_of('/'), string.size()));
-    return std::string(string.substr(0, string.find_last_not_of('/') + 1));
+    return std::string(trimmed(string, "/"));
 }
 
 std::string combineNamespace(const std::optional<std::string>& callNamespace,
