@@ -2,7 +2,7 @@
 #include "MacShared/SOAP/SoapEnvelope.h"
 #include "MacShared/SOAP/SoapXMLAccumulator.h"
 #include "benchmarks/Failure.h"
-#include "platform/linux/text/LibXmlServices.h"
+#include "platform/linux/text/LinuxXMLServices.h"
 
 #include <benchmark/benchmark.h>
 #include <libxml/parserInternals.h>
@@ -55,7 +55,7 @@ std::string prose() {
 }
 
 void parse(benchmark::State& state, const std::string& xml) {
-    const LibXmlServices services;
+    const LinuxXMLServices services;
     for ([[maybe_unused]] auto _ : state) {
         auto held = std::make_unique<SoapXMLAccumulator>("GetItemResponse", "GetItemResult");
         auto& accumulator = *held;

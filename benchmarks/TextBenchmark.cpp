@@ -1,6 +1,6 @@
 #include "KeynoteCaptureService/KeynoteTextExtractor.h"
 #include "benchmarks/Failure.h"
-#include "platform/linux/text/LibXmlServices.h"
+#include "platform/linux/text/LinuxXMLServices.h"
 
 #include <benchmark/benchmark.h>
 #include <libxml/parser.h>
@@ -36,7 +36,7 @@ std::string xmlOf(Slides slides) {
     for (ScriptingSlide& slide : slides) {
         root.children.push_back(KeynoteTextExtractor::nodeForSlide(std::move(slide)));
     }
-    return LibXmlServices().document(root, XMLEncoding::utf16);
+    return LinuxXMLServices().document(root, XMLEncoding::utf16);
 }
 
 /// A line of the process's status, in bytes.

@@ -16,7 +16,7 @@
 #include "platform/linux/files/PropertyListDefaults.h"
 #include "platform/linux/search/ComputerSearch.h"
 #include "platform/linux/text/IcuTextServices.h"
-#include "platform/linux/text/LibXmlServices.h"
+#include "platform/linux/text/LinuxXMLServices.h"
 #include "ports/Platform.h"
 #include "ports/URLSession.h"
 #include "runtime/LastResort.h"
@@ -81,7 +81,7 @@ private:
     ComputerSearch computerSearch_;
     IcuTextServices text_;
     LinuxThreads threads_;
-    LibXmlServices xml_;
+    LinuxXMLServices xml_;
     X11WindowServer windowServer_{consoleLog_, dispatch_.mainQueue()};
     const std::shared_ptr<bus::SessionBus> bus_;
     DBusWorkspace workspace_;

@@ -1,15 +1,16 @@
-#include "platform/linux/text/IcuDateFormatter.h"
-
 #include "platform/linux/text/IcuText.h"
+#include "platform/linux/text/IcuTextServices.h"
 
 #include <fmt/format.h>
 #include <unicode/ucal.h>
+#include <unicode/udat.h>
 #include <unicode/uloc.h>
 #include <unicode/ustring.h>
 #include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <ctime>
+#include <mutex>
 #include <string_view>
 
 namespace {
@@ -64,7 +65,31 @@ UDateFormat* openFormat(const std::string& pattern, long offset) {
     return U_SUCCESS(status) ? format : nullptr;
 }
 
-}  // namespace
+/// Formats dates with ICU. A log writes many lines per second, so the text of the latest whole second is kept and only
+/// the digits of its fraction are set. Answers the empty text for a pattern that ICU does not take.
+class IcuDateFormatter final : public DateFormatter {
+public:
+    explicit IcuDateFormatter(std::string pattern) : pattern_(std::move(pattern)) {}
+    [[nodiscard]] std::string stringFromDate(Date date) const override;
+
+private:
+    /// A whole second's text; the fraction's digits are zeros of the locale.
+    struct SecondText {
+        std::chrono::sys_seconds second;
+        std::string text;
+        std::size_t fractionStart = 0;  ///< byte position in the text
+        std::size_t fractionDigits = 0;
+        std::size_t bytesPerDigit = 1;
+    };
+
+    [[nodiscard]] SecondText format(std::chrono::sys_seconds second) const;
+
+    const std::string pattern_;
+    mutable std::mutex mutex_;                        ///< guards what follows
+    mutable icu::LocalUDateFormatPointer icuFormat_;  ///< made at the first use, for one offset of the zone
+    mutable long offset_ = 0;                         ///< seconds east of Greenwich
+    mutable std::optional<SecondText> latest_;
+};
 
 std::string IcuDateFormatter::stringFromDate(Date date) const {
     using std::chrono::floor;
@@ -109,4 +134,10 @@ IcuDateFormatter::SecondText IcuDateFormatter::format(std::chrono::sys_seconds s
         static_cast<std::size_t>(u_countChar32(zeros.data(), static_cast<std::int32_t>(zeros.size())));
     if (result.fractionDigits > 0) result.bytesPerDigit = utf8From(zeros).size() / result.fractionDigits;
     return result;
+}
+
+}  // namespace
+
+std::shared_ptr<const DateFormatter> IcuTextServices::makeDateFormatter(const std::string& pattern) {
+    return std::make_shared<const IcuDateFormatter>(pattern);
 }

@@ -1,10 +1,11 @@
-#include "platform/linux/text/IcuNumberFormatter.h"
-
 #include "platform/linux/text/IcuText.h"
+#include "platform/linux/text/IcuTextServices.h"
 
+#include <unicode/unum.h>
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <mutex>
 
 namespace {
 
@@ -43,7 +44,17 @@ std::uint64_t integerPart(std::string_view number) {
     return negative ? 0 - value : value;
 }
 
-}  // namespace
+/// Strict, whole text, no grouping, no exponent.
+class IcuNumberFormatter final : public NumberFormatter {
+public:
+    explicit IcuNumberFormatter(std::string locale) : locale_(std::move(locale)) {}
+    [[nodiscard]] std::optional<DecimalNumber> numberFromString(std::string_view text) const override;
+
+private:
+    const std::string locale_;
+    mutable std::mutex mutex_;                          ///< guards the parser
+    mutable icu::LocalUNumberFormatPointer icuFormat_;  ///< made at the first use
+};
 
 std::optional<DecimalNumber> IcuNumberFormatter::numberFromString(std::string_view text) const {
     if (text.size() > kLongestText) return std::nullopt;
@@ -67,4 +78,10 @@ std::optional<DecimalNumber> IcuNumberFormatter::numberFromString(std::string_vi
     std::erase(digits, '+');
     const auto value = integerPart(digits);
     return DecimalNumber{std::move(digits), value};
+}
+
+}  // namespace
+
+std::shared_ptr<const NumberFormatter> IcuTextServices::makeNumberFormatter(const std::string& locale) {
+    return std::make_shared<const IcuNumberFormatter>(locale);
 }

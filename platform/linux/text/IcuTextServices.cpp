@@ -1,18 +1,7 @@
 #include "platform/linux/text/IcuTextServices.h"
 
-#include "platform/linux/text/IcuDateFormatter.h"
-#include "platform/linux/text/IcuNumberFormatter.h"
-
 #include <uuid/uuid.h>
 #include <array>
-
-std::shared_ptr<const DateFormatter> IcuTextServices::makeDateFormatter(const std::string& pattern) {
-    return std::make_shared<const IcuDateFormatter>(pattern);
-}
-
-std::shared_ptr<const NumberFormatter> IcuTextServices::makeNumberFormatter(const std::string& locale) {
-    return std::make_shared<const IcuNumberFormatter>(locale);
-}
 
 std::string IcuTextServices::makeUUID() {
     uuid_t uuid{};

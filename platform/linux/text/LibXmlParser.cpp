@@ -62,15 +62,36 @@ void LibXmlParser::Free::operator()(xmlParserCtxt* context) const {
     xmlFreeParserCtxt(context);
 }
 
+template <class Event>
+void LibXmlParser::hear(void* parser, const Event& event) noexcept {
+    auto& it = *static_cast<LibXmlParser*>(parser);
+    if (it.failed_) return;
+    try {
+        event(it);
+    } catch (...) {
+        it.thrown_ = std::current_exception();
+        it.failed_ = true;
+        xmlStopParser(it.context_.get());
+    }
+}
+
 xmlSAXHandler LibXmlParser::handler() {
     xmlSAXHandler handler{};
     handler.initialized = 1;
     handler.startElement = startElement;
-    handler.endElement = endElement;
+    handler.endElement = [](void* parser, const xmlChar* name) {
+        hear(parser, [&](LibXmlParser& it) {
+            --it.depth_;
+            it.delegate_.parserDidEndElement(chars(name));
+        });
+    };
     handler.characters = characters;
     handler.ignorableWhitespace = characters;
     handler.cdataBlock = characters;
-    handler.reference = reference;
+    // Where a document type stands in another file, libxml2 takes unknown entities for declared there.
+    handler.reference = [](void* parser, const xmlChar* /*name*/) {
+        hear(parser, [](LibXmlParser& it) { it.refuse("an entity is not known"); });
+    };
     handler.getEntity = [](void*, const xmlChar* name) { return xmlGetPredefinedEntity(name); };
     return handler;
 }
@@ -144,19 +165,6 @@ void LibXmlParser::fail(int code, const std::string& reason) {
     delegate_.parserParseErrorOccurred(makeError(NSXMLParserErrorDomain, code, reason + " (line " + line + ")"));
 }
 
-template <class Event>
-void LibXmlParser::hear(void* parser, const Event& event) noexcept {
-    auto& it = *static_cast<LibXmlParser*>(parser);
-    if (it.failed_) return;
-    try {
-        event(it);
-    } catch (...) {
-        it.thrown_ = std::current_exception();
-        it.failed_ = true;
-        xmlStopParser(it.context_.get());
-    }
-}
-
 void LibXmlParser::startElement(void* parser, const xmlChar* name, const xmlChar** attributes) noexcept {
     hear(parser, [&](LibXmlParser& it) {
         if (++it.depth_ > kDeepest) {
@@ -169,22 +177,10 @@ void LibXmlParser::startElement(void* parser, const xmlChar* name, const xmlChar
     });
 }
 
-void LibXmlParser::endElement(void* parser, const xmlChar* name) noexcept {
-    hear(parser, [&](LibXmlParser& it) {
-        --it.depth_;
-        it.delegate_.parserDidEndElement(chars(name));
-    });
-}
-
 void LibXmlParser::characters(void* parser, const xmlChar* text, int length) noexcept {
     hear(parser, [&](LibXmlParser& it) {
         it.delegate_.parserFoundCharacters({chars(text), static_cast<std::size_t>(length)});
     });
-}
-
-/// Where a document type stands in another file, libxml2 takes unknown entities for declared there.
-void LibXmlParser::reference(void* parser, const xmlChar* /*name*/) noexcept {
-    hear(parser, [](LibXmlParser& it) { it.refuse("an entity is not known"); });
 }
 
 /// libxml2 leaves out what does not fit the encoding and reads on.

@@ -26,9 +26,7 @@ private:
     template <class Event>
     static void hear(void* parser, const Event& event) noexcept;
     static void startElement(void* parser, const xmlChar* name, const xmlChar** attributes) noexcept;
-    static void endElement(void* parser, const xmlChar* name) noexcept;
     static void characters(void* parser, const xmlChar* text, int length) noexcept;
-    static void reference(void* parser, const xmlChar* name) noexcept;
     static void conversionFailed(void* parser, const char* format, ...) noexcept;
 
     void feed(std::string_view piece, bool last);

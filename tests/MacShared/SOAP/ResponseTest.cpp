@@ -1,5 +1,5 @@
 #include "MacShared/SOAP/SoapXMLAccumulator.h"
-#include "platform/linux/text/LibXmlServices.h"
+#include "platform/linux/text/LinuxXMLServices.h"
 #include "tests/MacShared/SOAP/SoapScenario.h"
 #include "tests/support/Memory.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -27,7 +27,7 @@ protected:
     [[nodiscard]] std::size_t errors() const { return platform.unifiedLog.entries.size() / 2; }
 
     SimulatedPlatform platform;
-    const LibXmlServices real;
+    const LinuxXMLServices real;
 };
 
 TEST_F(Response, BecomesATree) {

@@ -1,4 +1,6 @@
-#include "platform/linux/text/XMLDocument.h"
+#include "platform/linux/text/LinuxXMLServices.h"
+
+#include "platform/linux/text/LibXmlParser.h"
 
 #include <libxml/chvalid.h>
 #include <unicode/ustring.h>
@@ -91,10 +93,14 @@ std::string utf16From(const std::string& text) {
 
 }  // namespace
 
-std::string xmlDocument(const XMLElement& root, XMLEncoding encoding) {
+std::string LinuxXMLServices::document(const XMLElement& root, XMLEncoding encoding) const {
     const bool isUTF16 = encoding == XMLEncoding::utf16;
     std::string xml = std::string("<?xml version=\"1.0\" encoding=\"") + (isUTF16 ? "UTF-16" : "UTF-8") + "\"?>\n";
     appendElement(xml, root);
     xml += '\n';
     return isUTF16 ? utf16From(xml) : xml;
+}
+
+std::unique_ptr<XMLParser> LinuxXMLServices::makeParser(XMLParserDelegate& delegate) const {
+    return std::make_unique<LibXmlParser>(delegate);
 }
