@@ -19,14 +19,9 @@ bool isDirectory(const fs::path& path) {
     return fs::is_directory(path, ignored);
 }
 
-std::optional<std::string> stringIn(const PropertyStrings& strings, const std::string& key) {
-    const auto found = strings.find(key);
-    return found == strings.end() ? std::nullopt : std::optional(found->second);
-}
-
 class DirectoryBundle : public Bundle {
 public:
-    DirectoryBundle(fs::path path, fs::path resources, PropertyStrings info)
+    DirectoryBundle(fs::path path, fs::path resources, PropertyScalars info)
         : path_(std::move(path)), resources_(std::move(resources)), info_(std::move(info)) {}
 
     [[nodiscard]] const fs::path& path() const override { return path_; }
@@ -44,13 +39,13 @@ public:
 private:
     const fs::path path_;
     const fs::path resources_;
-    const PropertyStrings info_;
+    const PropertyScalars info_;
 };
 
 /// Of the bundles of this system only this program's own has a catalogue that gettext finds.
 class MainBundle final : public DirectoryBundle {
 public:
-    MainBundle(const fs::path& resources, PropertyStrings info)
+    MainBundle(const fs::path& resources, PropertyScalars info)
         : DirectoryBundle(resources, resources, std::move(info)) {
         ::bindtextdomain(kDomain, (resources.parent_path() / "locale").c_str());
         // Texts are UTF-8 throughout, whatever the locale says.
@@ -72,12 +67,11 @@ fs::path resourcesOf(const fs::path& executable) {
 
 std::shared_ptr<const Bundle> makeMainBundle(const fs::path& executable) {
     const auto resources = resourcesOf(executable);
-    auto info = readPropertyStrings(resources / "Info.plist");
+    auto info = readPropertyScalars(resources / "Info.plist");
     const auto name = executable.filename().string();
-    auto& named = info[kExecutableKey];
-    if (named != name)
-        info.erase(kIdentifierKey);  // another program of the package: of its version, but not the service
-    named = name;
+    // Another program of the package: of its version, but not the service.
+    if (stringIn(info, kExecutableKey) != name) info.erase(kIdentifierKey);
+    info[kExecutableKey] = name;
     return std::make_shared<const MainBundle>(resources, std::move(info));
 }
 
@@ -99,9 +93,9 @@ std::shared_ptr<const Bundle> DirectoryBundles::bundleAtPath(const fs::path& pat
     // A path may end in a slash, as URLs of directories do.
     return std::make_shared<const DirectoryBundle>(path.has_filename() ? path : path.parent_path(),
                                                    contents / "Resources",
-                                                   readPropertyStrings(contents / "Info.plist"));
+                                                   readPropertyScalars(contents / "Info.plist"));
 }
 
 std::optional<std::string> DirectoryBundles::propertyListString(const fs::path& file, const std::string& key) {
-    return stringIn(readPropertyStrings(file), key);
+    return stringIn(readPropertyScalars(file), key);
 }

@@ -137,11 +137,23 @@ void copyAttributes(const struct stat& status, int to) {
     ::futimens(to, times.data());
 }
 
+bool isTaken(const path& name) {
+    struct stat status {};
+    return ::lstat(name.c_str(), &status) == 0;
+}
+
+/// Ends a move for which both names exist: removes the old one, or the new one where that fails.
+int keepOnly(const path& to, const path& from) {
+    if (::unlink(from.c_str()) == 0) return 0;
+    const int error = errno;
+    ::unlink(to.c_str());
+    return error;
+}
+
 }  // namespace
 
 int moveAcrossFileSystems(const path& from, const path& to) {
-    struct stat taken {};
-    if (::lstat(to.c_str(), &taken) == 0) return EEXIST;
+    if (isTaken(to)) return EEXIST;
     auto source = Source::open(from);
     if (!source) return errno;
     if (const int error = source->checkRest()) return error;
@@ -152,24 +164,15 @@ int moveAcrossFileSystems(const path& from, const path& to) {
     if (::fsync(copy.file().get()) != 0) return errno;
     if (!source->hasRested()) return EBUSY;
     if (const int error = copy.publish(to)) return error;
-    if (::unlink(from.c_str()) == 0) return 0;
-    const int error = errno;
-    ::unlink(to.c_str());
-    return error;
+    return keepOnly(to, from);
 }
 
 int renameExclusively(const path& from, const path& to) {
     if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return 0;
     if (errno != EINVAL && errno != ENOSYS) return errno;
     // Without that flag a hard link is the call that refuses an existing name; without hard links we have to look.
-    if (::link(from.c_str(), to.c_str()) == 0) {
-        if (::unlink(from.c_str()) == 0) return 0;
-        const int error = errno;
-        ::unlink(to.c_str());
-        return error;
-    }
+    if (::link(from.c_str(), to.c_str()) == 0) return keepOnly(to, from);
     if (errno == EEXIST || errno == EXDEV || errno == ENOENT) return errno;
-    struct stat taken {};
-    if (::lstat(to.c_str(), &taken) == 0) return EEXIST;
+    if (isTaken(to)) return EEXIST;
     return ::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
 }

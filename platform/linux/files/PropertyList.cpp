@@ -45,26 +45,20 @@ PropertyScalars scalarsIn(std::string_view contents) {
     return contents.starts_with("bplist00") ? binaryPropertyScalars(contents) : xmlPropertyScalars(contents);
 }
 
-PropertyStrings stringsOf(PropertyScalars&& scalars) {
-    PropertyStrings strings;
-    for (auto& [key, value] : scalars) {
-        if (auto* const text = std::get_if<std::string>(&value)) strings.emplace(key, std::move(*text));
-    }
-    return strings;
-}
-
 }  // namespace
 
-PropertyStrings readPropertyStrings(const std::filesystem::path& path) {
-    return stringsOf(readPropertyScalars(path));
+std::optional<std::string> stringIn(const PropertyScalars& scalars, std::string_view key) {
+    const auto found = scalars.find(key);
+    const auto* const text = found == scalars.end() ? nullptr : std::get_if<std::string>(&found->second);
+    return text == nullptr ? std::nullopt : std::optional(*text);
 }
 
 PropertyScalars readPropertyScalars(const std::filesystem::path& path) {
     return scalarsIn(readSmallFile(FileDescriptor(::open(path.c_str(), O_PATH | O_CLOEXEC))));
 }
 
-std::optional<PropertyStrings> readPropertyStringsIn(int directory, const char* name) {
+std::optional<PropertyScalars> readPropertyScalarsIn(int directory, const char* name) {
     const auto file = openEntry(directory, name, O_PATH);
     if (!isRegular(file)) return std::nullopt;
-    return stringsOf(scalarsIn(readSmallFile(file)));
+    return scalarsIn(readSmallFile(file));
 }

@@ -35,6 +35,6 @@ bool PropertyListDefaults::boolForKey(const std::string& defaultName) {
     const auto scalars = readPropertyScalars(file_);
     const auto found = scalars.find(defaultName);
     if (found == scalars.end()) return false;
-    const auto* const text = std::get_if<std::string>(&found->second);
-    return text != nullptr ? boolValue(*text) : std::get<bool>(found->second);
+    const auto* const flag = std::get_if<bool>(&found->second);
+    return flag != nullptr ? *flag : boolValue(std::get<std::string>(found->second));
 }

@@ -72,13 +72,10 @@ void BundleWalk::arrive(FileDescriptor directory) {
 bool BundleWalk::isBundle(int directory) {
     const auto contents = openEntry(directory, "Contents", O_PATH | O_DIRECTORY);
     if (!contents) return false;
-    const auto info = readPropertyStringsIn(contents.get(), "Info.plist");
+    const auto info = readPropertyScalarsIn(contents.get(), "Info.plist");
     if (!info) return false;
-    const auto identifier = info->find(kIdentifierKey);
     // A set: bind mounts and overlays may show a bundle twice.
-    if (identifier != info->end() && identifier->second == bundleIdentifier_ && found_.insert(path_).second) {
-        ++progress_.found;
-    }
+    if (stringIn(*info, kIdentifierKey) == bundleIdentifier_ && found_.insert(path_).second) ++progress_.found;
     return true;
 }
 
