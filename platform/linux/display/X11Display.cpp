@@ -52,8 +52,7 @@ void X11Display::internAtoms() {
         cookies.at(i) = xcb_intern_atom(connection_, 0, static_cast<std::uint16_t>(name.size()), name.data());
     }
     for (std::size_t i = 0; i < kAtomCount; ++i) {
-        const Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(connection_, cookies.at(i), nullptr));
-        if (reply) atoms_.at(i) = reply->atom;
+        if (const auto reply = answerTo(cookies.at(i), xcb_intern_atom_reply)) atoms_.at(i) = reply->atom;
     }
 }
 
@@ -61,8 +60,7 @@ void X11Display::internAtoms() {
 bool X11Display::knowsMonitors() {
     const auto* extension = xcb_get_extension_data(connection_, &xcb_randr_id);
     if (extension == nullptr || extension->present == 0) return false;
-    const auto cookie = xcb_randr_query_version(connection_, 1, 5);
-    const Reply<xcb_randr_query_version_reply_t> version(xcb_randr_query_version_reply(connection_, cookie, nullptr));
+    const auto version = answerTo(xcb_randr_query_version(connection_, 1, 5), xcb_randr_query_version_reply);
     return version && (version->major_version > 1 || version->minor_version >= 5);
 }
 
@@ -86,7 +84,7 @@ bool X11Display::tellsChange(const xcb_generic_event_t& event) const {
     if (type == 0) return false;
     if (type != XCB_PROPERTY_NOTIFY) return true;
     const auto name = static_cast<const xcb_property_notify_event_t*>(static_cast<const void*>(&event))->atom;
-    return name == XCB_ATOM_WM_NAME || std::find(atoms_.begin(), atoms_.end(), name) != atoms_.end();
+    return name == XCB_ATOM_WM_NAME || std::ranges::find(atoms_, name) != atoms_.end();
 }
 
 std::vector<WindowRecord> X11Display::windows() {
@@ -106,13 +104,11 @@ std::vector<Rect> X11Display::screens() {
     std::vector<Rect> screens;
     if (hasMonitors_) {
         const auto cookie = xcb_randr_get_monitors(connection_, root_, 1);
-        const Reply<xcb_randr_get_monitors_reply_t> reply(xcb_randr_get_monitors_reply(connection_, cookie, nullptr));
-        screens = x11::framesOf(reply.get());
+        screens = x11::framesOf(answerTo(cookie, xcb_randr_get_monitors_reply).get());
     }
     // Without RandR, or before it knows a monitor, the whole desktop is one screen.
     if (screens.empty()) {
-        const auto cookie = xcb_get_geometry(connection_, root_);
-        const Reply<xcb_get_geometry_reply_t> root(xcb_get_geometry_reply(connection_, cookie, nullptr));
+        const auto root = answerTo(xcb_get_geometry(connection_, root_), xcb_get_geometry_reply);
         if (root) screens.push_back({0, 0, static_cast<double>(root->width), static_cast<double>(root->height)});
     }
     return screens;
@@ -123,11 +119,11 @@ xcb_get_property_cookie_t X11Display::property(xcb_window_t window, xcb_atom_t n
 }
 
 std::vector<std::uint32_t> X11Display::values(xcb_get_property_cookie_t cookie) {
-    return x11::valuesOf(Reply<xcb_get_property_reply_t>(xcb_get_property_reply(connection_, cookie, nullptr)).get());
+    return x11::valuesOf(answerTo(cookie, xcb_get_property_reply).get());
 }
 
 std::optional<std::string> X11Display::text(xcb_get_property_cookie_t cookie) {
-    return x11::textOf(Reply<xcb_get_property_reply_t>(xcb_get_property_reply(connection_, cookie, nullptr)).get());
+    return x11::textOf(answerTo(cookie, xcb_get_property_reply).get());
 }
 
 /// The windows that may be somebody's, front window first.
@@ -135,8 +131,7 @@ std::vector<X11Display::Candidate> X11Display::allWindows() {
     const auto managedCookie = property(root_, atoms_[kStacking], kLongestListInWords);
     const auto treeCookie = xcb_query_tree(connection_, root_);
     auto managed = values(managedCookie);
-    const auto topLevel =
-        x11::childrenOf(Reply<xcb_query_tree_reply_t>(xcb_query_tree_reply(connection_, treeCookie, nullptr)).get());
+    const auto topLevel = x11::childrenOf(answerTo(treeCookie, xcb_query_tree_reply).get());
     // What stays in the list of a window manager that died is top-level again.
     const std::unordered_set<xcb_window_t> unframed(topLevel.begin(), topLevel.end());
     std::erase_if(managed, [&unframed](xcb_window_t window) { return unframed.contains(window); });
@@ -156,58 +151,49 @@ std::vector<X11Display::Candidate> X11Display::visibleWindows() {
         watch(candidate.window, kWindowEvents);
         candidate.attributes = xcb_get_window_attributes(connection_, candidate.window);
     }
-    std::vector<Candidate> visible;
-    for (const auto& candidate : candidates) {
-        if (isVisible(candidate)) visible.push_back(candidate);
-    }
-    return visible;
+    std::erase_if(candidates, [this](const auto& candidate) { return !isVisible(candidate); });
+    return candidates;
 }
 
 bool X11Display::isVisible(const Candidate& candidate) {
-    const Reply<xcb_get_window_attributes_reply_t> state(
-        xcb_get_window_attributes_reply(connection_, candidate.attributes, nullptr));
+    const auto state = answerTo(candidate.attributes, xcb_get_window_attributes_reply);
     // Windows that only take input are never seen, whatever they say.
     return state && state->map_state == XCB_MAP_STATE_VIEWABLE && state->_class == XCB_WINDOW_CLASS_INPUT_OUTPUT;
 }
 
 X11Display::Questions X11Display::ask(const Candidate& candidate) {
     const auto window = candidate.window;
-    Questions questions;
-    questions.candidate = candidate;
-    questions.geometry = xcb_get_geometry(connection_, window);
-    questions.origin = xcb_translate_coordinates(connection_, window, root_, 0, 0);
-    questions.process = property(window, atoms_[kProcess], 1);
-    questions.type = property(window, atoms_[kType], 16);
-    questions.frame = property(window, atoms_[kFrame], 4);
-    questions.name = property(window, atoms_[kName], kLongestNameInWords);
-    questions.oldName = property(window, XCB_ATOM_WM_NAME, kLongestNameInWords);
-    return questions;
+    return {.candidate = candidate,
+            .geometry = xcb_get_geometry(connection_, window),
+            .origin = xcb_translate_coordinates(connection_, window, root_, 0, 0),
+            .process = property(window, atoms_[kProcess], 1),
+            .type = property(window, atoms_[kType], 16),
+            .frame = property(window, atoms_[kFrame], 4),
+            .name = property(window, atoms_[kName], kLongestNameInWords),
+            .oldName = property(window, XCB_ATOM_WM_NAME, kLongestNameInWords)};
 }
 
 /// Nothing for a window that has gone, is the desktop, or tells no process, as frames do not. Takes every reply in any
 /// case.
 std::optional<WindowRecord> X11Display::answer(const Questions& questions) {
-    const Reply<xcb_get_geometry_reply_t> geometry(xcb_get_geometry_reply(connection_, questions.geometry, nullptr));
-    const Reply<xcb_translate_coordinates_reply_t> origin(
-        xcb_translate_coordinates_reply(connection_, questions.origin, nullptr));
+    const auto geometry = answerTo(questions.geometry, xcb_get_geometry_reply);
+    const auto origin = answerTo(questions.origin, xcb_translate_coordinates_reply);
     const auto process = values(questions.process);
     const auto types = values(questions.type);
     auto frame = values(questions.frame);
     const auto name = text(questions.name);
     const auto oldName = text(questions.oldName);
-    const bool isDesktop = std::find(types.begin(), types.end(), atoms_[kDesktop]) != types.end();
+    const bool isDesktop = std::ranges::find(types, atoms_[kDesktop]) != types.end();
     if (!geometry || !origin || process.size() != 1 || isDesktop) return std::nullopt;
 
     // The frame's widths at the left, right, top and bottom; without a frame, the window's own border.
     if (!questions.candidate.framed || frame.size() != 4) frame.assign(4, geometry->border_width);
     const auto [left, right, top, bottom] =
         std::array{double(frame[0]), double(frame[1]), double(frame[2]), double(frame[3])};
-    WindowRecord record;
-    record.ownerPID = static_cast<pid_t>(process.front());
-    record.bounds = {origin->dst_x - left, origin->dst_y - top, geometry->width + left + right,
-                     geometry->height + top + bottom};
-    // The newer property is UTF-8; old programs set the other alone.
-    record.name = name ? name : oldName;
-    record.number = questions.candidate.window;
-    return record;
+    return WindowRecord{.ownerPID = static_cast<pid_t>(process.front()),
+                        .bounds = {origin->dst_x - left, origin->dst_y - top, geometry->width + left + right,
+                                   geometry->height + top + bottom},
+                        // The newer property is UTF-8; old programs set the other alone.
+                        .name = name ? name : oldName,
+                        .number = questions.candidate.window};
 }

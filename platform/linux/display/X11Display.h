@@ -45,6 +45,12 @@ private:
     void internAtoms();
     [[nodiscard]] bool knowsMonitors();
     void watch(xcb_window_t window, std::uint32_t events);
+    /// Waits for the answer to a request; null when there is none.
+    template <typename Answer, typename Cookie>
+    [[nodiscard]] x11::Reply<Answer> answerTo(Cookie cookie,
+                                              Answer* (*wait)(xcb_connection_t*, Cookie, xcb_generic_error_t**)) const {
+        return x11::Reply<Answer>(wait(connection_, cookie, nullptr));
+    }
     [[nodiscard]] xcb_get_property_cookie_t property(xcb_window_t window, xcb_atom_t name, std::uint32_t words);
     [[nodiscard]] std::vector<std::uint32_t> values(xcb_get_property_cookie_t cookie);
     [[nodiscard]] std::optional<std::string> text(xcb_get_property_cookie_t cookie);

@@ -1,11 +1,10 @@
 #include "platform/linux/display/X11Watch.h"
 
 #include "platform/linux/display/X11Display.h"
+#include "runtime/BlockSignals.h"
 
-#include <pthread.h>
 #include <sys/socket.h>
 #include <condition_variable>
-#include <csignal>
 #include <exception>
 #include <mutex>
 #include <utility>
@@ -20,13 +19,6 @@ struct Disconnect {
 };
 using Connection = std::unique_ptr<xcb_connection_t, Disconnect>;
 
-/// Signals are for other threads; and where a display has gone, writing to it would end the process by SIGPIPE.
-void blockSignals() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_BLOCK, &all, nullptr);
-}
-
 }  // namespace
 
 /// Shared by the watch and its thread, which may outlive it: connecting waits for the display without a limit, and no
@@ -36,7 +28,7 @@ class X11Watch::State {
 public:
     /// The thread.
     void run() {
-        blockSignals();
+        runtime::blockSignals();
         int screenNumber = 0;
         const Connection connection(xcb_connect(nullptr, &screenNumber));
         if (begin(xcb_get_file_descriptor(connection.get()))) {
