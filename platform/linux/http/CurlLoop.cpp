@@ -1,7 +1,9 @@
 #include "platform/linux/http/CurlLoop.h"
 
+#include "platform/linux/http/CurlTransfer.h"
+#include "runtime/BlockSignals.h"
+
 #include <algorithm>
-#include <csignal>
 #include <utility>
 
 namespace {
@@ -10,13 +12,6 @@ constexpr auto kLongestPoll = std::chrono::milliseconds(60'000);
 
 /// The loop of the thread that asks, if it is one's.
 thread_local const CurlLoop* current = nullptr;
-
-/// Signals are for other threads; and where a server has gone, OpenSSL's writing would end the process by SIGPIPE.
-void blockSignals() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_BLOCK, &all, nullptr);
-}
 
 }  // namespace
 
@@ -63,16 +58,16 @@ bool CurlLoop::isCurrentThread() const {
     return current == this;
 }
 
-void CurlLoop::add(std::shared_ptr<CurlLoopClient> client) {
-    clients_.push_back(std::move(client));
+void CurlLoop::add(std::shared_ptr<CurlTransfer> transfer) {
+    transfers_.push_back(std::move(transfer));
 }
 
-void CurlLoop::remove(const CurlLoopClient& client) {
-    std::erase_if(clients_, [&](const auto& each) { return each.get() == &client; });
+void CurlLoop::remove(const CurlTransfer& transfer) {
+    std::erase_if(transfers_, [&](const auto& each) { return each.get() == &transfer; });
 }
 
-void CurlLoop::cancelClients() {
-    for (const auto& client : std::vector(clients_)) client->cancelled();
+void CurlLoop::cancelTransfers() {
+    for (const auto& transfer : std::vector(transfers_)) transfer->cancelled();
 }
 
 std::unique_ptr<CurlHandle> CurlLoop::takeHandle() {
@@ -81,7 +76,7 @@ std::unique_ptr<CurlHandle> CurlLoop::takeHandle() {
 
 void CurlLoop::drive() noexcept {
     pthread_setname_np(pthread_self(), "HTTP");
-    blockSignals();
+    runtime::blockSignals();
     current = this;
     for (runPosted(); !stopped_; runPosted()) {
         const auto now = Instant::clock::now();  // a delegate may be busy for long, and what came meanwhile is in time
@@ -91,7 +86,7 @@ void CurlLoop::drive() noexcept {
         watchDeadlines(now);
         wait();
     }
-    clients_.clear();
+    transfers_.clear();
     spareHandle_.reset();
     multi_.reset();
     atEnd_();
@@ -116,21 +111,21 @@ void CurlLoop::endTransfers() {
         CURL* const easy = message->easy_handle;
         const auto result = message->data.result;  // the message goes with the handle
         curl_multi_remove_handle(multi(), easy);
-        CurlLoopClient* client = nullptr;
-        curl_easy_getinfo(easy, CURLINFO_PRIVATE, &client);
-        client->transferEnded(result);
+        CurlTransfer* transfer = nullptr;
+        curl_easy_getinfo(easy, CURLINFO_PRIVATE, &transfer);
+        transfer->transferEnded(result);
     }
 }
 
 void CurlLoop::watchDeadlines(Instant now) {
-    for (const auto& client : std::vector(clients_)) {
-        if (client->deadline().value_or(Instant::max()) <= now) client->deadlinePassed();
+    for (const auto& transfer : std::vector(transfers_)) {
+        if (transfer->deadline() <= now) transfer->deadlinePassed();
     }
 }
 
-/// Until something is posted or, with clients, comes from the network.
+/// Until something is posted or, with transfers, comes from the network.
 void CurlLoop::wait() {
-    const bool isIdle = clients_.empty();
+    const bool isIdle = transfers_.empty();
     {
         const std::lock_guard lock(mutex_);
         if (!posted_.empty() || stopped_) return;
@@ -147,7 +142,7 @@ void CurlLoop::wait() {
 
 int CurlLoop::pollTimeout() const {
     auto next = Instant::clock::now() + kLongestPoll;
-    for (const auto& client : clients_) next = std::min(next, client->deadline().value_or(Instant::max()));
+    for (const auto& transfer : transfers_) next = std::min(next, transfer->deadline());
     const auto wait = std::max(next - Instant::clock::now(), Duration::zero());
     return static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(wait).count());
 }

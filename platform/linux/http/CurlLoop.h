@@ -9,22 +9,11 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <thread>
 #include <utility>
 #include <vector>
 
-/// What a loop drives. All calls come on the loop's thread while libcurl is not at work, none after `remove`.
-class CurlLoopClient {
-public:
-    virtual ~CurlLoopClient() = default;
-    /// libcurl has ended the client's transfer, and the loop has taken the handle out.
-    virtual void transferEnded(CURLcode result) = 0;
-    /// When `deadlinePassed` is due; nothing while there is no hurry.
-    [[nodiscard]] virtual std::optional<Instant> deadline() const = 0;
-    virtual void deadlinePassed() = 0;
-    virtual void cancelled() = 0;
-};
+class CurlTransfer;
 
 /// The thread of a session: it owns libcurl's multi handle, and with it the session's connections, and drives the
 /// transfers on them. One per session rather than per process, because connections of a multi handle are shared: one
@@ -49,18 +38,18 @@ public:
         if (isCurrentThread()) return task();
         post(task);
     }
-    /// Lets the thread end after the task under way; drops clients, connections and tasks. Any thread, also the loop's
-    /// own.
+    /// Lets the thread end after the task under way; drops transfers, connections and tasks. Any thread, also the
+    /// loop's own.
     void stop();
     /// Whether `stop` was called and the thread, if there was one, needs nothing but to be joined.
     [[nodiscard]] bool hasEnded() const { return ended_; }
     /// After `stop`, by one thread other than the loop's.
     void join();
 
-    /// On the loop's thread: keeps the client until it is removed.
-    void add(std::shared_ptr<CurlLoopClient> client);
-    void remove(const CurlLoopClient& client);
-    void cancelClients();
+    /// On the loop's thread: keeps the transfer until it is removed.
+    void add(std::shared_ptr<CurlTransfer> transfer);
+    void remove(const CurlTransfer& transfer);
+    void cancelTransfers();
     [[nodiscard]] CURLM* multi() const { return multi_.get(); }
     /// On the loop's thread: a handle, and a place for one that is no longer used. Making one and its buffers anew
     /// takes longer than setting it up.
@@ -83,7 +72,7 @@ private:
 
     const Task atEnd_;
     std::unique_ptr<CURLM, decltype(&curl_multi_cleanup)> multi_;
-    std::vector<std::shared_ptr<CurlLoopClient>> clients_;
+    std::vector<std::shared_ptr<CurlTransfer>> transfers_;
     std::unique_ptr<CurlHandle> spareHandle_;
 
     std::atomic<bool> stopped_ = false;

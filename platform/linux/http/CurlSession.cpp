@@ -17,7 +17,7 @@ std::shared_ptr<URLSessionDataTask> CurlSession::dataTaskWithRequest(URLRequest 
 void CurlSession::invalidateAndCancel() {
     if (invalidated_.exchange(true)) return;
     loop_->post([self = shared_from_this()] {
-        self->loop_->cancelClients();
+        self->loop_->cancelTransfers();
         const auto delegate = std::exchange(self->delegate_, nullptr);
         delegate->URLSessionDidBecomeInvalidWithError(*self, nullptr);
         self->loop_->stop();

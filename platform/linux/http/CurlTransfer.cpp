@@ -1,6 +1,7 @@
 #include "platform/linux/http/CurlTransfer.h"
 
 #include "base/OwedAnswer.h"
+#include "base/Trimmed.h"
 #include "platform/linux/http/CurlError.h"
 #include "platform/linux/http/CurlTask.h"
 
@@ -17,19 +18,11 @@ constexpr std::uint64_t kMostDiscarded = 64 << 10;
 
 bool isRedirection(const HTTPURLResponse& response) {
     static constexpr std::array kRedirections{301, 302, 303, 307, 308};
-    const bool is = std::find(kRedirections.begin(), kRedirections.end(), response.statusCode) != kRedirections.end();
-    return is && response.valueForHTTPHeaderField("Location").has_value();
+    return std::ranges::count(kRedirections, response.statusCode) > 0 && response.valueForHTTPHeaderField("Location");
 }
 
-bool isBlank(char letter) {
-    return letter == ' ' || letter == '\t' || letter == '\r' || letter == '\n';
-}
-
-std::string_view trimmed(std::string_view text) {
-    while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
-    while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
-    return text;
-}
+/// What may stand around a field's name and value.
+constexpr std::string_view kBlanks = " \t\r\n";
 
 }  // namespace
 
@@ -37,11 +30,15 @@ CurlTransfer::CurlTransfer(std::shared_ptr<CurlTask> task)
     : task_(std::move(task)), handle_(task_->session().loop().takeHandle()), request_(&task_->originalRequest()) {}
 
 CurlTransfer::~CurlTransfer() {
-    if (isRunning_) curl_multi_remove_handle(task_->session().loop().multi(), easy());
+    if (isRunning_) curl_multi_remove_handle(loop().multi(), easy());
+}
+
+CurlLoop& CurlTransfer::loop() const {
+    return task_->session().loop();
 }
 
 void CurlTransfer::start() {
-    task_->session().loop().add(shared_from_this());
+    loop().add(shared_from_this());
     beginHop();
 }
 
@@ -50,11 +47,11 @@ void CurlTransfer::beginHop() {
     timeout_ = request_->timeoutInterval.value_or(configuration.timeoutIntervalForRequest);
     if (auto error = handle_->setUp(*request_, configuration)) return finish(error);
     trust_.setUp(easy(), handle_->server());
-    curl_easy_setopt(easy(), CURLOPT_PRIVATE, static_cast<CurlLoopClient*>(this));
+    curl_easy_setopt(easy(), CURLOPT_PRIVATE, this);
     curl_easy_setopt(easy(), CURLOPT_ERRORBUFFER, problem_.data());
-    curl_easy_setopt(easy(), CURLOPT_HEADERFUNCTION, &receivedHeader);
+    curl_easy_setopt(easy(), CURLOPT_HEADERFUNCTION, &received<&CurlTransfer::receiveHeader>);
     curl_easy_setopt(easy(), CURLOPT_HEADERDATA, this);
-    curl_easy_setopt(easy(), CURLOPT_WRITEFUNCTION, &receivedBody);
+    curl_easy_setopt(easy(), CURLOPT_WRITEFUNCTION, &received<&CurlTransfer::receiveBody>);
     curl_easy_setopt(easy(), CURLOPT_WRITEDATA, this);
     curl_easy_setopt(easy(), CURLOPT_XFERINFOFUNCTION, &progressed);
     curl_easy_setopt(easy(), CURLOPT_XFERINFODATA, this);
@@ -65,27 +62,19 @@ void CurlTransfer::beginHop() {
 void CurlTransfer::handOver() {
     problem_.front() = '\0';
     stage_ = Stage::head;
-    response_ = {request_->url, 0, {}};
-    field_.clear();
-    headSize_ = 0;
-    bodySize_ = 0;
-    sent_ = 0;
-    moved_ = 0;
-    isPaused_ = false;
-    failure_ = nullptr;
-    endsWithHead_ = false;
+    hop_ = {};
+    hop_.response.url = request_->url;
     touch();
     isRunning_ = true;
-    curl_multi_add_handle(task_->session().loop().multi(), easy());
+    curl_multi_add_handle(loop().multi(), easy());
 }
 
 void CurlTransfer::finish(const ErrorPtr& error) {
     if (std::exchange(stage_, Stage::finished) == Stage::finished) return;
     const auto self = shared_from_this();  // the loop lets go
-    auto& loop = task_->session().loop();
-    if (std::exchange(isRunning_, false)) curl_multi_remove_handle(loop.multi(), easy());
-    loop.remove(*this);
-    loop.keepHandle(std::move(handle_));
+    if (std::exchange(isRunning_, false)) curl_multi_remove_handle(loop().multi(), easy());
+    loop().remove(*this);
+    loop().keepHandle(std::move(handle_));
     task_->complete(error);
 }
 
@@ -93,9 +82,9 @@ void CurlTransfer::cancelled() {
     finish(makeURLError(NSURLErrorCancelled, request_->url));
 }
 
-std::optional<Instant> CurlTransfer::deadline() const {
-    const bool isOurTurn = stage_ == Stage::undecided || isAskedForTrust_;
-    return isOurTurn ? std::nullopt : std::optional(lastActivity_ + std::min(timeout_, kLongestDelay));
+Instant CurlTransfer::deadline() const {
+    const bool isOurTurn = stage_ == Stage::undecided || stage_ == Stage::untrusted;
+    return isOurTurn ? Instant::max() : lastActivity_ + std::min(timeout_, kLongestDelay);
 }
 
 void CurlTransfer::deadlinePassed() {
@@ -106,7 +95,7 @@ void CurlTransfer::deadlinePassed() {
 void CurlTransfer::transferEnded(CURLcode result) {
     isRunning_ = false;
     if (auto trust = trust_.takeUndecided()) return askAboutTrust(std::move(trust));
-    result_ = result;
+    hop_.result = result;
     if (stage_ != Stage::undecided) hopEnded();
 }
 
@@ -117,9 +106,9 @@ void CurlTransfer::hopEnded() {
         request_ = &redirected_;
         return beginHop();
     }
-    if (failure_) return finish(failure_);
-    if (result_ != CURLE_OK && !endsWithHead_) {
-        return finish(errorFromCurl(easy(), result_, request_->url, problem_.data()));
+    if (hop_.failure) return finish(hop_.failure);
+    if (hop_.result != CURLE_OK && !hop_.isEnough) {
+        return finish(errorFromCurl(easy(), hop_.result, request_->url, problem_.data()));
     }
     if (stage_ == Stage::delivered) return finish(nullptr);
     if (stage_ == Stage::head) finish(makeURLError(NSURLErrorNetworkConnectionLost, request_->url, "in the head"));
@@ -129,11 +118,11 @@ void CurlTransfer::hopEnded() {
 void CurlTransfer::goOn() {
     if (stage_ == Stage::undecided || stage_ == Stage::finished) return;
     if (!isRunning_) return hopEnded();
-    isPaused_ = false;
-    result_ = curl_easy_pause(easy(), CURLPAUSE_CONT);
-    if (result_ == CURLE_OK) return;
+    hop_.isPaused = false;
+    hop_.result = curl_easy_pause(easy(), CURLPAUSE_CONT);
+    if (hop_.result == CURLE_OK) return;
     isRunning_ = false;
-    curl_multi_remove_handle(task_->session().loop().multi(), easy());
+    curl_multi_remove_handle(loop().multi(), easy());
     hopEnded();
 }
 
@@ -143,16 +132,22 @@ void CurlTransfer::tell(Operation operation, const Arguments&... arguments) {
     touch();  // the server is not to blame for the delegate's time
 }
 
+template <class... Answer>
+auto CurlTransfer::later(void (CurlTransfer::*decided)(Answer...)) {
+    return [decided, weak = weak_from_this(), task = task_](Answer... answer) {
+        task->session().loop().post([decided, weak, answer...] {
+            if (const auto self = weak.lock()) (self.get()->*decided)(answer...);
+        });
+    };
+}
+
 void CurlTransfer::askAboutTrust(std::shared_ptr<const ServerTrust> trust) {
-    isAskedForTrust_ = true;
+    stage_ = Stage::untrusted;
     const auto& server = handle_->server();
     const auto handler = completionHandler(
-        URLSessionDelegate::ChallengeHandler([weak = weak_from_this(), task = task_, trust](
+        URLSessionDelegate::ChallengeHandler([decided = later(&CurlTransfer::trustDecided), trust](
                                                  auto disposition, const std::optional<URLCredential>& credential) {
-            const bool hasCredential = credential && credential->serverTrust == trust;
-            task->session().loop().post([weak, trust, disposition, hasCredential] {
-                if (const auto self = weak.lock()) self->trustDecided(*trust, disposition, hasCredential);
-            });
+            decided(trust, disposition, credential && credential->serverTrust == trust);
         }),
         URLSessionAuthChallengeDisposition::performDefaultHandling, std::nullopt);
     const URLAuthenticationChallenge challenge{
@@ -160,28 +155,22 @@ void CurlTransfer::askAboutTrust(std::shared_ptr<const ServerTrust> trust) {
     tell(&URLSessionDelegate::URLSessionTaskDidReceiveChallenge, challenge, handler);
 }
 
-void CurlTransfer::trustDecided(const ServerTrust& trust, URLSessionAuthChallengeDisposition disposition,
-                                bool hasCredential) {
+void CurlTransfer::trustDecided(std::shared_ptr<const ServerTrust> trust,
+                                URLSessionAuthChallengeDisposition disposition, bool hasCredential) {
     using Disposition = URLSessionAuthChallengeDisposition;
-    if (!std::exchange(isAskedForTrust_, false)) return;
+    if (stage_ != Stage::untrusted) return;
     if (disposition == Disposition::cancelAuthenticationChallenge) return cancelled();
     const bool accepts = disposition == Disposition::useCredential && hasCredential;
-    if (!accepts && trust.evaluation) return finish(trust.evaluation);
-    trust_.accept(trust);
+    if (!accepts && trust->evaluation) return finish(trust->evaluation);
+    trust_.accept(*trust);
     handOver();
 }
 
 void CurlTransfer::askAboutRedirection() {
-    const auto handler =
-        completionHandler(URLSessionDelegate::RedirectionHandler(
-                              [weak = weak_from_this(), task = task_](std::optional<URLRequest> request) {
-                                  task->session().loop().post([weak, request = std::move(request)] {
-                                      if (const auto self = weak.lock()) self->redirectionDecided(request);
-                                  });
-                              }),
-                          nextRequest_);
+    const auto handler = completionHandler(
+        URLSessionDelegate::RedirectionHandler(later(&CurlTransfer::redirectionDecided)), nextRequest_);
     stage_ = Stage::undecided;
-    tell(&URLSessionDelegate::URLSessionTaskWillPerformHTTPRedirection, response_, nextRequest_, handler);
+    tell(&URLSessionDelegate::URLSessionTaskWillPerformHTTPRedirection, hop_.response, nextRequest_, handler);
 }
 
 void CurlTransfer::redirectionDecided(std::optional<URLRequest> request) {
@@ -204,7 +193,7 @@ void CurlTransfer::askAboutResponse() {
         }),
         URLSessionResponseDisposition::allow);
     stage_ = Stage::undecided;
-    tell(&URLSessionDelegate::URLSessionDataTaskDidReceiveResponse, response_, handler);
+    tell(&URLSessionDelegate::URLSessionDataTaskDidReceiveResponse, hop_.response, handler);
 }
 
 void CurlTransfer::responseDecided(URLSessionResponseDisposition disposition) {
@@ -212,10 +201,7 @@ void CurlTransfer::responseDecided(URLSessionResponseDisposition disposition) {
     if (disposition == URLSessionResponseDisposition::cancel) task_->cancel();
     stage_ = Stage::delivered;
     touch();
-    if (isRunning_ && !isPaused_) return;
-    task_->session().loop().post([weak = weak_from_this()] {
-        if (const auto self = weak.lock()) self->goOn();
-    });
+    if (!isRunning_ || hop_.isPaused) later (&CurlTransfer::goOn)();
 }
 
 template <class Result, class Call>
@@ -229,98 +215,91 @@ Result CurlTransfer::calledBack(void* self, Result onFailure, const Call& call) 
     }
 }
 
-std::size_t CurlTransfer::receivedHeader(const char* bytes, std::size_t size, std::size_t count, void* self) noexcept {
-    return calledBack(self, std::size_t{0}, [&](CurlTransfer& transfer) {
-        return transfer.receiveHeader({bytes, size * count}) ? size * count : 0;
-    });
-}
-
-std::size_t CurlTransfer::receivedBody(const char* bytes, std::size_t size, std::size_t count, void* self) noexcept {
-    return calledBack(self, std::size_t{0}, [&](CurlTransfer& transfer) {
-        return transfer.receiveBody({bytes, size * count});
+template <auto receive>
+std::size_t CurlTransfer::received(const char* bytes, std::size_t size, std::size_t count, void* self) noexcept {
+    return calledBack(self, std::size_t{0}, [&](CurlTransfer& transfer) -> std::size_t {
+        transfer.touch();
+        (transfer.*receive)({bytes, size * count});
+        if (transfer.hop_.isPaused) return CURL_WRITEFUNC_PAUSE;
+        return transfer.hop_.failure || transfer.hop_.isEnough ? 0 : size * count;
     });
 }
 
 int CurlTransfer::progressed(void* self, curl_off_t /*toReceive*/, curl_off_t received, curl_off_t /*toSend*/,
                              curl_off_t sent) noexcept {
     return calledBack(self, 1, [&](CurlTransfer& transfer) {
-        if (std::exchange(transfer.moved_, received + sent) != received + sent) transfer.touch();
+        if (std::exchange(transfer.hop_.moved, received + sent) != received + sent) transfer.touch();
         transfer.tellSent(sent);
         return 0;
     });
 }
 
-bool CurlTransfer::fail(NSURLErrorCode code, const std::string& detail) {
-    failure_ = makeURLError(code, request_->url, detail);
-    return false;
+/// Ends the hop once libcurl hears of it.
+void CurlTransfer::fail(NSURLErrorCode code, const std::string& detail) {
+    hop_.failure = makeURLError(code, request_->url, detail);
 }
 
-bool CurlTransfer::receiveHeader(std::string_view line) {
-    touch();
-    headSize_ += line.size();
-    if (headSize_ > task_->session().configuration().maximumHeaderSize) {
+void CurlTransfer::receiveHeader(std::string_view line) {
+    hop_.headSize += line.size();
+    if (hop_.headSize > task_->session().configuration().maximumHeaderSize) {
         return fail(NSURLErrorDataLengthExceedsMaximum, "its head");
     }
-    if (stage_ != Stage::head) return true;  // a trailer
+    if (stage_ != Stage::head) return;  // a trailer
+    const auto text = trimmed(line, kBlanks);
     if (line.starts_with(' ') || line.starts_with('\t')) {
-        field_.append(" ").append(trimmed(line));
-        return true;
+        hop_.field.append(" ").append(text);
+        return;
     }
     takeField();
-    field_ = trimmed(line);
-    return !field_.empty() || headEnded();
+    hop_.field = text;
+    if (text.empty()) headEnded();
 }
 
 /// A field counts when the next line has shown that it does not go on there (RFC 9112, section 5.2).
 void CurlTransfer::takeField() {
-    const std::string_view field = field_;
+    const std::string_view field = hop_.field;
     const auto colon = field.find(':');
     if (field.starts_with("HTTP/") || colon == std::string_view::npos) return;
-    response_.allHeaderFields.addValue(std::string(trimmed(field.substr(colon + 1))),
-                                       std::string(trimmed(field.substr(0, colon))));
+    hop_.response.allHeaderFields.addValue(std::string(trimmed(field.substr(colon + 1), kBlanks)),
+                                           std::string(trimmed(field.substr(0, colon), kBlanks)));
 }
 
-bool CurlTransfer::headEnded() {
+void CurlTransfer::headEnded() {
     long status = 0;
     curl_easy_getinfo(easy(), CURLINFO_RESPONSE_CODE, &status);
     curl_off_t sent = 0;
     curl_easy_getinfo(easy(), CURLINFO_SIZE_UPLOAD_T, &sent);
     tellSent(sent);
-    response_.statusCode = static_cast<int>(status);
-    endsWithHead_ = status == 101;  // what follows is another protocol
-    if (status < 200 && !endsWithHead_) {
-        tell(&URLSessionDelegate::URLSessionTaskDidReceiveInformationalResponse, response_);
-        response_ = {request_->url, 0, {}};
-        return true;
+    auto& response = hop_.response;
+    response.statusCode = static_cast<int>(status);
+    hop_.isEnough = status == 101;  // what follows is another protocol
+    if (status < 200 && !hop_.isEnough) {
+        tell(&URLSessionDelegate::URLSessionTaskDidReceiveInformationalResponse, response);
+        response = {request_->url, 0, {}};
+        return;
     }
-    if (!isRedirection(response_)) {
-        askAboutResponse();
-        return !endsWithHead_;
-    }
+    if (!isRedirection(response)) return askAboutResponse();
     if (redirections_ == kMostRedirections) return fail(NSURLErrorHTTPTooManyRedirects, {});
-    failure_ = redirectedRequest(*request_, response_, nextRequest_);
-    if (failure_) return false;
-    askAboutRedirection();
-    return true;
+    hop_.failure = redirectedRequest(*request_, response, nextRequest_);
+    if (!hop_.failure) askAboutRedirection();
 }
 
-std::size_t CurlTransfer::receiveBody(std::string_view bytes) {
-    touch();
-    isPaused_ = stage_ == Stage::undecided;
-    if (isPaused_) return CURL_WRITEFUNC_PAUSE;
-    bodySize_ += bytes.size();
-    if (stage_ == Stage::discarded) return bodySize_ <= kMostDiscarded ? bytes.size() : 0;
-    if (bodySize_ > task_->session().configuration().maximumResponseSize) {
+void CurlTransfer::receiveBody(std::string_view bytes) {
+    hop_.isPaused = stage_ == Stage::undecided;
+    if (hop_.isPaused) return;
+    hop_.bodySize += bytes.size();
+    if (stage_ == Stage::discarded) {
+        hop_.isEnough = hop_.bodySize > kMostDiscarded;
+    } else if (hop_.bodySize > task_->session().configuration().maximumResponseSize) {
         fail(NSURLErrorDataLengthExceedsMaximum, "its body");
-        return 0;
+    } else {
+        tell(&URLSessionDelegate::URLSessionDataTaskDidReceiveData, bytes);
     }
-    tell(&URLSessionDelegate::URLSessionDataTaskDidReceiveData, bytes);
-    return bytes.size();
 }
 
 void CurlTransfer::tellSent(std::int64_t sent) {
-    if (sent <= sent_) return;
-    const auto count = sent - std::exchange(sent_, sent);
+    if (sent <= hop_.sent) return;
+    const auto count = sent - std::exchange(hop_.sent, sent);
     const auto expected = static_cast<std::int64_t>(request_->httpBody ? request_->httpBody->size() : 0);
     tell(&URLSessionDelegate::URLSessionTaskDidSendBodyData, count, sent, expected);
 }

@@ -1,5 +1,6 @@
 #include "platform/linux/http/CurlTrust.h"
 
+#include "base/Table.h"
 #include "platform/linux/http/CurlError.h"
 
 #include <openssl/ssl.h>
@@ -28,16 +29,10 @@ std::vector<std::string> shownCertificates(X509_STORE_CTX* handshake) {
     return certificates;
 }
 
-NSURLErrorCode codeFor(int problem) {
-    switch (problem) {
-        case X509_V_ERR_CERT_HAS_EXPIRED:
-            return NSURLErrorServerCertificateHasBadDate;
-        case X509_V_ERR_CERT_NOT_YET_VALID:
-            return NSURLErrorServerCertificateNotYetValid;
-        default:
-            return NSURLErrorServerCertificateUntrusted;
-    }
-}
+constexpr std::pair<int, NSURLErrorCode> kCodes[] = {
+    {X509_V_ERR_CERT_HAS_EXPIRED, NSURLErrorServerCertificateHasBadDate},
+    {X509_V_ERR_CERT_NOT_YET_VALID, NSURLErrorServerCertificateNotYetValid},
+};
 
 }  // namespace
 
@@ -87,5 +82,6 @@ ErrorPtr CurlTrust::evaluate(X509_STORE_CTX* handshake) const {
     }
     if (X509_verify_cert(handshake) == 1) return nullptr;
     const int problem = X509_STORE_CTX_get_error(handshake);
-    return makeURLError(codeFor(problem), server_.url, X509_verify_cert_error_string(problem));
+    const auto code = valueIn(kCodes, problem, NSURLErrorServerCertificateUntrusted);
+    return makeURLError(code, server_.url, X509_verify_cert_error_string(problem));
 }

@@ -1,17 +1,10 @@
 #include "platform/linux/http/HTTPStatusText.h"
 
-#include <algorithm>
-#include <array>
-#include <iterator>
+#include "base/Table.h"
 
 namespace {
 
-struct StatusText {
-    int code;
-    const char* text;
-};
-
-constexpr StatusText kTexts[] = {
+constexpr std::pair<int, const char*> kTexts[] = {
     {100, "continue"},
     {101, "switching protocols"},
     {200, "no error"},
@@ -54,15 +47,12 @@ constexpr StatusText kTexts[] = {
     {505, "unsupported version"},
 };
 
-/// From 100 on, by hundreds.
-constexpr std::array kClasses{"informational", "success", "redirected", "client error", "server error"};
+/// For the codes that have none of their own, by hundreds.
+constexpr std::pair<int, const char*> kClasses[] = {
+    {1, "informational"}, {2, "success"}, {3, "redirected"}, {4, "client error"}, {5, "server error"}};
 
 }  // namespace
 
 const char* httpStatusText(int statusCode) {
-    const auto* const found =
-        std::find_if(std::begin(kTexts), std::end(kTexts), [&](const auto& each) { return each.code == statusCode; });
-    if (found != std::end(kTexts)) return found->text;
-    return statusCode >= 100 && statusCode < 600 ? kClasses[static_cast<std::size_t>(statusCode / 100 - 1)]
-                                                 : "unknown status";
+    return valueIn(kTexts, statusCode, valueIn(kClasses, statusCode / 100, "unknown status"));
 }
