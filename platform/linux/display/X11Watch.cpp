@@ -46,24 +46,16 @@ public:
         closed_ = true;
         changed_.notify_all();
         if (descriptor_ >= 0) ::shutdown(descriptor_, SHUT_RDWR);  // every wait for an answer ends with an error
-        return descriptor_ >= 0 || ended_;
+        return !seen_.isConnecting;
     }
 
     void waitForFirstLook(std::chrono::milliseconds limit) {
         std::unique_lock lock(mutex_);
-        changed_.wait_for(lock, limit, [this] { return desktop_ || ended_; });
+        changed_.wait_for(lock, limit, [this] { return seen_.desktop || seen_.hasEnded; });
     }
-    [[nodiscard]] std::shared_ptr<const X11Desktop> desktop() {
+    [[nodiscard]] X11Seen seen() {
         const std::lock_guard lock(mutex_);
-        return desktop_;
-    }
-    [[nodiscard]] bool isConnecting() {
-        const std::lock_guard lock(mutex_);
-        return descriptor_ < 0 && !ended_;
-    }
-    [[nodiscard]] bool hasEnded() {
-        const std::lock_guard lock(mutex_);
-        return ended_;
+        return seen_;
     }
 
 private:
@@ -71,6 +63,7 @@ private:
     [[nodiscard]] bool begin(int descriptor) {
         const std::lock_guard lock(mutex_);
         descriptor_ = descriptor;
+        seen_.isConnecting = descriptor < 0;
         return !closed_;
     }
 
@@ -86,7 +79,7 @@ private:
     /// Tells what was seen, and pauses.
     void tell(std::shared_ptr<const X11Desktop> desktop) {
         std::unique_lock lock(mutex_);
-        desktop_.swap(desktop);
+        seen_.desktop.swap(desktop);
         changed_.notify_all();
         // On the condition, so that a close need not wait for the end of the pause.
         changed_.wait_for(lock, kPause, [this] { return closed_; });
@@ -96,20 +89,22 @@ private:
         const std::lock_guard lock(mutex_);
         descriptor_ = -1;
         // What a display showed that has gone is not shown any more.
-        desktop_.reset();
-        ended_ = true;
+        seen_ = {.desktop = nullptr, .isConnecting = false, .hasEnded = true};
         changed_.notify_all();
     }
 
     std::mutex mutex_;  ///< guards what follows
     std::condition_variable changed_;
-    std::shared_ptr<const X11Desktop> desktop_;
+    X11Seen seen_;
     int descriptor_ = -1;
     bool closed_ = false;
-    bool ended_ = false;
 };
 
-X11Watch::X11Watch() : state_(std::make_shared<State>()), thread_([state = state_] { state->run(); }) {}
+X11Watch::X11Watch(std::chrono::milliseconds firstLook)
+    : state_(std::make_shared<State>()), thread_([state = state_] { state->run(); }) {
+    state_->waitForFirstLook(firstLook);
+}
+
 X11Watch::~X11Watch() {
     if (state_->close()) {
         thread_.join();
@@ -118,15 +113,7 @@ X11Watch::~X11Watch() {
         thread_.detach();
     }
 }
-void X11Watch::waitForFirstLook(std::chrono::milliseconds limit) const {
-    state_->waitForFirstLook(limit);
-}
-std::shared_ptr<const X11Desktop> X11Watch::desktop() const {
-    return state_->desktop();
-}
-bool X11Watch::isConnecting() const {
-    return state_->isConnecting();
-}
-bool X11Watch::hasEnded() const {
-    return state_->hasEnded();
+
+X11Seen X11Watch::seen() const {
+    return state_->seen();
 }

@@ -27,7 +27,7 @@ std::shared_ptr<const X11Desktop> X11WindowServer::desktop() {
     used_ = true;
     closeIfEnded();
     if (!watch_ && now >= nextAttempt_) open(now);
-    auto desktop = watch_ ? watch_->desktop() : nullptr;
+    auto desktop = watch_ ? watch_->seen().desktop : nullptr;
     const bool isOverdue = !watch_ || now >= nextAttempt_;
     if (!desktop && isOverdue && !std::exchange(reported_, true)) {
         consoleLog_.write("There is no X11 display that answers; windows and screens count as none.");
@@ -39,25 +39,24 @@ std::shared_ptr<const X11Desktop> X11WindowServer::desktop() {
 void X11WindowServer::open(Instant now) {
     nextAttempt_ = now + kRetryPeriod;
     try {
-        watch_.emplace();
+        // The wait is for a first poll, which would otherwise see no windows, and take a show for none.
+        watch_.emplace(kFirstLook);
     } catch (const std::system_error&) {
         return;  // no thread to be had: no display either
     }
-    // Only here: a first poll would otherwise see no windows, and take a show for none.
-    watch_->waitForFirstLook(kFirstLook);
     unusedTimer_ = queue_.makeTimer({kUnusedPeriod, kUnusedPeriod, {}}, [this] { closeWhenUnused(); });
     closeIfEnded();
 }
 
 void X11WindowServer::closeIfEnded() {
-    if (watch_ && watch_->hasEnded()) close();
+    if (watch_ && watch_->seen().hasEnded) close();
 }
 
 void X11WindowServer::closeWhenUnused() {
     const std::lock_guard lock(mutex_);
     if (std::exchange(used_, false)) return;
     // A thread that cannot be interrupted stays the only one.
-    if (watch_ && watch_->isConnecting()) return;
+    if (watch_ && watch_->seen().isConnecting) return;
     close();
     // Whoever asks next gets a connection at once.
     nextAttempt_ = {};
