@@ -34,13 +34,12 @@ std::optional<WalkPlan> planWalk(const std::vector<fs::path>& roots) {
 std::optional<std::string> bundleIdentifierInQuery(std::string_view queryText) {
     constexpr std::string_view kBegin = "kMDItemCFBundleIdentifier == \"";
     constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789.-_";
-    if (!queryText.starts_with(kBegin) || !queryText.ends_with('"')) return std::nullopt;
+    if (!queryText.starts_with(kBegin)) return std::nullopt;
     queryText.remove_prefix(kBegin.size());
-    if (queryText.size() < 2) return std::nullopt;
-    queryText.remove_suffix(1);
+    const auto end = std::min(queryText.find_first_not_of(kLetters), queryText.size());
     // Wildcards, quotes and further conditions ask for what a walk cannot answer.
-    if (queryText.find_first_not_of(kLetters) != std::string_view::npos) return std::nullopt;
-    return std::string(queryText);
+    if (end == 0 || queryText.substr(end) != "\"") return std::nullopt;
+    return std::string(queryText.substr(0, end));
 }
 
 /// A thread that walks. It knows its query weakly: an end that nobody waits for is not told.

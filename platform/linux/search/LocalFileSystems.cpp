@@ -1,6 +1,7 @@
 #include "platform/linux/search/LocalFileSystems.h"
 
 #include <algorithm>
+#include <charconv>
 #include <fstream>
 #include <map>
 #include <sstream>
@@ -24,18 +25,14 @@ struct Mount {
 };
 
 /// Undoes the kernel's `\040`.
-std::string unescaped(std::string_view text) {
-    std::string result;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const auto digit = [&](std::size_t at) { return static_cast<unsigned char>(text[at]) - unsigned{'0'}; };
-        if (text[i] == '\\' && i + 3 < text.size() && digit(i + 1) < 4 && digit(i + 2) < 8 && digit(i + 3) < 8) {
-            result += static_cast<char>(digit(i + 1) * 64 + digit(i + 2) * 8 + digit(i + 3));
-            i += 3;
-        } else {
-            result += text[i];
-        }
+std::string unescaped(std::string text) {
+    for (auto at = text.find('\\'); at < text.size() && text.size() - at > 3; at = text.find('\\', at + 1)) {
+        unsigned char character = 0;
+        const auto* const end = text.data() + at + 4;
+        const auto [stop, error] = std::from_chars(end - 3, end, character, 8);
+        if (stop == end && error == std::errc()) text.replace(at, 4, 1, static_cast<char>(character));
     }
-    return result;
+    return text;
 }
 
 std::vector<Mount> parseMounts(std::string_view text) {
@@ -51,7 +48,7 @@ std::vector<Mount> parseMounts(std::string_view text) {
         words >> mount.kind >> word >> mount.options;
         if (mount.kind.empty()) continue;
         mount.kind.erase(std::min(mount.kind.find('.'), mount.kind.size()));  // fuse.sshfs
-        for (auto* field : {&mount.root, &mount.point, &mount.options}) *field = unescaped(*field);
+        for (auto* field : {&mount.root, &mount.point, &mount.options}) *field = unescaped(std::move(*field));
         mounts.push_back(std::move(mount));
     }
     return mounts;
@@ -103,14 +100,10 @@ public:
             // In the order of the mounts: of several that show a directory the first is walked.
             if (kinds_.contains(mount.kind) && isVisible(mount)) consider(mount);
         }
+        for (const auto* root : chosen_) addLayers(*root);
         WalkPlan plan;
-        for (const auto& [device, roots] : chosen_) {
-            for (const auto* root : roots) addLayers(*root);
-        }
-        for (const auto& mount : mounts_) {
-            const auto& sameDevice = chosen_[mount.device];
-            const bool isChosen = std::find(sameDevice.begin(), sameDevice.end(), &mount) != sameDevice.end();
-            if (isChosen && !leftOut_.contains(mount.point)) plan.roots.emplace_back(mount.point);
+        for (const auto* root : chosen_) {
+            if (!leftOut_.contains(root->point)) plan.roots.emplace_back(root->point);
         }
         plan.leftOut = std::move(leftOut_);
         return plan;
@@ -131,16 +124,15 @@ private:
         for (const auto& path : upwards(mount.point)) {
             const auto found = byPoint_.find(path);
             if (found == byPoint_.end()) continue;
-            for (const auto* other : found->second) {
-                if (!isAncestor(*other, mount)) return false;
-            }
+            if (!std::ranges::all_of(found->second, [&](auto* other) { return isAncestor(*other, mount); }))
+                return false;
         }
         return true;
     }
 
     /// Whether a walk of `root` sees what `mount` shows.
     [[nodiscard]] bool shows(const Mount& root, const Mount& mount) const {
-        if (!isAtOrBelow(mount.root, root.root)) return false;
+        if (root.device != mount.device || !isAtOrBelow(mount.root, root.root)) return false;
         for (const auto& path : upwards(moved(mount.root, root.root, root.point))) {
             if (path == root.point) return true;
             if (byPoint_.contains(path)) return false;
@@ -149,16 +141,14 @@ private:
     }
 
     void consider(const Mount& mount) {
-        auto& sameDevice = chosen_[mount.device];
-        const auto isShown = [&](const auto* root) { return shows(*root, mount); };
-        if (std::any_of(sameDevice.begin(), sameDevice.end(), isShown)) return;
-        for (const auto* root : sameDevice) {
+        if (std::ranges::any_of(chosen_, [&](const auto* root) { return shows(*root, mount); })) return;
+        for (const auto* root : chosen_) {
             // This mount shows more than one chosen before it; what that one shows need not be seen twice.
-            if (root->root != mount.root && isAtOrBelow(root->root, mount.root)) {
+            if (root->device == mount.device && root->root != mount.root && isAtOrBelow(root->root, mount.root)) {
                 leftOut_.insert(moved(root->root, mount.root, mount.point));
             }
         }
-        sameDevice.push_back(&mount);
+        chosen_.push_back(&mount);
     }
 
     /// Leaves out an overlay's layers, unless it covers one of them or a part of it.
@@ -181,7 +171,7 @@ private:
     const Kinds kinds_;
     std::map<int, const Mount*> byID_;
     std::map<std::string, std::vector<const Mount*>> byPoint_;
-    std::map<std::string, std::vector<const Mount*>> chosen_;  ///< by device
+    std::vector<const Mount*> chosen_;
     std::set<std::string, std::less<>> leftOut_;
 };
 
@@ -206,7 +196,7 @@ std::optional<WalkPlan> planWalkOfComputer() {
 WalkPlan planWalkBelow(const std::vector<fs::path>& directories) {
     WalkPlan plan;
     const auto add = [&](const fs::path& root) {
-        if (std::find(plan.roots.begin(), plan.roots.end(), root) == plan.roots.end()) plan.roots.push_back(root);
+        if (std::ranges::find(plan.roots, root) == plan.roots.end()) plan.roots.push_back(root);
     };
     for (const auto& directory : directories) {
         std::error_code failure;
@@ -217,7 +207,7 @@ WalkPlan planWalkBelow(const std::vector<fs::path>& directories) {
     const auto computer = planWalkOfComputer().value_or(WalkPlan{});
     for (const auto& mount : computer.roots) {
         const auto isNamed = [&](const auto& root) { return isAtOrBelow(mount.native(), root.native()); };
-        if (std::any_of(named.begin(), named.end(), isNamed)) add(mount);
+        if (std::ranges::any_of(named, isNamed)) add(mount);
     }
     return plan;
 }
