@@ -8,9 +8,9 @@ namespace {
 
 using URL = std::unique_ptr<CURLU, decltype(&curl_url_cleanup)>;
 
-std::string partOf(CURLU* url, CURLUPart part) {
+std::string partOf(const URL& url, CURLUPart part, unsigned flags = 0) {
     char* text = nullptr;
-    if (curl_url_get(url, part, &text, CURLU_DEFAULT_PORT) != CURLUE_OK) return {};
+    if (curl_url_get(url.get(), part, &text, flags) != CURLUE_OK) return {};
     const std::unique_ptr<char, decltype(&curl_free)> owned(text, curl_free);
     return text;
 }
@@ -26,21 +26,16 @@ ErrorPtr parseURL(const std::string& reference, URLParts& parts, const std::stri
     if (result != CURLUE_OK || reference.find('\0') != std::string::npos) {
         return makeURLError(NSURLErrorBadURL, reference, curl_url_strerror(result));
     }
-    const auto scheme = partOf(url.get(), CURLUPART_SCHEME);
+    const auto scheme = partOf(url, CURLUPART_SCHEME);
     if (scheme != "http" && scheme != "https") return makeURLError(NSURLErrorUnsupportedURL, reference);
     curl_url_set(url.get(), CURLUPART_FRAGMENT, nullptr, 0);
     parts.isSecure = scheme == "https";
-    parts.host = partOf(url.get(), CURLUPART_HOST);
+    parts.host = partOf(url, CURLUPART_HOST);
     if (parts.host.starts_with('[')) parts.host = parts.host.substr(1, parts.host.size() - 2);
-    const auto port = partOf(url.get(), CURLUPART_PORT);
+    const auto port = partOf(url, CURLUPART_PORT, CURLU_DEFAULT_PORT);
     std::from_chars(port.data(), port.data() + port.size(), parts.port);
-    char* text = nullptr;
-    if (curl_url_get(url.get(), CURLUPART_URL, &text, 0) != CURLUE_OK) {
-        return makeURLError(NSURLErrorBadURL, reference);
-    }
-    parts.url = text;
-    curl_free(text);
-    return nullptr;
+    parts.url = partOf(url, CURLUPART_URL);
+    return parts.url.empty() ? makeURLError(NSURLErrorBadURL, reference) : nullptr;
 }
 
 ErrorPtr redirectedRequest(const URLRequest& request, const HTTPURLResponse& response, URLRequest& redirected) {

@@ -2,8 +2,6 @@
 
 #include "platform/linux/http/CurlLoop.h"
 #include "platform/linux/http/CurlSession.h"
-#include "platform/linux/http/HTTPStatusText.h"
-#include "ports/Bundle.h"
 
 #include <curl/curl.h>
 
@@ -39,8 +37,4 @@ void CurlSessions::joinEnded() {
         if (ended) loop->join();
         return ended;
     });
-}
-
-std::string CurlSessions::localizedStringForStatusCode(int statusCode) {
-    return bundles_.mainBundle()->localizedString(httpStatusText(statusCode));
 }

@@ -3,7 +3,7 @@
 #include "base/OwedAnswer.h"
 #include "base/Trimmed.h"
 #include "platform/linux/http/CurlError.h"
-#include "platform/linux/http/CurlTask.h"
+#include "platform/linux/http/CurlSession.h"
 
 #include <fmt/format.h>
 #include <algorithm>

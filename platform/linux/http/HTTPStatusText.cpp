@@ -1,9 +1,10 @@
-#include "platform/linux/http/HTTPStatusText.h"
-
 #include "base/Table.h"
+#include "platform/linux/http/CurlSessions.h"
+#include "ports/Bundle.h"
 
 namespace {
 
+/// The platform's English phrases.
 constexpr std::pair<int, const char*> kTexts[] = {
     {100, "continue"},
     {101, "switching protocols"},
@@ -53,6 +54,7 @@ constexpr std::pair<int, const char*> kClasses[] = {
 
 }  // namespace
 
-const char* httpStatusText(int statusCode) {
-    return valueIn(kTexts, statusCode, valueIn(kClasses, statusCode / 100, "unknown status"));
+std::string CurlSessions::localizedStringForStatusCode(int statusCode) {
+    const auto* const text = valueIn(kTexts, statusCode, valueIn(kClasses, statusCode / 100, "unknown status"));
+    return bundles_.mainBundle()->localizedString(text);
 }

@@ -1,6 +1,5 @@
 #include "MacShared/Atomic.h"
 #include "MacShared/URLSessionDelegateProxy.h"
-#include "platform/linux/http/HTTPStatusText.h"
 #include "tests/platform/linux/http/CurlHarness.h"
 #include "tests/support/Memory.h"
 
@@ -455,6 +454,7 @@ TEST_F(CurlSessionTest, EndsWithAnAnswerOwed) {
 
 TEST(HTTPStatus, HasAPhraseForEveryCodeInBothLanguages) {
     CurlHarness curl;
+    const auto phraseOf = [&](int code) { return curl.sessions->localizedStringForStatusCode(code); };
     for (const auto& [code, phrase] : std::map<int, std::string>{{404, "not found"},
                                                                  {500, "internal server error"},
                                                                  {499, "client error"},
@@ -463,13 +463,13 @@ TEST(HTTPStatus, HasAPhraseForEveryCodeInBothLanguages) {
                                                                  {0, "unknown status"},
                                                                  {-1, "unknown status"},
                                                                  {600, "unknown status"}}) {
-        EXPECT_EQ(curl.sessions->localizedStringForStatusCode(code), phrase);
+        EXPECT_EQ(phraseOf(code), phrase);
     }
+    std::map<int, std::string> english;
+    for (int code = 99; code <= 600; ++code) english[code] = phraseOf(code);
     ASSERT_NE(std::setlocale(LC_MESSAGES, "C.UTF-8"), nullptr);
     ::setenv("LANGUAGE", "de", 1);
-    for (int code = 99; code <= 600; ++code) {
-        EXPECT_NE(curl.sessions->localizedStringForStatusCode(code), httpStatusText(code));
-    }
+    for (const auto& [code, phrase] : english) EXPECT_NE(phraseOf(code), phrase);
     ::unsetenv("LANGUAGE");
     std::setlocale(LC_MESSAGES, "C");
 }
