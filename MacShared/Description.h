@@ -21,13 +21,9 @@
 [[nodiscard]] inline std::string description(std::string_view text) {
     return std::string(text);
 }
-[[nodiscard]] inline std::string description(const char* text) {
-    return text;
-}
-[[nodiscard]] inline std::string description(const std::string& text) {
-    return text;
-}
-[[nodiscard]] inline std::string description(const std::filesystem::path& path) {
+/// A template, so that nothing else becomes a path on its way here.
+template <std::same_as<std::filesystem::path> Path>
+[[nodiscard]] std::string description(const Path& path) {
     return path.native();
 }
 template <std::integral T>

@@ -175,13 +175,10 @@ void SimpleSoapCaller::URLSessionTaskDidReceiveChallenge(URLSession& /*session*/
     using Disposition = URLSessionAuthChallengeDisposition;
     const auto& space = challenge.protectionSpace;
     // Passwords and client certificates are not for us.
-    if (space.authenticationMethod != NSURLAuthenticationMethodServerTrust) {
-        completionHandler(Disposition::performDefaultHandling, std::nullopt);
-    } else if (ignoreCertificateErrors()) {
-        completionHandler(Disposition::useCredential, URLCredential{space.serverTrust});
-    } else {
-        completionHandler(Disposition::useCredential, std::nullopt);  // the system judges
-    }
+    const bool isTrust = space.authenticationMethod == NSURLAuthenticationMethodServerTrust;
+    std::optional<URLCredential> credential;  // without one the system judges
+    if (isTrust && ignoreCertificateErrors()) credential = {space.serverTrust};
+    completionHandler(isTrust ? Disposition::useCredential : Disposition::performDefaultHandling, credential);
 }
 
 void SimpleSoapCaller::processResponse(const Call& call, const Head& head) {

@@ -1,6 +1,7 @@
 #include "MacShared/SOAP/SoapEnvelope.h"
 
 #include "MacShared/Description.h"
+#include "base/Table.h"
 #include "base/Trimmed.h"
 
 #include <algorithm>
@@ -48,26 +49,14 @@ bool hasSpecial(std::string_view block) {
     return kHasAVX2 ? blockHasSpecialByAVX2(block.data()) : blockHasSpecial(block.data());
 }
 
-std::string_view entityFor(char c) {
-    switch (c) {
-        case '&':
-            return "&amp;";
-        case '<':
-            return "&lt;";
-        case '>':
-            return "&gt;";
-        case '\'':
-            return "&apos;";
-        default:
-            return "&quot;";
-    }
-}
+constexpr std::pair<char, std::string_view> kEntities[] = {
+    {'&', "&amp;"}, {'<', "&lt;"}, {'>', "&gt;"}, {'\'', "&apos;"}, {'"', "&quot;"}};
 
 void appendEscapedBlock(std::string& xml, std::string_view block) {
     std::size_t copied = 0;
     for (std::size_t i = 0; i < block.size(); ++i) {
         if (isSpecial(block[i]) == 0) continue;
-        xml.append(block, copied, i - copied).append(entityFor(block[i]));
+        xml.append(block, copied, i - copied).append(valueIn(kEntities, block[i], {}));
         copied = i + 1;
     }
     xml.append(block, copied);

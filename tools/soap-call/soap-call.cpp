@@ -38,28 +38,24 @@ struct Answer {
 };
 
 /// Goes with a call as its state, which ends with the call.
-class Pending {
-public:
-    explicit Pending(std::promise<Answer> promise) : promise_(std::move(promise)) {}
-    ~Pending() { promise_.set_value(std::move(answer_)); }
+struct Pending {
+    Pending() = default;
+    ~Pending() { promise.set_value(std::move(answer)); }
     Pending(const Pending&) = delete;
     Pending& operator=(const Pending&) = delete;
 
-    void setAnswer(Answer answer) { answer_ = std::move(answer); }
-
-private:
-    std::promise<Answer> promise_;
-    Answer answer_;
+    std::promise<Answer> promise;
+    Answer answer;
 };
 
 class Receiver final : public ISoapCallback {
     void onSoapData(const SoapDictionary& data, ISoapCaller& /*withCaller*/,
                     const std::shared_ptr<void>& withState) override {
-        static_cast<Pending*>(withState.get())->setAnswer({data, nullptr});
+        static_cast<Pending*>(withState.get())->answer.response = data;
     }
     void onSoapError(const ErrorPtr& error, ISoapCaller& /*withCaller*/,
                      const std::shared_ptr<void>& withState) override {
-        static_cast<Pending*>(withState.get())->setAnswer({std::nullopt, error});
+        static_cast<Pending*>(withState.get())->answer.error = error;
     }
 };
 
@@ -93,10 +89,10 @@ ExitStatus call(const Options& options, const SoapParameters& parameters) {
     caller->setUrl(options.url);
     caller->setIgnoreCertificateErrors(options.ignoreCertificateErrors);
     caller->setCallback(receiver);
-    std::promise<Answer> promise;
-    auto answer = promise.get_future();
+    auto pending = std::make_shared<Pending>();
+    auto answer = pending->promise.get_future();
     caller->callSoapMethod(options.method, options.callNamespace, options.extension, parameters.names,
-                           parameters.values, std::make_shared<Pending>(std::move(promise)));
+                           parameters.values, std::move(pending));
     // The state ends with the call, however it does, so this never waits for ever.
     const auto answered = answer.get();
     return report(answered, caller->responseCode());
