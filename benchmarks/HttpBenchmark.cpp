@@ -135,8 +135,8 @@ void peer(benchmark::State& state, const Server& server, const Data& body) {
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     const auto* const server = new Server;  // its threads run to the end
-    DirectoryBundles bundles;
-    CurlSessions sessions(bundles);
+    files::DirectoryBundles bundles;
+    http::CurlSessions sessions(bundles);
     const auto small = std::make_shared<const std::string>(1'000, 'q');
     const auto large = std::make_shared<const std::string>(kLarge, 'q');
     const auto add = [](const char* name, int iterations, auto run) {

@@ -55,7 +55,7 @@ std::string prose() {
 }
 
 void parse(benchmark::State& state, const std::string& xml) {
-    const LinuxXMLServices services;
+    const text::LinuxXMLServices services;
     for ([[maybe_unused]] auto _ : state) {
         auto held = std::make_unique<SoapXMLAccumulator>("GetItemResponse", "GetItemResult");
         auto& accumulator = *held;

@@ -93,7 +93,7 @@ std::size_t append(const char* bytes, std::size_t size, std::size_t count, void*
 }
 
 void plainPost(benchmark::State& state, const std::string& url) {
-    const auto request = makeSoapRequest(url, kMethod, kNamespace, "", kNames, parameters(), false);
+    const auto request = makeSoapRequest(url, {kMethod, kNamespace, "", kNames, parameters()}, false);
     CURL* const easy = curl_easy_init();
     curl_slist* fields = nullptr;
     for (const auto& [name, value] : request.httpHeaderFields) {
@@ -146,7 +146,7 @@ int main(int argc, char** argv) {
     if (url == nullptr) fail("LECTURES_URL does not say where the service is");
     LinuxPlatform::Options options;
     options.usesSessionBus = false;
-    options.makeURLSessions = [](Bundles& bundles) { return std::make_unique<CurlSessions>(bundles); };
+    options.makeURLSessions = [](Bundles& bundles) { return std::make_unique<http::CurlSessions>(bundles); };
     const LinuxPlatform linuxPlatform(options);
     installPlatform(&linuxPlatform.platform());
     const auto add = [url](const char* name, auto run) {

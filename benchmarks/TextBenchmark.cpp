@@ -36,7 +36,7 @@ std::string xmlOf(Slides slides) {
     for (ScriptingSlide& slide : slides) {
         root.children.push_back(KeynoteTextExtractor::nodeForSlide(std::move(slide)));
     }
-    return LinuxXMLServices().document(root, XMLEncoding::utf16);
+    return text::LinuxXMLServices().document(root, XMLEncoding::utf16);
 }
 
 /// A line of the process's status, in bytes.

@@ -42,7 +42,7 @@ public:
 private:
     const fs::path directory_;
     std::set<std::string> names_;
-    LinuxFileManager files_;
+    files::LinuxFileManager files_;
     SimulatedPlatform simulated_;
     const Platform services_ = replaced(platform(), files_);
 };

@@ -12,7 +12,7 @@ namespace {
 /// The tree, and whether the whole document was well-formed.
 std::pair<SoapDictionary, bool> parsed(std::string_view xml, std::size_t piece) {
     SoapXMLAccumulator accumulator("GetItemResponse", "GetItemResult");
-    LibXmlParser parser(accumulator);
+    text::LibXmlParser parser(accumulator);
     for (; !xml.empty(); xml.remove_prefix(std::min(piece, xml.size()))) parser.parse(xml.substr(0, piece));
     const bool isWellFormed = parser.finish();
     return {accumulator.Value(), isWellFormed};

@@ -62,7 +62,7 @@ public:
     [[nodiscard]] bool hasSessionBus() const { return bus_ != nullptr; }
     /// Whether every program that was running at the start has said what it is. Until then the list may lack some.
     [[nodiscard]] bool knowsRunningPrograms() const { return !bus_ || workspace_.isComplete(); }
-    [[nodiscard]] const WalkProgress& searchProgress() const { return computerSearch_.progress(); }
+    [[nodiscard]] const search::WalkProgress& searchProgress() const { return computerSearch_.progress(); }
 
 private:
     void giveUp(int status);
@@ -74,15 +74,15 @@ private:
     SystemClock clock_;
     LinuxSystem operatingSystem_;
     runtime::LoopDispatch dispatch_;
-    LinuxFileManager fileManager_;
-    LinuxDirectories directories_;
-    DirectoryBundles bundles_;
-    PropertyListDefaults userDefaults_{directories_, *bundles_.mainBundle()};
-    ComputerSearch computerSearch_;
-    IcuTextServices text_;
+    files::LinuxFileManager fileManager_;
+    files::LinuxDirectories directories_;
+    files::DirectoryBundles bundles_;
+    files::PropertyListDefaults userDefaults_{directories_, *bundles_.mainBundle()};
+    search::ComputerSearch computerSearch_;
+    text::IcuTextServices text_;
     LinuxThreads threads_;
-    LinuxXMLServices xml_;
-    X11WindowServer windowServer_{consoleLog_, dispatch_.mainQueue()};
+    text::LinuxXMLServices xml_;
+    display::X11WindowServer windowServer_{consoleLog_, dispatch_.mainQueue()};
     const std::shared_ptr<bus::SessionBus> bus_;
     DBusWorkspace workspace_;
     DBusScripting scripting_;

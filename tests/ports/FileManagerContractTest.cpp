@@ -27,7 +27,7 @@ public:
     std::string contents(const Path& path) const override { return contentsOf(path); }
 
 private:
-    LinuxFileManager files_;
+    files::LinuxFileManager files_;
     TemporaryDirectory directory_;
     TemporaryDirectory elsewhere_{"/dev/shm"};
 };

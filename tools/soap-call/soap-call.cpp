@@ -80,7 +80,7 @@ ExitStatus call(const Options& options, const SoapParameters& parameters) {
     LinuxPlatform::Options platformOptions;
     // Web services are called where no desktop runs, too.
     platformOptions.usesSessionBus = false;
-    platformOptions.makeURLSessions = [](Bundles& bundles) { return std::make_unique<CurlSessions>(bundles); };
+    platformOptions.makeURLSessions = [](Bundles& bundles) { return std::make_unique<http::CurlSessions>(bundles); };
     const LinuxPlatform linuxPlatform(platformOptions);
     installPlatform(&linuxPlatform.platform());
 

@@ -5,9 +5,10 @@
 #include <unordered_set>
 #include <utility>
 
+namespace display {
+
 namespace {
 
-using x11::Reply;
 using WindowIDs = std::vector<xcb_window_t>;
 
 constexpr std::array<std::string_view, 6> kAtomNames{"_NET_CLIENT_LIST_STACKING", "_NET_WM_PID",
@@ -34,7 +35,7 @@ WindowIDs frontmost(const WindowIDs& stack) {
 
 X11Display::X11Display(xcb_connection_t* connection, int screenNumber)
     : connection_(connection),
-      root_(xcb_connection_has_error(connection) == 0 ? x11::rootOf(xcb_get_setup(connection), screenNumber)
+      root_(xcb_connection_has_error(connection) == 0 ? rootOf(xcb_get_setup(connection), screenNumber)
                                                       : static_cast<xcb_window_t>(XCB_NONE)) {
     if (isBroken()) return;
     internAtoms();
@@ -104,7 +105,7 @@ std::vector<Rect> X11Display::screens() {
     std::vector<Rect> screens;
     if (hasMonitors_) {
         const auto cookie = xcb_randr_get_monitors(connection_, root_, 1);
-        screens = x11::framesOf(answerTo(cookie, xcb_randr_get_monitors_reply).get());
+        screens = framesOf(answerTo(cookie, xcb_randr_get_monitors_reply).get());
     }
     // Without RandR, or before it knows a monitor, the whole desktop is one screen.
     if (screens.empty()) {
@@ -119,11 +120,11 @@ xcb_get_property_cookie_t X11Display::property(xcb_window_t window, xcb_atom_t n
 }
 
 std::vector<std::uint32_t> X11Display::values(xcb_get_property_cookie_t cookie) {
-    return x11::valuesOf(answerTo(cookie, xcb_get_property_reply).get());
+    return valuesOf(answerTo(cookie, xcb_get_property_reply).get());
 }
 
 std::optional<std::string> X11Display::text(xcb_get_property_cookie_t cookie) {
-    return x11::textOf(answerTo(cookie, xcb_get_property_reply).get());
+    return textOf(answerTo(cookie, xcb_get_property_reply).get());
 }
 
 /// The windows that may be somebody's, front window first.
@@ -131,7 +132,7 @@ std::vector<X11Display::Candidate> X11Display::allWindows() {
     const auto managedCookie = property(root_, atoms_[kStacking], kLongestListInWords);
     const auto treeCookie = xcb_query_tree(connection_, root_);
     auto managed = values(managedCookie);
-    const auto topLevel = x11::childrenOf(answerTo(treeCookie, xcb_query_tree_reply).get());
+    const auto topLevel = childrenOf(answerTo(treeCookie, xcb_query_tree_reply).get());
     // What stays in the list of a window manager that died is top-level again.
     const std::unordered_set<xcb_window_t> unframed(topLevel.begin(), topLevel.end());
     std::erase_if(managed, [&unframed](xcb_window_t window) { return unframed.contains(window); });
@@ -197,3 +198,5 @@ std::optional<WindowRecord> X11Display::answer(const Questions& questions) {
                         .name = name ? name : oldName,
                         .number = questions.candidate.window};
 }
+
+}  // namespace display

@@ -5,6 +5,8 @@
 
 #include <array>
 
+namespace display {
+
 /// A connection to a display, for one thread. Every function waits for the display as long as it takes, or until
 /// another thread shuts the connection's socket down; each sends all its requests before it waits for the first reply.
 /// A reply that is missing means that the window or the display has gone meanwhile.
@@ -47,9 +49,9 @@ private:
     void watch(xcb_window_t window, std::uint32_t events);
     /// Waits for the answer to a request; null when there is none.
     template <typename Answer, typename Cookie>
-    [[nodiscard]] x11::Reply<Answer> answerTo(Cookie cookie,
-                                              Answer* (*wait)(xcb_connection_t*, Cookie, xcb_generic_error_t**)) const {
-        return x11::Reply<Answer>(wait(connection_, cookie, nullptr));
+    [[nodiscard]] Reply<Answer> answerTo(Cookie cookie,
+                                         Answer* (*wait)(xcb_connection_t*, Cookie, xcb_generic_error_t**)) const {
+        return Reply<Answer>(wait(connection_, cookie, nullptr));
     }
     [[nodiscard]] xcb_get_property_cookie_t property(xcb_window_t window, xcb_atom_t name, std::uint32_t words);
     [[nodiscard]] std::vector<std::uint32_t> values(xcb_get_property_cookie_t cookie);
@@ -66,3 +68,5 @@ private:
     std::array<xcb_atom_t, kAtomCount> atoms_{};
     bool hasMonitors_ = false;
 };
+
+}  // namespace display

@@ -8,7 +8,7 @@
 #include <span>
 #include <string_view>
 
-namespace x11 {
+namespace display {
 
 namespace {
 
@@ -88,4 +88,4 @@ xcb_window_t rootOf(const xcb_setup_t* setup, int screenNumber) {
     return XCB_NONE;
 }
 
-}  // namespace x11
+}  // namespace display

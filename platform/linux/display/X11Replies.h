@@ -11,13 +11,13 @@
 #include <string>
 #include <vector>
 
-/// What a display sends. Its own counts are not believed: nothing is read beyond what came. A reply may be null, as it
-/// is for a window or a display that has gone; then there are no values.
-namespace x11 {
+namespace display {
 
 struct Free {
     void operator()(void* memory) const { std::free(memory); }
 };
+/// What a display sends. Its own counts are not believed: nothing is read beyond what came. A reply may be null, as it
+/// is for a window or a display that has gone; then there are no values.
 template <typename T>
 using Reply = std::unique_ptr<T, Free>;
 
@@ -32,4 +32,4 @@ using Reply = std::unique_ptr<T, Free>;
 /// The root window of the screen of that number; `XCB_NONE` when there is no such screen.
 [[nodiscard]] xcb_window_t rootOf(const xcb_setup_t* setup, int screenNumber);
 
-}  // namespace x11
+}  // namespace display

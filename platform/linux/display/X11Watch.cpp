@@ -9,6 +9,8 @@
 #include <mutex>
 #include <utility>
 
+namespace display {
+
 namespace {
 
 /// Between two looks at a display that changes all the time.
@@ -117,3 +119,5 @@ X11Watch::~X11Watch() {
 X11Seen X11Watch::seen() const {
     return state_->seen();
 }
+
+}  // namespace display

@@ -7,6 +7,8 @@
 #include <thread>
 #include <vector>
 
+namespace display {
+
 /// What a display shows.
 struct X11Desktop {
     std::vector<WindowRecord> windows;
@@ -43,3 +45,5 @@ private:
     const std::shared_ptr<State> state_;
     std::thread thread_;
 };
+
+}  // namespace display

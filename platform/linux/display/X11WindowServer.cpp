@@ -6,6 +6,8 @@
 #include <system_error>
 #include <utility>
 
+namespace display {
+
 namespace {
 
 /// A display that is not there is likely to stay away; a poll asks four times a second.
@@ -76,3 +78,5 @@ std::vector<Rect> X11WindowServer::screens() {
     const auto current = desktop();
     return current ? current->screens : std::vector<Rect>();
 }
+
+}  // namespace display

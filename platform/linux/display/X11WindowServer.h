@@ -12,6 +12,8 @@
 class ConsoleLog;
 class DispatchQueue;
 
+namespace display {
+
 /// The windows and screens of the X11 display that `DISPLAY` names.
 ///
 /// Windows that a window manager (EWMH) has framed are listed with their frames, behind the windows that it has not:
@@ -55,3 +57,5 @@ private:
     bool used_ = false;  ///< since the timer's last tick
     Handle unusedTimer_;
 };
+
+}  // namespace display

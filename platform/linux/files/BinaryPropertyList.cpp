@@ -6,6 +6,8 @@
 #include <optional>
 #include <utility>
 
+namespace files {
+
 // Objects refer to each other, so 134 bytes of nested arrays can stand for gigabytes. We need the top dictionary's
 // scalars only, and read just those.
 
@@ -98,7 +100,7 @@ private:
         std::u16string utf16;
         for (std::uint64_t i = 0; i < head->count; ++i)
             utf16 += static_cast<char16_t>(*integer(head->start + i * 2, 2));
-        return utf8From(utf16);
+        return text::utf8From(utf16);
     }
 
     /// Whether a boolean is true or an integer other than zero.
@@ -120,3 +122,5 @@ PropertyScalars binaryPropertyScalars(std::string_view contents) {
     if (contents.size() < kHeaderSize + kTrailerSize) return {};
     return Reader(contents).scalars();
 }
+
+}  // namespace files

@@ -6,6 +6,8 @@
 #include <system_error>
 #include <utility>
 
+namespace files {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -99,3 +101,5 @@ std::shared_ptr<const Bundle> DirectoryBundles::bundleAtPath(const fs::path& pat
 std::optional<std::string> DirectoryBundles::propertyListString(const fs::path& file, const std::string& key) {
     return stringIn(readPropertyScalars(file), key);
 }
+
+}  // namespace files

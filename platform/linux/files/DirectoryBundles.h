@@ -4,6 +4,8 @@
 
 #include <memory>
 
+namespace files {
+
 /// Bundles in directories. The information dictionary is `Contents/Info.plist`, XML or binary; resources lie in
 /// `Contents/Resources`.
 ///
@@ -27,3 +29,5 @@ public:
 private:
     const std::shared_ptr<const Bundle> mainBundle_;
 };
+
+}  // namespace files

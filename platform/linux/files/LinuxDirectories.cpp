@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <vector>
 
+namespace files {
+
 namespace {
 
 using std::filesystem::path;
@@ -52,3 +54,5 @@ std::optional<path> LinuxDirectories::applicationSupportDirectory() {
     if (LinuxFileManager().createDirectory(directory)) return std::nullopt;
     return directory;
 }
+
+}  // namespace files

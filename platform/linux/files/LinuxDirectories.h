@@ -2,6 +2,8 @@
 
 #include "ports/Directories.h"
 
+namespace files {
+
 /// The user's directories from the environment and the password database. Paths have no superfluous slashes.
 class LinuxDirectories final : public Directories {
 public:
@@ -12,3 +14,5 @@ public:
     /// `$XDG_DATA_HOME` when it is absolute, else `.local/share` in the home directory.
     [[nodiscard]] std::optional<std::filesystem::path> applicationSupportDirectory() override;
 };
+
+}  // namespace files

@@ -9,6 +9,8 @@
 #include <cerrno>
 #include <system_error>
 
+namespace files {
+
 namespace {
 
 using std::filesystem::path;
@@ -83,3 +85,5 @@ std::optional<path> LinuxFileManager::resolvingSymbolicLinks(const path& path) c
     auto resolved = std::filesystem::canonical(path, error);
     return error ? std::nullopt : std::optional(std::move(resolved));
 }
+
+}  // namespace files

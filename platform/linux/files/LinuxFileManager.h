@@ -2,6 +2,8 @@
 
 #include "ports/FileManager.h"
 
+namespace files {
+
 /// Local files through POSIX calls. Nothing here ever waits for the other end of a pipe, or for a writer; a move across
 /// file systems takes time in proportion to the file.
 class LinuxFileManager final : public FileManager {
@@ -16,3 +18,5 @@ public:
     [[nodiscard]] std::optional<std::filesystem::path> resolvingSymbolicLinks(
         const std::filesystem::path& path) const override;
 };
+
+}  // namespace files

@@ -14,6 +14,8 @@
 #include <string>
 #include <utility>
 
+namespace files {
+
 namespace {
 
 using std::filesystem::path;
@@ -176,3 +178,5 @@ int renameExclusively(const path& from, const path& to) {
     if (isTaken(to)) return EEXIST;
     return ::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
 }
+
+}  // namespace files

@@ -2,6 +2,8 @@
 
 #include <filesystem>
 
+namespace files {
+
 /// Moves a regular file to another file system: copies it under a hidden name beside the destination, makes the copy
 /// durable, gives it its name unless that is taken, and then removes the source. Permissions and times come along where
 /// the destination takes them.
@@ -13,3 +15,5 @@
 /// Renames, never over something that exists (`EEXIST`); also where the file system cannot do that by itself.
 /// Answers 0 or an `errno` value.
 [[nodiscard]] int renameExclusively(const std::filesystem::path& from, const std::filesystem::path& to);
+
+}  // namespace files

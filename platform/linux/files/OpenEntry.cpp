@@ -5,6 +5,8 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 
+namespace files {
+
 namespace {
 
 /// For kernels and sandboxes that do not know openat2: mounts are told by their devices.
@@ -28,3 +30,5 @@ FileDescriptor openEntry(int directory, const char* name, int flags) {
     if (entry < 0 && (errno == ENOSYS || errno == EPERM)) return openEntryOnSameDevice(directory, name, flags);
     return FileDescriptor(static_cast<int>(entry));
 }
+
+}  // namespace files

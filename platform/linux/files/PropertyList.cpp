@@ -7,6 +7,8 @@
 #include <sys/stat.h>
 #include <cstddef>
 
+namespace files {
+
 namespace {
 
 constexpr std::size_t kLargestFile = 1 << 20;
@@ -62,3 +64,5 @@ std::optional<PropertyScalars> readPropertyScalarsIn(int directory, const char* 
     if (!isRegular(file)) return std::nullopt;
     return scalarsIn(readSmallFile(file));
 }
+
+}  // namespace files

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <variant>
 
+namespace files {
+
 /// The texts, booleans and whole numbers of a property list's top dictionary by key; other values are left out. Of a
 /// number, whether it is other than zero.
 using PropertyScalars = std::map<std::string, std::variant<std::string, bool>, std::less<>>;
@@ -25,3 +27,5 @@ using PropertyScalars = std::map<std::string, std::variant<std::string, bool>, s
 [[nodiscard]] PropertyScalars binaryPropertyScalars(std::string_view contents);
 /// The same from memory, for a list in XML.
 [[nodiscard]] PropertyScalars xmlPropertyScalars(std::string_view contents);
+
+}  // namespace files

@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <cstdlib>
 
+namespace files {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -38,3 +40,5 @@ bool PropertyListDefaults::boolForKey(const std::string& defaultName) {
     const auto* const flag = std::get_if<bool>(&found->second);
     return flag != nullptr ? *flag : boolValue(std::get<std::string>(found->second));
 }
+
+}  // namespace files

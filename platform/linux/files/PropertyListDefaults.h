@@ -7,6 +7,8 @@
 class Bundle;
 class Directories;
 
+namespace files {
+
 /// Defaults from a property list (XML or binary) of the user's, which is read anew at each question.
 class PropertyListDefaults final : public UserDefaults {
 public:
@@ -19,3 +21,5 @@ public:
 private:
     const std::filesystem::path file_;
 };
+
+}  // namespace files

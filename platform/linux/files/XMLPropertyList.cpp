@@ -7,6 +7,8 @@
 #include <optional>
 #include <utility>
 
+namespace files {
+
 namespace {
 
 /// Takes down the scalars of the top dictionary, which stands in a `plist` element or alone, while the document passes
@@ -66,7 +68,9 @@ private:
 
 PropertyScalars xmlPropertyScalars(std::string_view contents) {
     TopDictionary reader;
-    LibXmlParser parser(reader);
+    text::LibXmlParser parser(reader);
     if (parser.parse(contents)) parser.finish();
     return std::move(reader.scalars);
 }
+
+}  // namespace files

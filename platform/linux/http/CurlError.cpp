@@ -2,6 +2,8 @@
 
 #include "base/Table.h"
 
+namespace http {
+
 namespace {
 
 constexpr std::pair<NSURLErrorCode, const char*> kMeanings[] = {
@@ -70,3 +72,5 @@ ErrorPtr errorFromCurl(CURL* easy, CURLcode result, const std::string& url, cons
     return makeURLError(isRefused ? NSURLErrorCannotConnectToHost : valueIn(kCodes, result, NSURLErrorUnknown), url,
                         detail.empty() ? curl_easy_strerror(result) : detail);
 }
+
+}  // namespace http

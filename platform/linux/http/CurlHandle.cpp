@@ -6,6 +6,8 @@
 #include <new>
 #include <string_view>
 
+namespace http {
+
 namespace {
 
 /// libcurl makes a new one for each transfer. Where 64 KiB are freed at once, the C library tidies up all its memory.
@@ -103,3 +105,5 @@ void CurlHandle::setUpBody(const Data& body) {
     curl_easy_setopt(get(), CURLOPT_POSTFIELDS, size > 0 ? body->data() : "");
     curl_easy_setopt(get(), CURLOPT_UPLOAD_BUFFERSIZE, size > kLargeSendBuffer ? kLargeSendBuffer : kSendBuffer);
 }
+
+}  // namespace http

@@ -7,6 +7,8 @@
 #include <memory>
 #include <optional>
 
+namespace http {
+
 using CurlFields = std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)>;
 
 /// A libcurl handle for the requests of a session, one after the other. Many differ from the one before in nothing but
@@ -35,3 +37,5 @@ private:
     URLParts server_;
     CurlFields fields_{nullptr, &curl_slist_free_all};
 };
+
+}  // namespace http

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <utility>
 
+namespace http {
+
 namespace {
 
 constexpr auto kLongestPoll = std::chrono::milliseconds(60'000);
@@ -146,3 +148,5 @@ int CurlLoop::pollTimeout() const {
     const auto wait = std::max(next - Instant::clock::now(), Duration::zero());
     return static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(wait).count());
 }
+
+}  // namespace http

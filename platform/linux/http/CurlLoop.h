@@ -13,6 +13,8 @@
 #include <utility>
 #include <vector>
 
+namespace http {
+
 class CurlTransfer;
 
 /// The thread of a session: it owns libcurl's multi handle, and with it the session's connections, and drives the
@@ -85,3 +87,5 @@ private:
     /// to whoever else is busy.
     sem_t awakened_;
 };
+
+}  // namespace http

@@ -4,6 +4,8 @@
 
 #include <charconv>
 
+namespace http {
+
 namespace {
 
 using URL = std::unique_ptr<CURLU, decltype(&curl_url_cleanup)>;
@@ -56,3 +58,5 @@ ErrorPtr redirectedRequest(const URLRequest& request, const HTTPURLResponse& res
     }
     return nullptr;
 }
+
+}  // namespace http

@@ -7,6 +7,8 @@
 #include <memory>
 #include <string>
 
+namespace http {
+
 /// The parts of a URL that others need.
 struct URLParts {
     std::string url;   ///< normalised
@@ -28,3 +30,5 @@ struct URLParts {
 /// An error when the location cannot be followed.
 [[nodiscard]] ErrorPtr redirectedRequest(const URLRequest& request, const HTTPURLResponse& response,
                                          URLRequest& redirected);
+
+}  // namespace http

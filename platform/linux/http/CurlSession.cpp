@@ -3,6 +3,8 @@
 #include "platform/linux/http/CurlError.h"
 #include "platform/linux/http/CurlTransfer.h"
 
+namespace http {
+
 CurlSession::CurlSession(const URLSessionConfiguration& configuration, std::shared_ptr<URLSessionDelegate> delegate,
                          std::shared_ptr<CurlLoop> loop)
     : configuration_(configuration),
@@ -53,3 +55,5 @@ void CurlTask::complete(const ErrorPtr& error) {
     const auto told = cancelled_ ? makeURLError(NSURLErrorCancelled, request_.url) : error;
     session_->delegate().URLSessionTaskDidCompleteWithError(*session_, *this, told);
 }
+
+}  // namespace http

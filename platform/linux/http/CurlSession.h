@@ -9,6 +9,8 @@
 #include <memory>
 #include <utility>
 
+namespace http {
+
 class CurlTransfer;
 
 /// A session on libcurl: its tasks run as transfers on the thread of a loop of its own. That thread is the delegate's
@@ -72,3 +74,5 @@ private:
     bool completed_ = false;                ///< the loop's thread only
     std::weak_ptr<CurlTransfer> transfer_;  ///< the loop's thread only
 };
+
+}  // namespace http

@@ -5,6 +5,8 @@
 
 #include <curl/curl.h>
 
+namespace http {
+
 CurlSessions::CurlSessions(Bundles& bundles) : bundles_(bundles) {
     curl_global_init(CURL_GLOBAL_DEFAULT);
 }
@@ -38,3 +40,5 @@ void CurlSessions::joinEnded() {
         return ended;
     });
 }
+
+}  // namespace http

@@ -7,6 +7,9 @@
 #include <vector>
 
 class Bundles;
+
+namespace http {
+
 class CurlLoop;
 
 /// HTTP/1.1 through libcurl, with the system's certificates (`$SSL_CERT_FILE` names others) and the proxies that the
@@ -35,3 +38,5 @@ private:
     std::mutex mutex_;                              ///< guards what follows
     std::vector<std::shared_ptr<CurlLoop>> loops_;  ///< all whose threads have not been joined
 };
+
+}  // namespace http

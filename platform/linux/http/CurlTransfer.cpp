@@ -10,6 +10,8 @@
 #include <string>
 #include <utility>
 
+namespace http {
+
 namespace {
 
 constexpr int kMostRedirections = 20;
@@ -303,3 +305,5 @@ void CurlTransfer::tellSent(std::int64_t sent) {
     const auto expected = static_cast<std::int64_t>(request_->httpBody ? request_->httpBody->size() : 0);
     tell(&URLSessionDelegate::URLSessionTaskDidSendBodyData, count, sent, expected);
 }
+
+}  // namespace http

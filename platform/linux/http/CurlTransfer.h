@@ -12,6 +12,8 @@
 #include <string>
 #include <string_view>
 
+namespace http {
+
 class CurlTask;
 
 /// The work of a task: one request after the other along its redirections, each on the same libcurl handle.
@@ -109,3 +111,5 @@ private:
     Hop hop_;
     bool hasThrown_ = false;  ///< something that libcurl has called
 };
+
+}  // namespace http

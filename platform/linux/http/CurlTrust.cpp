@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <utility>
 
+namespace http {
+
 namespace {
 
 std::string encoded(X509* certificate) {
@@ -85,3 +87,5 @@ ErrorPtr CurlTrust::evaluate(X509_STORE_CTX* handshake) const {
     const auto code = valueIn(kCodes, problem, NSURLErrorServerCertificateUntrusted);
     return makeURLError(code, server_.url, X509_verify_cert_error_string(problem));
 }
+
+}  // namespace http

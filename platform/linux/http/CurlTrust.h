@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+namespace http {
+
 /// Puts a server's certificates before somebody who decides, for the requests of one task.
 ///
 /// The decision may take its time, but this libcurl (before 8.3) cannot suspend a handshake. So the first handshake
@@ -42,3 +44,5 @@ private:
     std::shared_ptr<const ServerTrust> undecided_;
     std::vector<std::vector<std::string>> accepted_;
 };
+
+}  // namespace http

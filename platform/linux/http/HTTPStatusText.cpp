@@ -2,6 +2,8 @@
 #include "platform/linux/http/CurlSessions.h"
 #include "ports/Bundle.h"
 
+namespace http {
+
 namespace {
 
 /// The platform's English phrases.
@@ -58,3 +60,5 @@ std::string CurlSessions::localizedStringForStatusCode(int statusCode) {
     const auto* const text = valueIn(kTexts, statusCode, valueIn(kClasses, statusCode / 100, "unknown status"));
     return bundles_.mainBundle()->localizedString(text);
 }
+
+}  // namespace http

@@ -11,6 +11,8 @@
 #include <string_view>
 #include <utility>
 
+namespace search {
+
 namespace {
 
 constexpr std::size_t kBufferSize = 64 << 10;
@@ -70,12 +72,12 @@ void BundleWalk::arrive(FileDescriptor directory) {
 
 /// Notes a bundle that is looked for. One without an information dictionary is a mere directory.
 bool BundleWalk::isBundle(int directory) {
-    const auto contents = openEntry(directory, "Contents", O_PATH | O_DIRECTORY);
+    const auto contents = files::openEntry(directory, "Contents", O_PATH | O_DIRECTORY);
     if (!contents) return false;
-    const auto info = readPropertyScalarsIn(contents.get(), "Info.plist");
+    const auto info = files::readPropertyScalarsIn(contents.get(), "Info.plist");
     if (!info) return false;
     // A set: bind mounts and overlays may show a bundle twice.
-    if (stringIn(*info, kIdentifierKey) == bundleIdentifier_ && found_.insert(path_).second) ++progress_.found;
+    if (files::stringIn(*info, kIdentifierKey) == bundleIdentifier_ && found_.insert(path_).second) ++progress_.found;
     return true;
 }
 
@@ -109,7 +111,7 @@ void BundleWalk::enter(const char* name) {
     (path_ += '/') += name;
     // A longer path could not be handed to anybody.
     if (path_.size() >= PATH_MAX || (!plan_.leftOut.empty() && plan_.leftOut.contains(path_))) return;
-    auto directory = openEntry(reader().directory.get(), name, kDirectory);
+    auto directory = files::openEntry(reader().directory.get(), name, kDirectory);
     if (directory) arrive(std::move(directory));
 }
 
@@ -133,3 +135,5 @@ void BundleWalk::openAgain() {
     to.next = to.end = 0;
     to.directory = same ? std::move(directory) : FileDescriptor();
 }
+
+}  // namespace search

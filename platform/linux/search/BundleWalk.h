@@ -17,6 +17,8 @@
 
 struct dirent64;
 
+namespace search {
+
 /// How far a walk has come. Read on any thread.
 struct WalkProgress {
     std::atomic<std::uint64_t> directories = 0;  ///< entered
@@ -75,3 +77,5 @@ private:
     std::array<Reader, kOpenLevels> readers_;
     std::set<std::filesystem::path> found_;
 };
+
+}  // namespace search

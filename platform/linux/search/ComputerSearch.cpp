@@ -12,6 +12,8 @@
 #include <thread>
 #include <utility>
 
+namespace search {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -115,3 +117,5 @@ bool ComputerSearch::startWalk(std::weak_ptr<Query> query, const std::string& bu
     stop = walk.thread.get_stop_source();
     return true;
 }
+
+}  // namespace search

@@ -10,6 +10,8 @@
 
 class DispatchQueue;
 
+namespace search {
+
 /// Searches for installed application bundles by walking the computer's local file systems, each search on a thread of
 /// its own, which has the lowest priority at the disk: a priority belongs to a thread. It knows queries of the form
 /// `kMDItemCFBundleIdentifier == "com.example.Program"`.
@@ -48,3 +50,5 @@ private:
 
 /// The bundle identifier that a query asks for; nothing when the text is no such query.
 [[nodiscard]] std::optional<std::string> bundleIdentifierInQuery(std::string_view queryText);
+
+}  // namespace search

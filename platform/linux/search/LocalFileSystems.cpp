@@ -8,6 +8,8 @@
 #include <system_error>
 #include <utility>
 
+namespace search {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -211,3 +213,5 @@ WalkPlan planWalkBelow(const std::vector<fs::path>& directories) {
     }
     return plan;
 }
+
+}  // namespace search

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+namespace search {
+
 /// Where a walk of the computer begins and what it must not enter, so that it sees every local directory once.
 ///
 /// A walk never leaves the mount in which it begins; so each mount that counts is a root of its own. Those count whose
@@ -27,3 +29,5 @@ struct WalkPlan {
 
 /// The plan for mounts as in `/proc/self/mountinfo` and kinds of file systems as in `/proc/filesystems`.
 [[nodiscard]] WalkPlan planWalk(std::string_view mounts, std::string_view kinds);
+
+}  // namespace search

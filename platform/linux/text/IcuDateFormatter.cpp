@@ -13,6 +13,8 @@
 #include <mutex>
 #include <string_view>
 
+namespace text {
+
 namespace {
 
 /// ICU's locale for the C library's one that names no country.
@@ -141,3 +143,5 @@ IcuDateFormatter::SecondText IcuDateFormatter::format(std::chrono::sys_seconds s
 std::shared_ptr<const DateFormatter> IcuTextServices::makeDateFormatter(const std::string& pattern) {
     return std::make_shared<const IcuDateFormatter>(pattern);
 }
+
+}  // namespace text

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <limits>
 
+namespace text {
+
 namespace {
 constexpr std::size_t kLongest = std::numeric_limits<std::int32_t>::max() / 4;
 }
@@ -33,3 +35,5 @@ std::string utf8From(std::u16string_view utf16) {
     utf8.resize(U_SUCCESS(status) ? static_cast<std::size_t>(length) : 0);
     return utf8;
 }
+
+}  // namespace text

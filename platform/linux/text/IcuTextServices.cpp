@@ -9,6 +9,8 @@
 #include <charconv>
 #include <mutex>
 
+namespace text {
+
 namespace {
 
 constexpr std::size_t kLongestText = 1000;
@@ -96,3 +98,5 @@ std::string IcuTextServices::makeUUID() {
     uuid_unparse_upper(uuid, text.data());
     return text.data();
 }
+
+}  // namespace text

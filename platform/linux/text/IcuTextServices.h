@@ -2,6 +2,8 @@
 
 #include "ports/Text.h"
 
+namespace text {
+
 /// Text services of ICU and libuuid. ICU's objects are made at their first use, because they take about 2 MiB.
 ///
 /// Date formatter: the locale that the environment names for dates, and the process's time zone as the C library knows
@@ -15,3 +17,5 @@ public:
     [[nodiscard]] std::shared_ptr<const NumberFormatter> makeNumberFormatter(const std::string& locale) override;
     [[nodiscard]] std::string makeUUID() override;
 };
+
+}  // namespace text

@@ -5,6 +5,8 @@
 #include <string>
 #include <utility>
 
+namespace text {
+
 namespace {
 
 constexpr std::size_t kDeepest = 2048;
@@ -187,3 +189,5 @@ void LibXmlParser::characters(void* parser, const xmlChar* text, int length) noe
 void LibXmlParser::conversionFailed(void* parser, const char* /*format*/, ...) noexcept {
     hear(parser, [](LibXmlParser& it) { it.fail(XML_I18N_CONV_FAILED, "the bytes do not fit the encoding"); });
 }
+
+}  // namespace text

@@ -8,6 +8,8 @@
 #include <memory>
 #include <string>
 
+namespace text {
+
 /// Events from libxml2's push parser in version 1 of its interface, which knows no namespaces.
 class LibXmlParser final : public XMLParser {
 public:
@@ -41,3 +43,5 @@ private:
     bool failed_ = false;
     std::exception_ptr thrown_;  ///< in the midst of libxml2
 };
+
+}  // namespace text

@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <stdexcept>
 
+namespace text {
+
 namespace {
 
 enum class Place { element, attribute };
@@ -104,3 +106,5 @@ std::string LinuxXMLServices::document(const XMLElement& root, XMLEncoding encod
 std::unique_ptr<XMLParser> LinuxXMLServices::makeParser(XMLParserDelegate& delegate) const {
     return std::make_unique<LibXmlParser>(delegate);
 }
+
+}  // namespace text

@@ -23,7 +23,7 @@ using Names = std::vector<std::string>;
 LinuxPlatform::Options platformOptions() {
     LinuxPlatform::Options options;
     options.usesSessionBus = false;
-    options.makeURLSessions = [](Bundles& bundles) { return std::make_unique<CurlSessions>(bundles); };
+    options.makeURLSessions = [](Bundles& bundles) { return std::make_unique<http::CurlSessions>(bundles); };
     return options;
 }
 

@@ -27,7 +27,7 @@ protected:
     [[nodiscard]] std::size_t errors() const { return platform.unifiedLog.entries.size() / 2; }
 
     SimulatedPlatform platform;
-    const LinuxXMLServices real;
+    const text::LinuxXMLServices real;
 };
 
 TEST_F(Response, BecomesATree) {

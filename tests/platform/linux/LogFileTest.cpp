@@ -25,9 +25,9 @@ TEST(LogFile, LinesOfSeveralThreadsStayWholeAndBearTheYearOfTheirWeek) {
     ::setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
     ::tzset();
     SimulatedPlatform rest;
-    LinuxFileManager files;
-    IcuTextServices text;
-    LinuxDirectories directories;
+    files::LinuxFileManager files;
+    text::IcuTextServices text;
+    files::LinuxDirectories directories;
     const Platform services = replaced(platform(), files, directories, text);
     installPlatform(&services);
     beginNewLogRun();

@@ -91,7 +91,7 @@ TEST_F(SoapCall, ErrorsSpeakTheUsersLanguage) {
                 HasSubstr("soap-call: Der Webdienst hat versagt.\n  error: Veldrin 87\n"
                           "  reason: Die Antwort des Servers auf die Methode Get ist nicht lesbar.\n"));
     ASSERT_NE(std::setlocale(LC_MESSAGES, "C.UTF-8"), nullptr);
-    EXPECT_EQ(DirectoryBundles().mainBundle()->localizedString("Timeout waiting on SOAP call"),
+    EXPECT_EQ(files::DirectoryBundles().mainBundle()->localizedString("Timeout waiting on SOAP call"),
               "Die Antwort auf den SOAP-Aufruf blieb aus.");
     std::setlocale(LC_MESSAGES, "C");
 }

@@ -78,7 +78,7 @@ protected:
     xcb_screen_t* screen = nullptr;
     NotedConsoleLog consoleLog;
     SimulatedDispatch dispatch;
-    X11WindowServer server{consoleLog, dispatch.mainQueue()};
+    display::X11WindowServer server{consoleLog, dispatch.mainQueue()};
 };
 
 TEST_F(X11WindowServerTest, ListsWindowsWithoutAWindowManager) {
@@ -239,7 +239,7 @@ TEST_F(X11WindowServerTest, AStoppedDisplayHoldsNobodyUp) {
     const auto before = descriptors();
     for (const bool isConnected : {true, false}) {
         SCOPED_TRACE(isConnected);
-        auto asked = std::make_unique<X11WindowServer>(consoleLog, dispatch.mainQueue());
+        auto asked = std::make_unique<display::X11WindowServer>(consoleLog, dispatch.mainQueue());
         const std::size_t known = isConnected ? 1 : 0;
         ASSERT_TRUE(!isConnected || eventually([&] { return asked->windows().size() == 1; }));
         stopDisplay();
@@ -276,7 +276,7 @@ TEST(X11WindowServer, SaysOnceThatThereIsNoDisplay) {
     ::unsetenv("DISPLAY");
     NotedConsoleLog log;
     SimulatedDispatch dispatch;
-    X11WindowServer server(log, dispatch.mainQueue());
+    display::X11WindowServer server(log, dispatch.mainQueue());
     EXPECT_TRUE(eventually([&] { return server.windows().empty() && !log.notes.lines().empty(); }));
     EXPECT_TRUE(server.screens().empty());
     EXPECT_EQ(log.notes.lines().size(), 1U);

@@ -55,7 +55,7 @@ protected:
     }
 
     TemporaryDirectory root;
-    DirectoryBundles bundles;
+    files::DirectoryBundles bundles;
 };
 
 TEST_F(BundleTest, ReadsXmlAndBinaryDictionaries) {
@@ -101,7 +101,7 @@ TEST_F(BundleTest, ReadsOfXmlWhatItsTopDictionarySays) {
 TEST_F(BundleTest, AUserDefaultIsWhatThePlatformTakesForTrue) {
     const auto flag = [&](const std::string& plist) {
         writeFile(root.path / "program.plist", plist);
-        return PropertyListDefaults(root.path / "program.plist").boolForKey("A");
+        return files::PropertyListDefaults(root.path / "program.plist").boolForKey("A");
     };
     const auto xml = [&](const std::string& value) { return flag(xmlWith("<key>A</key>" + value)); };
     for (const char* value : {"<true/>", "<integer>2</integer>", "<string>YES</string>", "<string> -01</string>"}) {
@@ -118,8 +118,8 @@ TEST_F(BundleTest, AUserDefaultIsWhatThePlatformTakesForTrue) {
     ::setenv("XDG_CONFIG_HOME", root.path.c_str(), 1);
     writeFile(root.path / (bundles.mainBundle()->infoString("CFBundleExecutable").value() + ".plist"),
               xmlWith("<key>A</key><true/>"));
-    EXPECT_TRUE(PropertyListDefaults(LinuxDirectories(), *bundles.mainBundle()).boolForKey("A"));
-    EXPECT_FALSE(PropertyListDefaults(LinuxDirectories(), *bundles.mainBundle()).boolForKey("B"));
+    EXPECT_TRUE(files::PropertyListDefaults(files::LinuxDirectories(), *bundles.mainBundle()).boolForKey("A"));
+    EXPECT_FALSE(files::PropertyListDefaults(files::LinuxDirectories(), *bundles.mainBundle()).boolForKey("B"));
     ::unsetenv("XDG_CONFIG_HOME");
 }
 
@@ -134,7 +134,7 @@ TEST_F(BundleTest, TakesDamagedDictionariesForAbsent) {
         for (const int value : {0, 1, 0x7F, 0x80, 0xDF, 0xFF}) {
             auto damaged = good;
             damaged[i] = static_cast<char>(value);
-            (void)binaryPropertyScalars(damaged);
+            (void)files::binaryPropertyScalars(damaged);
         }
     }
     for (const char* text :
@@ -203,17 +203,17 @@ TEST_F(BundleTest, FindsTheMainBundleBesideTheExecutable) {
         const Path path = root.path / executable;
         const Path top = root.path / *Path(executable).begin();
         writeFile(top / "share/keynote-capture/Info.plist", plist);
-        DirectoryBundles own(path);
+        files::DirectoryBundles own(path);
         EXPECT_EQ(own.mainBundle()->path(), top / "share/keynote-capture");
         EXPECT_EQ(own.mainBundle()->infoString("CFBundleIdentifier"), "com.example");
 
-        DirectoryBundles neighbour(path.parent_path() / "tool");
+        files::DirectoryBundles neighbour(path.parent_path() / "tool");
         EXPECT_EQ(neighbour.mainBundle()->infoString("CFBundleExecutable"), "tool")
             << "the service's log would be ours";
         EXPECT_EQ(neighbour.mainBundle()->infoString("CFBundleIdentifier"), std::nullopt);
         EXPECT_EQ(neighbour.mainBundle()->infoString("CFBundleVersion"), "7") << "it is of the same package";
     }
-    DirectoryBundles bare(root.path / "elsewhere/bin/Service");
+    files::DirectoryBundles bare(root.path / "elsewhere/bin/Service");
     EXPECT_EQ(bare.mainBundle()->infoString("CFBundleExecutable"), "Service");
     EXPECT_EQ(bare.mainBundle()->infoString("CFBundleIdentifier"), std::nullopt);
 }
@@ -229,7 +229,7 @@ TEST_F(BundleTest, FindsResources) {
 
     const auto own = root.path / "build/share/keynote-capture/Extra.plugin";
     std::filesystem::create_directories(own);
-    const auto main = DirectoryBundles(root.path / "build/bin/Service").mainBundle();
+    const auto main = files::DirectoryBundles(root.path / "build/bin/Service").mainBundle();
     EXPECT_EQ(main->pathForResource("Extra", "plugin"), own);
 }
 
@@ -268,7 +268,7 @@ TEST(SystemVersion, IsTheDistributionsAndItsPointRelease) {
 }
 
 TEST_F(BundleTest, TranslatesIntoTheUsersLanguage) {
-    const auto main = DirectoryBundles().mainBundle();
+    const auto main = files::DirectoryBundles().mainBundle();
     const std::string english = "Unable to create directory, file path is nil.";
     EXPECT_EQ(main->localizedString(english), english);
     EXPECT_EQ(main->localizedString(""), "");

@@ -44,7 +44,7 @@ protected:
         return error ? error->code() : 0;
     }
 
-    LinuxFileManager files;
+    files::LinuxFileManager files;
     TemporaryDirectory source;
     TemporaryDirectory target{"/dev/shm"};
     const fs::path from = source.path / "slide.001.jpg";
@@ -151,7 +151,7 @@ TEST_F(MoveAcrossFileSystemsTest, AWriterWhoArrivesDuringTheCopyLosesNothing) {
 [[noreturn]] void moveToAFullFileSystem(const fs::path& from, const fs::path& full) {
     enterPrivateMounts();
     mountTmpfs(full.string(), "64k");
-    const auto error = LinuxFileManager().moveItem(from, full / "slide.jpg");
+    const auto error = files::LinuxFileManager().moveItem(from, full / "slide.jpg");
     const bool failed = error && error->code() == ENOSPC;
     const bool asBefore = fs::file_size(from) == 1'000'000 && isEmptyDirectory(full);
     if (!failed) std::cerr << (error ? error->localizedDescription() : "moved") << '\n';
@@ -166,8 +166,8 @@ TEST_F(MoveAcrossFileSystemsTest, AFullDestinationLeavesTheSourceAndNothingElse)
 
 class LinuxFileManagerTest : public testing::Test {
 protected:
-    LinuxFileManager files;
-    LinuxDirectories directories;
+    files::LinuxFileManager files;
+    files::LinuxDirectories directories;
     TemporaryDirectory root;
 };
 

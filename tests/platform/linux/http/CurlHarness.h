@@ -8,6 +8,6 @@
 
 /// The real client.
 struct CurlHarness {
-    DirectoryBundles bundles;
-    std::unique_ptr<URLSessions> sessions = std::make_unique<CurlSessions>(bundles);
+    files::DirectoryBundles bundles;
+    std::unique_ptr<URLSessions> sessions = std::make_unique<http::CurlSessions>(bundles);
 };

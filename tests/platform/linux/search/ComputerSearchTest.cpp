@@ -32,8 +32,8 @@ std::string repeated(const std::string& text, int times) {
 }
 
 Paths bundlesBelow(const fs::path& root, const std::stop_token& stop = {}) {
-    WalkProgress progress;
-    return BundleWalk(planWalkBelow({root}), "com.example.Program", progress).run(stop);
+    search::WalkProgress progress;
+    return search::BundleWalk(search::planWalkBelow({root}), "com.example.Program", progress).run(stop);
 }
 
 TEST(ComputerSearch, FindsTheBundlesThatCarryTheIdentifierWhateverLiesBesideThem) {
@@ -137,7 +137,7 @@ TEST(ComputerSearch, WalksLocalFileSystemsFromWhereTheyAreSeen) {
               "2 1 7:0 / /live/image ro - squashfs /dev/loop0 ro\n3 1 0:3 / /live/rw rw - tmpfs tmpfs rw\n",
               {"/", "/live/rw"},
               {"/live/image", "/live/rw/up", "/live/rw/w"}}}) {
-        const auto plan = planWalk(each.mounts, "nodev\tproc\n\text4\n\tfuseblk\n\tbtrfs\n\tsquashfs\n");
+        const auto plan = search::planWalk(each.mounts, "nodev\tproc\n\text4\n\tfuseblk\n\tbtrfs\n\tsquashfs\n");
         EXPECT_EQ(plan.roots, each.roots) << each.name;
         EXPECT_EQ(plan.leftOut, each.leftOut) << each.name;
     }
@@ -149,8 +149,8 @@ TEST(ComputerSearch, TellsTheEndOfAQueryOnTheMainQueue) {
     makeBundle(root.path / "A.app");
     SimulatedConsoleLog console;
     runtime::LoopDispatch dispatch(console);
-    ComputerSearch search(dispatch.mainQueue(), {root.path});
-    ComputerSearch elsewhere(dispatch.mainQueue(), {root.path / "gone"});
+    search::ComputerSearch search(dispatch.mainQueue(), {root.path});
+    search::ComputerSearch elsewhere(dispatch.mainQueue(), {root.path / "gone"});
 
     for (const char* text : {"", "kMDItemCFBundleIdentifier == \"\"", "kMDItemCFBundleIdentifier == \"com.*\"",
                              "kMDItemFSName == \"A\"", "kMDItemCFBundleIdentifier == \"a\" || b == \"c\""}) {

@@ -23,7 +23,7 @@ std::string format(const char* locale, Date date, const char* zone = "Europe/Ber
     ::setenv("LC_ALL", locale, 1);
     ::setenv("TZ", zone, 1);
     ::tzset();
-    return IcuTextServices().makeDateFormatter(kLogPattern)->stringFromDate(date);
+    return text::IcuTextServices().makeDateFormatter(kLogPattern)->stringFromDate(date);
 }
 
 TEST(DateFormatter, PrintsTheReferenceStamps) {
@@ -68,7 +68,7 @@ TEST(DateFormatter, StampsTheZoneOfTheProcessHoweverItIsWritten) {
         EXPECT_EQ(format("C", date(2024, 7, 15), zone).substr(23), summer) << zone;
     }
     EXPECT_EQ(format("C", date(2024, 7, 15), "CET-1CEST,M3.5.0,M10.5.0/3"), "2024-07-15 02:00:00.000+0200");
-    const auto formatter = IcuTextServices().makeDateFormatter(kLogPattern);
+    const auto formatter = text::IcuTextServices().makeDateFormatter(kLogPattern);
     EXPECT_TRUE(formatter->stringFromDate(date(2024, 3, 31, 59min + 59s)).ends_with("01:59:59.000+0100"));
     EXPECT_TRUE(formatter->stringFromDate(date(2024, 3, 31, 60min)).ends_with("03:00:00.000+0200"));
 }
@@ -81,7 +81,7 @@ TEST(DateFormatter, TakesMillisecondsFromWholeNumbersAlsoInOtherDigitsAndBefore1
 
 TEST(DateFormatter, ServesManyThreadsAndSeconds) {
     (void)format("C", {});
-    const auto formatter = IcuTextServices().makeDateFormatter(kLogPattern);
+    const auto formatter = text::IcuTextServices().makeDateFormatter(kLogPattern);
     const auto work = [&](int offset) {
         for (int i = 0; i < 2000; ++i) {
             const int ms = (i * 37 + offset) % 60'000;
@@ -96,7 +96,7 @@ TEST(DateFormatter, ServesManyThreadsAndSeconds) {
 }
 
 TEST(NumberFormatter, TakesWholeDecimalNumbersExactly) {
-    const auto formatter = IcuTextServices().makeNumberFormatter("en_US_POSIX");
+    const auto formatter = text::IcuTextServices().makeNumberFormatter("en_US_POSIX");
     struct Case {
         const char* text;
         const char* digits;
@@ -123,7 +123,7 @@ TEST(NumberFormatter, TakesWholeDecimalNumbersExactly) {
 }
 
 TEST(NumberFormatter, RefusesEverythingElse) {
-    const auto formatter = IcuTextServices().makeNumberFormatter("en_US_POSIX");
+    const auto formatter = text::IcuTextServices().makeNumberFormatter("en_US_POSIX");
     const std::string tooLong(1001, '1');
     for (const std::string_view text :
          {"",  "1a", "a",     " 1",  "1 ",   "\t1",           "1\n",  "1,234", "+5",
@@ -136,7 +136,7 @@ TEST(NumberFormatter, RefusesEverythingElse) {
 }
 
 TEST(UUID, IsRandomVersionFourInUpperCase) {
-    IcuTextServices text;
+    text::IcuTextServices text;
     regex_t form{};
     ASSERT_EQ(::regcomp(&form, "^[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}$", REG_EXTENDED),
               0);

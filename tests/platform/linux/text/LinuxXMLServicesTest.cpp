@@ -41,7 +41,7 @@ TEST(XMLWriter, EveryReaderFindsWhatXMLCanHold) {
     const auto file = directory.path / "texts.xml";
     for (const auto& [encoding, beginning] : {std::pair(XMLEncoding::utf16, std::string("\xFF\xFE<\0?\0", 6)),
                                               std::pair(XMLEncoding::utf8, std::string("<?xml "))}) {
-        const std::string xml = LinuxXMLServices().document(root, encoding);
+        const std::string xml = text::LinuxXMLServices().document(root, encoding);
         EXPECT_TRUE(xml.starts_with(beginning));
         const std::unique_ptr<xmlDoc, decltype(&xmlFreeDoc)> document(
             ::xmlReadMemory(xml.data(), static_cast<int>(xml.size()), nullptr, nullptr, XML_PARSE_NONET), xmlFreeDoc);
