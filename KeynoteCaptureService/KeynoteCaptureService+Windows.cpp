@@ -5,17 +5,17 @@
 namespace {
 
 std::string recordDescription(const WindowRecord& record) {
-    InfoDictionary entries{
+    shared::InfoDictionary entries{
         {"kCGWindowOwnerPID", std::int64_t{record.ownerPID}},
         {"kCGWindowNumber", record.number},
-        {"kCGWindowBounds", InfoDictionary{{"X", record.bounds.x},
-                                           {"Y", record.bounds.y},
-                                           {"Width", record.bounds.width},
-                                           {"Height", record.bounds.height}}},
+        {"kCGWindowBounds", shared::InfoDictionary{{"X", record.bounds.x},
+                                                   {"Y", record.bounds.y},
+                                                   {"Width", record.bounds.width},
+                                                   {"Height", record.bounds.height}}},
     };
     // As the window server does it: a window without a name has no such key.
     if (record.name) entries.emplace("kCGWindowName", *record.name);
-    return description(entries);
+    return shared::description(entries);
 }
 
 }  // namespace
@@ -37,8 +37,8 @@ std::string KeynoteCaptureService::descriptionOfCurrentScriptableWindows() const
     const auto application = keynoteApplication_.get();
     if (!application) return text;
     for (const ScriptingWindow& window : application->windows()) {
-        text += formatMessage("Window Name: %@\nBounds:%@\nIndex:%ld\nID:%ld\n\n", window.name,
-                              stringFromRect(window.bounds), window.index, window.id);
+        text += shared::formatMessage("Window Name: %@\nBounds:%@\nIndex:%ld\nID:%ld\n\n", window.name,
+                                      shared::stringFromRect(window.bounds), window.index, window.id);
     }
     return text;
 }

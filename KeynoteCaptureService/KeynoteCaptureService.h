@@ -188,9 +188,9 @@ private:
     std::optional<Path> baseCaptureDirectoryURL_;
     std::optional<Path> baseWorkingDirectoryURL_;
     std::shared_ptr<DispatchQueue> fileOutputQueue_;
-    Atomic<std::shared_ptr<RunningApplication>> currentKeynoteRunningApplication_;
+    shared::Atomic<std::shared_ptr<RunningApplication>> currentKeynoteRunningApplication_;
     Handle processIdentifierObservation_;
-    Atomic<std::shared_ptr<ScriptingApplication>> keynoteApplication_;
+    shared::Atomic<std::shared_ptr<ScriptingApplication>> keynoteApplication_;
     std::shared_ptr<ScriptingApplication>
         askedApplication_;  ///< owes the answer to the latest poll; null when none does
     mutable std::recursive_mutex workspaceMutex_;
@@ -200,15 +200,15 @@ private:
     bool monitoringActive_ = false;
     bool keynotePresenting_ = false;
     std::int64_t currentSlideNumber_ = 0;
-    Atomic<std::optional<std::string>> currentDocumentID_;
+    shared::Atomic<std::optional<std::string>> currentDocumentID_;
     std::optional<Path> currentDocumentFilePath_;
     std::optional<std::vector<WindowRecord>> presentingWindowDescriptions_;
     std::optional<std::string> currentPresentationID_;
-    Atomic<std::optional<Path>> currentPresentationCaptureDirectoryURL_;
-    Atomic<std::optional<Path>> currentPresentationWorkingDirectoryURL_;
+    shared::Atomic<std::optional<Path>> currentPresentationCaptureDirectoryURL_;
+    shared::Atomic<std::optional<Path>> currentPresentationWorkingDirectoryURL_;
     std::optional<std::set<std::string>> capturedSlideImageFileNames_;
     /// Keeps running monitors alive. Nothing after the first stop: later monitors are not kept, so they end at once.
-    Atomic<std::optional<std::vector<std::shared_ptr<Monitor>>>> slideImageMonitors_;
+    shared::Atomic<std::optional<std::vector<std::shared_ptr<Monitor>>>> slideImageMonitors_;
     MonitorForMethod monitorForMethod_;
-    Atomic<std::shared_ptr<Delegate>> delegate_;
+    shared::Atomic<std::shared_ptr<Delegate>> delegate_;
 };

@@ -63,11 +63,11 @@ private:
     void didReachTimeout();
     void monitorDidFinishWithSuccess(bool success);
 
-    Atomic<std::set<std::string>> filesLeftToVerify_;
+    shared::Atomic<std::set<std::string>> filesLeftToVerify_;
     const std::optional<std::filesystem::path> inDirectoryURL_;
     const std::optional<std::filesystem::path> targetDirectoryURL_;
     const std::shared_ptr<DispatchQueue> moveImageFileQueue_;
-    Atomic<Moves> busyMoves_;  ///< added on the monitor's queue, taken on the main queue or at the end
+    shared::Atomic<Moves> busyMoves_;  ///< added on the monitor's queue, taken on the main queue or at the end
     Completion completion_;
     Instant start_;
     Handle imageFileVerificationTimer_;

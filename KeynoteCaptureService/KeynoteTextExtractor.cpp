@@ -162,6 +162,6 @@ const ScriptingDocumentText& KeynoteTextExtractor::text() {
 }
 
 void KeynoteTextExtractor::eventDidFail(const std::string& /*event*/, const Error& error) {
-    const InfoDictionary userInfo(error.userInfo().begin(), error.userInfo().end());
+    const shared::InfoDictionary userInfo(error.userInfo().begin(), error.userInfo().end());
     VELLog("%s error:%@ userInfo:%@", "-[KeynoteTextExtractor eventDidFail:withError:]", error, userInfo);
 }

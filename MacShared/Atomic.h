@@ -3,6 +3,8 @@
 #include <mutex>
 #include <utility>
 
+namespace shared {
+
 /// A property that several threads read and write: each single read and write is whole, nothing more.
 template <class T>
 class Atomic {
@@ -32,3 +34,5 @@ private:
     mutable std::mutex mutex_;
     T value_{};
 };
+
+}  // namespace shared

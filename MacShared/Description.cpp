@@ -5,6 +5,8 @@
 #include <cctype>
 #include <ctime>
 
+namespace shared {
+
 namespace {
 
 /// Strings inside collections are quoted unless they hold nothing but letters and digits.
@@ -96,3 +98,5 @@ std::string description(const std::map<std::string, std::string>& dictionary) {
 std::string stringFromRect(const Rect& rect) {
     return fmt::format("{{{{{}, {}}}, {{{}, {}}}}}", rect.x, rect.y, rect.width, rect.height);
 }
+
+}  // namespace shared

@@ -16,6 +16,8 @@
 #include <variant>
 #include <vector>
 
+namespace shared {
+
 /// The text that `%@` prints for a value: what the platform's own objects describe themselves with.
 
 [[nodiscard]] inline std::string description(std::string_view text) {
@@ -61,3 +63,5 @@ template <class T>
 
 /// A rectangle as text: `{{x, y}, {width, height}}`.
 [[nodiscard]] std::string stringFromRect(const Rect& rect);
+
+}  // namespace shared

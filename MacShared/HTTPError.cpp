@@ -6,7 +6,7 @@ namespace {
 
 const std::string& errorFormatString() {
     // Looked up when the first error is shown: a process without failures needs no catalogue.
-    static const std::string format = localizedString("HTTP Error %1$@ %2$@");
+    static const std::string format = shared::localizedString("HTTP Error %1$@ %2$@");
     return format;
 }
 
@@ -26,5 +26,5 @@ std::shared_ptr<const HTTPError> HTTPError::errorWithCode(std::int64_t code, std
 }
 
 std::string HTTPError::localizedDescription() const {
-    return localizedFormat(errorFormatString(), {std::to_string(code()), status_});
+    return shared::localizedFormat(errorFormatString(), {std::to_string(code()), status_});
 }

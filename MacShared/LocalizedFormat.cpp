@@ -3,6 +3,8 @@
 #include "ports/Bundle.h"
 #include "ports/Platform.h"
 
+namespace shared {
+
 namespace {
 
 /// Which argument the conversion at the start of a text asks for, from 1; 0 when none begins there.
@@ -32,3 +34,5 @@ std::string localizedFormat(std::string_view format, std::initializer_list<std::
     }
     return result;
 }
+
+}  // namespace shared

@@ -74,12 +74,11 @@ private:
 
 }  // namespace
 
-std::optional<SoapArray> MTOMHelpers::MTOMParametersWithIDForBuffer(std::string_view bufferID,
-                                                                    const SoapArray& andOriginalParameters,
-                                                                    std::optional<SoapBytes>& buffer,
-                                                                    std::int32_t* bufferIndex) {
+std::optional<shared::SoapArray> MTOMHelpers::MTOMParametersWithIDForBuffer(
+    std::string_view bufferID, const shared::SoapArray& andOriginalParameters, std::optional<shared::SoapBytes>& buffer,
+    std::int32_t* bufferIndex) {
     const auto last = std::find_if(andOriginalParameters.rbegin(), andOriginalParameters.rend(),
-                                   [](const SoapValue& value) { return value.bytes() != nullptr; });
+                                   [](const shared::SoapValue& value) { return value.bytes() != nullptr; });
     if (last == andOriginalParameters.rend()) return std::nullopt;
     const auto index = andOriginalParameters.rend() - last - 1;
     buffer = *last->bytes();

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "MacShared/SoapValue.h"
+#include "MacShared/SOAP/SoapValue.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -19,10 +19,9 @@ public:
     /// `MTOMParametersWithIDForBuffer:andOriginalParameters:buffer:bufferIndex:`: the parameters with an include
     /// element in place of the last that is bytes, which is given back with its index. Nothing when none is; the
     /// outputs then stay as they are. Earlier bytes stay in the list.
-    [[nodiscard]] static std::optional<SoapArray> MTOMParametersWithIDForBuffer(std::string_view bufferID,
-                                                                                const SoapArray& andOriginalParameters,
-                                                                                std::optional<SoapBytes>& buffer,
-                                                                                std::int32_t* bufferIndex);
+    [[nodiscard]] static std::optional<shared::SoapArray> MTOMParametersWithIDForBuffer(
+        std::string_view bufferID, const shared::SoapArray& andOriginalParameters,
+        std::optional<shared::SoapBytes>& buffer, std::int32_t* bufferIndex);
 
     /// `MTOMBodyFromEnvelope:buffer:startID:bufferId:boundary:`: the bytes of the HTTP body, and the boundary of its
     /// parts. The body is allocated once; nothing else takes memory in proportion to the buffer. Throws

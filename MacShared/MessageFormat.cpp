@@ -2,11 +2,13 @@
 
 #include <cstdio>
 
+namespace shared {
+
 namespace {
 
 /// Prints a number with the flags and width of its conversion, in the widest type of its kind.
 template <class Number>
-void appendNumber(std::string& result, const messageFormat::Conversion& conversion, const char* type, Number number) {
+void appendNumber(std::string& result, const Conversion& conversion, const char* type, Number number) {
     std::string spec;
     for (const char c : conversion.text.substr(0, conversion.text.size() - 1)) {
         if (c != 'l' && c != 'z') spec += c;
@@ -18,7 +20,7 @@ void appendNumber(std::string& result, const messageFormat::Conversion& conversi
     if (length > 0) result.append(buffer, std::min(static_cast<std::size_t>(length), sizeof buffer - 1));
 }
 
-void append(std::string& result, const messageFormat::Conversion& conversion, const FormatArgument& argument) {
+void append(std::string& result, const Conversion& conversion, const FormatArgument& argument) {
     if (const auto* text = std::get_if<std::string>(&argument)) {
         result += *text;
     } else if (const auto* integer = std::get_if<std::int64_t>(&argument)) {
@@ -40,7 +42,7 @@ std::string formatMessage(std::string_view format, std::span<const FormatArgumen
         const auto percent = format.find('%');
         result += format.substr(0, percent);
         if (percent == std::string_view::npos) return result;
-        const auto conversion = messageFormat::conversionAt(format, percent);
+        const auto conversion = conversionAt(format, percent);
         // A format was checked by the compiler, so arguments fit; what is missing prints nothing.
         if (conversion.letter == '%') {
             result += '%';
@@ -50,3 +52,5 @@ std::string formatMessage(std::string_view format, std::span<const FormatArgumen
         format.remove_prefix(percent + conversion.text.size());
     }
 }
+
+}  // namespace shared

@@ -10,10 +10,10 @@
 #include <type_traits>
 #include <variant>
 
+namespace shared {
+
 /// An argument of a log message in one of the few forms that a conversion takes.
 using FormatArgument = std::variant<std::int64_t, std::uint64_t, double, std::string>;
-
-namespace messageFormat {
 
 /// One conversion of a printf-like format: everything from "%" to the letter.
 struct Conversion {
@@ -32,7 +32,7 @@ constexpr Conversion conversionAt(std::string_view format, std::size_t at) {
 }
 
 template <class T>
-constexpr bool accepts(char letter) {
+constexpr bool isAccepted(char letter) {
     using Value = std::remove_cvref_t<T>;
     switch (letter) {
         case '@':
@@ -53,7 +53,7 @@ constexpr bool accepts(char letter) {
 }
 
 template <class T>
-FormatArgument argument(char letter, const T& value) {
+FormatArgument formatArgument(char letter, const T& value) {
     if constexpr (std::integral<T>) {
         if (letter == 'd') return static_cast<std::int64_t>(value);
         if (letter == 'u') return static_cast<std::uint64_t>(value);
@@ -63,8 +63,6 @@ FormatArgument argument(char letter, const T& value) {
     return description(value);
 }
 
-}  // namespace messageFormat
-
 /// A printf-like format whose conversions are checked against the argument types at compile time. Conversions:
 /// `%@` (anything with a `description`), `%s`, `%d` `%ld` `%zd`, `%u` `%lu` `%llu`, `%f`, and `%%`.
 template <class... Args>
@@ -73,11 +71,11 @@ public:
     /// Not explicit, so that a literal can stand where a format is wanted.
     template <std::size_t N>
     consteval MessageFormat(const char (&format)[N]) : text_(format, N - 1) {
-        constexpr bool (*kAccepts[])(char) = {messageFormat::accepts<Args>..., nullptr};
+        constexpr bool (*kAccepts[])(char) = {isAccepted<Args>..., nullptr};
         std::size_t count = 0;
         for (std::size_t i = 0; i < text_.size(); ++i) {
             if (text_[i] != '%') continue;
-            const auto conversion = messageFormat::conversionAt(text_, i);
+            const auto conversion = conversionAt(text_, i);
             i += conversion.text.size() - 1;
             if (conversion.letter == '%') continue;
             if (count >= sizeof...(Args)) throw "more conversions than arguments";
@@ -105,7 +103,9 @@ template <class... Args>
         return formatMessage(format.text(), std::span<const FormatArgument>());
     } else {
         std::size_t index = 0;
-        const FormatArgument arguments[] = {messageFormat::argument(format.letter(index++), args)...};
+        const FormatArgument arguments[] = {formatArgument(format.letter(index++), args)...};
         return formatMessage(format.text(), arguments);
     }
 }
+
+}  // namespace shared

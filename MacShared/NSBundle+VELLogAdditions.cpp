@@ -35,20 +35,20 @@ std::unique_ptr<FileHandle> openLogFile() {
     const auto url = logFileURL();
     // Emptied: the file holds one run, and yesterday's lines would be taken for today's.
     if (!url || services.fileManager.createFile(*url, "")) {
-        services.consoleLog.write(formatMessage("Unable to create log file at: %@", url));
+        services.consoleLog.write(shared::formatMessage("Unable to create log file at: %@", url));
         return nullptr;
     }
     ErrorPtr error;
     auto handle = services.fileManager.openForWriting(*url, error);
     if (!handle) {
-        services.consoleLog.write(formatMessage("Unable to open log file at: %@, error: %@", *url, error));
+        services.consoleLog.write(shared::formatMessage("Unable to open log file at: %@, error: %@", *url, error));
     }
     return handle;
 }
 
 }  // namespace
 
-void beginNewLogRun() {
+void shared::beginNewLogRun() {
     // Closes the file, too.
     delete std::exchange(currentRun(), new LogRun);
 }
@@ -68,7 +68,8 @@ std::optional<std::filesystem::path> applicationSupportDirectory() {
     auto url = findOrCreateDirectory(services.fileManager, SearchPathDirectory::applicationSupport,
                                      SearchPathDomain::user, name, &error);
     if (!url) {
-        services.consoleLog.write(formatMessage("Unable to find or create application support directory:\n%@", error));
+        services.consoleLog.write(
+            shared::formatMessage("Unable to find or create application support directory:\n%@", error));
     }
     return url;
 }

@@ -48,6 +48,6 @@ void VELLogMessage(std::string_view message);
 
 /// `VELLog(format, arguments...)`: formats and writes a message. Any thread.
 template <class... Args>
-void VELLog(const MessageFormat<std::type_identity_t<Args>...>& format, const Args&... args) {
-    VELLogMessage(formatMessage<Args...>(format, args...));
+void VELLog(const shared::MessageFormat<std::type_identity_t<Args>...>& format, const Args&... args) {
+    VELLogMessage(shared::formatMessage<Args...>(format, args...));
 }

@@ -34,6 +34,6 @@ private:
     void threadMain(const std::shared_ptr<Thread>& thread);
 
     const std::shared_ptr<Condition> threadStartCondition_;  ///< `threadStartCondition`: the thread has started
-    Atomic<bool> done_;
-    Atomic<std::shared_ptr<Thread>> thread_;
+    shared::Atomic<bool> done_;
+    shared::Atomic<std::shared_ptr<Thread>> thread_;
 };

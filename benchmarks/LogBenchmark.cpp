@@ -31,7 +31,7 @@ void logSlide() {
 /// Installs this platform and begins a new log file, which holds one message then.
 std::string beginLog(const Platform& services) {
     installPlatform(&services);
-    beginNewLogRun();
+    shared::beginNewLogRun();
     logSlide();
     std::ifstream file(*logFileURL(), std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(file), {});

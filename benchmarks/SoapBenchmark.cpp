@@ -106,9 +106,9 @@ void barePush(benchmark::State& state, const std::string& xml) {
 
 void envelope(benchmark::State& state, const std::string& text) {
     const std::optional<std::vector<std::string>> names = {{"text"}};
-    const std::optional<SoapArray> parameters = {{SoapValue(text)}};
+    const std::optional<shared::SoapArray> parameters = {{shared::SoapValue(text)}};
     for ([[maybe_unused]] auto _ : state) {
-        const auto xml = soapEnvelope::createSOAPBodyFromMethod("SetItem", "urn:svc", {}, names, parameters, -1);
+        const auto xml = shared::createSOAPBodyFromMethod("SetItem", "urn:svc", {}, names, parameters, -1);
         benchmark::DoNotOptimize(xml.data());
     }
 }
@@ -131,7 +131,7 @@ double secondsOf(const auto& work) {
 /// Packs an attachment of that many bytes and prints the seconds, those of a memcpy into new memory, and the most bytes
 /// that the process had in memory meanwhile.
 int pack(std::size_t size) {
-    const SoapBytes attachment(std::string(size, 'x'));
+    const shared::SoapBytes attachment(std::string(size, 'x'));
     std::optional<std::string> boundary;
     const auto packing = secondsOf([&] {
         const auto body = MTOMHelpers::MTOMBodyFromEnvelope("<e/>", attachment.view(), "urn:x/0", "urn:x/1", boundary);

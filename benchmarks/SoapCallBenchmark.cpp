@@ -26,7 +26,7 @@ const std::string kNamespace = "urn:veldrin:lectures";
 const std::string kTitle = "Introduction to Optics";
 const std::vector<std::string> kNames{"title", "count", "length", "id"};
 
-SoapArray parameters() {
+shared::SoapArray parameters() {
     return {kTitle, 21, 2.5, Guid()};
 }
 
@@ -36,12 +36,12 @@ public:
     explicit Receiver(std::function<void()> next) : next_(std::move(next)) {}
 
 private:
-    void onSoapData(const SoapDictionary& data, ISoapCaller& /*withCaller*/,
+    void onSoapData(const shared::SoapDictionary& data, ISoapCaller& /*withCaller*/,
                     const std::shared_ptr<void>& /*withState*/) override {
         const auto* const response = data.find("response");
         const auto* const description = response == nullptr ? nullptr : response->dictionary();
         const auto* const twice = description == nullptr ? nullptr : description->find("twice");
-        if (twice == nullptr || *twice != SoapValue("42")) fail("not the response");
+        if (twice == nullptr || *twice != shared::SoapValue("42")) fail("not the response");
         next_();
     }
     void onSoapError(const ErrorPtr& error, ISoapCaller& /*withCaller*/,
@@ -93,7 +93,7 @@ std::size_t append(const char* bytes, std::size_t size, std::size_t count, void*
 }
 
 void plainPost(benchmark::State& state, const std::string& url) {
-    const auto request = makeSoapRequest(url, {kMethod, kNamespace, "", kNames, parameters()}, false);
+    const auto request = shared::makeSoapRequest(url, {kMethod, kNamespace, "", kNames, parameters()}, false);
     CURL* const easy = curl_easy_init();
     curl_slist* fields = nullptr;
     for (const auto& [name, value] : request.httpHeaderFields) {

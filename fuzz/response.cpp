@@ -10,7 +10,7 @@
 namespace {
 
 /// The tree, and whether the whole document was well-formed.
-std::pair<SoapDictionary, bool> parsed(std::string_view xml, std::size_t piece) {
+std::pair<shared::SoapDictionary, bool> parsed(std::string_view xml, std::size_t piece) {
     SoapXMLAccumulator accumulator("GetItemResponse", "GetItemResult");
     text::LibXmlParser parser(accumulator);
     for (; !xml.empty(); xml.remove_prefix(std::min(piece, xml.size()))) parser.parse(xml.substr(0, piece));
@@ -31,7 +31,7 @@ bool isUTF8(const std::string& xml) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static SimulatedPlatform platform;
     platform.unifiedLog.entries.clear();  // or what is held grows with every input
-    beginNewLogRun();
+    shared::beginNewLogRun();
     const std::string xml(reinterpret_cast<const char*>(data), size);
     const auto [whole, isWellFormed] = parsed(xml, size + 1);
     require(whole.empty() || (whole.size() == 1 && whole.find("response") != nullptr));

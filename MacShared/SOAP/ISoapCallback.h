@@ -1,6 +1,6 @@
 #pragma once
 
-#include "MacShared/SoapValue.h"
+#include "MacShared/SOAP/SoapValue.h"
 #include "base/Error.h"
 
 #include <memory>
@@ -14,7 +14,7 @@ class ISoapCallback {
 public:
     virtual ~ISoapCallback() = default;
     /// `onSoapData:withCaller:withState:`: the service answered; see `SimpleSoapCaller` for the shape of the data.
-    virtual void onSoapData(const SoapDictionary& data, ISoapCaller& withCaller,
+    virtual void onSoapData(const shared::SoapDictionary& data, ISoapCaller& withCaller,
                             const std::shared_ptr<void>& withState) = 0;
     /// `onSoapError:withCaller:withState:`: it did not, or said that it could not. Never null.
     virtual void onSoapError(const ErrorPtr& error, ISoapCaller& withCaller,

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "MacShared/SoapValue.h"
+#include "MacShared/SOAP/SoapValue.h"
 
 #include <memory>
 #include <optional>
@@ -20,7 +20,8 @@ public:
     virtual void callSoapMethod(const std::string& method, const std::optional<std::string>& withNamespace,
                                 const std::optional<std::string>& namespaceExtension,
                                 const std::optional<std::vector<std::string>>& parameterNames,
-                                const std::optional<SoapArray>& parameters, std::shared_ptr<void> withState) = 0;
+                                const std::optional<shared::SoapArray>& parameters,
+                                std::shared_ptr<void> withState) = 0;
 
     /// `callback`, held weakly. Setting it to null cancels the call under way, in place of
     /// `observeValueForKeyPath:ofObject:change:context:`.

@@ -1,5 +1,7 @@
 #include "MacShared/SOAP/MultipartPayload.h"
 
+namespace shared {
+
 std::optional<std::string_view> multipartPayload(std::string_view body, std::string_view boundary) {
     constexpr std::string_view kEmptyLine = "\r\n\r\n";
     constexpr std::size_t kDelimiterWithoutBoundary = 6;  // CR LF, "--" and "--"
@@ -11,3 +13,5 @@ std::optional<std::string_view> multipartPayload(std::string_view body, std::str
     body.remove_suffix(cut);
     return body;
 }
+
+}  // namespace shared

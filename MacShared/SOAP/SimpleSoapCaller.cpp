@@ -18,8 +18,8 @@
 
 namespace {
 
-Atomic<URLSessionConfiguration>& sharedConfiguration() {
-    static Atomic<URLSessionConfiguration> configuration;
+shared::Atomic<URLSessionConfiguration>& sharedConfiguration() {
+    static shared::Atomic<URLSessionConfiguration> configuration;
     return configuration;
 }
 
@@ -34,14 +34,14 @@ ErrorPtr outOfMemory() {
 }
 
 /// The method's result in place of its response element. An empty result reads as null.
-SoapDictionary unwrapped(const SoapDictionary& value, const std::string& resultTag) {
+shared::SoapDictionary unwrapped(const shared::SoapDictionary& value, const std::string& resultTag) {
     const auto* const response = value.find("response");
     const auto* const content = response == nullptr ? nullptr : response->dictionary();
     const auto* const result = content == nullptr ? nullptr : content->find(resultTag);
     if (result == nullptr) return value;
     const auto* const dictionary = result->dictionary();
     const bool isEmpty = dictionary != nullptr && dictionary->empty();
-    return {{"response", isEmpty ? SoapValue() : *result}};
+    return {{"response", isEmpty ? shared::SoapValue() : *result}};
 }
 
 }  // namespace
@@ -74,21 +74,22 @@ void SimpleSoapCaller::setConfiguration(URLSessionConfiguration configuration) {
 }
 
 const std::string& SimpleSoapCaller::webServiceErrorMessage() {
-    static const std::string message = localizedString("Webservice Failure");
+    static const std::string message = shared::localizedString("Webservice Failure");
     return message;
 }
 
 const std::string& SimpleSoapCaller::soapFailureReasonFormatString() {
-    static const std::string format = localizedString("Failed to parse server response for method %1$@");
+    static const std::string format = shared::localizedString("Failed to parse server response for method %1$@");
     return format;
 }
 
 void SimpleSoapCaller::callSoapMethod(const std::string& method, const std::optional<std::string>& withNamespace,
                                       const std::optional<std::string>& namespaceExtension,
                                       const std::optional<std::vector<std::string>>& parameterNames,
-                                      const std::optional<SoapArray>& parameters, std::shared_ptr<void> withState) {
-    const auto task = session_->dataTaskWithRequest(
-        makeSoapRequest(url(), {method, withNamespace, namespaceExtension, parameterNames, parameters}, logSoap()));
+                                      const std::optional<shared::SoapArray>& parameters,
+                                      std::shared_ptr<void> withState) {
+    const auto task = session_->dataTaskWithRequest(shared::makeSoapRequest(
+        url(), {method, withNamespace, namespaceExtension, parameterNames, parameters}, logSoap()));
     setSpinning(true);  // before the call can end
     assign(call_, Call{method, std::move(withState), task, {}, false});
     try {
@@ -186,7 +187,7 @@ void SimpleSoapCaller::processResponse(const Call& call, const Head& head) {
     setSpinning(false);
     const bool isFailure = head.code >= 400;
     if (!isFailure && (head.code < 200 || head.code >= 300)) return;  // silence
-    SoapDictionary result;
+    shared::SoapDictionary result;
     ErrorPtr error;
     try {
         // What is made of a response takes many times its size, so memory ends here if anywhere.
@@ -213,8 +214,8 @@ ErrorPtr SimpleSoapCaller::failureFrom(const Call& call, const Head& head) const
                                     std::move(body), head.errorCode);
 }
 
-ErrorPtr SimpleSoapCaller::resultFrom(const Call& call, const Head& head, SoapDictionary& result) const {
-    const auto payload = head.boundary ? multipartPayload(call.responseData, *head.boundary)
+ErrorPtr SimpleSoapCaller::resultFrom(const Call& call, const Head& head, shared::SoapDictionary& result) const {
+    const auto payload = head.boundary ? shared::multipartPayload(call.responseData, *head.boundary)
                                        : std::optional<std::string_view>(call.responseData);
     // Bytes that are no text print as null: a log of text stays one.
     if (logSoap()) VELLog("%@", textFrom(payload.value_or(call.responseData)));
@@ -234,7 +235,7 @@ ErrorPtr SimpleSoapCaller::unusableResponse(const Call& call) {
         VeldrinErrorDomain, VeldrinErrorUnusableSOAPResponse,
         Error::UserInfo{
             {NSLocalizedDescriptionKey, webServiceErrorMessage()},
-            {NSLocalizedFailureReasonErrorKey, localizedFormat(soapFailureReasonFormatString(), {call.method})},
+            {NSLocalizedFailureReasonErrorKey, shared::localizedFormat(soapFailureReasonFormatString(), {call.method})},
             {VeldrinResponseBodyKey, call.responseData}});
 }
 

@@ -51,7 +51,7 @@ public:
     void callSoapMethod(const std::string& method, const std::optional<std::string>& withNamespace,
                         const std::optional<std::string>& namespaceExtension,
                         const std::optional<std::vector<std::string>>& parameterNames,
-                        const std::optional<SoapArray>& parameters, std::shared_ptr<void> withState) override;
+                        const std::optional<shared::SoapArray>& parameters, std::shared_ptr<void> withState) override;
     [[nodiscard]] std::shared_ptr<ISoapCallback> callback() const override { return locked(callback_).lock(); }
     void setCallback(const std::shared_ptr<ISoapCallback>& callback) override;
     [[nodiscard]] std::string url() const override { return locked(url_); }
@@ -121,7 +121,7 @@ private:
     void processError(const Call& call, const ErrorPtr& error);
     [[nodiscard]] ErrorPtr failureFrom(const Call& call, const Head& head) const;
     /// An error, or nothing and the result.
-    [[nodiscard]] ErrorPtr resultFrom(const Call& call, const Head& head, SoapDictionary& result) const;
+    [[nodiscard]] ErrorPtr resultFrom(const Call& call, const Head& head, shared::SoapDictionary& result) const;
     void deliverError(const Call& call, const ErrorPtr& error);
     [[nodiscard]] static ErrorPtr unusableResponse(const Call& call);
 

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 
+namespace shared {
+
 namespace {
 
 constexpr std::string_view kOpening =
@@ -164,8 +166,6 @@ void appendParameters(std::string& xml, const Names& names, const SoapArray& par
 
 }  // namespace
 
-namespace soapEnvelope {
-
 std::string trimSlash(std::string_view string) {
     return std::string(trimmed(string, "/"));
 }
@@ -222,4 +222,4 @@ std::string createSOAPBodyFromMethod(const std::optional<std::string>& method,
     return xml;
 }
 
-}  // namespace soapEnvelope
+}  // namespace shared

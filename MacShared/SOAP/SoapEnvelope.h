@@ -1,6 +1,6 @@
 #pragma once
 
-#include "MacShared/SoapValue.h"
+#include "MacShared/SOAP/SoapValue.h"
 
 #include <cstdint>
 #include <optional>
@@ -8,11 +8,12 @@
 #include <string_view>
 #include <vector>
 
+namespace shared {
+
 /// How `SimpleSoapCaller` writes a call as a SOAP 1.1 request. Texts are UTF-8. Nothing here fails or keeps state;
 /// callable from any thread. Where a value cannot be encoded, or a name is missing, the XML says `(null)`.
 ///
 /// Source of the envelope: W3C Note "Simple Object Access Protocol (SOAP) 1.1", section 4.
-namespace soapEnvelope {
 
 /// `trimSlash:`: without the slashes at both ends.
 [[nodiscard]] std::string trimSlash(std::string_view string);
@@ -50,4 +51,4 @@ namespace soapEnvelope {
                                                    const std::optional<SoapArray>& parameters,
                                                    std::int64_t bufferIndex);
 
-}  // namespace soapEnvelope
+}  // namespace shared

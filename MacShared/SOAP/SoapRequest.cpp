@@ -6,6 +6,8 @@
 #include "MacShared/SOAP/SoapEnvelope.h"
 #include "MacShared/VELVersionInfo.h"
 
+namespace shared {
+
 namespace {
 
 // They only have to agree within a message.
@@ -31,8 +33,8 @@ URLRequest makeSoapRequest(const std::string& url, const SoapArguments& call, bo
     const auto withInclude =
         parameters ? MTOMHelpers::MTOMParametersWithIDForBuffer(kBufferID, *parameters, buffer, &bufferIndex)
                    : std::nullopt;
-    auto envelope = soapEnvelope::createSOAPBodyFromMethod(method, callNamespace, extension, parameterNames,
-                                                           withInclude ? withInclude : parameters, bufferIndex);
+    auto envelope = createSOAPBodyFromMethod(method, callNamespace, extension, parameterNames,
+                                             withInclude ? withInclude : parameters, bufferIndex);
     if (log) VELLog("Calling SOAP method with XML: %@", envelope);
 
     URLRequest request{url, "POST", {}, nullptr, kTimeout};
@@ -45,8 +47,10 @@ URLRequest makeSoapRequest(const std::string& url, const SoapArguments& call, bo
     } else {
         headers.addValue("text/xml; charset=utf-8", "Content-Type");
     }
-    const auto action = soapEnvelope::combineNamespace(callNamespace, extension, method);
+    const auto action = combineNamespace(callNamespace, extension, method);
     headers.addValue('"' + action + '"', "SOAPAction");
     request.httpBody = std::make_shared<const std::string>(std::move(envelope));
     return request;
 }
+
+}  // namespace shared

@@ -9,11 +9,11 @@ namespace {
 constexpr const char* kResponseKey = "response";
 
 /// The children of an element that has closed. Servers choose how many elements are empty, so these take no memory.
-std::shared_ptr<const SoapDictionary> settled(std::shared_ptr<SoapDictionary> children) {
-    static const auto kNone = std::make_shared<const SoapDictionary>();
+std::shared_ptr<const shared::SoapDictionary> settled(std::shared_ptr<shared::SoapDictionary> children) {
+    static const auto kNone = std::make_shared<const shared::SoapDictionary>();
     children->removeNulls();
     if (children->empty()) return kNone;
-    if (children->isRoomy()) return std::make_shared<const SoapDictionary>(std::move(*children).fitted());
+    if (children->isRoomy()) return std::make_shared<const shared::SoapDictionary>(std::move(*children).fitted());
     return children;
 }
 
@@ -21,9 +21,9 @@ std::shared_ptr<const SoapDictionary> settled(std::shared_ptr<SoapDictionary> ch
 
 /// The dictionary that the element's children go to. It gets room for as many as the last element at this depth had,
 /// because the rows of a table have the same columns.
-SoapDictionary& SoapXMLAccumulator::Frame::children() {
+shared::SoapDictionary& SoapXMLAccumulator::Frame::children() {
     if (!dict) {
-        dict = std::make_shared<SoapDictionary>();
+        dict = std::make_shared<shared::SoapDictionary>();
         dict->reserve(likelySize);
     }
     return *dict;
@@ -68,7 +68,7 @@ void SoapXMLAccumulator::parserDidEndElement(std::string_view /*elementName*/) {
 
 /// Adds the element's content to what its container has under its name: nothing yet, one item, or an array of them.
 /// Items are strings and dictionaries, so an array is always one of items. The frame is left as new.
-void SoapXMLAccumulator::close(Frame& frame, SoapDictionary& container) {
+void SoapXMLAccumulator::close(Frame& frame, shared::SoapDictionary& container) {
     auto& items = container[frame.key];
     if (frame.dict) {
         frame.likelySize = frame.dict->size();
@@ -84,13 +84,13 @@ void SoapXMLAccumulator::settleResponse(const std::string& key) {
     auto& content = (*value_)[key];
     if (const auto* several = content.array()) {
         VELLog("Unexpected multiple %@ XML Elements in SOAP Response", key);
-        content = SoapValue(several->front());
+        content = shared::SoapValue(several->front());
     }
     // A method without a result is a success, and callers look for a dictionary.
     if (content.isNull()) {
-        content = SoapDictionary();
-    } else if (content == SoapValue(SoapDictionary())) {
-        content = SoapDictionary{{result_, SoapDictionary()}};
+        content = shared::SoapDictionary();
+    } else if (content == shared::SoapValue(shared::SoapDictionary())) {
+        content = shared::SoapDictionary{{result_, shared::SoapDictionary()}};
     }
 }
 
@@ -99,6 +99,6 @@ void SoapXMLAccumulator::parserParseErrorOccurred(const ErrorPtr& /*parseError*/
     VELLog("XML parsing error occurred");
 }
 
-SoapDictionary SoapXMLAccumulator::Value() const {
-    return value_.value_or(SoapDictionary());
+shared::SoapDictionary SoapXMLAccumulator::Value() const {
+    return value_.value_or(shared::SoapDictionary());
 }

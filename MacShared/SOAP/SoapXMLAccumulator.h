@@ -1,6 +1,6 @@
 #pragma once
 
-#include "MacShared/SoapValue.h"
+#include "MacShared/SOAP/SoapValue.h"
 #include "ports/XMLParser.h"
 
 #include <cstddef>
@@ -34,27 +34,28 @@ public:
 
     /// `Value`: a dictionary with the one key "response", once the response element has closed, else an empty one. A
     /// response element whose children are all empty yields `{result tag: {}}`, one that holds nothing `{}`.
-    [[nodiscard]] SoapDictionary Value() const;
+    [[nodiscard]] shared::SoapDictionary Value() const;
 
 private:
     /// An open element of a response.
     struct Frame {
-        std::string key;                       ///< its name, or "response" for the response element
-        std::shared_ptr<SoapDictionary> dict;  ///< the child elements that have closed; null while there are none
-        std::size_t likelySize = 0;            ///< how many entries `dict` had in the last element at this depth
-        bool hasText = false;                  ///< whether there was character data
-        std::string value;                     ///< that character data
+        std::string key;  ///< its name, or "response" for the response element
+        std::shared_ptr<shared::SoapDictionary>
+            dict;                    ///< the child elements that have closed; null while there are none
+        std::size_t likelySize = 0;  ///< how many entries `dict` had in the last element at this depth
+        bool hasText = false;        ///< whether there was character data
+        std::string value;           ///< that character data
 
-        [[nodiscard]] SoapDictionary& children();
+        [[nodiscard]] shared::SoapDictionary& children();
     };
 
-    static void close(Frame& frame, SoapDictionary& container);
+    static void close(Frame& frame, shared::SoapDictionary& container);
     void open(std::string_view key);
     void settleResponse(const std::string& key);
 
     const std::string response_;
     const std::string result_;
-    std::vector<Frame> stack_;             ///< the open elements, and then used frames that wait for the next ones
-    std::size_t depth_ = 0;                ///< open elements; 0 before the response element and behind it
-    std::optional<SoapDictionary> value_;  ///< once the response element has begun
+    std::vector<Frame> stack_;  ///< the open elements, and then used frames that wait for the next ones
+    std::size_t depth_ = 0;     ///< open elements; 0 before the response element and behind it
+    std::optional<shared::SoapDictionary> value_;  ///< once the response element has begun
 };

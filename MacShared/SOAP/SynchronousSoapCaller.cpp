@@ -47,19 +47,19 @@ SynchronousSoapCaller::~SynchronousSoapCaller() {
 }
 
 const std::string& SynchronousSoapCaller::webServiceErrorMessage() {
-    static const std::string message = localizedString("Webservice Failure");
+    static const std::string message = shared::localizedString("Webservice Failure");
     return message;
 }
 
 const std::string& SynchronousSoapCaller::soapTimeoutFailureReason() {
-    static const std::string reason = localizedString("Timeout waiting on SOAP call");
+    static const std::string reason = shared::localizedString("Timeout waiting on SOAP call");
     return reason;
 }
 
-std::optional<SoapDictionary> SynchronousSoapCaller::callSoapMethod(
+std::optional<shared::SoapDictionary> SynchronousSoapCaller::callSoapMethod(
     const std::string& method, const std::optional<std::string>& withNamespace,
     const std::optional<std::string>& namespaceExtension, const std::optional<std::vector<std::string>>& parameterNames,
-    const std::optional<SoapArray>& parameters, ErrorPtr* errorOut) {
+    const std::optional<shared::SoapArray>& parameters, ErrorPtr* errorOut) {
     // The first call may come before the thread has begun to run its loop.
     workerThread_->waitForStart();
     // A list that ends at the first value that is missing.
@@ -72,12 +72,12 @@ std::optional<SoapDictionary> SynchronousSoapCaller::callSoapMethod(
     return std::move(outcome.results);
 }
 
-bool SynchronousSoapCaller::start(const SoapArguments& arguments) {
+bool SynchronousSoapCaller::start(const shared::SoapArguments& arguments) {
     const auto thread = workerThread_->thread();
     return thread && thread->performAndWait([&] { doSoapCall(arguments); });
 }
 
-void SynchronousSoapCaller::doSoapCall(const SoapArguments& arguments) {
+void SynchronousSoapCaller::doSoapCall(const shared::SoapArguments& arguments) {
     // An answer that came late to the last call is forgotten before the next begins.
     assignSoapResult(std::nullopt, nullptr);
     caller_->callSoapMethod(arguments.method, arguments.callNamespace, arguments.extension, arguments.parameterNames,
@@ -101,20 +101,21 @@ SynchronousSoapCaller::Outcome SynchronousSoapCaller::takeOutcome() {
     return outcome;
 }
 
-void SynchronousSoapCaller::assignSoapResult(const std::optional<SoapDictionary>& results, const ErrorPtr& andError) {
+void SynchronousSoapCaller::assignSoapResult(const std::optional<shared::SoapDictionary>& results,
+                                             const ErrorPtr& andError) {
     Outcome outcome{results, andError};
     const std::lock_guard lock(mutex_);
     std::swap(outcome_, outcome);
 }
 
-void SynchronousSoapCaller::deliver(const std::optional<SoapDictionary>& results, const ErrorPtr& error) {
+void SynchronousSoapCaller::deliver(const std::optional<shared::SoapDictionary>& results, const ErrorPtr& error) {
     assignSoapResult(results, error);
     const std::lock_guard lock(*soapCondition_);
     // With the lock held: the waiter is either before its look or in its wait.
     soapCondition_->signal();
 }
 
-void SynchronousSoapCaller::onSoapData(const SoapDictionary& data, ISoapCaller& /*withCaller*/,
+void SynchronousSoapCaller::onSoapData(const shared::SoapDictionary& data, ISoapCaller& /*withCaller*/,
                                        const std::shared_ptr<void>& /*withState*/) {
     deliver(data, nullptr);
 }

@@ -10,7 +10,9 @@
 #include <string>
 #include <vector>
 
+namespace shared {
 struct SoapArguments;
+}
 
 /// Makes web service calls that block. A call is started on a worker thread that lives as long as this object; the
 /// calling thread sleeps until the outcome has come over the caller's callback, at most 120 seconds.
@@ -36,35 +38,35 @@ public:
     /// when time ran out or the worker thread was closed. Arguments count up to the first that is missing: **without an
     /// extension there are no parameters**; pass an empty one. Not on the worker thread nor on the caller's callback
     /// thread. Throws `std::out_of_range` when there are fewer names than parameters.
-    [[nodiscard]] std::optional<SoapDictionary> callSoapMethod(
+    [[nodiscard]] std::optional<shared::SoapDictionary> callSoapMethod(
         const std::string& method, const std::optional<std::string>& withNamespace,
         const std::optional<std::string>& namespaceExtension,
-        const std::optional<std::vector<std::string>>& parameterNames, const std::optional<SoapArray>& parameters,
-        ErrorPtr* errorOut);
+        const std::optional<std::vector<std::string>>& parameterNames,
+        const std::optional<shared::SoapArray>& parameters, ErrorPtr* errorOut);
 
     [[nodiscard]] const std::shared_ptr<ISoapCaller>& caller() const { return caller_; }
     [[nodiscard]] const std::shared_ptr<WorkerThread>& workerThread() const { return workerThread_; }
 
-    void onSoapData(const SoapDictionary& data, ISoapCaller& withCaller,
+    void onSoapData(const shared::SoapDictionary& data, ISoapCaller& withCaller,
                     const std::shared_ptr<void>& withState) override;
     void onSoapError(const ErrorPtr& error, ISoapCaller& withCaller, const std::shared_ptr<void>& withState) override;
 
 private:
     /// `results` and `error`.
     struct Outcome {
-        std::optional<SoapDictionary> results;
+        std::optional<shared::SoapDictionary> results;
         ErrorPtr error;
         [[nodiscard]] bool isThere() const { return results || error; }
     };
 
     explicit SynchronousSoapCaller(std::shared_ptr<ISoapCaller> caller);
     /// Whether the worker thread has started the call.
-    [[nodiscard]] bool start(const SoapArguments& arguments);
+    [[nodiscard]] bool start(const shared::SoapArguments& arguments);
     /// `doSoapCall:`, on the worker thread.
-    void doSoapCall(const SoapArguments& arguments);
+    void doSoapCall(const shared::SoapArguments& arguments);
     /// `assignSoapResult:andError:`
-    void assignSoapResult(const std::optional<SoapDictionary>& results, const ErrorPtr& andError);
-    void deliver(const std::optional<SoapDictionary>& results, const ErrorPtr& error);
+    void assignSoapResult(const std::optional<shared::SoapDictionary>& results, const ErrorPtr& andError);
+    void deliver(const std::optional<shared::SoapDictionary>& results, const ErrorPtr& error);
     [[nodiscard]] Outcome takeOutcome();
     [[nodiscard]] Outcome waitForOutcome();
 

@@ -111,7 +111,7 @@ std::string Program::open(const std::string& name, std::int64_t slides) {
 }
 
 Scenario::Scenario() {
-    beginNewLogRun();
+    shared::beginNewLogRun();
 }
 
 void Scenario::start() {

@@ -12,7 +12,7 @@ constexpr const char* kFile = "/home/lecturer/.local/share/KeynoteCaptureService
 
 class Log : public testing::Test {
 protected:
-    Log() { beginNewLogRun(); }
+    Log() { shared::beginNewLogRun(); }
     SimulatedPlatform platform;
 };
 

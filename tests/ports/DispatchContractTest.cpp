@@ -81,7 +81,7 @@ private:
 
 /// What happened, in order; written by queues and read by the test.
 template <class Entry>
-using Record = Atomic<std::vector<Entry>>;
+using Record = shared::Atomic<std::vector<Entry>>;
 
 template <class Entry>
 void add(Record<Entry>& record, const Entry& entry) {

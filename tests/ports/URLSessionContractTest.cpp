@@ -201,7 +201,7 @@ TEST_P(URLSessionContract, InvalidationCancelsAndLetsGoOfTheDelegate) {
 
 TEST_P(URLSessionContract, InvalidationDoesNotWaitForAnswers) {
     auto recorder = std::make_shared<Recorder>();
-    Atomic<URLSessionDelegate::ResponseHandler> owed;
+    shared::Atomic<URLSessionDelegate::ResponseHandler> owed;
     recorder->onResponse = [&](const auto& handler) { owed.set(handler); };
     for (const char* path : {"/nothing", "/hello", "/stuck"}) {
         auto session = harness->sessions().sessionWithConfiguration({}, recorder);

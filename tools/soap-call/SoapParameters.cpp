@@ -41,8 +41,8 @@ std::string contentsOf(const std::string& path) {
     return contents;
 }
 
-SoapValue value(const std::string& type, const std::string& text) {
-    if (type == "@") return SoapBytes(contentsOf(text));
+shared::SoapValue value(const std::string& type, const std::string& text) {
+    if (type == "@") return shared::SoapBytes(contentsOf(text));
     // The envelope says that it is UTF-8, and servers refuse one that is not with an error that helps nobody.
     if (!utf8::isValid(text)) refuse("\"" + text + "\" is not UTF-8; pass bytes as NAME@=FILE");
     if (type.empty()) return text;

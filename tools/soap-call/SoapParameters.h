@@ -1,6 +1,6 @@
 #pragma once
 
-#include "MacShared/SoapValue.h"
+#include "MacShared/SOAP/SoapValue.h"
 
 #include <string>
 #include <vector>
@@ -8,7 +8,7 @@
 /// The parameters of a web service call, from the command line.
 struct SoapParameters {
     std::vector<std::string> names;
-    SoapArray values;
+    shared::SoapArray values;
 };
 
 /// Reads `NAME=TEXT`, `NAME:int=3`, `NAME:double=2.5`, `NAME:guid=…` and `NAME@=FILE`. Throws `std::invalid_argument`

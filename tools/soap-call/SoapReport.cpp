@@ -13,7 +13,7 @@ using Json = nlohmann::ordered_json;
 
 constexpr std::size_t kLongestBody = 64 << 10;
 
-Json json(const SoapValue& value) {
+Json json(const shared::SoapValue& value) {
     if (const auto* string = value.string()) return *string;
     if (const auto* array = value.array()) {
         auto members = Json::array();
@@ -51,7 +51,7 @@ std::string bodyText(std::string_view body) {
 
 }  // namespace
 
-std::string soapResponseText(const SoapDictionary& response) {
+std::string soapResponseText(const shared::SoapDictionary& response) {
     return printableJSON(json(response).dump(2, ' ', false, Json::error_handler_t::replace)) + "\n";
 }
 

@@ -1,12 +1,12 @@
 #pragma once
 
-#include "MacShared/SoapValue.h"
+#include "MacShared/SOAP/SoapValue.h"
 #include "base/Error.h"
 
 #include <string>
 
 /// What a web service answered, as JSON in the order of the document; fit for a terminal.
-[[nodiscard]] std::string soapResponseText(const SoapDictionary& response);
+[[nodiscard]] std::string soapResponseText(const shared::SoapDictionary& response);
 
 /// What went wrong, for people: a sentence, then domain and code, reason and body on lines of their own.
 [[nodiscard]] std::string soapErrorText(const Error& error);

@@ -33,7 +33,7 @@ struct Options {
 
 /// What became of a call: a response, an error, or neither when it ended in silence.
 struct Answer {
-    std::optional<SoapDictionary> response;
+    std::optional<shared::SoapDictionary> response;
     ErrorPtr error;
 };
 
@@ -49,7 +49,7 @@ struct Pending {
 };
 
 class Receiver final : public ISoapCallback {
-    void onSoapData(const SoapDictionary& data, ISoapCaller& /*withCaller*/,
+    void onSoapData(const shared::SoapDictionary& data, ISoapCaller& /*withCaller*/,
                     const std::shared_ptr<void>& withState) override {
         static_cast<Pending*>(withState.get())->answer.response = data;
     }

@@ -15,14 +15,14 @@ protected:
 
     void makeBlocking() { blocking = SynchronousSoapCaller::initWithSoapCaller(caller); }
     /// The outcome and how long it took.
-    std::string outcome(const std::optional<std::string>& extension = "", const SoapArray& parameters = {},
+    std::string outcome(const std::optional<std::string>& extension = "", const shared::SoapArray& parameters = {},
                         const std::optional<std::string>& callNamespace = "urn:svc") {
         const auto before = platform.dispatch.elapsed();
         ErrorPtr error = makeError("untouched", 0);
         const auto result = blocking->callSoapMethod("Get", callNamespace, extension, Names(parameters.size(), "p"),
                                                      parameters, &error);
         const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(platform.dispatch.elapsed() - before);
-        return (result ? lineOf(SoapValue(*result)) : "nothing") + (error ? ", " + lineOf(error) : "") + ", " +
+        return (result ? lineOf(shared::SoapValue(*result)) : "nothing") + (error ? ", " + lineOf(error) : "") + ", " +
                std::to_string(seconds.count()) + " s";
     }
 
@@ -39,8 +39,9 @@ TEST_F(BlockingCall, Outcomes) {
     answer.statusCode = 304;
     EXPECT_EQ(outcome(), "nothing, error Veldrin 88 Timeout waiting on SOAP call, 120 s");
     EXPECT_FALSE(blocking->callSoapMethod("Get", "urn:svc", "", {}, {}, nullptr));
-    EXPECT_THROW(static_cast<void>(blocking->callSoapMethod("Get", "urn:svc", "", Names{}, SoapArray{1}, nullptr)),
-                 std::out_of_range);
+    EXPECT_THROW(
+        static_cast<void>(blocking->callSoapMethod("Get", "urn:svc", "", Names{}, shared::SoapArray{1}, nullptr)),
+        std::out_of_range);
 }
 
 TEST_F(BlockingCall, ArgumentsCountUpToTheFirstThatIsMissing) {

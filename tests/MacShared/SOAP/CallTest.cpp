@@ -12,9 +12,10 @@ constexpr const char* kGet = R"( xmlns="urn:svc"><soap:Body><Get xmlns="urn:svc/
 
 TEST_F(SoapScenario, Requests) {
     makeCaller();
-    caller->callSoapMethod("GetItem", "urn:svc/", "/Remote", Names{"id", "n"}, SoapArray{Guid("G"), 3}, nullptr);
+    caller->callSoapMethod("GetItem", "urn:svc/", "/Remote", Names{"id", "n"}, shared::SoapArray{Guid("G"), 3},
+                           nullptr);
     caller->callSoapMethod("Put", "urn:svc", {}, Names{"data", "name"},
-                           SoapArray{SoapBytes(std::string("\0\r\n", 3)), "a"}, nullptr);
+                           shared::SoapArray{shared::SoapBytes(std::string("\0\r\n", 3)), "a"}, nullptr);
     run();
     ASSERT_EQ(platform.urlSessions.requests.size(), 2U);
     const auto& plain = platform.urlSessions.requests[0];

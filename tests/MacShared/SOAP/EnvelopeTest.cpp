@@ -4,9 +4,10 @@
 #include <limits>
 #include <stdexcept>
 
+using namespace shared;
+
 namespace {
 
-using namespace soapEnvelope;
 using Names = std::vector<std::string>;
 
 std::string envelope(const std::string& defaultNamespace, const std::string& method) {

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <clocale>
 
+using namespace shared;
+
 namespace {
 
 constexpr const char* kStart = "urn:x/0";

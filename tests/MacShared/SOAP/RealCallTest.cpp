@@ -15,6 +15,8 @@
 #include <filesystem>
 #include <fstream>
 
+using namespace shared;
+
 namespace {
 
 using testing::HasSubstr;

@@ -10,7 +10,7 @@ namespace {
 
 class Response : public testing::Test {
 protected:
-    Response() { beginNewLogRun(); }
+    Response() { shared::beginNewLogRun(); }
 
     /// The tree of a document that comes in pieces of this size.
     static std::string parsed(const XMLServices& services, std::string_view xml, std::size_t piece) {
@@ -20,7 +20,7 @@ protected:
             if (!parser->parse(xml.substr(0, piece))) break;
         }
         static_cast<void>(parser->finish());
-        return lineOf(SoapValue(accumulator.Value()));
+        return lineOf(shared::SoapValue(accumulator.Value()));
     }
 
     std::string parsed(const std::string& xml) const { return parsed(real, xml, xml.size() + 1); }
@@ -184,7 +184,7 @@ TEST_F(Response, LargeAndDeepOnesAreRead) {
     const auto value = accumulator.Value();
     const auto& fields = *value.find("response")->dictionary();
     EXPECT_EQ(fields.size(), 50'000U);
-    EXPECT_EQ(*fields.find("field99998"), SoapValue("field99998"));
+    EXPECT_EQ(*fields.find("field99998"), shared::SoapValue("field99998"));
     EXPECT_EQ(fields.find("field99999"), nullptr);
     EXPECT_EQ(fields.begin()[40'000].first, "field80000");
 }

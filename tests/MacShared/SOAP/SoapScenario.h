@@ -15,7 +15,7 @@
 using namespace std::chrono_literals;
 
 /// A value on one line: `{key: text, key: [text, null]}`.
-inline std::string lineOf(const SoapValue& value) {
+inline std::string lineOf(const shared::SoapValue& value) {
     std::string line;
     const auto add = [&line](const std::string& item) { line += (line.empty() ? "" : ", ") + item; };
     if (const auto* array = value.array()) {
@@ -39,9 +39,9 @@ inline std::string lineOf(const ErrorPtr& error) {
 class Receiver final : public ISoapCallback {
 public:
     explicit Receiver(std::vector<std::string>& lines) : lines_(lines) {}
-    void onSoapData(const SoapDictionary& data, ISoapCaller& withCaller,
+    void onSoapData(const shared::SoapDictionary& data, ISoapCaller& withCaller,
                     const std::shared_ptr<void>& withState) override {
-        note("data " + lineOf(SoapValue(data)), withCaller, withState);
+        note("data " + lineOf(shared::SoapValue(data)), withCaller, withState);
     }
     void onSoapError(const ErrorPtr& error, ISoapCaller& withCaller, const std::shared_ptr<void>& withState) override {
         lastError = error;
@@ -65,7 +65,7 @@ protected:
     using Lines = std::vector<std::string>;
 
     SoapScenario() {
-        beginNewLogRun();
+        shared::beginNewLogRun();
         platform.bundles.setMainBundle({{"CFBundleVersion", "7"}});
         platform.urlSessions.server = [this](const URLRequest&) { return answer; };
     }
@@ -76,7 +76,8 @@ protected:
         caller->setCallback(receiver);
     }
     void call(const std::string& method, const std::string& state = "state") {
-        caller->callSoapMethod(method, "urn:svc", "", Names{}, SoapArray{}, std::make_shared<std::string>(state));
+        caller->callSoapMethod(method, "urn:svc", "", Names{}, shared::SoapArray{},
+                               std::make_shared<std::string>(state));
     }
     void run(Duration span = 200s) { platform.dispatch.runFor(span); }
     /// The envelope of a response with this content.

@@ -30,7 +30,7 @@ TEST(LogFile, LinesOfSeveralThreadsStayWholeAndBearTheYearOfTheirWeek) {
     files::LinuxDirectories directories;
     const Platform services = replaced(platform(), files, directories, text);
     installPlatform(&services);
-    beginNewLogRun();
+    shared::beginNewLogRun();
     rest.unifiedLog.enabled = false;
     using namespace std::chrono;
     rest.dispatch.stall(sys_days(2024y / December / 31) - 1h - rest.dispatch.now());
@@ -50,7 +50,7 @@ TEST(LogFile, LinesOfSeveralThreadsStayWholeAndBearTheYearOfTheirWeek) {
         ASSERT_EQ(line, fmt::format("2025-12-31 00:00:00.000+0100 {} {}", thread, next[thread]++));
     }
     EXPECT_EQ(next, (std::map<char, int>{{'A', kLines}, {'B', kLines}}));
-    beginNewLogRun();
+    shared::beginNewLogRun();
     ::unsetenv("XDG_DATA_HOME");
 }
 

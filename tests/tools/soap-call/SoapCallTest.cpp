@@ -43,7 +43,7 @@ protected:
     }
 
     TestHome home_;
-    Atomic<ServerAnswer> answer_;
+    shared::Atomic<ServerAnswer> answer_;
     HTTPServer server_{[this](const auto&) { return answer_.get(); }};
 };
 

@@ -429,7 +429,7 @@ TEST_F(CurlSessionTest, EndsWithTransfersUnderWay) {
 TEST_F(CurlSessionTest, EndsWithAnAnswerOwed) {
     const HTTPServer server([](const auto&) { return ServerAnswer{{"HTTP/1.1 204 X\r\n\r\n"}}; });
     auto recorder = std::make_shared<Recorder>();
-    Atomic<std::vector<URLSessionDelegate::ResponseHandler>> owed;
+    shared::Atomic<std::vector<URLSessionDelegate::ResponseHandler>> owed;
     recorder->onResponse = [&](const auto& handler) {
         owed.update([&](auto& handlers) { handlers.push_back(handler); });
     };

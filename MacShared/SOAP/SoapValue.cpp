@@ -1,9 +1,11 @@
-#include "MacShared/SoapValue.h"
+#include "MacShared/SOAP/SoapValue.h"
 
 #include <fmt/format.h>
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+
+namespace shared {
 
 namespace {
 
@@ -131,3 +133,5 @@ bool SoapDictionary::operator==(const SoapDictionary& other) const {
                return value != nullptr && *value == entry.second;
            });
 }
+
+}  // namespace shared

@@ -14,6 +14,8 @@
 #include <variant>
 #include <vector>
 
+namespace shared {
+
 /// What SOAP calls take as parameters and answer as results. A value is one of: string, dictionary (in the order in
 /// which its keys came), number, array, `Guid`, bytes, or the null marker, which also stands for "no value". Values
 /// cannot be changed, copies share what is large, and threads may share a value.
@@ -161,3 +163,5 @@ private:
     boost::container::small_vector<Entry, 1> entries_;  ///< pure nesting takes no memory of its own
     std::unique_ptr<Index> index_;                      ///< positions by key; none while there are few keys
 };
+
+}  // namespace shared
