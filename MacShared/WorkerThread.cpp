@@ -13,12 +13,14 @@ WorkerThread::WorkerThread() : threadStartCondition_(platform().threads->makeCon
 
 std::shared_ptr<WorkerThread> WorkerThread::init() {
     std::shared_ptr<WorkerThread> worker(new WorkerThread);
+    // The thread keeps its object: whoever made it may go while a piece of work still runs.
     platform().threads->detachNewThread(
         "WorkerThread", [worker](const std::shared_ptr<Thread>& thread) { worker->threadMain(thread); });
     return worker;
 }
 
 void WorkerThread::threadMain(const std::shared_ptr<Thread>& thread) {
+    // Before the signal: who waits for the start looks at this.
     thread_.set(thread);
     {
         const std::lock_guard lock(*threadStartCondition_);

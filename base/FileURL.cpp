@@ -17,6 +17,7 @@ std::optional<std::string> percentDecoded(std::string_view text) {
             result += text[i];
             continue;
         }
+        // A percent sign without two digits makes the text no URL: to guess would lead to another file.
         const auto digits = text.substr(i + 1, 2);
         const auto* const end = digits.data() + digits.size();
         unsigned char byte = 0;
@@ -47,6 +48,7 @@ std::optional<std::filesystem::path> pathFromURL(std::string_view url) {
     for (const std::string_view prefix : {"file://localhost/", "file:///"}) {
         if (!url.starts_with(prefix)) continue;
         auto path = percentDecoded(url.substr(prefix.size() - 1));
+        // The system would take a path with a NUL byte for a shorter one.
         if (!path || path->find('\0') != std::string::npos) return std::nullopt;
         path->erase(path->find_last_not_of('/') + 1);  // a directory's URL ends with one
         return std::filesystem::path(path->empty() ? "/" : *path);

@@ -18,7 +18,7 @@ struct ServerAnswer {
 
     std::vector<std::string> bytes;  ///< sent as they stand, one after the other
     Then then = Then::keepOpen;      ///< `repeatLast` sends the last bytes until the client has had enough
-    std::shared_ptr<std::atomic<std::size_t>> count{};  ///< of the bytes sent, for who wants to know
+    std::shared_ptr<std::atomic<std::size_t>> count{};  ///< of the bytes sent; null when nobody counts
     std::chrono::milliseconds pause{};                  ///< between them
 };
 

@@ -16,6 +16,7 @@ namespace fs = std::filesystem;
 fs::path configurationDirectory(const Directories& directories) {
     const char* value = std::getenv("XDG_CONFIG_HOME");
     const fs::path path(value != nullptr ? value : "");
+    // A relative directory would depend on where the program was started (XDG base directories).
     return path.is_absolute() ? path : directories.homeDirectory() / ".config";
 }
 

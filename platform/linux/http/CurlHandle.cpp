@@ -43,6 +43,7 @@ bool hasBody(const URLRequest& request) {
 
 ErrorPtr CurlHandle::setUp(const URLRequest& request, const URLSessionConfiguration& configuration) {
     if (!isSetUpFor(request)) {
+        // Should the setting up fail, the handle is set up for nothing.
         request_.reset();
         curl_easy_reset(get());
         if (auto error = setUpHead(request, configuration)) return error;
@@ -83,6 +84,7 @@ ErrorPtr CurlHandle::setUpFields(const URLRequest& request, const URLSessionConf
     for (const auto& [name, value] : configuration.httpAdditionalHeaders) {
         if (!wanted.value(name)) wanted.setValue(value, name);
     }
+    // The client frames the message itself; two lengths would let a server see two requests.
     for (const char* framing : {"Content-Length", "Transfer-Encoding"}) wanted.removeValue(framing);
     fields_.reset();
     for (const auto& [name, value] : wanted) {

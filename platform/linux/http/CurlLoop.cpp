@@ -30,6 +30,7 @@ CurlLoop::~CurlLoop() {
 void CurlLoop::post(Task task) {
     std::unique_lock lock(mutex_);
     if (stopped_) return;
+    // A session that sends nothing needs no thread.
     if (!thread_.joinable()) thread_ = std::thread([this] { drive(); });
     posted_.push_back(std::move(task));
     wake(std::move(lock));
@@ -69,6 +70,7 @@ void CurlLoop::remove(const CurlTransfer& transfer) {
 }
 
 void CurlLoop::cancelTransfers() {
+    // Over a copy: each leaves the list as it ends.
     for (const auto& transfer : std::vector(transfers_)) transfer->cancelled();
 }
 
@@ -88,6 +90,7 @@ void CurlLoop::drive() noexcept {
         watchDeadlines(now);
         wait();
     }
+    // In this order: transfers take their handles out of the multi handle.
     transfers_.clear();
     spareHandle_.reset();
     multi_.reset();
@@ -101,6 +104,7 @@ void CurlLoop::runPosted() {
         const std::lock_guard lock(mutex_);
         tasks.swap(posted_);
     }
+    // Without the lock: tasks post others.
     for (const auto& task : tasks) {
         if (!stopped_) task();
     }

@@ -30,6 +30,7 @@ ErrorPtr parseURL(const std::string& reference, URLParts& parts, const std::stri
     }
     const auto scheme = partOf(url, CURLUPART_SCHEME);
     if (scheme != "http" && scheme != "https") return makeURLError(NSURLErrorUnsupportedURL, reference);
+    // A fragment is for the client alone (RFC 9110, section 4.2.5).
     curl_url_set(url.get(), CURLUPART_FRAGMENT, nullptr, 0);
     parts.isSecure = scheme == "https";
     parts.host = partOf(url, CURLUPART_HOST);
@@ -47,6 +48,7 @@ ErrorPtr redirectedRequest(const URLRequest& request, const HTTPURLResponse& res
     if (auto error = parseURL(response.valueForHTTPHeaderField("Location").value_or(""), to, from.url)) return error;
     redirected = request;
     redirected.url = to.url;
+    // HEAD stays what it is: asked anew with GET, it would fetch a body that nobody wants.
     const bool wasPost = request.httpMethod == "POST";
     if ((response.statusCode == 303 && request.httpMethod != "HEAD") || (response.statusCode < 303 && wasPost)) {
         redirected.httpMethod = "GET";

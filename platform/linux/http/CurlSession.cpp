@@ -19,6 +19,7 @@ void CurlSession::invalidateAndCancel() {
     if (invalidated_.exchange(true)) return;
     loop_->post([self = shared_from_this()] {
         self->loop_->cancelTransfers();
+        // Out of the session before its last call, so that what the delegate holds may go with that.
         const auto delegate = std::exchange(self->delegate_, nullptr);
         delegate->URLSessionDidBecomeInvalidWithError(*self, nullptr);
         self->loop_->stop();

@@ -8,6 +8,7 @@
 namespace http {
 
 CurlSessions::CurlSessions(Bundles& bundles) : bundles_(bundles) {
+    // Before the first session has a thread: two must not set libcurl up at once.
     curl_global_init(CURL_GLOBAL_DEFAULT);
 }
 
@@ -17,12 +18,14 @@ CurlSessions::~CurlSessions() {
         const std::lock_guard lock(mutex_);
         loops.swap(loops_);
     }
+    // All are told before the first is waited for, so that they end side by side.
     for (const auto& loop : loops) loop->stop();
     for (const auto& loop : loops) loop->join();
 }
 
 std::shared_ptr<URLSession> CurlSessions::sessionWithConfiguration(const URLSessionConfiguration& configuration,
                                                                    std::shared_ptr<URLSessionDelegate> delegate) {
+    // The last session that ended could not join its own thread.
     joinEnded();
     const auto loop = std::make_shared<CurlLoop>(configuration.httpMaximumConnectionsPerHost, [this] { joinEnded(); });
     {

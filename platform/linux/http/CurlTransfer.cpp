@@ -14,6 +14,7 @@ namespace http {
 
 namespace {
 
+/// What the port promises.
 constexpr int kMostRedirections = 20;
 /// A redirection's own body is read up to here, so that its connection can be used again.
 constexpr std::uint64_t kMostDiscarded = 64 << 10;
@@ -57,6 +58,7 @@ void CurlTransfer::beginHop() {
     curl_easy_setopt(easy(), CURLOPT_WRITEDATA, this);
     curl_easy_setopt(easy(), CURLOPT_XFERINFOFUNCTION, &progressed);
     curl_easy_setopt(easy(), CURLOPT_XFERINFODATA, this);
+    // Bytes that go out are told of in no other way, and they keep a time-out from passing.
     curl_easy_setopt(easy(), CURLOPT_NOPROGRESS, 0L);
     handOver();
 }
@@ -75,6 +77,7 @@ void CurlTransfer::finish(const ErrorPtr& error) {
     if (std::exchange(stage_, Stage::finished) == Stage::finished) return;
     const auto self = shared_from_this();  // the loop lets go
     if (std::exchange(isRunning_, false)) curl_multi_remove_handle(loop().multi(), easy());
+    // Before the completion is told: the delegate may start the next task there, which takes the handle.
     loop().remove(*this);
     loop().keepHandle(std::move(handle_));
     task_->complete(error);
@@ -120,6 +123,7 @@ void CurlTransfer::hopEnded() {
 void CurlTransfer::goOn() {
     if (stage_ == Stage::undecided || stage_ == Stage::finished) return;
     if (!isRunning_) return hopEnded();
+    // libcurl hands out what it has held back within this call, so that the body may end, or fail, before it returns.
     hop_.isPaused = false;
     hop_.result = curl_easy_pause(easy(), CURLPAUSE_CONT);
     if (hop_.result == CURLE_OK) return;
@@ -200,9 +204,11 @@ void CurlTransfer::askAboutResponse() {
 
 void CurlTransfer::responseDecided(URLSessionResponseDisposition disposition) {
     if (stage_ != Stage::undecided) return;
+    // The end comes by a task of the loop: libcurl may be at work now.
     if (disposition == URLSessionResponseDisposition::cancel) task_->cancel();
     stage_ = Stage::delivered;
     touch();
+    // Else libcurl is in the midst of the head and goes on by itself.
     if (!isRunning_ || hop_.isPaused) later (&CurlTransfer::goOn)();
 }
 
@@ -246,7 +252,7 @@ void CurlTransfer::receiveHeader(std::string_view line) {
     if (hop_.headSize > task_->session().configuration().maximumHeaderSize) {
         return fail(NSURLErrorDataLengthExceedsMaximum, "its head");
     }
-    if (stage_ != Stage::head) return;  // a trailer
+    if (stage_ != Stage::head) return;  // a trailer, which counts in the size and for nothing else
     const auto text = trimmed(line, kBlanks);
     if (line.starts_with(' ') || line.starts_with('\t')) {
         hop_.field.append(" ").append(text);
@@ -269,6 +275,7 @@ void CurlTransfer::takeField() {
 void CurlTransfer::headEnded() {
     long status = 0;
     curl_easy_getinfo(easy(), CURLINFO_RESPONSE_CODE, &status);
+    // A short body may have gone out with no progress told in between.
     curl_off_t sent = 0;
     curl_easy_getinfo(easy(), CURLINFO_SIZE_UPLOAD_T, &sent);
     tellSent(sent);
@@ -277,6 +284,7 @@ void CurlTransfer::headEnded() {
     hop_.isEnough = status == 101;  // what follows is another protocol
     if (status < 200 && !hop_.isEnough) {
         tell(&URLSessionDelegate::URLSessionTaskDidReceiveInformationalResponse, response);
+        // The real response follows, with fields of its own.
         response = {request_->url, 0, {}};
         return;
     }
