@@ -1,6 +1,6 @@
 #include "tools/soap-call/SoapParameters.h"
-#include "base/UTF8.h"
 
+#include "base/UTF8.h"
 #include "tools/PrintableText.h"
 
 #include <fmt/format.h>
@@ -12,6 +12,8 @@
 #include <memory>
 #include <stdexcept>
 #include <utility>
+
+namespace soap_call {
 
 namespace {
 
@@ -81,3 +83,5 @@ SoapParameters parseSoapParameters(const std::vector<std::string>& arguments) {
     }
     return parameters;
 }
+
+}  // namespace soap_call

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+namespace soap_call {
+
 /// The parameters of a web service call, from the command line.
 struct SoapParameters {
     std::vector<std::string> names;
@@ -17,3 +19,5 @@ struct SoapParameters {
 
 /// Complains by `std::invalid_argument` about what cannot be the name of an element; `what` says whose name it is.
 void checkElementName(const std::string& name, const std::string& what);
+
+}  // namespace soap_call

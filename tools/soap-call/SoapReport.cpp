@@ -7,6 +7,8 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+namespace soap_call {
+
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -66,3 +68,5 @@ std::string soapErrorText(const Error& error) {
     if (body && !body->empty()) text += bodyText(*body);
     return text;
 }
+
+}  // namespace soap_call

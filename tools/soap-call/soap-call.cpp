@@ -65,10 +65,11 @@ void complain(const std::string& text) {
 
 ExitStatus report(const Answer& answer, std::int32_t status) {
     if (answer.error) {
-        complain(soapErrorText(*answer.error));
+        complain(soap_call::soapErrorText(*answer.error));
     } else if (!answer.response) {
         complain(fmt::format("The server answered with status {}: neither a response nor an error.\n", status));
-    } else if (std::fputs(soapResponseText(*answer.response).c_str(), stdout) < 0 || std::fflush(stdout) != 0) {
+    } else if (std::fputs(soap_call::soapResponseText(*answer.response).c_str(), stdout) < 0 ||
+               std::fflush(stdout) != 0) {
         complain("Cannot write the response.\n");
     } else {
         return kDone;
@@ -76,7 +77,7 @@ ExitStatus report(const Answer& answer, std::int32_t status) {
     return kOperationFailed;
 }
 
-ExitStatus call(const Options& options, const SoapParameters& parameters) {
+ExitStatus call(const Options& options, const soap_call::SoapParameters& parameters) {
     LinuxPlatform::Options platformOptions;
     // Web services are called where no desktop runs, too.
     platformOptions.usesSessionBus = false;
@@ -122,10 +123,10 @@ int main(int argc, char** argv) try {
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? kDone : kWrongUsage;
     }
-    SoapParameters parameters;
+    soap_call::SoapParameters parameters;
     try {
-        checkElementName(options.method, "a method");
-        parameters = parseSoapParameters(options.parameters);
+        soap_call::checkElementName(options.method, "a method");
+        parameters = soap_call::parseSoapParameters(options.parameters);
     } catch (const std::invalid_argument& error) {
         complain(error.what() + std::string("\nRun with --help for more information.\n"));
         return kWrongUsage;
