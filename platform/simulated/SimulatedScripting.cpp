@@ -29,106 +29,100 @@ public:
     [[nodiscard]] bool isRunning() const override { return scripting_.model(pid_) != nullptr; }
 
     void presentingState(StateAnswer answer) override {
-        const auto state = std::make_shared<PresentingState>();
-        const auto event = [state](PresentationProgramModel& model) {
-            ErrorPtr error;
-            *state = model.presentingState(error);
-            return error;
-        };
-        send("presentingState", event, {}, [state, answer = std::move(answer)](const ErrorPtr& error) {
-            answer(error ? PresentingState() : *state, error);
-        });
+        PresentingState state;
+        const auto outcome = deliver("presentingState", {}, taking(state, &PresentationProgramModel::presentingState));
+        later(outcome, [state, outcome, answer = std::move(answer)] { answer(state, outcome.error); });
     }
 
     [[nodiscard]] std::vector<ScriptingWindow> windows() override {
         std::vector<ScriptingWindow> result;
-        static_cast<void>(sendAndWait("windows", [&result](PresentationProgramModel& model) {
-            ErrorPtr error;
-            result = model.windows(error);
-            return error;
-        }));
+        static_cast<void>(sendAndWait("windows", {}, taking(result, &PresentationProgramModel::windows)));
         return result;
     }
 
     [[nodiscard]] std::optional<std::string> version() override {
-        std::optional<std::string> result;
-        static_cast<void>(sendAndWait("version", [&result](PresentationProgramModel& model) {
-            ErrorPtr error;
-            result = model.version(error);
-            return error;
-        }));
+        std::string result;
+        if (sendAndWait("version", {}, taking(result, &PresentationProgramModel::version))) return std::nullopt;
         return result;
     }
 
-    void activate() override {
-        send("activate", [](PresentationProgramModel& model) { return model.activate(); });
-    }
+    void activate() override { send("activate", {}, std::mem_fn(&PresentationProgramModel::activate)); }
 
     void open(const std::filesystem::path& path, DocumentAnswer answer) override {
-        const auto id = std::make_shared<std::string>();
-        send("open", opening(path, id), path,
-             [self = shared_from_this(), id, answer = std::move(answer)](const ErrorPtr& error) {
-                 answer(error ? nullptr : self->documentWithID(*id));
-             });
+        std::string id;
+        const auto outcome = deliver("open", path, opening(path, id));
+        later(outcome, [self = shared_from_this(), id, outcome, answer = std::move(answer)] {
+            answer(outcome.error ? nullptr : self->documentWithID(id));
+        });
     }
 
     [[nodiscard]] std::shared_ptr<ScriptingDocument> open(const std::filesystem::path& path) override {
-        const auto id = std::make_shared<std::string>();
-        return sendAndWait("open", opening(path, id), path) ? nullptr : documentWithID(*id);
+        std::string id;
+        return sendAndWait("open", path, opening(path, id)) ? nullptr : documentWithID(id);
     }
 
     [[nodiscard]] std::shared_ptr<ScriptingDocument> documentWithID(const std::string& id) override;
     void setTimeout(std::chrono::milliseconds timeout) override { timeout_ = timeout; }
     void setDelegate(std::weak_ptr<ScriptingDelegate> delegate) override { delegate_ = std::move(delegate); }
 
-    /// Delivers the event; its outcome comes on the main queue when the model answers or the time-out has passed.
-    void send(
-        const std::string& name, const Event& event, const std::string& argument = {},
-        const std::function<void(const ErrorPtr&)>& whenDone = [](const ErrorPtr&) {}) {
-        Duration wait{};
-        const ErrorPtr error = deliver(name, event, argument, wait);
-        scripting_.dispatch_.mainQueue().after(wait, [self = shared_from_this(), name, error, whenDone] {
-            if (error) self->tellFailure(name, *error);
-            whenDone(error);
-        });
+    void send(const std::string& name, const std::string& argument, const Event& event) {
+        later(deliver(name, argument, event), [] {});
     }
 
-    ErrorPtr sendAndWait(const std::string& name, const Event& event, const std::string& argument = {}) {
-        Duration wait{};
-        ErrorPtr error = deliver(name, event, argument, wait);
-        scripting_.dispatch_.stall(wait);
-        if (error) tellFailure(name, *error);
-        return error;
+    [[nodiscard]] ErrorPtr sendAndWait(const std::string& name, const std::string& argument, const Event& event) {
+        const auto outcome = deliver(name, argument, event);
+        scripting_.dispatch_.stall(outcome.wait);
+        tellFailure(outcome);
+        return outcome.error;
     }
 
-private:
-    [[nodiscard]] static Event opening(const std::filesystem::path& path, const std::shared_ptr<std::string>& id) {
-        return [path, id](PresentationProgramModel& model) {
-            ErrorPtr refused;
-            *id = model.open(path, refused);
-            return refused;
+    /// The event that asks the model a question and keeps its answer.
+    template <typename Value, typename Question>
+    [[nodiscard]] static Event taking(Value& value, Question question) {
+        return [&value, question = std::move(question)](PresentationProgramModel& model) {
+            ErrorPtr error;
+            value = std::invoke(question, model, error);
+            return error;
         };
     }
 
-    /// What becomes of the event, and how long the caller waits to hear it. A model that does not answer in time does
-    /// nothing, either.
-    [[nodiscard]] ErrorPtr deliver(const std::string& name, const Event& event, const std::string& argument,
-                                   Duration& wait) {
+private:
+    struct Outcome {
+        std::string event;
+        ErrorPtr error{};
+        Duration wait{};  ///< until the caller hears of it
+    };
+
+    [[nodiscard]] static Event opening(const std::filesystem::path& path, std::string& id) {
+        return taking(id, [path](auto& model, ErrorPtr& error) { return model.open(path, error); });
+    }
+
+    /// What becomes of the event. A model that does not answer in time does nothing, either.
+    [[nodiscard]] Outcome deliver(const std::string& name, const std::string& argument, const Event& event) {
         ++scripting_.eventsSent_;
         if (scripting_.eventObserver) scripting_.eventObserver(argument.empty() ? name : name + " " + argument);
         PresentationProgramModel* const model = scripting_.model(pid_);
         if (model == nullptr) {
-            return makeError(NSOSStatusErrorDomain, kAppleEventFailed, "The application is not running.");
+            return {name, makeError(NSOSStatusErrorDomain, kAppleEventFailed, "The application is not running.")};
         }
         const auto& faults = model->faults();
         const Duration needed = faults.neverAnswers ? Duration::max() : faults.answersLate.value_or(Duration::zero());
-        wait = std::min<Duration>(needed, timeout_);
-        if (needed > timeout_) return makeError(NSOSStatusErrorDomain, kAppleEventTimeout, "The reply took too long.");
-        return event(*model);
+        if (needed <= timeout_) return {name, event(*model), needed};
+        return {name, makeError(NSOSStatusErrorDomain, kAppleEventTimeout, "The reply took too long."), timeout_};
     }
 
-    void tellFailure(const std::string& name, const Error& error) const {
-        if (const auto delegate = delegate_.lock()) delegate->eventDidFail(name, error);
+    /// Tells of the outcome on the main queue, when the model answers or the time-out has passed.
+    void later(const Outcome& outcome, Task tell) {
+        scripting_.dispatch_.mainQueue().after(outcome.wait,
+                                               [self = shared_from_this(), outcome, tell = std::move(tell)] {
+                                                   self->tellFailure(outcome);
+                                                   tell();
+                                               });
+    }
+
+    void tellFailure(const Outcome& outcome) const {
+        const auto delegate = outcome.error ? delegate_.lock() : nullptr;
+        if (delegate) delegate->eventDidFail(outcome.event, *outcome.error);
     }
 
     SimulatedScripting& scripting_;
@@ -144,38 +138,31 @@ public:
 
     [[nodiscard]] const std::string& id() const override { return id_; }
     void save(const std::filesystem::path& target) override {
-        application_->send(
-            "save", [&](auto& model) { return model.save(id_, target); }, id_ + " " + target.native());
+        send("save", target.native(), [&](auto& model) { return model.save(id_, target); });
     }
     void stop() override {
-        application_->send(
-            "stop", [&](auto& model) { return model.stop(id_); }, id_);
+        send("stop", {}, [&](auto& model) { return model.stop(id_); });
     }
     void exportTo(const std::filesystem::path& target, const std::string& formatCode,
                   const ExportProperties& properties) override {
-        application_->send(
-            "export", [&](auto& model) { return model.exportTo(id_, target, formatCode, properties); },
-            fmt::format("{} {} {}{}", id_, target.native(), formatCode, textOf(properties)));
-    }
-
-    [[nodiscard]] ScriptingDocumentText text() override {
-        ScriptingDocumentText result;
-        application_->sendAndWait(
-            "text",
-            [&](auto& model) {
-                ErrorPtr error;
-                result = model.text(id_, error);
-                return error;
-            },
-            id_);
-        return result;
+        send("export", target.native() + " " + formatCode + textOf(properties),
+             [&](auto& model) { return model.exportTo(id_, target, formatCode, properties); });
     }
     void close(const std::string& saveOption) override {
-        application_->send(
-            "close", [&](auto& model) { return model.close(id_, saveOption); }, id_ + " " + saveOption);
+        send("close", saveOption, [&](auto& model) { return model.close(id_, saveOption); });
+    }
+    [[nodiscard]] ScriptingDocumentText text() override {
+        ScriptingDocumentText result;
+        const auto ask = [this](auto& model, ErrorPtr& error) { return model.text(id_, error); };
+        static_cast<void>(application_->sendAndWait("text", id_, Application::taking(result, ask)));
+        return result;
     }
 
 private:
+    void send(const std::string& name, const std::string& arguments, const Application::Event& event) {
+        application_->send(name, arguments.empty() ? id_ : id_ + " " + arguments, event);
+    }
+
     const std::shared_ptr<Application> application_;
     const std::string id_;
 };

@@ -1,7 +1,5 @@
 #include "platform/simulated/SimulatedServices.h"
 
-#include "platform/simulated/SimulatedXMLParser.h"
-
 #include <fmt/chrono.h>
 #include <algorithm>
 #include <array>
@@ -146,8 +144,4 @@ std::string textOf(const XMLElement& element) {
 std::string SimulatedXML::document(const XMLElement& root, XMLEncoding encoding) const {
     return std::string("<?xml encoding=\"") + (encoding == XMLEncoding::utf16 ? "UTF-16" : "UTF-8") + "\"?>" +
            textOf(root);
-}
-
-std::unique_ptr<XMLParser> SimulatedXML::makeParser(XMLParserDelegate& delegate) const {
-    return std::make_unique<SimulatedXMLParser>(delegate);
 }

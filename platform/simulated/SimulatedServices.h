@@ -9,6 +9,7 @@
 #include "ports/UserDefaults.h"
 #include "ports/WindowServer.h"
 #include "ports/XML.h"
+#include "ports/XMLParser.h"
 
 #include <functional>
 #include <map>
@@ -84,11 +85,15 @@ private:
 };
 
 /// A declaration that names the encoding asked for, then elements as plain text in UTF-8, whatever it is; only markup
-/// is escaped. Parses by `SimulatedXMLParser`.
+/// is escaped. Nothing about parsing needs imitation, so a test whose subject parses brings a real parser.
 class SimulatedXML final : public XMLServices {
 public:
     [[nodiscard]] std::string document(const XMLElement& root, XMLEncoding encoding) const override;
-    [[nodiscard]] std::unique_ptr<XMLParser> makeParser(XMLParserDelegate& delegate) const override;
+    [[nodiscard]] std::unique_ptr<XMLParser> makeParser(XMLParserDelegate& delegate) const override {
+        return parsers->makeParser(delegate);
+    }
+
+    const XMLServices* parsers = nullptr;  ///< makes the parsers
 };
 
 /// Booleans as a test sets them.

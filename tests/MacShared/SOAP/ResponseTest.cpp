@@ -64,16 +64,6 @@ TEST_F(Response, BecomesATree) {
     }
 }
 
-TEST_F(Response, OfThePlatformInMemoryIsTheSame) {
-    for (const char* name : {"plain.xml", "layout.xml", "repeated.xml", "second.xml", "prefixed.xml"}) {
-        const auto xml = contentsOf(std::string(KCS_SOURCE_DIR "/tests/data/soap/") + name);
-        EXPECT_EQ(parsed(platform.xml, xml, 7), parsed(xml)) << name;
-    }
-    EXPECT_EQ(errors(), 0U);
-    EXPECT_EQ(parsed(platform.xml, "<GetItemResponse><a></GetItemResponse>", 7), "{}");
-    EXPECT_EQ(errors(), 1U);
-}
-
 std::string repeated(const std::string& pattern, int times) {
     std::string result;
     for (int i = 0; i < times; ++i) result += pattern;

@@ -3,6 +3,7 @@
 #include "MacShared/HTTPError.h"
 #include "MacShared/LogRun.h"
 #include "MacShared/SOAP/SimpleSoapCaller.h"
+#include "platform/linux/text/LibXmlServices.h"
 #include "platform/simulated/SimulatedPlatform.h"
 
 #include <gtest/gtest.h>
@@ -67,6 +68,7 @@ protected:
     SoapScenario() {
         shared::beginNewLogRun();
         platform.bundles.setMainBundle({{"CFBundleVersion", "7"}});
+        platform.xml.parsers = &parsers;
         platform.urlSessions.server = [this](const URLRequest&) { return answer; };
     }
 
@@ -93,6 +95,7 @@ protected:
 
     using Names = std::vector<std::string>;
 
+    const LibXmlServices parsers;
     SimulatedPlatform platform;
     SimulatedAnswer answer;
     Lines lines;
