@@ -16,7 +16,7 @@ ErrorPtr failed(const std::string& sentence) {
 bool isPresentation(const fs::path& path) {
     static constexpr std::array<std::string_view, 8> kExtensions{".key", ".odp",  ".fodp", ".otp",
                                                                  ".ppt", ".pptx", ".pps",  ".ppsx"};
-    return std::find(kExtensions.begin(), kExtensions.end(), path.extension()) != kExtensions.end();
+    return std::ranges::find(kExtensions, path.extension()) != kExtensions.end();
 }
 
 void replaceUnlessEmpty(std::string& text, const std::string& by) {
@@ -31,16 +31,15 @@ void append(std::vector<T>& to, const std::vector<T>& more) {
 }  // namespace
 
 ErrorPtr Decks::add(ProgramDocument deck) {
-    const bool taken = std::any_of(decks_.begin(), decks_.end(), [&](const ProgramDocument& other) {
-        return other.name == deck.name || other.file == deck.file;
-    });
+    const bool taken = std::ranges::any_of(
+        decks_, [&deck](const auto& other) { return other.name == deck.name || other.file == deck.file; });
     if (taken) return failed(fmt::format("A deck \"{}\", or one in its file, is there already.", deck.name));
     decks_.push_back(std::move(deck));
     return nullptr;
 }
 
 ErrorPtr Decks::addText(const std::string& name, const ScriptingSlide& text) {
-    const auto deck = std::find_if(decks_.begin(), decks_.end(), [&](const auto& each) { return each.name == name; });
+    const auto deck = std::ranges::find(decks_, name, &ProgramDocument::name);
     if (deck == decks_.end()) return failed(fmt::format("There is no deck \"{}\"; \"deck\" makes one.", name));
     if (text.slideNumber > deck->slideCount) {
         return failed(fmt::format("\"{}\" has slides 1 to {}.", name, deck->slideCount));
@@ -56,12 +55,12 @@ ErrorPtr Decks::addText(const std::string& name, const ScriptingSlide& text) {
 }
 
 const ProgramDocument* Decks::named(const std::string& name) const {
-    const auto deck = std::find_if(decks_.begin(), decks_.end(), [&](const auto& each) { return each.name == name; });
+    const auto deck = std::ranges::find(decks_, name, &ProgramDocument::name);
     return deck == decks_.end() ? nullptr : &*deck;
 }
 
 std::optional<ProgramDocument> Decks::read(const fs::path& path, ErrorPtr& error) const {
-    const auto deck = std::find_if(decks_.begin(), decks_.end(), [&](const auto& each) { return each.file == path; });
+    const auto deck = std::ranges::find(decks_, path, &ProgramDocument::file);
     if (deck != decks_.end()) return *deck;
     ProgramDocument document;
     document.name = path.filename();

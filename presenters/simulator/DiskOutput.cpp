@@ -1,7 +1,8 @@
 #include "presenters/simulator/DiskOutput.h"
 
+#include "runtime/FileDescriptor.h"
+
 #include <fcntl.h>
-#include <unistd.h>
 #include <cerrno>
 #include <system_error>
 
@@ -21,24 +22,16 @@ std::error_code lastCode() {
 
 class DiskFile : public ProgramOutput::File {
 public:
-    DiskFile(std::filesystem::path path, int descriptor) : path_(std::move(path)), descriptor_(descriptor) {}
-    ~DiskFile() override { ::close(descriptor_); }
-    DiskFile(const DiskFile&) = delete;
-    DiskFile& operator=(const DiskFile&) = delete;
+    DiskFile(std::filesystem::path path, FileDescriptor descriptor)
+        : path_(std::move(path)), descriptor_(std::move(descriptor)) {}
 
     [[nodiscard]] ErrorPtr append(std::string_view bytes) override {
-        while (!bytes.empty()) {
-            const ssize_t written = ::write(descriptor_, bytes.data(), bytes.size());
-            if (written < 0 && errno == EINTR) continue;
-            if (written < 0) return errorAt(path_, lastCode());
-            bytes.remove_prefix(static_cast<std::size_t>(written));
-        }
-        return nullptr;
+        return descriptor_.writeAll(bytes) ? nullptr : errorAt(path_, lastCode());
     }
 
 private:
     const std::filesystem::path path_;
-    const int descriptor_;
+    const FileDescriptor descriptor_;
 };
 
 }  // namespace
@@ -51,8 +44,8 @@ ErrorPtr DiskOutput::createDirectory(const std::filesystem::path& path) {
 
 std::unique_ptr<ProgramOutput::File> DiskOutput::openFile(const std::filesystem::path& path, ErrorPtr& error) {
     static constexpr mode_t kUsualMode = 0666;
-    const int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kUsualMode);
-    if (descriptor >= 0) return std::make_unique<DiskFile>(path, descriptor);
+    FileDescriptor descriptor(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kUsualMode));
+    if (descriptor) return std::make_unique<DiskFile>(path, std::move(descriptor));
     error = errorAt(path, lastCode());
     return nullptr;
 }

@@ -6,16 +6,17 @@
 #include <unistd.h>
 #include <xcb/randr.h>
 #include <xcb/xcb.h>
-#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <functional>
-#include <map>
-#include <optional>
+#include <set>
 #include <string_view>
-#include <vector>
+#include <utility>
 
 namespace {
+
+/// Stands for the window of the show among those of the documents, whose IDs are not empty.
+constexpr const char* kShow = "";
 
 template <typename T>
 using Reply = std::unique_ptr<T, decltype(&std::free)>;
@@ -25,7 +26,9 @@ Reply<T> owned(T* reply) {
     return {reply, std::free};
 }
 
-struct Connection {
+}  // namespace
+
+struct ProgramWindows::Connection {
     xcb_connection_t* x = nullptr;
     xcb_screen_t* screen = nullptr;
     cairo_device_t* device = nullptr;  ///< set once something is drawn
@@ -56,11 +59,11 @@ struct Connection {
     }
 };
 
-using Draw = std::function<void(cairo_t*, double width, double height)>;
-
 /// One window, on the screen as long as it lives.
-class Window {
+class ProgramWindows::Window {
 public:
+    using Draw = std::function<void(cairo_t*, double width, double height)>;
+
     Window(Connection& connection, const Rect& bounds, const std::string& name, bool fullScreen)
         : connection_(connection), bounds_(bounds), id_(xcb_generate_id(connection.x)) {
         const std::array<std::uint32_t, 2> values{connection.screen->black_pixel, XCB_EVENT_MASK_EXPOSURE};
@@ -83,7 +86,9 @@ public:
         xcb_configure_window(connection_.x, id_, XCB_CONFIG_WINDOW_STACK_MODE, &above);
     }
 
-    void draw(const Draw& draw) const {
+    void setContent(Draw content) { content_ = std::move(content); }
+
+    void draw() const {
         const auto width = static_cast<int>(bounds_.width);
         const auto height = static_cast<int>(bounds_.height);
         const std::unique_ptr<cairo_surface_t, decltype(&cairo_surface_destroy)> surface(
@@ -91,7 +96,7 @@ public:
         if (!connection_.device) connection_.device = cairo_device_reference(cairo_surface_get_device(surface.get()));
         const std::unique_ptr<cairo_t, decltype(&cairo_destroy)> cairo(cairo_create(surface.get()), cairo_destroy);
         cairo_push_group(cairo.get());
-        draw(cairo.get(), width, height);
+        content_(cairo.get(), width, height);
         cairo_pop_group_to_source(cairo.get());
         cairo_paint(cairo.get());
         cairo_surface_finish(surface.get());
@@ -126,87 +131,70 @@ private:
     Connection& connection_;
     const Rect bounds_;
     const xcb_window_t id_;
+    Draw content_;
 };
 
-class XProgramWindows : public ProgramWindows {
-public:
-    explicit XProgramWindows(std::unique_ptr<Connection> connection) : connection_(std::move(connection)) {}
+ProgramWindows::ProgramWindows(std::unique_ptr<Connection> connection) : connection_(std::move(connection)) {}
 
-    [[nodiscard]] Rect screen() const override {
-        xcb_connection_t* const x = connection_->x;
-        const auto cookie = xcb_randr_get_monitors(x, connection_->screen->root, 1);
-        const auto reply = owned(xcb_randr_get_monitors_reply(x, cookie, nullptr));
-        if (reply && reply->nMonitors > 0) {
-            const auto* const first = xcb_randr_get_monitors_monitors_iterator(reply.get()).data;
-            return {static_cast<double>(first->x), static_cast<double>(first->y), static_cast<double>(first->width),
-                    static_cast<double>(first->height)};
-        }
-        return {0, 0, static_cast<double>(connection_->screen->width_in_pixels),
-                static_cast<double>(connection_->screen->height_in_pixels)};
+ProgramWindows::~ProgramWindows() = default;
+
+Rect ProgramWindows::screen() const {
+    const auto rect = [](auto x, auto y, auto width, auto height) {
+        return Rect{static_cast<double>(x), static_cast<double>(y), static_cast<double>(width),
+                    static_cast<double>(height)};
+    };
+    const auto* const screen = connection_->screen;
+    const auto cookie = xcb_randr_get_monitors(connection_->x, screen->root, 1);
+    const auto reply = owned(xcb_randr_get_monitors_reply(connection_->x, cookie, nullptr));
+    // A display without the extension is one screen.
+    if (!reply || reply->nMonitors == 0) return rect(0, 0, screen->width_in_pixels, screen->height_in_pixels);
+    const auto* const first = xcb_randr_get_monitors_monitors_iterator(reply.get()).data;
+    return rect(first->x, first->y, first->width, first->height);
+}
+
+void ProgramWindows::update(const PresentationProgramModel& model) {
+    std::set<std::string> shown;
+    // From back to front, since each is raised above those before it.
+    const auto show = [&](const std::string& key, const Rect& frame, const ProgramDocument& document, bool isShow) {
+        auto& window = windows_[key];
+        if (!window) window = std::make_unique<Window>(*connection_, frame, document.name, isShow);
+        window->setContent([document, isShow](cairo_t* cairo, double width, double height) {
+            if (isShow) return drawSlide(cairo, width, height, document, document.currentSlide);
+            drawDocumentWindow(cairo, width, height, document);
+        });
+        window->raise();
+        shown.insert(key);
+    };
+    const auto& documents = model.documents();
+    for (auto document = documents.rbegin(); document != documents.rend(); ++document) {
+        show(document->id, model.documentFrame(), *document, false);
     }
+    if (const auto* const presented = model.presentedDocument()) show(kShow, model.screen(), *presented, true);
+    std::erase_if(windows_, [&shown](const auto& entry) { return !shown.contains(entry.first); });
+    draw();
+    // A round trip: whoever hears that a command is done finds its windows on the screen.
+    owned(xcb_get_input_focus_reply(connection_->x, xcb_get_input_focus(connection_->x), nullptr));
+}
 
-    void update(const PresentationProgramModel& model) override {
-        documents_ = model.documents();
-        std::erase_if(documentWindows_, [this](const auto& entry) { return !documentWithID(entry.first); });
-        for (auto document = documents_.rbegin(); document != documents_.rend(); ++document) {
-            auto& window = documentWindows_[document->id];
-            if (!window) window = std::make_unique<Window>(*connection_, model.documentFrame(), document->name, false);
-            window->raise();
-        }
-        presented_.reset();
-        if (const auto* const presented = model.presentedDocument()) presented_ = *presented;
-        if (!presented_) showWindow_.reset();
-        if (presented_ && !showWindow_) {
-            showWindow_ = std::make_unique<Window>(*connection_, model.screen(), presented_->name, true);
-        }
-        if (showWindow_) showWindow_->raise();
-        draw();
-        // A round trip: whoever hears that a command is done finds its windows on the screen.
-        owned(xcb_get_input_focus_reply(connection_->x, xcb_get_input_focus(connection_->x), nullptr));
+int ProgramWindows::descriptor() const {
+    return xcb_get_file_descriptor(connection_->x);
+}
+
+bool ProgramWindows::handleEvents() {
+    bool uncovered = false;
+    while (const auto event = owned(xcb_poll_for_event(connection_->x))) {
+        static constexpr unsigned kSentByClient = 0x80;
+        if ((event->response_type & ~kSentByClient) == XCB_EXPOSE) uncovered = true;
     }
+    if (uncovered) draw();
+    return xcb_connection_has_error(connection_->x) == 0;
+}
 
-    [[nodiscard]] int descriptor() const override { return xcb_get_file_descriptor(connection_->x); }
-
-    [[nodiscard]] bool handleEvents() override {
-        bool uncovered = false;
-        while (const auto event = owned(xcb_poll_for_event(connection_->x))) {
-            static constexpr unsigned kSentByClient = 0x80;
-            if ((event->response_type & ~kSentByClient) == XCB_EXPOSE) uncovered = true;
-        }
-        if (uncovered) draw();
-        return xcb_connection_has_error(connection_->x) == 0;
-    }
-
-private:
-    [[nodiscard]] const ProgramDocument* documentWithID(const std::string& id) const {
-        const auto found = std::find_if(documents_.begin(), documents_.end(),
-                                        [&id](const auto& document) { return document.id == id; });
-        return found == documents_.end() ? nullptr : &*found;
-    }
-
-    void draw() {
-        if (xcb_connection_has_error(connection_->x) != 0) return;
-        for (const ProgramDocument& document : documents_) {
-            documentWindows_.at(document.id)->draw([&document](cairo_t* cairo, double width, double height) {
-                drawDocumentWindow(cairo, width, height, document);
-            });
-        }
-        if (showWindow_) {
-            showWindow_->draw([this](cairo_t* cairo, double width, double height) {
-                drawSlide(cairo, width, height, *presented_, presented_->currentSlide);
-            });
-        }
-        xcb_flush(connection_->x);
-    }
-
-    const std::unique_ptr<Connection> connection_;
-    std::vector<ProgramDocument> documents_;  ///< as the model had them at the last update
-    std::optional<ProgramDocument> presented_;
-    std::map<std::string, std::unique_ptr<Window>> documentWindows_;  ///< by the document's ID
-    std::unique_ptr<Window> showWindow_;
-};
-
-}  // namespace
+void ProgramWindows::draw() const {
+    if (xcb_connection_has_error(connection_->x) != 0) return;
+    for (const auto& [key, window] : windows_) window->draw();
+    xcb_flush(connection_->x);
+}
 
 std::unique_ptr<ProgramWindows> ProgramWindows::open() {
     const char* const name = std::getenv("DISPLAY");
@@ -219,5 +207,5 @@ std::unique_ptr<ProgramWindows> ProgramWindows::open() {
     for (; number > 0 && screens.rem > 1; --number) xcb_screen_next(&screens);
     connection->screen = screens.data;
     if (!connection->screen || !connection->visual()) return nullptr;
-    return std::make_unique<XProgramWindows>(std::move(connection));
+    return std::unique_ptr<ProgramWindows>(new ProgramWindows(std::move(connection)));
 }

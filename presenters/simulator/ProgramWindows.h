@@ -2,7 +2,9 @@
 
 #include "presenters/model/PresentationProgramModel.h"
 
+#include <map>
 #include <memory>
+#include <string>
 
 /// Shows a simulated program on the X display: the front document's window, and while a show plays a window of exactly
 /// the screen's size in front of it. Errors of the display are ignored, and when it is lost there are no windows any
@@ -11,14 +13,26 @@ class ProgramWindows {
 public:
     /// Opens the display that the environment names; null when there is none.
     [[nodiscard]] static std::unique_ptr<ProgramWindows> open();
-    virtual ~ProgramWindows() = default;
+    ~ProgramWindows();
+    ProgramWindows(const ProgramWindows&) = delete;
+    ProgramWindows& operator=(const ProgramWindows&) = delete;
 
     /// The frame of the first screen.
-    [[nodiscard]] virtual Rect screen() const = 0;
+    [[nodiscard]] Rect screen() const;
     /// Makes the windows show what the model shows.
-    virtual void update(const PresentationProgramModel& model) = 0;
+    void update(const PresentationProgramModel& model);
     /// Readable when `handleEvents` has something to do.
-    [[nodiscard]] virtual int descriptor() const = 0;
+    [[nodiscard]] int descriptor() const;
     /// Redraws what was uncovered. False when the display is lost: nothing more will come.
-    [[nodiscard]] virtual bool handleEvents() = 0;
+    [[nodiscard]] bool handleEvents();
+
+private:
+    struct Connection;
+    class Window;
+
+    explicit ProgramWindows(std::unique_ptr<Connection> connection);
+    void draw() const;
+
+    const std::unique_ptr<Connection> connection_;
+    std::map<std::string, std::unique_ptr<Window>> windows_;  ///< by the document's ID; the show's by an empty one
 };

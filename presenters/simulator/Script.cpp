@@ -2,10 +2,12 @@
 
 #include "base/UTF8.h"
 #include "presenters/model/ScriptValues.h"
+#include "presenters/simulator/Simulator.h"
 
 #include <fmt/format.h>
 #include <algorithm>
 #include <array>
+#include <functional>
 #include <limits>
 #include <sstream>
 
@@ -115,15 +117,19 @@ ProgramDocument parseDocument(Arguments& arguments) {
 }
 
 Command parseOpen(Arguments& arguments) {
-    Open open{parseDocument(arguments)};
-    open.isNameOnly = arguments.count() == 1;
-    return open;
+    const auto document = parseDocument(arguments);
+    // A name and nothing else means the deck of the script, if there is one.
+    const bool isNameOnly = arguments.count() == 1;
+    return [document, isNameOnly](Simulator& simulator) {
+        const auto* const deck = isNameOnly ? simulator.decks().named(document.name) : nullptr;
+        return simulator.model().openDocument(deck ? *deck : document);
+    };
 }
 
 Command parseDeck(Arguments& arguments) {
-    Deck deck{parseDocument(arguments)};
-    if (!deck.document.file) arguments.fail("the file is missing");
-    return deck;
+    const auto deck = parseDocument(arguments);
+    if (!deck.file) arguments.fail("the file is missing");
+    return [deck](Simulator& simulator) { return simulator.decks().add(deck); };
 }
 
 /// The two characters \n stand for a line feed.
@@ -144,8 +150,8 @@ std::vector<std::string> cellsOf(const std::string& row) {
 }
 
 Command parseText(Arguments& arguments) {
-    AddText add{arguments.text("the deck"), {}};
-    ScriptingSlide& slide = add.slide;
+    const std::string deck = arguments.text("the deck");
+    ScriptingSlide slide;
     slide.slideNumber = arguments.number("the slide", 1, kMostSlides);
     const std::string kind = arguments.text("the kind");
     const std::string text = withLineFeeds(arguments.text("the text"));
@@ -163,46 +169,100 @@ Command parseText(Arguments& arguments) {
     } else {
         arguments.fail(fmt::format("\"{}\" is no title, body, notes, item or table", kind));
     }
-    return add;
+    return [deck, slide](Simulator& simulator) { return simulator.decks().addText(deck, slide); };
 }
 
 Command parseStart(Arguments& arguments) {
-    Start start;
+    std::optional<std::string> name;
+    std::optional<std::int64_t> slide;
     bool hasSlide = arguments.keyword("at");
     if (!hasSlide && !arguments.atEnd()) {
-        start.name = arguments.word();
+        name = arguments.word();
         hasSlide = arguments.keyword("at");
     }
-    if (hasSlide) start.slide = arguments.number("the slide", 0, kMostSlides);
-    return start;
+    if (hasSlide) slide = arguments.number("the slide", 0, kMostSlides);
+    return [name, slide](Simulator& simulator) { return simulator.startShow(name, slide); };
+}
+
+Command parseSlide(Arguments& arguments) {
+    const auto slide = arguments.number("the slide", 0, kMostSlides);
+    return [slide](Simulator& simulator) { return simulator.model().goToSlide(slide); };
+}
+
+Command parsePid(Arguments& arguments) {
+    const auto pid = arguments.number("the process identifier", 1, std::numeric_limits<std::int32_t>::max());
+    return [pid](Simulator& simulator) {
+        simulator.process().announcePid(static_cast<std::uint32_t>(pid));
+        return ErrorPtr();
+    };
+}
+
+/// Tried on faults of its own, so that a wrong one is found before the script begins.
+template <typename Switch>
+Command switching(Arguments& arguments, Switch change) {
+    PresentationProgramFaults scratch;
+    if (const auto error = change(scratch)) arguments.fail(*error);
+    return [change](Simulator& simulator) {
+        static_cast<void>(change(simulator.model().faults()));
+        return ErrorPtr();
+    };
 }
 
 Command parseFault(Arguments& arguments) {
-    SwitchFaultOn fault{arguments.text("the fault"), arguments.word()};
-    PresentationProgramFaults scratch;
-    if (const auto error = scratch.switchOn(fault.name, fault.value)) arguments.fail(*error);
-    return fault;
+    const std::string name = arguments.text("the fault");
+    return switching(arguments,
+                     [name, value = arguments.word()](auto& faults) { return faults.switchOn(name, value); });
 }
 
 Command parseHeal(Arguments& arguments) {
-    SwitchFaultOff heal{arguments.word()};
-    PresentationProgramFaults scratch;
-    if (const auto error = scratch.switchOff(heal.name)) arguments.fail(*error);
-    return heal;
+    return switching(arguments, [name = arguments.word()](auto& faults) { return faults.switchOff(name); });
+}
+
+Command parseWait(Arguments& arguments) {
+    return [time = arguments.seconds("the time")](Simulator& simulator) { return simulator.wait(time); };
 }
 
 Command parseWaitFor(Arguments& arguments) {
-    const std::string kind = arguments.text("what to wait for");
-    if (kind != "save" && kind != "export") arguments.fail("it waits for a save or for an export");
-    WaitFor wait{kind == "save" ? ProgramJob::Kind::save : ProgramJob::Kind::imageExport, kUsualLimit};
-    if (!arguments.atEnd()) wait.limit = arguments.seconds("the limit");
-    return wait;
+    const std::string what = arguments.text("what to wait for");
+    if (what != "save" && what != "export") arguments.fail("it waits for a save or for an export");
+    const auto kind = what == "save" ? ProgramJob::Kind::save : ProgramJob::Kind::imageExport;
+    const auto limit = arguments.atEnd() ? kUsualLimit : arguments.seconds("the limit");
+    return [kind, limit](Simulator& simulator) { return simulator.waitFor(kind, limit); };
 }
 
 Command parsePrint(Arguments& arguments) {
-    Print print{arguments.word()};
-    while (!arguments.atEnd()) print.text += ' ' + arguments.word();
-    return print;
+    std::string text = arguments.word();
+    while (!arguments.atEnd()) text += ' ' + arguments.word();
+    return [text](Simulator& simulator) {
+        simulator.process().say(text);
+        return ErrorPtr();
+    };
+}
+
+/// An order to the program.
+template <auto order>
+Command parsePlain(Arguments& /*none*/) {
+    return [](Simulator& simulator) { return std::invoke(order, simulator.model()); };
+}
+
+/// An order to the program about the document of a name.
+template <auto order>
+Command parseNamed(Arguments& arguments) {
+    return [name = arguments.text("the name")](Simulator& simulator) {
+        return simulator.withDocument(
+            name, [&simulator](const std::string& id) { return std::invoke(order, simulator.model(), id); });
+    };
+}
+
+Command parseQuit(Arguments& /*none*/) {
+    return [](Simulator& simulator) { return simulator.quit(); };
+}
+
+Command parseDie(Arguments& /*none*/) {
+    return [](Simulator& simulator) {
+        simulator.process().die();
+        return ErrorPtr();
+    };
 }
 
 struct Syntax {
@@ -211,26 +271,24 @@ struct Syntax {
     Command (*parse)(Arguments&);
 };
 
+using Model = PresentationProgramModel;
+
 constexpr std::array kCommands{
-    Syntax{"wait", "wait SECONDS", [](Arguments& a) -> Command { return Wait{a.seconds("the time")}; }},
-    Syntax{"launch", "launch", [](Arguments&) -> Command { return Launch{}; }},
+    Syntax{"wait", "wait SECONDS", parseWait},
+    Syntax{"launch", "launch", parsePlain<&Model::launch>},
     Syntax{"open", "open NAME [slides N] [hidden N,N] [file PATH]", parseOpen},
     Syntax{"deck", "deck NAME file PATH [slides N] [hidden N,N]", parseDeck},
     Syntax{"text", "text DECK SLIDE title|body|notes|item TEXT, or text DECK SLIDE table NAME [CELL|CELL ...]",
            parseText},
-    Syntax{"activate", "activate NAME", [](Arguments& a) -> Command { return Activate{a.text("the name")}; }},
-    Syntax{"close", "close NAME", [](Arguments& a) -> Command { return Close{a.text("the name")}; }},
+    Syntax{"activate", "activate NAME", parseNamed<&Model::activateDocument>},
+    Syntax{"close", "close NAME", parseNamed<&Model::closeDocument>},
     Syntax{"start", "start [NAME] [at N]", parseStart},
-    Syntax{"slide", "slide N", [](Arguments& a) -> Command { return Slide{a.number("the slide", 0, kMostSlides)}; }},
-    Syntax{"next", "next", [](Arguments&) -> Command { return Next{}; }},
-    Syntax{"stop", "stop", [](Arguments&) -> Command { return Stop{}; }},
-    Syntax{"quit", "quit", [](Arguments&) -> Command { return Quit{}; }},
-    Syntax{"die", "die", [](Arguments&) -> Command { return Die{}; }},
-    Syntax{"pid", "pid N",
-           [](Arguments& a) -> Command {
-               return Pid{static_cast<std::uint32_t>(
-                   a.number("the process identifier", 1, std::numeric_limits<std::int32_t>::max()))};
-           }},
+    Syntax{"slide", "slide N", parseSlide},
+    Syntax{"next", "next", parsePlain<&Model::nextSlide>},
+    Syntax{"stop", "stop", parsePlain<&Model::stopShow>},
+    Syntax{"quit", "quit", parseQuit},
+    Syntax{"die", "die", parseDie},
+    Syntax{"pid", "pid N", parsePid},
     Syntax{"fault", "fault NAME [VALUE]", parseFault},
     Syntax{"heal", "heal [NAME]", parseHeal},
     Syntax{"wait-for", "wait-for save|export [SECONDS]", parseWaitFor},
@@ -255,8 +313,7 @@ Line parseLine(std::string_view text) {
     const auto words = wordsOf(text);
     if (!words) return bad("A quotation mark is not closed; add the second \".");
     if (words->empty()) return {};
-    const auto* const syntax = std::find_if(kCommands.begin(), kCommands.end(),
-                                            [&words](const Syntax& known) { return words->front() == known.name; });
+    const auto* const syntax = std::ranges::find(kCommands, words->front(), &Syntax::name);
     if (syntax == kCommands.end()) return bad(unknownCommand(words->front()));
     Arguments arguments(*words);
     Line line{syntax->parse(arguments), {}};

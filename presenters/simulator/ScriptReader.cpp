@@ -4,8 +4,8 @@
 #include <unistd.h>
 #include <array>
 #include <cerrno>
+#include <sstream>
 #include <utility>
-#include <vector>
 
 namespace {
 
@@ -24,16 +24,13 @@ std::string_view trimmed(std::string_view text) {
 ScriptReader::ScriptReader(Simulator& simulator, BadLine onBadLine)
     : simulator_(simulator), onBadLine_(std::move(onBadLine)) {}
 
-void ScriptReader::read(std::string_view text, const std::string& name) {
+void ScriptReader::read(const std::string& text, const std::string& name) {
     std::vector<Simulator::Entry> entries;
-    while (!text.empty()) {
-        const auto end = text.find('\n');
-        std::optional<Simulator::Entry> entry;
-        if (!parse(text.substr(0, end), name, entry)) return;
-        if (entry) entries.push_back(std::move(*entry));
-        text = end == std::string_view::npos ? std::string_view() : text.substr(end + 1);
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        if (!parse(line, name, entries)) return;
     }
-    for (Simulator::Entry& entry : entries) simulator_.add(std::move(entry));
+    handOver(entries);
     simulator_.end();
 }
 
@@ -55,28 +52,26 @@ void ScriptReader::takeInput(int descriptor) {
 }
 
 void ScriptReader::takeLines() {
+    std::vector<Simulator::Entry> entries;
     for (auto end = input_.find('\n'); end != std::string::npos; end = input_.find('\n')) {
-        std::optional<Simulator::Entry> entry;
-        if (!parse(std::string_view(input_).substr(0, end), kInputName, entry)) {
-            watch_.reset();
-            return;
-        }
-        if (entry) simulator_.add(std::move(*entry));
+        if (!parse(std::string_view(input_).substr(0, end), kInputName, entries)) return watch_.reset();
         input_.erase(0, end + 1);
     }
+    handOver(entries);
     if (input_.size() <= kLongestLine) return;
     onBadLine_(fmt::format("{}:{}: The line is longer than {} bytes.", kInputName, line_ + 1, kLongestLine));
     watch_.reset();
 }
 
-bool ScriptReader::parse(std::string_view text, const std::string& name, std::optional<Simulator::Entry>& entry) {
-    ++line_;
-    const std::string place = fmt::format("{}:{}", name, line_);
+/// Adds the command of the line to the entries, if it has one. False when the line is bad.
+bool ScriptReader::parse(std::string_view text, const std::string& name, std::vector<Simulator::Entry>& entries) {
+    const std::string place = fmt::format("{}:{}", name, ++line_);
     script::Line line = script::parseLine(text);
-    if (!line.error.empty()) {
-        onBadLine_(place + ": " + line.error);
-        return false;
-    }
-    if (line.command) entry = Simulator::Entry{std::move(*line.command), std::string(trimmed(text)), place};
-    return true;
+    if (!line.error.empty()) onBadLine_(place + ": " + line.error);
+    if (line.command) entries.push_back({std::move(*line.command), std::string(trimmed(text)), place});
+    return line.error.empty();
+}
+
+void ScriptReader::handOver(std::vector<Simulator::Entry>& entries) {
+    for (auto& entry : entries) simulator_.add(std::move(entry));
 }

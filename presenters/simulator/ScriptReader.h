@@ -5,9 +5,9 @@
 
 #include <cstdint>
 #include <functional>
-#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 /// Reads scripts and hands their commands to the simulator.
 class ScriptReader {
@@ -18,14 +18,15 @@ public:
     ScriptReader(Simulator& simulator, BadLine onBadLine);
 
     /// Hands over a whole script, or nothing of it when a line is bad.
-    void read(std::string_view text, const std::string& name);
+    void read(const std::string& text, const std::string& name);
     /// Hands over each line as it arrives, until the end of the input. The reader must outlive the loop's run.
     void follow(runtime::Loop& loop, int descriptor);
 
 private:
     void takeInput(int descriptor);
     void takeLines();
-    [[nodiscard]] bool parse(std::string_view text, const std::string& name, std::optional<Simulator::Entry>& entry);
+    [[nodiscard]] bool parse(std::string_view text, const std::string& name, std::vector<Simulator::Entry>& entries);
+    void handOver(std::vector<Simulator::Entry>& entries);
 
     Simulator& simulator_;
     const BadLine onBadLine_;

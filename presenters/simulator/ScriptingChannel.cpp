@@ -115,8 +115,7 @@ void ScriptingChannel::exportTo(const std::string& id, const std::filesystem::pa
 /// What is open already takes no time.
 Duration ScriptingChannel::openTime(const std::filesystem::path& file) const {
     const auto& documents = model_.documents();
-    const bool isOpen =
-        std::any_of(documents.begin(), documents.end(), [&file](const auto& each) { return each.file == file; });
+    const bool isOpen = std::ranges::find(documents, file, &ProgramDocument::file) != documents.end();
     return isOpen ? Duration::zero() : model_.faults().openTime;
 }
 
@@ -134,8 +133,7 @@ ErrorPtr ScriptingChannel::openFor(const std::string& caller, const std::filesys
 ErrorPtr ScriptingChannel::closeFor(const std::string& id, const std::string& saving) {
     if (!openers_.closed(id)) return nullptr;
     const auto& documents = model_.documents();
-    const bool isOpen =
-        std::any_of(documents.begin(), documents.end(), [&id](const auto& each) { return each.id == id; });
+    const bool isOpen = std::ranges::find(documents, id, &ProgramDocument::id) != documents.end();
     if (saving == kSaveOptionAsk && isOpen && !withoutWindow_.contains(id)) return nullptr;
     withoutWindow_.erase(id);
     return model_.close(id, saving);

@@ -39,10 +39,11 @@ void Simulator::end() {
 }
 
 void Simulator::playFront() {
-    const Outcome outcome = std::visit([this](const auto& command) { return play(command); }, entries_.front().command);
-    if (outcome.error) {
-        process_.finished(fmt::format("{}: {}", entries_.front().place, outcome.error->localizedDescription()));
-    } else if (outcome.isDone) {
+    const auto outcome = entries_.front().command(*this);
+    if (!outcome) return;
+    if (const ErrorPtr& error = *outcome) {
+        process_.finished(fmt::format("{}: {}", entries_.front().place, error->localizedDescription()));
+    } else {
         process_.say("ok " + entries_.front().text);
         finishFront();
     }
@@ -75,98 +76,36 @@ void Simulator::imageWritten(const ProgramJob& job) {
     if (last && job.imagesWritten >= *last) process_.die();
 }
 
-Simulator::Outcome Simulator::withDocument(const std::string& name,
-                                           const std::function<ErrorPtr(const std::string& id)>& call) const {
+ErrorPtr Simulator::withDocument(const std::string& name,
+                                 const std::function<ErrorPtr(const std::string& id)>& call) const {
     const ProgramDocument* const document = model_.documentNamed(name);
-    if (!document) return {failed(fmt::format("No document named \"{}\" is open.", name))};
-    return {call(std::string(document->id))};
+    if (!document) return failed(fmt::format("No document named \"{}\" is open.", name));
+    return call(std::string(document->id));
 }
 
-Simulator::Outcome Simulator::play(const script::Wait& command) {
-    queue_.after(command.duration, [this] { finishWaiting("ok"); });
-    return {.error = nullptr, .isDone = false};
-}
-
-Simulator::Outcome Simulator::play(const script::Launch& /*command*/) {
-    return {model_.launch()};
-}
-
-Simulator::Outcome Simulator::play(const script::Deck& command) {
-    return {decks_.add(command.document)};
-}
-
-Simulator::Outcome Simulator::play(const script::AddText& command) {
-    return {decks_.addText(command.deck, command.slide)};
-}
-
-Simulator::Outcome Simulator::play(const script::Open& command) {
-    const ProgramDocument* const deck = command.isNameOnly ? decks_.named(command.document.name) : nullptr;
-    return {model_.openDocument(deck ? *deck : command.document)};
-}
-
-Simulator::Outcome Simulator::play(const script::Activate& command) {
-    return withDocument(command.name, [this](const std::string& id) { return model_.activateDocument(id); });
-}
-
-Simulator::Outcome Simulator::play(const script::Close& command) {
-    return withDocument(command.name, [this](const std::string& id) { return model_.closeDocument(id); });
-}
-
-Simulator::Outcome Simulator::play(const script::Start& command) {
-    if (model_.documents().empty()) return {failed("No document is open.")};
+ErrorPtr Simulator::startShow(const std::optional<std::string>& name, std::optional<std::int64_t> slide) {
+    if (model_.documents().empty()) return failed("No document is open.");
     jobsEnded_.clear();
-    return withDocument(command.name.value_or(model_.documents().front().name),
-                        [&](const std::string& id) { return model_.startShow(id, command.slide); });
+    return withDocument(name.value_or(model_.documents().front().name),
+                        [&](const std::string& id) { return model_.startShow(id, slide); });
 }
 
-Simulator::Outcome Simulator::play(const script::Slide& command) {
-    return {model_.goToSlide(command.number)};
-}
-
-Simulator::Outcome Simulator::play(const script::Next& /*command*/) {
-    return {model_.nextSlide()};
-}
-
-Simulator::Outcome Simulator::play(const script::Stop& /*command*/) {
-    return {model_.stopShow()};
-}
-
-Simulator::Outcome Simulator::play(const script::Quit& /*command*/) {
-    if (!model_.isRunning()) return {failed("The program is not running.")};
+ErrorPtr Simulator::quit() {
+    if (!model_.isRunning()) return failed("The program is not running.");
     model_.quit();
-    return {};
+    return nullptr;
 }
 
-Simulator::Outcome Simulator::play(const script::Die& /*command*/) {
-    process_.die();
-    return {};
+script::Outcome Simulator::wait(Duration duration) {
+    queue_.after(duration, [this] { finishWaiting("ok"); });
+    return std::nullopt;
 }
 
-Simulator::Outcome Simulator::play(const script::Pid& command) {
-    process_.announcePid(command.number);
-    return {};
-}
-
-Simulator::Outcome Simulator::play(const script::SwitchFaultOn& command) {
-    const auto error = model_.faults().switchOn(command.name, command.value);
-    return {error ? failed(*error) : nullptr};
-}
-
-Simulator::Outcome Simulator::play(const script::SwitchFaultOff& command) {
-    const auto error = model_.faults().switchOff(command.name);
-    return {error ? failed(*error) : nullptr};
-}
-
-Simulator::Outcome Simulator::play(const script::WaitFor& command) {
-    if (jobsEnded_[command.kind] > 0 && model_.pendingJobs(command.kind) == 0) return {};
-    waitsFor_ = command.kind;
-    queue_.after(command.limit, [this, wait = waits_] {
+script::Outcome Simulator::waitFor(ProgramJob::Kind kind, Duration limit) {
+    if (jobsEnded_[kind] > 0 && model_.pendingJobs(kind) == 0) return nullptr;
+    waitsFor_ = kind;
+    queue_.after(limit, [this, wait = waits_] {
         if (wait == waits_) finishWaiting("timeout");
     });
-    return {.error = nullptr, .isDone = false};
-}
-
-Simulator::Outcome Simulator::play(const script::Print& command) {
-    process_.say(command.text);
-    return {};
+    return std::nullopt;
 }

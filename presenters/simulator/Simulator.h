@@ -38,39 +38,27 @@ public:
     /// No more commands come: when those added are done, the program quits and the script has ended.
     void end();
 
-private:
-    /// How carrying a command out went: done, failed, or not done yet.
-    struct Outcome {
-        ErrorPtr error;
-        bool isDone = true;
-    };
+    // What commands do.
 
+    [[nodiscard]] PresentationProgramModel& model() { return model_; }
+    [[nodiscard]] Decks& decks() { return decks_; }
+    [[nodiscard]] const Process& process() const { return process_; }
+    /// What the call answers to the ID of the frontmost document of this name; fails when none is open.
+    [[nodiscard]] ErrorPtr withDocument(const std::string& name,
+                                        const std::function<ErrorPtr(const std::string& id)>& call) const;
+    /// Starts a show, of the front document when no name is given. Jobs count from here on.
+    [[nodiscard]] ErrorPtr startShow(const std::optional<std::string>& name, std::optional<std::int64_t> slide);
+    [[nodiscard]] ErrorPtr quit();
+    [[nodiscard]] script::Outcome wait(Duration duration);
+    /// Waits until a job of this kind has ended and none is pending, or the limit has passed.
+    [[nodiscard]] script::Outcome waitFor(ProgramJob::Kind kind, Duration limit);
+
+private:
     void playFront();
     void finishFront();
     void finishWaiting(const std::string& acknowledgement);
     void jobEnded(const ProgramJob& job);
     void imageWritten(const ProgramJob& job);
-    [[nodiscard]] Outcome withDocument(const std::string& name,
-                                       const std::function<ErrorPtr(const std::string& id)>& call) const;
-
-    Outcome play(const script::Wait& command);
-    Outcome play(const script::Launch& command);
-    Outcome play(const script::Deck& command);
-    Outcome play(const script::AddText& command);
-    Outcome play(const script::Open& command);
-    Outcome play(const script::Activate& command);
-    Outcome play(const script::Close& command);
-    Outcome play(const script::Start& command);
-    Outcome play(const script::Slide& command);
-    Outcome play(const script::Next& command);
-    Outcome play(const script::Stop& command);
-    Outcome play(const script::Quit& command);
-    Outcome play(const script::Die& command);
-    Outcome play(const script::Pid& command);
-    Outcome play(const script::SwitchFaultOn& command);
-    Outcome play(const script::SwitchFaultOff& command);
-    Outcome play(const script::WaitFor& command);
-    Outcome play(const script::Print& command);
 
     DispatchQueue& queue_;
     PresentationProgramModel& model_;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -28,39 +29,27 @@ void fillRectangle(cairo_t* cairo, const Colour& colour, double x, double y, dou
     cairo_fill(cairo);
 }
 
-enum class Weight { normal, bold };
-enum class Align { left, right };
+/// A line of text. Its base line begins at (x, y), or ends there when it is aligned to the right; the text is made
+/// narrower until it fits into the room. Widths count in widths of the picture, heights in heights.
+struct TextLine {
+    std::string text;
+    Colour colour;
+    double x, y, size, room;
+    bool isBold = false;
+    bool isRightAligned = false;
+};
 
-/// Writes one line with its base line at y; made narrower until it fits into `room`.
-void write(cairo_t* cairo, const std::string& text, double x, double y, double size, Weight weight, double room,
-           Align align = Align::left) {
+void write(cairo_t* cairo, double width, double height, const TextLine& line) {
+    setColour(cairo, line.colour);
     cairo_select_font_face(cairo, "Sans", CAIRO_FONT_SLANT_NORMAL,
-                           weight == Weight::bold ? CAIRO_FONT_WEIGHT_BOLD : CAIRO_FONT_WEIGHT_NORMAL);
-    cairo_set_font_size(cairo, size);
+                           line.isBold ? CAIRO_FONT_WEIGHT_BOLD : CAIRO_FONT_WEIGHT_NORMAL);
+    cairo_set_font_size(cairo, line.size * height);
     cairo_text_extents_t extents;
-    cairo_text_extents(cairo, text.c_str(), &extents);
-    if (extents.x_advance > room) {
-        cairo_set_font_size(cairo, size * room / extents.x_advance);
-        extents.x_advance = room;
-    }
-    cairo_move_to(cairo, align == Align::right ? x - extents.x_advance : x, y);
-    cairo_show_text(cairo, text.c_str());
-}
-
-void drawLines(cairo_t* cairo, double width, double height, const ProgramDocument& document, std::int64_t slide) {
-    const std::array lines{
-        fmt::format("This is slide {} of {}", slide, document.slideCount),
-        std::string(document.hiddenSlides.contains(slide) ? "The show passes over it: it is hidden"
-                                                          : "It belongs to the show"),
-        std::string("Drawn by the presentation simulator"),
-    };
-    double y = height * 0.46;
-    for (const std::string& line : lines) {
-        fillRectangle(cairo, kGrey, width * 0.08, y - height * 0.022, height * 0.014, height * 0.014);
-        setColour(cairo, kInk);
-        write(cairo, line, width * 0.105, y, height * 0.042, Weight::normal, width * 0.45);
-        y += height * 0.095;
-    }
+    cairo_text_extents(cairo, line.text.c_str(), &extents);
+    const double written = std::min(extents.x_advance, line.room * width);
+    if (written < extents.x_advance) cairo_set_font_size(cairo, line.size * height * written / extents.x_advance);
+    cairo_move_to(cairo, line.x * width - (line.isRightAligned ? written : 0), line.y * height);
+    cairo_show_text(cairo, line.text.c_str());
 }
 
 }  // namespace
@@ -71,35 +60,38 @@ void drawSlide(cairo_t* cairo, double width, double height, const ProgramDocumen
         return;
     }
     const Colour accent = kAccents.at(static_cast<std::size_t>(slide) % kAccents.size());
+    const bool isHidden = document.hiddenSlides.contains(slide);
+    const std::array points{fmt::format("This is slide {} of {}", slide, document.slideCount),
+                            std::string(isHidden ? "The show passes over it: it is hidden" : "It belongs to the show"),
+                            std::string("Drawn by the presentation simulator")};
     fillRectangle(cairo, kPaper, 0, 0, width, height);
     fillRectangle(cairo, accent, 0, 0, width, height * 0.03);
-    setColour(cairo, kGrey);
-    write(cairo, document.name, width * 0.08, height * 0.13, height * 0.035, Weight::normal, width * 0.8);
-    setColour(cairo, accent);
-    const std::string title = slide == 1 ? document.name : fmt::format("Topic {}", slide);
-    write(cairo, title, width * 0.08, height * 0.27, height * 0.1, Weight::bold, width * 0.84);
-    drawLines(cairo, width, height, document, slide);
-    setColour(cairo, accent);
-    write(cairo, std::to_string(slide), width * 0.93, height * 0.86, height * 0.5, Weight::bold, width * 0.36,
-          Align::right);
-    setColour(cairo, kGrey);
-    write(cairo, fmt::format("{} / {}", slide, document.slideCount), width * 0.08, height * 0.94, height * 0.03,
-          Weight::normal, width * 0.4);
+    std::vector<TextLine> lines{
+        {document.name, kGrey, 0.08, 0.13, 0.035, 0.8},
+        {slide == 1 ? document.name : fmt::format("Topic {}", slide), accent, 0.08, 0.27, 0.1, 0.84, true},
+        {std::to_string(slide), accent, 0.93, 0.86, 0.5, 0.36, true, true},
+        {fmt::format("{} / {}", slide, document.slideCount), kGrey, 0.08, 0.94, 0.03, 0.4},
+    };
+    for (double y = 0.46; const std::string& point : points) {
+        fillRectangle(cairo, kGrey, width * 0.08, (y - 0.022) * height, height * 0.014, height * 0.014);
+        lines.push_back({point, kInk, 0.105, y, 0.042, 0.45});
+        y += 0.095;
+    }
+    for (const TextLine& line : lines) write(cairo, width, height, line);
 }
 
 void drawDocumentWindow(cairo_t* cairo, double width, double height, const ProgramDocument& document) {
     static constexpr std::int64_t kRows = 12;
     static constexpr double kSlideShape = 16.0 / 9.0;
     fillRectangle(cairo, {0.87, 0.87, 0.88}, 0, 0, width, height);
-    const double row = height / static_cast<double>(kRows);
+    const double row = 1 / static_cast<double>(kRows);
     const std::int64_t first = std::max<std::int64_t>(1, document.currentSlide - kRows / 2);
     for (std::int64_t i = 0; i < kRows && first + i <= document.slideCount; ++i) {
         const bool current = first + i == document.currentSlide;
         const double y = row * static_cast<double>(i);
-        if (current) fillRectangle(cairo, {0.75, 0.82, 0.93}, 0, y, width * 0.2, row);
-        setColour(cairo, kInk);
-        write(cairo, fmt::format("Slide {}", first + i), width * 0.02, y + row * 0.65, row * 0.4,
-              current ? Weight::bold : Weight::normal, width * 0.16);
+        if (current) fillRectangle(cairo, {0.75, 0.82, 0.93}, 0, y * height, width * 0.2, row * height);
+        write(cairo, width, height,
+              {fmt::format("Slide {}", first + i), kInk, 0.02, y + row * 0.65, row * 0.4, 0.16, current});
     }
     const double slideWidth = std::min(width * 0.76, height * 0.9 * kSlideShape);
     cairo_save(cairo);

@@ -1,6 +1,5 @@
 #include "bus/Connection.h"
 #include "bus/Failure.h"
-#include "presenters/simulator/BusPump.h"
 #include "presenters/simulator/DiskOutput.h"
 #include "presenters/simulator/Options.h"
 #include "presenters/simulator/ProgramWindows.h"
@@ -41,7 +40,8 @@ public:
     Process(const Options& options, bus::Connection& connection)
         : model_(loop_, output_, jpegOfSlide),
           channel_(connection, model_, loop_, options.bundle),
-          pump_(connection, loop_, [this] { leave(kNoBus, "The session bus has gone."); }),
+          connection_(connection),
+          watchBus_(loop_.watch(connection.descriptor(), [this] { serveBus(); })),
           simulator_(
               loop_, model_,
               {
@@ -75,10 +75,22 @@ public:
 private:
     void showChange() {
         channel_.setRunning(model_.isRunning());
-        loop_.async([this] { pump_.handlePending(); });
+        // Taking a name waits for the bus, and what arrives meanwhile no descriptor tells of.
+        loop_.async([this] { serveBus(); });
         if (!windows_) return;
         windows_->update(model_);
         handleWindowEvents();
+    }
+
+    void serveBus() {
+        if (!watchBus_) return;
+        try {
+            while (connection_.processPending()) {
+            }
+        } catch (const bus::Failure&) {
+            watchBus_.reset();
+            leave(kNoBus, "The session bus has gone.");
+        }
     }
 
     void handleWindowEvents() {
@@ -97,7 +109,8 @@ private:
     DiskOutput output_;
     PresentationProgramModel model_;
     ScriptingChannel channel_;
-    BusPump pump_;
+    bus::Connection& connection_;
+    Handle watchBus_;
     Simulator simulator_;
     std::unique_ptr<ProgramWindows> windows_;
     Handle watchWindows_;

@@ -1,4 +1,7 @@
+#include "platform/simulated/SimulatedDispatch.h"
+#include "platform/simulated/SimulatedFileManager.h"
 #include "presenters/simulator/Script.h"
+#include "presenters/simulator/Simulator.h"
 
 #include <gtest/gtest.h>
 
@@ -6,12 +9,40 @@ using namespace std::chrono_literals;
 
 namespace {
 
-template <typename T>
-T parsed(const char* text) {
-    const auto line = script::parseLine(text);
-    EXPECT_EQ(line.error, "");
-    return std::get<T>(line.command.value());
-}
+using Lines = std::vector<std::string>;
+
+/// A simulator in virtual time, with files in memory.
+struct Stage {
+    /// What is said of the line, and what it says itself.
+    Lines play(const std::string& text) {
+        const auto line = script::parseLine(text);
+        EXPECT_EQ(line.error, "");
+        said.clear();
+        const auto start = dispatch.elapsed();
+        simulator.add({line.command.value(), text, "line"});
+        dispatch.runFor(1h);
+        took = lastSaid - start;
+        return said;
+    }
+    void say(const std::string& line) {
+        said.push_back(line);
+        lastSaid = dispatch.elapsed();
+    }
+
+    SimulatedDispatch dispatch;
+    SimulatedFileManager files;
+    PresentationProgramModel model{dispatch.mainQueue(), files, [](auto&&...) { return std::string(); }};
+    Lines said;
+    Duration lastSaid{};
+    Duration took{};  ///< by the last line
+    Simulator simulator{dispatch.mainQueue(),
+                        model,
+                        {.say = [this](const auto& line) { say(line); },
+                         .announcePid = [](auto) {},
+                         .die = [] {},
+                         .finished = [this](const auto& sentence) { say(sentence); }},
+                        [] {}};
+};
 
 TEST(Script, BadLinesAreNamedWithWhatIsAllowed) {
     struct Case {
@@ -64,22 +95,35 @@ TEST(Script, NothingStandsInBlankLinesAndComments) {
 }
 
 TEST(Script, WordsMayBeQuotedAndOptionsComeInAnyOrder) {
-    const auto open = parsed<script::Open>("\topen \"Optics # 1\" file \"/decks/My Deck.key\" slides 12 hidden 3,5\r");
-    EXPECT_EQ(open.document.name, "Optics # 1");
-    EXPECT_EQ(open.document.file, "/decks/My Deck.key");
-    EXPECT_EQ(open.document.slideCount, 12);
-    EXPECT_EQ(open.document.hiddenSlides, (std::set<std::int64_t>{3, 5}));
-    EXPECT_EQ(parsed<script::Open>("open Deck file ../a.key").document.file,
-              (std::filesystem::current_path() / "../a.key").lexically_normal());
-    EXPECT_FALSE(parsed<script::Open>("open Deck").document.file);
+    Stage stage;
+    stage.play("launch");
+    stage.play("\topen \"Optics # 1\" file \"/decks/My Deck.key\" slides 12 hidden 3,5\r");
+    const auto& documents = stage.model.documents();
+    EXPECT_EQ(documents.front().name, "Optics # 1");
+    EXPECT_EQ(documents.front().file, "/decks/My Deck.key");
+    EXPECT_EQ(documents.front().slideCount, 12);
+    EXPECT_EQ(documents.front().hiddenSlides, (std::set<std::int64_t>{3, 5}));
+    stage.play("open Relative file ../a.key");
+    EXPECT_EQ(documents.front().file, (std::filesystem::current_path() / "../a.key").lexically_normal());
+    stage.play("open Deck slides 3");
+    EXPECT_FALSE(documents.front().file);
 
-    EXPECT_EQ(parsed<script::Start>("start at 3").slide, 3);
-    EXPECT_FALSE(parsed<script::Start>("start at 3").name);
-    EXPECT_EQ(parsed<script::Start>("start Deck").name, "Deck");
-    EXPECT_EQ(parsed<script::Start>("start Deck at 0 # black").slide, 0);
-    EXPECT_EQ(parsed<script::Wait>("wait 0.25").duration, 250ms);
-    EXPECT_EQ(parsed<script::WaitFor>("wait-for export 2").limit, 2s);
-    EXPECT_EQ(parsed<script::Print>("print now  \"the end\"").text, "now the end");
+    stage.play("start \"Optics # 1\" at 3");
+    EXPECT_EQ(stage.model.presentedDocument()->name, "Optics # 1");
+    EXPECT_EQ(stage.model.presentedDocument()->currentSlide, 3);
+    stage.play("stop");
+    stage.play("start at 0 # black");
+    EXPECT_EQ(stage.model.presentedDocument()->name, "Deck");
+    EXPECT_EQ(stage.model.presentedDocument()->currentSlide, 0);
+
+    EXPECT_EQ(stage.play("print now  \"the end\""), (Lines{"now the end", "ok print now  \"the end\""}));
+    EXPECT_EQ(stage.play("wait 0.25"), Lines{"ok wait 0.25"});
+    EXPECT_EQ(stage.took, 250ms);
+    EXPECT_EQ(stage.play("wait-for export 2"), Lines{"timeout wait-for export 2"});
+    EXPECT_EQ(stage.took, 2s);
+    EXPECT_EQ(stage.play("wait-for save"), Lines{"timeout wait-for save"});
+    EXPECT_EQ(stage.took, 10s);
+    EXPECT_EQ(stage.play("close Decks"), Lines{"line: No document named \"Decks\" is open."});
 }
 
 TEST(Faults, EachGoesOnAndOffAndAWrongValueChangesNothing) {
