@@ -60,6 +60,20 @@ std::optional<std::string> stringIn(const SimulatedBundle::Info& strings, const 
     return found == strings.end() ? std::nullopt : std::optional(found->second);
 }
 
+std::string escaped(const std::string& text) {
+    std::string result;
+    for (const char each : text) result += each == '<' ? "&lt;" : each == '&' ? "&amp;" : std::string(1, each);
+    return result;
+}
+
+std::string textOf(const XMLElement& element) {
+    std::string result = "<" + element.name;
+    for (const auto& [name, value] : element.attributes) result += " " + name + "=\"" + escaped(value) + "\"";
+    result += ">" + escaped(element.text);
+    for (const XMLElement& child : element.children) result += textOf(child);
+    return result + "</" + element.name + ">";
+}
+
 }  // namespace
 
 std::optional<std::string> SimulatedBundle::infoString(const std::string& key) const {
@@ -114,32 +128,6 @@ std::string SimulatedText::uuid(int n) {
     std::snprintf(text.data(), text.size(), "00000000-0000-4000-8000-%012X", static_cast<unsigned>(n));
     return text.data();
 }
-
-namespace {
-
-std::string escaped(const std::string& text) {
-    std::string result;
-    for (const char each : text) {
-        if (each == '<') {
-            result += "&lt;";
-        } else if (each == '&') {
-            result += "&amp;";
-        } else {
-            result += each;
-        }
-    }
-    return result;
-}
-
-std::string textOf(const XMLElement& element) {
-    std::string result = "<" + element.name;
-    for (const auto& [name, value] : element.attributes) result += " " + name + "=\"" + escaped(value) + "\"";
-    result += ">" + escaped(element.text);
-    for (const XMLElement& child : element.children) result += textOf(child);
-    return result + "</" + element.name + ">";
-}
-
-}  // namespace
 
 std::string SimulatedXML::document(const XMLElement& root, XMLEncoding encoding) const {
     return std::string("<?xml encoding=\"") + (encoding == XMLEncoding::utf16 ? "UTF-16" : "UTF-8") + "\"?>" +

@@ -22,8 +22,8 @@ struct SimulatedAnswer {
     std::shared_ptr<const ServerTrust> trust{};  ///< shown before the request is sent; trusted without one
 };
 
-/// An HTTP client in virtual time whose servers are a function of the test's. Time-outs are as long as in earnest and
-/// take no time.
+/// An HTTP client in virtual time whose servers are a function of the test's. Time-outs have their real
+/// length in virtual time, so that nobody waits for them.
 class SimulatedURLSessions final : public URLSessions {
 public:
     using Server = std::function<SimulatedAnswer(const URLRequest&)>;

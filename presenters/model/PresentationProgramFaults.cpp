@@ -23,19 +23,9 @@ struct Fault {
     void (*drop)(Faults&);
 };
 
-template <bool Faults::*member>
-constexpr Fault flag(const char* name) {
-    return {name, "",
-            [](Faults& faults, std::string_view value) {
-                faults.*member = true;
-                return value.empty();
-            },
-            [](Faults& faults) { faults.*member = false; }};
-}
-
-/// A fault with a value; off, the member is again as in new faults.
+/// Off, the member is again as in new faults.
 template <auto member, auto parse>
-constexpr Fault valued(const char* name, const char* value) {
+constexpr Fault fault(const char* name, const char* value) {
     return {name, value,
             [](Faults& faults, std::string_view text) {
                 const auto parsed = parse(text);
@@ -45,12 +35,15 @@ constexpr Fault valued(const char* name, const char* value) {
             [](Faults& faults) { faults.*member = Faults().*member; }};
 }
 
+/// Faults without a value are on by their name alone.
+std::optional<bool> onFrom(std::string_view text) {
+    return text.empty() ? std::optional(true) : std::nullopt;
+}
+
 std::optional<std::set<std::string>> callsFrom(std::string_view text) {
     auto calls = wordsFrom(text);
-    const auto known = [](const std::string& call) {
-        return std::find(kCalls.begin(), kCalls.end(), call) != kCalls.end();
-    };
-    if (calls && !std::all_of(calls->begin(), calls->end(), known)) return std::nullopt;
+    const auto known = [](const auto& call) { return std::ranges::find(kCalls, call) != kCalls.end(); };
+    if (calls && !std::ranges::all_of(*calls, known)) return std::nullopt;
     return calls;
 }
 
@@ -62,23 +55,23 @@ std::optional<std::int64_t> imagesFrom(std::string_view text) {
 }
 
 constexpr std::array kFaults{
-    flag<&Faults::lacksPlaying>("lacks-playing"),
-    valued<&Faults::refusedCalls, callsFrom>(
+    fault<&Faults::lacksPlaying, onFrom>("lacks-playing", ""),
+    fault<&Faults::refusedCalls, callsFrom>(
         "refuses",
         "calls out of presentingState,windows,version,activate,open,close,slideNumbers,"
         "text,save,stop,export or all"),
-    flag<&Faults::exportsJpeg>("exports-jpeg"),
-    flag<&Faults::exportsNothing>("exports-nothing"),
-    flag<&Faults::diskFull>("disk-full"),
-    valued<&Faults::leftOutImages, slideNumbersFrom>("leaves-out", "slide numbers like 3,5"),
-    valued<&Faults::openTime, secondsFrom>("opens-slowly", "seconds per file like 2"),
-    flag<&Faults::neverCloses>("never-closes"),
-    valued<&Faults::imageTime, secondsFrom>("exports-slowly", "seconds per image like 0.5"),
-    valued<&Faults::saveTime, secondsFrom>("saves-slowly", "seconds per save like 2"),
-    valued<&Faults::imagePieces, piecesFrom>("writes-in-pieces", "pieces per image from 1 to 1000"),
-    valued<&Faults::answersLate, secondsFrom>("answers-late", "seconds like 0.7"),
-    flag<&Faults::neverAnswers>("never-answers"),
-    valued<&Faults::diesInExport, imagesFrom>("dies-in-export", "how many images it writes before, like 2"),
+    fault<&Faults::exportsJpeg, onFrom>("exports-jpeg", ""),
+    fault<&Faults::exportsNothing, onFrom>("exports-nothing", ""),
+    fault<&Faults::diskFull, onFrom>("disk-full", ""),
+    fault<&Faults::leftOutImages, slideNumbersFrom>("leaves-out", "slide numbers like 3,5"),
+    fault<&Faults::openTime, secondsFrom>("opens-slowly", "seconds per file like 2"),
+    fault<&Faults::neverCloses, onFrom>("never-closes", ""),
+    fault<&Faults::imageTime, secondsFrom>("exports-slowly", "seconds per image like 0.5"),
+    fault<&Faults::saveTime, secondsFrom>("saves-slowly", "seconds per save like 2"),
+    fault<&Faults::imagePieces, piecesFrom>("writes-in-pieces", "pieces per image from 1 to 1000"),
+    fault<&Faults::answersLate, secondsFrom>("answers-late", "seconds like 0.7"),
+    fault<&Faults::neverAnswers, onFrom>("never-answers", ""),
+    fault<&Faults::diesInExport, imagesFrom>("dies-in-export", "how many images it writes before, like 2"),
 };
 
 std::string allNames() {
@@ -88,8 +81,7 @@ std::string allNames() {
 }
 
 const Fault* faultNamed(std::string_view name) {
-    const auto* const found =
-        std::find_if(kFaults.begin(), kFaults.end(), [name](const Fault& fault) { return name == fault.name; });
+    const auto* const found = std::ranges::find(kFaults, name, &Fault::name);
     return found == kFaults.end() ? nullptr : found;
 }
 

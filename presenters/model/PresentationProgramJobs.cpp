@@ -50,8 +50,7 @@ void PresentationProgramJobs::giveUp() {
 }
 
 std::size_t PresentationProgramJobs::pending(ProgramJob::Kind kind) const {
-    return static_cast<std::size_t>(
-        std::count_if(jobs_.begin(), jobs_.end(), [kind](const ProgramJob& job) { return job.kind == kind; }));
+    return static_cast<std::size_t>(std::ranges::count(jobs_, kind, &ProgramJob::kind));
 }
 
 void PresentationProgramJobs::later(Duration delay, void (PresentationProgramJobs::*step)()) {
@@ -64,8 +63,7 @@ void PresentationProgramJobs::beginJob() {
     if (jobs_.empty()) return;
     if (!alive_) alive_ = std::make_shared<const bool>(true);
     if (jobs_.front().kind == ProgramJob::Kind::save) {
-        later(faults_.saveTime, &PresentationProgramJobs::finishSave);
-        return;
+        return later(faults_.saveTime, &PresentationProgramJobs::finishSave);
     }
     slide_ = 0;
     note(output_.createDirectory(jobs_.front().target));
@@ -90,10 +88,7 @@ void PresentationProgramJobs::beginImage() {
     do {
         ++slide_;
     } while (faults_.leftOutImages.contains(slide_));
-    if (slide_ > job.document.slideCount || faults_.exportsNothing) {
-        endJob();
-        return;
-    }
+    if (slide_ > job.document.slideCount || faults_.exportsNothing) return endJob();
     image_ = std::make_unique<Image>();
     image_->path = job.target / fmt::format("slide.{:03}.{}", slide_, faults_.exportsJpeg ? "jpeg" : "jpg");
     const bool grows = faults_.imagePieces > 1;
@@ -113,17 +108,10 @@ void PresentationProgramJobs::writePiece() {
     const std::size_t left = image.bytes.size() - image.written;
     const std::size_t size = left / static_cast<std::size_t>(image.piecesLeft);
     const std::string_view piece = std::string_view(image.bytes).substr(image.written, size);
-    if (!image.file || !write(*image.file, piece)) {
-        beginImage();
-        return;
-    }
+    if (!image.file || !write(*image.file, piece)) return beginImage();
     image.written += size;
-    --image.piecesLeft;
-    if (image.piecesLeft > 0) {
-        later(image.pieceTime, &PresentationProgramJobs::writePiece);
-        return;
-    }
-    finishImage();
+    if (--image.piecesLeft == 0) return finishImage();
+    later(image.pieceTime, &PresentationProgramJobs::writePiece);
 }
 
 void PresentationProgramJobs::finishImage() {

@@ -12,6 +12,7 @@ namespace {
 
 constexpr const char* kVersion = "14.0";
 constexpr std::int64_t kShowWindowID = 71;
+constexpr double kUsualQuality = 0.8;
 
 ErrorPtr failed(const std::string& sentence) {
     return makeError(NSOSStatusErrorDomain, kAppleEventFailed, sentence);
@@ -34,23 +35,13 @@ ErrorPtr noSuchDocument(const std::string& id) {
     return failed(fmt::format("No document with the ID \"{}\" is open.", id));
 }
 
-/// The quality that the export properties ask for, 0.8 when they do not; nothing with `error` set for bad ones.
-std::optional<double> qualityFrom(const ExportProperties& properties, ErrorPtr& error) {
-    static constexpr double kUsualQuality = 0.8;
-    const auto format = properties.find("imageFormat");
-    if (format != properties.end()) {
-        const auto* const code = std::get_if<std::string>(&format->second);
-        if (!code || *code != kImageFormatJPEG) {
-            error = failed(fmt::format("The only imageFormat is \"{}\" (JPEG).", kImageFormatJPEG));
-            return std::nullopt;
-        }
-    }
-    const auto factor = properties.find("compressionFactor");
-    if (factor == properties.end()) return kUsualQuality;
-    const auto* const quality = std::get_if<double>(&factor->second);
-    if (quality && *quality >= 0 && *quality <= 1) return *quality;
-    error = failed("The compressionFactor must be a number from 0 to 1.");
-    return std::nullopt;
+/// The property of an export; when it is not given `standard`, nothing when it has another type.
+template <typename Value>
+std::optional<Value> propertyOf(const ExportProperties& properties, const char* key, Value standard) {
+    const auto found = properties.find(key);
+    if (found == properties.end()) return standard;
+    const auto* const value = std::get_if<Value>(&found->second);
+    return value ? std::optional(*value) : std::nullopt;
 }
 
 }  // namespace
@@ -164,8 +155,7 @@ Rect PresentationProgramModel::documentFrame() const {
 }
 
 const ProgramDocument* PresentationProgramModel::documentNamed(const std::string& name) const {
-    const auto found = std::find_if(documents_.begin(), documents_.end(),
-                                    [&name](const ProgramDocument& document) { return document.name == name; });
+    const auto found = std::ranges::find(documents_, name, &ProgramDocument::name);
     return found == documents_.end() ? nullptr : &*found;
 }
 
@@ -208,8 +198,7 @@ std::string PresentationProgramModel::version(ErrorPtr& error) const {
 std::string PresentationProgramModel::open(const std::filesystem::path& path, ErrorPtr& error) {
     error = refusal("open");
     if (error) return {};
-    const auto known = std::find_if(documents_.begin(), documents_.end(),
-                                    [&path](const ProgramDocument& document) { return document.file == path; });
+    const auto known = std::ranges::find(documents_, path, &ProgramDocument::file);
     if (known != documents_.end()) return known->id;
     ProgramDocument made;
     made.name = path.filename();
@@ -269,9 +258,13 @@ ErrorPtr PresentationProgramModel::exportTo(const std::string& id, const std::fi
     if (auto error = refusal("export", id)) return error;
     if (formatCode != kExportFormatImages)
         return failed(fmt::format("The only export format is \"{}\".", kExportFormatImages));
-    ErrorPtr error;
-    const auto quality = qualityFrom(properties, error);
-    if (!quality) return error;
+    if (propertyOf<std::string>(properties, "imageFormat", kImageFormatJPEG) != kImageFormatJPEG) {
+        return failed(fmt::format("The only imageFormat is \"{}\" (JPEG).", kImageFormatJPEG));
+    }
+    const auto quality = propertyOf(properties, "compressionFactor", kUsualQuality);
+    if (!quality || !(*quality >= 0 && *quality <= 1)) {
+        return failed("The compressionFactor must be a number from 0 to 1.");
+    }
     jobs_.accept({.kind = ProgramJob::Kind::imageExport,
                   .document = *documentWithID(id),
                   .target = target,
@@ -291,13 +284,11 @@ ErrorPtr PresentationProgramModel::refusal(const std::string& call, const std::s
 }
 
 std::vector<ProgramDocument>::iterator PresentationProgramModel::find(const std::string& id) {
-    return std::find_if(documents_.begin(), documents_.end(),
-                        [&id](const ProgramDocument& document) { return document.id == id; });
+    return std::ranges::find(documents_, id, &ProgramDocument::id);
 }
 
 const ProgramDocument* PresentationProgramModel::documentWithID(const std::string& id) const {
-    const auto found = std::find_if(documents_.begin(), documents_.end(),
-                                    [&id](const ProgramDocument& document) { return document.id == id; });
+    const auto found = std::ranges::find(documents_, id, &ProgramDocument::id);
     return found == documents_.end() ? nullptr : &*found;
 }
 
