@@ -1,13 +1,12 @@
 #include "presenters/impress/DocumentText.h"
 
 #include "bus/Convert.h"
+#include "presenters/impress/Documents.h"
 #include "presenters/impress/Refusal.h"
 
 #include <atomic>
-#include <com/sun/star/beans/XPropertySet.hpp>
 #include <com/sun/star/container/XEnumerationAccess.hpp>
 #include <com/sun/star/container/XNamed.hpp>
-#include <com/sun/star/drawing/XDrawPagesSupplier.hpp>
 #include <com/sun/star/drawing/XShapes.hpp>
 #include <com/sun/star/frame/XTitle.hpp>
 #include <com/sun/star/lang/XServiceInfo.hpp>
@@ -27,10 +26,6 @@ namespace {
 
 /// A reader spends its time waiting for small answers: while one waits, the office answers another.
 constexpr int kReaders = 4;
-
-Reference<css::drawing::XDrawPages> pagesOf(const Reference<css::frame::XModel>& document) {
-    return Reference<css::drawing::XDrawPagesSupplier>(document, UNO_QUERY_THROW)->getDrawPages();
-}
 
 /// The interface counts as old, but asking for services by name would cost a call for each.
 rtl::OUString typeOf(const Reference<css::drawing::XShape>& shape) {
@@ -57,9 +52,7 @@ public:
     ScriptingSlide readSlide(std::int64_t number, const Reference<XDrawPage>& page) {
         slide_ = {};
         slide_.slideNumber = number;
-        bool visible = true;
-        Reference<css::beans::XPropertySet>(page, UNO_QUERY_THROW)->getPropertyValue("Visible") >>= visible;
-        slide_.skipped = !visible;
+        slide_.skipped = !valueOf({page, UNO_QUERY_THROW}, "Visible", true);
         readShapes(Reference<css::container::XIndexAccess>(page.get()));
         unlessItFails([&] { slide_.presenterNotes = notesOf(page); });
         return std::move(slide_);
@@ -95,25 +88,21 @@ private:
         } else if (type == "com.sun.star.drawing.TableShape") {
             slide_.tables.push_back(readTable(shape));
         } else if (auto text = textOf(shape); !text.empty()) {
-            if (type == "com.sun.star.presentation.TitleTextShape") takeFirst(slide_.defaultTitleItemText, text);
-            if (type == "com.sun.star.presentation.OutlinerShape" ||
-                type == "com.sun.star.presentation.SubtitleShape") {
-                takeFirst(slide_.defaultBodyItemText, text);
-            }
+            const bool isTitle = type == "com.sun.star.presentation.TitleTextShape";
+            const bool isBody =
+                type == "com.sun.star.presentation.OutlinerShape" || type == "com.sun.star.presentation.SubtitleShape";
+            // Of several placeholders of a kind the first one counts.
+            if (isTitle && slide_.defaultTitleItemText.empty()) slide_.defaultTitleItemText = text;
+            if (isBody && slide_.defaultBodyItemText.empty()) slide_.defaultBodyItemText = text;
             slide_.textItems.push_back(std::move(text));
         }
-    }
-
-    static void takeFirst(std::string& target, const std::string& text) {
-        if (target.empty()) target = text;
     }
 
     ScriptingTable readTable(const Reference<css::drawing::XShape>& shape) {
         ScriptingTable result;
         const Reference<css::container::XNamed> named(shape, UNO_QUERY);
         if (named.is()) result.name = counted(textFrom(named->getName()));
-        Reference<css::table::XTable> table;
-        Reference<css::beans::XPropertySet>(shape, UNO_QUERY_THROW)->getPropertyValue("Model") >>= table;
+        const auto table = valueOf<Reference<css::table::XTable>>({shape, UNO_QUERY_THROW}, "Model");
         if (!table.is()) return result;
         const sal_Int32 columns = table->getColumnCount();
         result.rows.resize(static_cast<std::size_t>(table->getRowCount()));
@@ -154,11 +143,8 @@ private:
         forEach(range, [&](const auto& paragraph) {
             forEach(paragraph, [&](const Reference<css::text::XTextRange>& portion) {
                 const Reference<css::beans::XPropertySet> properties(portion, UNO_QUERY_THROW);
-                rtl::OUString type;
-                properties->getPropertyValue("TextPortionType") >>= type;
-                if (type != "TextField") return;
-                Reference<css::lang::XServiceInfo> field;
-                properties->getPropertyValue("TextField") >>= field;
+                if (valueOf<rtl::OUString>(properties, "TextPortionType") != "TextField") return;
+                const auto field = valueOf<Reference<css::lang::XServiceInfo>>(properties, "TextField");
                 if (!field.is() || !field->supportsService("com.sun.star.text.textfield.PageNumber")) return;
                 result = result.replaceAll(portion->getString(), rtl::OUString::number(slide_.slideNumber));
             });
@@ -205,7 +191,7 @@ ScriptingDocumentText textOfDocument(const Reference<css::frame::XModel>& docume
     readers.reserve(kReaders);
     for (int i = 0; i < kReaders; ++i) readers.push_back(std::async(std::launch::async, readSome));
     for (auto& reader : readers) reader.get();
-    (void)pages->getCount();  // fails when it was the document that went, and with it the texts
+    static_cast<void>(pages->getCount());  // fails when it was the document that went, and with it the texts
     return text;
 }
 

@@ -1,10 +1,7 @@
 #include "presenters/impress/ImpressProgram.h"
 
-#include "base/FileURL.h"
-#include "presenters/impress/DocumentClosing.h"
-#include "presenters/impress/DocumentCopy.h"
-#include "presenters/impress/DocumentOpening.h"
 #include "presenters/impress/DocumentText.h"
+#include "presenters/impress/Documents.h"
 #include "presenters/impress/Refusal.h"
 
 #include <cmath>
@@ -68,15 +65,6 @@ std::filesystem::path bundleDirectory() {
 
 constexpr auto kState = [](Office& office) { return office.state(); };
 
-PresentingState stateFrom(const OfficeState& state) {
-    PresentingState result{.playing = state.playing, .firstDocument = {}};
-    if (const auto& document = state.document) {
-        result.firstDocument = {
-            .id = document->id, .file = pathFromURL(document->url), .currentSlideNumber = document->slideNumber};
-    }
-    return result;
-}
-
 Saving savingFrom(const std::string& code) {
     if (code == kSaveOptionNo) return Saving::no;
     if (code == kSaveOptionAsk) return Saving::ask;
@@ -126,16 +114,11 @@ CommandLanes::Command answering(const bus::Answer<Values...>& answer, Work work)
     };
 }
 
-class Counted {
-public:
-    explicit Counted(std::atomic<int>& counter) : counter_(counter) { ++counter_; }
-    ~Counted() { --counter_; }
-    Counted(const Counted&) = delete;
-    Counted& operator=(const Counted&) = delete;
-
-private:
-    std::atomic<int>& counter_;
-};
+/// Counts one more as long as the result is kept.
+std::shared_ptr<void> counted(std::atomic<int>& counter) {
+    ++counter;
+    return {nullptr, [&counter](void*) { --counter; }};
+}
 
 void requireAccepted(bool accepted) {
     if (!accepted) throw refusal("Too many commands are waiting. Try again later.");
@@ -190,29 +173,28 @@ bool ImpressProgram::refreshState() {
     const auto now = std::chrono::steady_clock::now();
     auto state = tryAsk(kState, occupied_ > 0 ? kPatienceWhileOccupied : kPatience);
     if (!state) return false;
-    copies_->presents(state->playing && state->document ? state->document->id : "");
+    copies_->presents(state->playing == true && state->firstDocument ? state->firstDocument->id : "");
     lastState_ = std::move(state);
     lastAnswer_ = now;
     return true;
 }
 
 void ImpressProgram::presentingState(const bus::Answer<PresentingState>& answer) {
-    if (isLost_) return answer.give(stateFrom({}));
+    if (isLost_) {
+        PresentingState nothing;
+        nothing.playing = false;
+        return answer.give(nothing);
+    }
     const bool working = occupied_ > 0 || busy_ > 0;
     if (!refreshState() &&
         (!working || !lastState_ || std::chrono::steady_clock::now() - lastAnswer_ > kLongestOccupation)) {
         throw noAnswer();
     }
-    answer.give(stateFrom(*lastState_));
+    answer.give(*lastState_);
 }
 
 void ImpressProgram::windows(const bus::Answer<std::vector<ScriptingWindow>>& answer) {
-    std::vector<ScriptingWindow> result;
-    for (const OfficeWindow& window : ask([](Office& office) { return office.windows(); })) {
-        const auto index = static_cast<std::int64_t>(result.size() + 1);
-        result.push_back({window.name, {window.x, window.y, window.width, window.height}, index, window.id});
-    }
-    answer.give(std::move(result));
+    answer.give(ask([](Office& office) { return office.windows(); }));
 }
 
 bool ImpressProgram::isIdle(std::chrono::steady_clock::duration duration) {
@@ -236,16 +218,16 @@ std::optional<bool> ImpressProgram::isOfficeSeen() {
 }
 
 void ImpressProgram::activate(const bus::Answer<>& answer) {
-    (void)ask([](Office& office) {
+    static_cast<void>(ask([](Office& office) {
         office.activate();
         return true;
-    });
+    }));
     answer.give();
 }
 
 void ImpressProgram::open(const std::string& caller, const std::filesystem::path& file,
                           const bus::Answer<std::string>& answer) {
-    (void)refreshState();
+    static_cast<void>(refreshState());
     openers_.began(caller);
     requireAccepted(lanes_.pushInOrder(answering(answer, [this, caller, file] { return openFor(caller, file); })));
 }
@@ -266,7 +248,7 @@ void ImpressProgram::slideNumbers(const std::string& documentID, const bus::Answ
 
 void ImpressProgram::documentText(const std::string& documentID, const bus::Answer<ScriptingDocumentText>& answer) {
     requireAccepted(lanes_.pushInLane(documentID, answering(answer, [this, document = documentWithID(documentID)] {
-                                          const Counted busy(busy_);
+                                          const auto busy = counted(busy_);
                                           return textOfDocument(document);
                                       })));
 }
@@ -275,7 +257,7 @@ void ImpressProgram::save(const std::string& documentID, const std::filesystem::
                           const bus::Answer<>& answer) {
     DocumentCopy copy{documentWithID(documentID), target};
     requireAccepted(lanes_.pushInOrder([this, documentID, copy = std::move(copy)] {
-        const Counted occupation(occupied_);
+        const auto occupation = counted(occupied_);
         runLogged("Saving the copy " + copy.target.string(), [&] {
             copy.run();
             copies_->saved(documentID, copy.target);
@@ -302,7 +284,7 @@ void ImpressProgram::exportTo(const std::string& documentID, const std::filesyst
         if (!copies_->copyOf(documentID)) throw;
     }
     requireAccepted(lanes_.pushInLane(documentID, [this, documentID, document, order]() mutable {
-        const Counted busy(busy_);
+        const auto busy = counted(busy_);
         runLogged("Exporting images to " + order.directory.string(),
                   [&] { exportImages(documentID, document, order); });
     }));
@@ -358,17 +340,17 @@ void ImpressProgram::exportImages(const std::string& documentID, const Model& do
 void ImpressProgram::exportHere(const std::filesystem::path& copy, SlideExport& order) {
     Model document;
     {
-        const Counted occupation(occupied_);
+        const auto occupation = counted(occupied_);
         document = DocumentOpening{copy}.run(connection_.context());
     }
     // Somebody else may open the copy meanwhile: who closes it last closes it.
     const auto id = identifierOf(document);
     openers_.began(kOurselves);
-    (void)openers_.opened(kOurselves, id);
+    static_cast<void>(openers_.opened(kOurselves, id));
     try {
         order.run(connection_.context(), document);
     } catch (const css::uno::Exception&) {
-        (void)openers_.closed(id);
+        static_cast<void>(openers_.closed(id));
         throw;
     }
     if (openers_.closed(id) && isHidden(document)) DocumentClosing{document, Saving::ask}.run();
@@ -385,7 +367,7 @@ void ImpressProgram::exportElsewhere(const std::filesystem::path& copy, SlideExp
 std::string ImpressProgram::openFor(const std::string& caller, const std::filesystem::path& path) {
     // The office stands still while it loads; not for nobody.
     if (!openers_.isThere(caller)) throw refusal("The caller has left.");
-    const Counted occupation(occupied_);
+    const auto occupation = counted(occupied_);
     const auto document = DocumentOpening{path}.run(connection_.context());
     auto id = identifierOf(document);
     {

@@ -90,7 +90,7 @@ private:
     std::optional<Office> office_;  ///< made and used by questions
     std::mutex documentsMutex_;
     std::map<std::string, Model> documents_;            ///< as last seen; guarded by `documentsMutex_`
-    std::optional<OfficeState> lastState_;              ///< used on the bus thread, as is the next one
+    std::optional<PresentingState> lastState_;          ///< used on the bus thread, as is the next one
     std::chrono::steady_clock::time_point lastAnswer_;  ///< when the office said so
     std::atomic<int> occupied_ = 0;                     ///< orders under way for which the office stands still
     std::atomic<int> busy_ = 0;                         ///< orders under way that let it go on now and then

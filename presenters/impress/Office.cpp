@@ -1,6 +1,6 @@
 #include "presenters/impress/Office.h"
 
-#include "presenters/impress/DocumentClosing.h"
+#include "base/FileURL.h"
 #include "presenters/impress/EndListener.h"
 
 #include <algorithm>
@@ -11,8 +11,6 @@
 #include <com/sun/star/frame/FrameSearchFlag.hpp>
 #include <com/sun/star/frame/XTitle.hpp>
 #include <com/sun/star/lang/DisposedException.hpp>
-#include <com/sun/star/lang/XServiceInfo.hpp>
-#include <com/sun/star/presentation/XPresentationSupplier.hpp>
 #include <com/sun/star/presentation/XSlideShowController.hpp>
 #include <utility>
 
@@ -20,45 +18,32 @@ using css::uno::Reference;
 using css::uno::UNO_QUERY;
 using css::uno::UNO_QUERY_THROW;
 
-namespace {
-
-OfficeState::Document describe(const std::string& id, const Reference<css::frame::XModel>& model) {
-    return {id, textFrom(model->getURL()), 0};
-}
-
-}  // namespace
-
-std::string identifierOf(const Reference<css::frame::XModel>& document) {
-    rtl::OUString id;
-    Reference<css::beans::XPropertySet>(document, UNO_QUERY_THROW)->getPropertyValue("RuntimeUID") >>= id;
-    return textFrom(id);
-}
-
-bool isPresentation(const Reference<css::frame::XModel>& document) {
-    const Reference<css::lang::XServiceInfo> info(document, UNO_QUERY);
-    return info.is() && info->supportsService("com.sun.star.presentation.PresentationDocument");
-}
-
 Office::Office(const Reference<css::uno::XComponentContext>& context, OnClosed onClosed)
     : onClosed_(std::move(onClosed)),
       desktop_(css::frame::Desktop::create(context), UNO_QUERY_THROW),
       frames_(desktop_->getFrames()) {}
 
-OfficeState Office::state() {
+PresentingState Office::state() {
     refresh();
-    if (auto state = presentedState()) return *state;
+    PresentingState state;
+    state.firstDocument = presentedState();
+    state.playing = state.firstDocument.has_value();
+    if (state.playing.value()) return state;
     lastShownNumber_ = 0;
-    OfficeState state;
-    const auto windows = windowsFromFront();
-    if (!windows.empty()) {
+    if (const auto windows = windowsFromFront(); !windows.empty()) {
         const Window& front = *windows.front();
-        state.document = describe(front.document->id, front.document->model);
-        if (front.view.is()) state.document->slideNumber = numberOf(front.view->getCurrentPage());
+        const auto slide = front.view.is() ? numberOf(front.view->getCurrentPage()) : 0;
+        state.firstDocument = describe(*front.document, slide);
     }
     return state;
 }
 
-std::optional<OfficeState> Office::presentedState() {
+ScriptingDocumentState Office::describe(const Document& document, std::int64_t slide) {
+    return {document.id, pathFromURL(textFrom(document.model->getURL())), slide};
+}
+
+/// The document whose show plays.
+std::optional<ScriptingDocumentState> Office::presentedState() {
     const Document* asked = nullptr;
     for (const Window& window : windows_) {
         const Document* document = window.document.get();
@@ -69,23 +54,23 @@ std::optional<OfficeState> Office::presentedState() {
         if (!controller.is()) continue;
         // The end screen may have no slide of its own; the last one stays.
         if (const auto page = controller->getCurrentSlide(); page.is()) lastShownNumber_ = numberOf(page);
-        OfficeState state{true, describe(document->id, document->model)};
-        state.document->slideNumber = lastShownNumber_;
-        return state;
+        return describe(*document, lastShownNumber_);
     }
     return std::nullopt;
 }
 
-std::vector<OfficeWindow> Office::windows() {
+std::vector<ScriptingWindow> Office::windows() {
     refresh();
-    std::vector<OfficeWindow> result;
+    std::vector<ScriptingWindow> result;
     for (const Window* window : windowsFromFront()) {
         const Reference<css::frame::XTitle> title(window->frame, UNO_QUERY);
         const auto container = window->frame->getContainerWindow();
         if (!container.is()) continue;
         const auto bounds = container->getPosSize();
-        result.push_back({title.is() ? textFrom(title->getTitle()) : std::string(), double(bounds.X), double(bounds.Y),
-                          double(bounds.Width), double(bounds.Height), window->id});
+        result.push_back({title.is() ? textFrom(title->getTitle()) : std::string(),
+                          {double(bounds.X), double(bounds.Y), double(bounds.Width), double(bounds.Height)},
+                          static_cast<std::int64_t>(result.size()) + 1,
+                          window->id});
     }
     return result;
 }
@@ -98,11 +83,6 @@ bool Office::isSeen() {
     });
 }
 
-Reference<css::frame::XModel> Office::document(const std::string& id) {
-    const auto document = find(id);
-    return document ? document->model : Reference<css::frame::XModel>();
-}
-
 std::map<std::string, Reference<css::frame::XModel>> Office::documents() const {
     std::map<std::string, Reference<css::frame::XModel>> result;
     for (const Window& window : windows_) {
@@ -112,7 +92,7 @@ std::map<std::string, Reference<css::frame::XModel>> Office::documents() const {
 }
 
 void Office::activate() {
-    if (state().playing) return;
+    if (state().playing == true) return;
     const auto windows = windowsFromFront();
     if (windows.empty()) return;
     const Reference<css::awt::XTopWindow> window(windows.front()->frame->getContainerWindow(), UNO_QUERY);
@@ -158,9 +138,8 @@ std::shared_ptr<const Office::Document> Office::documentOf(const Reference<css::
         if (window.document && window.document->model.get() == model.get()) return window.document;
     }
     if (!isPresentation(model)) return nullptr;
-    const Reference<css::presentation::XPresentationSupplier> supplier(model, UNO_QUERY_THROW);
-    auto document = std::make_shared<const Document>(
-        Document{identifierOf(model), model, {supplier->getPresentation(), UNO_QUERY_THROW}, isHidden(model)});
+    auto document =
+        std::make_shared<const Document>(Document{identifierOf(model), model, presentationOf(model), isHidden(model)});
     model->addEventListener(new EndListener([id = document->id, onClosed = onClosed_] { onClosed(id); }));
     return document;
 }
@@ -187,7 +166,5 @@ std::vector<const Office::Window*> Office::windowsFromFront() const {
 std::int64_t Office::numberOf(const Reference<css::drawing::XDrawPage>& page) {
     if (!page.is()) return 0;
     if (page.get() != lastPage_.page.get()) lastPage_ = {page, {page, UNO_QUERY_THROW}};
-    sal_Int16 number = 0;
-    lastPage_.properties->getPropertyValue("Number") >>= number;
-    return number;
+    return valueOf<sal_Int16>(lastPage_.properties, "Number");
 }

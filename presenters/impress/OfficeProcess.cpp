@@ -42,17 +42,8 @@ pid_t spawn(std::vector<std::string> command) {
 
 }  // namespace
 
-bool OfficeProcess::start(const std::string& pipe) {
-    headless_ = variable("DISPLAY").empty() && variable("WAYLAND_DISPLAY").empty();
-    return spawnListener(pipe);
-}
-
-bool OfficeProcess::startHeadless(const std::string& pipe) {
-    headless_ = true;
-    return spawnListener(pipe);
-}
-
-bool OfficeProcess::spawnListener(const std::string& pipe) {
+bool OfficeProcess::start(const std::string& pipe, Windows windows) {
+    headless_ = windows == Windows::never || (variable("DISPLAY").empty() && variable("WAYLAND_DISPLAY").empty());
     std::vector<std::string> command{OFFICE_PROGRAM, "--accept=pipe,name=" + pipe + ";urp;",
                                      "--nodefault",  "--nologo",
                                      "--norestore",  "--nofirststartwizard"};

@@ -8,13 +8,12 @@
 /// An office that this process has started in the background. Callable from any thread.
 class OfficeProcess {
 public:
-    /// Starts the office so that it listens on the pipe. With a display it is the user's office, without its windows
-    /// until one is needed. Without, it shows nothing and keeps a profile of its own, so that it can never take
-    /// the place of the user's. When an office runs already with the profile, that one begins to listen. False when the
-    /// office cannot be started.
-    [[nodiscard]] bool start(const std::string& pipe);
-    /// The same, without windows even where there is a display.
-    [[nodiscard]] bool startHeadless(const std::string& pipe);
+    enum class Windows { ifThereIsADisplay, never };
+
+    /// Starts the office so that it listens on the pipe. With windows it is the user's office, which shows none until
+    /// one is needed. Without, it keeps a profile of its own, so that it can never take the place of the user's. When
+    /// an office runs already with the profile, that one begins to listen. False when the office cannot be started.
+    [[nodiscard]] bool start(const std::string& pipe, Windows windows);
     /// Whether this is the process that was started, and no office of the user's.
     [[nodiscard]] bool isOwn(pid_t office) const;
     /// Whether the office shows nothing, so that it is of no use without this process.
@@ -25,8 +24,6 @@ public:
     void endWithin(std::chrono::seconds patience);
 
 private:
-    [[nodiscard]] bool spawnListener(const std::string& pipe);
-
     std::atomic<pid_t> group_ = 0;
     std::atomic<bool> headless_ = false;
 };

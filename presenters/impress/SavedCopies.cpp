@@ -14,12 +14,12 @@ void SavedCopies::presents(const std::string& documentID) {
 
 void SavedCopies::saved(const std::string& documentID, const fs::path& copy) {
     const std::lock_guard lock(mutex_);
-    Copy latest{documentID, copy, 0, false};
+    Copy latest{.documentID = documentID};
     if (const auto known = find(documentID); known != copies_.end()) {
-        latest.expectedOrders = known->expectedOrders;
-        latest.isClosed = known->isClosed;
+        latest = *known;
         copies_.erase(known);
     }
+    latest.path = copy;
     // Each of several callers saves a copy, and orders images later.
     if (documentID == presentedID_) ++latest.expectedOrders;
     if (copies_.size() == kMost) copies_.erase(copies_.begin());
@@ -49,12 +49,11 @@ std::optional<fs::path> SavedCopies::copyOf(const std::string& documentID) {
 
 bool SavedCopies::expectsOrder() const {
     const std::lock_guard lock(mutex_);
-    return std::any_of(copies_.begin(), copies_.end(), [this](const Copy& copy) {
+    return std::ranges::any_of(copies_, [this](const Copy& copy) {
         return copy.expectedOrders > 0 && (copy.isClosed || copy.documentID != presentedID_);
     });
 }
 
 std::vector<SavedCopies::Copy>::iterator SavedCopies::find(const std::string& documentID) {
-    return std::find_if(copies_.begin(), copies_.end(),
-                        [&](const Copy& copy) { return copy.documentID == documentID; });
+    return std::ranges::find(copies_, documentID, &Copy::documentID);
 }

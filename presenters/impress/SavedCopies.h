@@ -30,7 +30,7 @@ public:
 private:
     struct Copy {
         std::string documentID;
-        std::filesystem::path path;
+        std::filesystem::path path{};
         int expectedOrders = 0;
         bool isClosed = false;
     };

@@ -1,11 +1,9 @@
 #include "presenters/impress/Show.h"
 
 #include "base/FileURL.h"
+#include "presenters/impress/Documents.h"
 
-#include <com/sun/star/beans/XPropertySet.hpp>
 #include <com/sun/star/frame/Desktop.hpp>
-#include <com/sun/star/presentation/XPresentation2.hpp>
-#include <com/sun/star/presentation/XPresentationSupplier.hpp>
 #include <com/sun/star/presentation/XSlideShowController.hpp>
 #include <iostream>
 #include <thread>
@@ -28,8 +26,7 @@ Reference<XPresentation2> open(const Reference<css::uno::XComponentContext>& off
     const auto url = unoText(urlFromPath(std::filesystem::absolute(deck)));
     // Read only: neither leaves a lock file beside the deck nor asks what to do about somebody else's.
     const auto document = desktop->loadComponentFromURL(url, "_default", 0, properties({property("ReadOnly", true)}));
-    const Reference<css::presentation::XPresentationSupplier> supplier(document, UNO_QUERY_THROW);
-    return {supplier->getPresentation(), UNO_QUERY_THROW};
+    return presentationOf(document);
 }
 
 /// The office starts the show behind the call; null when it does not come.
@@ -42,13 +39,6 @@ Reference<XSlideShowController> start(const Reference<XPresentation2>& presentat
         std::this_thread::sleep_for(50ms);
     }
     return {};
-}
-
-int numberOfCurrentSlide(const Reference<XSlideShowController>& controller) {
-    const Reference<css::beans::XPropertySet> page(controller->getCurrentSlide(), UNO_QUERY_THROW);
-    sal_Int16 number = 0;
-    page->getPropertyValue("Number") >>= number;
-    return number;
 }
 
 }  // namespace
@@ -64,7 +54,8 @@ bool Show::run(const Reference<css::uno::XComponentContext>& office) const {
     }
     std::cout << "show started" << std::endl;
     while (true) {
-        std::cout << "showing slide " << numberOfCurrentSlide(controller) << std::endl;
+        const auto number = valueOf<sal_Int16>({controller->getCurrentSlide(), UNO_QUERY_THROW}, "Number");
+        std::cout << "showing slide " << number << std::endl;
         const bool last = controller->getCurrentSlideIndex() + 1 >= controller->getSlideCount();
         std::this_thread::sleep_for(advance);
         if (last || !presentation->isRunning()) break;

@@ -1,14 +1,13 @@
 #include "presenters/impress/SlideExport.h"
 
 #include "base/FileURL.h"
+#include "presenters/impress/Documents.h"
 #include "presenters/impress/PendingFile.h"
 
 #include <fmt/format.h>
 #include <algorithm>
 #include <chrono>
-#include <com/sun/star/beans/XPropertySet.hpp>
 #include <com/sun/star/drawing/GraphicExportFilter.hpp>
-#include <com/sun/star/drawing/XDrawPagesSupplier.hpp>
 #include <iostream>
 
 using css::uno::Reference;
@@ -29,8 +28,7 @@ public:
 
     void exportPage(const Reference<css::beans::XPropertySet>& page) {
         if (imageOptions_.getLength() == 0) imageOptions_ = imageOptions(page);
-        sal_Int16 number = 0;
-        page->getPropertyValue("Number") >>= number;
+        const auto number = valueOf<sal_Int16>(page, "Number");
         if (order_.written.contains(number)) return;
         const std::string name = fmt::format("slide.{:03}.jpg", number);
         PendingFile file(order_.directory / name);
@@ -59,10 +57,8 @@ private:
 
     /// All pages of a document have one size.
     [[nodiscard]] Properties imageOptions(const Reference<css::beans::XPropertySet>& page) const {
-        sal_Int32 width = 0;
-        sal_Int32 height = 0;
-        page->getPropertyValue("Width") >>= width;
-        page->getPropertyValue("Height") >>= height;
+        const auto width = valueOf<sal_Int32>(page, "Width");
+        const auto height = valueOf<sal_Int32>(page, "Height");
         const auto pixelHeight =
             width > 0 && height > 0 ? std::max<sal_Int32>(1, (kImageWidth * height + width / 2) / width) : kImageWidth;
         return properties({property("PixelWidth", sal_Int32(kImageWidth)), property("PixelHeight", pixelHeight),
@@ -84,8 +80,7 @@ void SlideExport::run(const Reference<css::uno::XComponentContext>& office,
     if (error) std::cerr << "Cannot make the folder " << directory << ": " << error.message() << ".\n";
     if (error) return;
     const auto start = Stopwatch::now();
-    const Reference<css::drawing::XDrawPagesSupplier> supplier(document, UNO_QUERY_THROW);
-    const auto pages = supplier->getDrawPages();
+    const auto pages = pagesOf(document);
     const sal_Int32 count = pages->getCount();
     PageExporter exporter(office, *this);
     for (sal_Int32 index = 0; index < count; ++index) {

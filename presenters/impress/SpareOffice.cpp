@@ -4,6 +4,7 @@
 
 #include <unistd.h>
 #include <com/sun/star/frame/Desktop.hpp>
+#include <memory>
 
 using namespace std::chrono_literals;
 
@@ -17,19 +18,14 @@ constexpr auto kLongestEnd = 5s;
 void SpareOffice::run(const Work& work) {
     const std::lock_guard turn(turn_);
     const std::string pipe = "keynote-capture-spare-" + std::to_string(getpid());
-    const bool started = process_.startHeadless(pipe);
+    const bool started = process_.start(pipe, OfficeProcess::Windows::never);
     const auto office = started ? OfficeConnection::attachWithin(pipe, kLongestStart) : std::nullopt;
     if (!office) {
         process_.end();
         throw Refusal("LibreOffice cannot be started again.");
     }
-    try {
-        work(office->context());
-    } catch (...) {
-        finish(*office);
-        throw;
-    }
-    finish(*office);
+    const std::shared_ptr<void> end(nullptr, [&](void*) { finish(*office); });
+    work(office->context());
 }
 
 void SpareOffice::finish(const OfficeConnection& office) {

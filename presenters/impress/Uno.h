@@ -1,6 +1,7 @@
 #pragma once
 
 #include <com/sun/star/beans/PropertyValue.hpp>
+#include <com/sun/star/beans/XPropertySet.hpp>
 #include <com/sun/star/uno/Exception.hpp>
 #include <com/sun/star/uno/Reference.hxx>
 #include <com/sun/star/uno/Sequence.hxx>
@@ -28,4 +29,12 @@ using Properties = css::uno::Sequence<css::beans::PropertyValue>;
 template <typename Value>
 [[nodiscard]] css::beans::PropertyValue property(const char* name, const Value& value) {
     return {rtl::OUString::createFromAscii(name), -1, css::uno::Any(value), css::beans::PropertyState_DIRECT_VALUE};
+}
+
+/// The value of a property; `standard` when it has another type or is void. Asks the office.
+template <typename Value>
+[[nodiscard]] Value valueOf(const css::uno::Reference<css::beans::XPropertySet>& object, const char* name,
+                            Value standard = {}) {
+    object->getPropertyValue(rtl::OUString::createFromAscii(name)) >>= standard;
+    return standard;
 }

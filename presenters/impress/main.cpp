@@ -58,7 +58,9 @@ OfficeConnection attach(const std::string& pipe) {
 /// The office that listens already, else one that is started for it.
 OfficeConnection attachOrStart(const std::string& pipe) {
     if (auto office = OfficeConnection::attach(pipe)) return *office;
-    if (!ownOffice.start(pipe)) fail("LibreOffice cannot be started. Install libreoffice-impress.");
+    if (!ownOffice.start(pipe, OfficeProcess::Windows::ifThereIsADisplay)) {
+        fail("LibreOffice cannot be started. Install libreoffice-impress.");
+    }
     if (auto office = OfficeConnection::attachWithin(pipe, kLongestOfficeStart)) return *office;
     fail("LibreOffice was started, but does not listen on the pipe " + pipe + ".");
 }

@@ -1,17 +1,24 @@
-#include "presenters/impress/DocumentOpening.h"
+#include "presenters/impress/Documents.h"
 
 #include "base/FileURL.h"
 #include "presenters/impress/CancellingInteraction.h"
-#include "presenters/impress/Office.h"
+#include "presenters/impress/PendingFile.h"
 #include "presenters/impress/Refusal.h"
 
 #include <unistd.h>
 #include <com/sun/star/document/MacroExecMode.hpp>
 #include <com/sun/star/document/UpdateDocMode.hpp>
+#include <com/sun/star/drawing/XDrawPagesSupplier.hpp>
 #include <com/sun/star/frame/Desktop.hpp>
+#include <com/sun/star/frame/XStorable2.hpp>
 #include <com/sun/star/lang/DisposedException.hpp>
+#include <com/sun/star/lang/XServiceInfo.hpp>
+#include <com/sun/star/presentation/XPresentationSupplier.hpp>
+#include <com/sun/star/util/CloseVetoException.hpp>
 #include <com/sun/star/util/XCloseable.hpp>
 #include <com/sun/star/util/XModifiable.hpp>
+
+namespace fs = std::filesystem;
 
 using css::frame::XModel;
 using css::uno::Reference;
@@ -20,7 +27,8 @@ using css::uno::UNO_QUERY_THROW;
 
 namespace {
 
-namespace fs = std::filesystem;
+/// The format in which the office saves presentations unless told otherwise.
+constexpr const char* kOwnFormat = "impress8";
 
 [[noreturn]] void refuse(const fs::path& path, const std::string& why) {
     throw Refusal("The file " + path.string() + " cannot be opened: " + why + ".");
@@ -89,7 +97,55 @@ Reference<XModel> create(const Reference<css::frame::XDesktop2>& desktop, const 
     return model;
 }
 
+void saveToItsFile(const Reference<XModel>& document, bool modified) {
+    const Reference<css::frame::XStorable2> storable(document, UNO_QUERY_THROW);
+    if (!modified && storable->hasLocation()) return;
+    const Reference<css::task::XInteractionHandler> handler(new CancellingInteraction);
+    const auto noDialog = property("InteractionHandler", handler);
+    try {
+        if (storable->hasLocation()) {
+            storable->storeSelf(properties({noDialog}));
+        } else if (!document->getURL().isEmpty()) {
+            storable->storeAsURL(document->getURL(),
+                                 properties({property("FilterName", unoText(kOwnFormat)), noDialog}));
+        } else {
+            throw Refusal("The document has no file yet. Save it under a name first.");
+        }
+    } catch (const css::lang::DisposedException&) {
+        throw;
+    } catch (const css::uno::Exception& exception) {
+        throw Refusal("The document stays open, because it could not be saved: " + textFrom(exception));
+    }
+}
+
 }  // namespace
+
+std::string identifierOf(const Reference<XModel>& document) {
+    return textFrom(valueOf<rtl::OUString>({document, UNO_QUERY_THROW}, "RuntimeUID"));
+}
+
+bool isPresentation(const Reference<XModel>& document) {
+    const Reference<css::lang::XServiceInfo> info(document, UNO_QUERY);
+    return info.is() && info->supportsService("com.sun.star.presentation.PresentationDocument");
+}
+
+bool isHidden(const Reference<XModel>& document) {
+    bool hidden = false;
+    const auto arguments = document->getArgs();
+    for (const auto& argument : arguments) {
+        if (argument.Name == "Hidden") argument.Value >>= hidden;
+    }
+    return hidden;
+}
+
+Reference<css::drawing::XDrawPages> pagesOf(const Reference<css::uno::XInterface>& document) {
+    return Reference<css::drawing::XDrawPagesSupplier>(document, UNO_QUERY_THROW)->getDrawPages();
+}
+
+Reference<css::presentation::XPresentation2> presentationOf(const Reference<css::uno::XInterface>& document) {
+    const Reference<css::presentation::XPresentationSupplier> supplier(document, UNO_QUERY_THROW);
+    return {supplier->getPresentation(), UNO_QUERY_THROW};
+}
 
 Reference<XModel> DocumentOpening::run(const Reference<css::uno::XComponentContext>& office) const {
     const auto desktop = css::frame::Desktop::create(office);
@@ -104,4 +160,33 @@ Reference<XModel> DocumentOpening::run(const Reference<css::uno::XComponentConte
     const Reference<css::util::XModifiable> modifiable(model, UNO_QUERY_THROW);
     if (modifiable->isModified()) modifiable->setModified(false);
     return model;
+}
+
+void DocumentClosing::run() const {
+    if (presentationOf(document)->isRunning()) {
+        throw Refusal("The document is being presented. End its slide show first.");
+    }
+    const Reference<css::util::XModifiable> modifiable(document, UNO_QUERY_THROW);
+    const bool modified = modifiable->isModified();
+    const bool inWindow = !isHidden(document);
+    if (saving == Saving::ask && (modified || inWindow)) return;
+    if (modified && saving == Saving::no && inWindow) {
+        throw Refusal("The document stays open: its user has unsaved changes in a window.");
+    }
+    if (saving == Saving::yes) saveToItsFile(document, modified);
+    try {
+        Reference<css::util::XCloseable>(document, UNO_QUERY_THROW)->close(false);
+    } catch (const css::util::CloseVetoException&) {
+        throw Refusal("LibreOffice is still at work with the document. Try again.");
+    }
+}
+
+void DocumentCopy::run() const {
+    const Reference<css::frame::XStorable> storable(document, UNO_QUERY_THROW);
+    const Reference<css::task::XInteractionHandler> noDialog(new CancellingInteraction);
+    PendingFile file(target);
+    storable->storeToURL(unoText(urlFromPath(file.path())),
+                         properties({property("FilterName", unoText(kOwnFormat)), property("PickListEntry", false),
+                                     property("InteractionHandler", noDialog)}));
+    if (const auto error = file.commit()) throw Refusal("no copy " + target.string() + ": " + error.message() + ".");
 }
