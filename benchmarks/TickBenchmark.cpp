@@ -43,7 +43,7 @@ private:
     const fs::path directory_;
     std::set<std::string> names_;
     files::LinuxFileManager files_;
-    SimulatedPlatform simulated_;
+    simulated::SimulatedPlatform simulated_;
     const Platform services_ = replaced(platform(), files_);
 };
 

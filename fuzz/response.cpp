@@ -29,7 +29,7 @@ bool isUTF8(const std::string& xml) {
 
 /// There is a response or none, and that of a well-formed document does not depend on how the bytes come.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static SimulatedPlatform platform;
+    static simulated::SimulatedPlatform platform;
     platform.unifiedLog.entries.clear();  // or what is held grows with every input
     shared::beginNewLogRun();
     const std::string xml(reinterpret_cast<const char*>(data), size);

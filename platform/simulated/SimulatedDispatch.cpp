@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+namespace simulated {
+
 /// A repeating timer: each tick puts the next one in.
 class SimulatedDispatch::Timer final : public Registration, public std::enable_shared_from_this<Timer> {
 public:
@@ -109,3 +111,5 @@ bool SimulatedDispatch::runNext(Instant limit) {
 void SimulatedDispatch::add(Instant deadline, Task task) {
     waiting_.emplace(Key{deadline, submitted_++}, std::move(task));
 }
+
+}  // namespace simulated

@@ -9,6 +9,8 @@
 #include <string>
 #include <utility>
 
+namespace simulated {
+
 /// Queues and timers in virtual time, all run by the thread that calls `runFor`: *run everything that is ready, jump to
 /// the next deadline, repeat*. Ninety seconds of waiting take no time, and every run is the same.
 class SimulatedDispatch final : public Dispatch, public Clock {
@@ -51,3 +53,5 @@ private:
     std::shared_ptr<const bool> queues_ = std::make_shared<const bool>(true);  ///< shared by the serial queues
     std::unique_ptr<Queue> mainQueue_;
 };
+
+}  // namespace simulated

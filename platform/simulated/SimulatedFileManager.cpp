@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+namespace simulated {
 namespace {
 
 ErrorPtr posixError(int code, const std::filesystem::path& path) {
@@ -100,7 +101,7 @@ std::optional<std::filesystem::path> SimulatedFileManager::resolvingSymbolicLink
     return kindOf(path) == FileKind::none ? std::nullopt : std::optional(path);
 }
 
-std::unique_ptr<ProgramOutput::File> SimulatedFileManager::openFile(const Path& path, ErrorPtr& error) {
+std::unique_ptr<presenters::ProgramOutput::File> SimulatedFileManager::openFile(const Path& path, ErrorPtr& error) {
     error = kindOf(path) == FileKind::directory ? posixError(EISDIR, path) : checkParent(path);
     if (error) return nullptr;
     auto& node = nodes_[path];
@@ -143,3 +144,5 @@ SimulatedFileManager::Node SimulatedFileManager::fileAt(const Path& path) const 
     const auto found = nodes_.find(path);
     return found == nodes_.end() ? nullptr : found->second;
 }
+
+}  // namespace simulated

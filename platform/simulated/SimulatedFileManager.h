@@ -9,9 +9,11 @@
 #include <string>
 #include <vector>
 
+namespace simulated {
+
 /// Files in memory, for the service and for the simulated presentation program. An open file stays whole when it is
 /// renamed or removed. Failures can be switched on.
-class SimulatedFileManager final : public FileManager, public ProgramOutput {
+class SimulatedFileManager final : public FileManager, public presenters::ProgramOutput {
 public:
     using Path = std::filesystem::path;
 
@@ -57,3 +59,5 @@ private:
     std::map<Path, Node> nodes_;
     const std::shared_ptr<std::size_t> writes_ = std::make_shared<std::size_t>(0);  ///< open files may outlive this
 };
+
+}  // namespace simulated

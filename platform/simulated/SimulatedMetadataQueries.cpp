@@ -2,6 +2,8 @@
 
 #include <utility>
 
+namespace simulated {
+
 class SimulatedMetadataQueries::Query final : public MetadataQuery, public std::enable_shared_from_this<Query> {
 public:
     Query(SimulatedMetadataQueries& owner, std::string text) : owner_(owner), text_(std::move(text)) {}
@@ -37,3 +39,5 @@ std::shared_ptr<MetadataQuery> SimulatedMetadataQueries::makeQuery(const std::st
 Handle SimulatedMetadataQueries::observeDidFinish(Observer observer) {
     return observers_.add(std::move(observer));
 }
+
+}  // namespace simulated

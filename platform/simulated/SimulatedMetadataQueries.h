@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+namespace simulated {
+
 /// Searches that find what a test says, after a time that it says.
 class SimulatedMetadataQueries final : public MetadataQueries {
 public:
@@ -30,3 +32,5 @@ private:
     SimulatedDispatch& dispatch_;
     ObserverList<MetadataQuery> observers_;
 };
+
+}  // namespace simulated

@@ -10,6 +10,8 @@
 #include "platform/simulated/SimulatedWorkspace.h"
 #include "ports/Platform.h"
 
+namespace simulated {
+
 /// A whole platform in memory and virtual time, installed for as long as it lives.
 class SimulatedPlatform {
 public:
@@ -64,3 +66,5 @@ private:
                              .urlSessions = &urlSessions,
                              .threads = &threads};
 };
+
+}  // namespace simulated

@@ -5,6 +5,7 @@
 #include <functional>
 #include <utility>
 
+namespace simulated {
 namespace {
 
 /// " key=value" for each, in the order of the keys.
@@ -21,7 +22,7 @@ std::string textOf(const ExportProperties& properties) {
 class SimulatedScripting::Application final : public ScriptingApplication,
                                               public std::enable_shared_from_this<Application> {
 public:
-    using Event = std::function<ErrorPtr(PresentationProgramModel&)>;
+    using Event = std::function<ErrorPtr(presenters::PresentationProgramModel&)>;
 
     /// Without a process identifier the application that appeared last is meant.
     Application(SimulatedScripting& scripting, std::optional<pid_t> pid) : scripting_(scripting), pid_(pid) {}
@@ -30,23 +31,25 @@ public:
 
     void presentingState(StateAnswer answer) override {
         PresentingState state;
-        const auto outcome = deliver("presentingState", {}, taking(state, &PresentationProgramModel::presentingState));
+        const auto outcome =
+            deliver("presentingState", {}, taking(state, &presenters::PresentationProgramModel::presentingState));
         later(outcome, [state, outcome, answer = std::move(answer)] { answer(state, outcome.error); });
     }
 
     [[nodiscard]] std::vector<ScriptingWindow> windows() override {
         std::vector<ScriptingWindow> result;
-        static_cast<void>(sendAndWait("windows", {}, taking(result, &PresentationProgramModel::windows)));
+        static_cast<void>(sendAndWait("windows", {}, taking(result, &presenters::PresentationProgramModel::windows)));
         return result;
     }
 
     [[nodiscard]] std::optional<std::string> version() override {
         std::string result;
-        if (sendAndWait("version", {}, taking(result, &PresentationProgramModel::version))) return std::nullopt;
+        if (sendAndWait("version", {}, taking(result, &presenters::PresentationProgramModel::version)))
+            return std::nullopt;
         return result;
     }
 
-    void activate() override { send("activate", {}, std::mem_fn(&PresentationProgramModel::activate)); }
+    void activate() override { send("activate", {}, std::mem_fn(&presenters::PresentationProgramModel::activate)); }
 
     void open(const std::filesystem::path& path, DocumentAnswer answer) override {
         std::string id;
@@ -79,7 +82,7 @@ public:
     /// The event that asks the model a question and keeps its answer.
     template <typename Value, typename Question>
     [[nodiscard]] static Event taking(Value& value, Question question) {
-        return [&value, question = std::move(question)](PresentationProgramModel& model) {
+        return [&value, question = std::move(question)](presenters::PresentationProgramModel& model) {
             ErrorPtr error;
             value = std::invoke(question, model, error);
             return error;
@@ -101,7 +104,7 @@ private:
     [[nodiscard]] Outcome deliver(const std::string& name, const std::string& argument, const Event& event) {
         ++scripting_.eventsSent_;
         if (scripting_.eventObserver) scripting_.eventObserver(argument.empty() ? name : name + " " + argument);
-        PresentationProgramModel* const model = scripting_.model(pid_);
+        presenters::PresentationProgramModel* const model = scripting_.model(pid_);
         if (model == nullptr) {
             return {name, makeError(NSOSStatusErrorDomain, kAppleEventFailed, "The application is not running.")};
         }
@@ -180,8 +183,10 @@ std::shared_ptr<ScriptingApplication> SimulatedScripting::applicationForBundleId
     return std::make_shared<Application>(*this, std::nullopt);
 }
 
-PresentationProgramModel* SimulatedScripting::model(std::optional<pid_t> pid) const {
+presenters::PresentationProgramModel* SimulatedScripting::model(std::optional<pid_t> pid) const {
     const auto found = std::find_if(models_.rbegin(), models_.rend(),
                                     [pid](const auto& attached) { return !pid || attached.first == *pid; });
     return found == models_.rend() ? nullptr : found->second;
 }
+
+}  // namespace simulated

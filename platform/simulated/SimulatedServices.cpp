@@ -10,6 +10,7 @@
 #include <string_view>
 #include <utility>
 
+namespace simulated {
 namespace {
 
 /// Fields of a date pattern and what prints them: a date, and its milliseconds.
@@ -133,3 +134,5 @@ std::string SimulatedXML::document(const XMLElement& root, XMLEncoding encoding)
     return std::string("<?xml encoding=\"") + (encoding == XMLEncoding::utf16 ? "UTF-16" : "UTF-8") + "\"?>" +
            textOf(root);
 }
+
+}  // namespace simulated

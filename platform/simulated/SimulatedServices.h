@@ -18,6 +18,8 @@
 #include <string>
 #include <vector>
 
+namespace simulated {
+
 /// A bundle of given strings and resources.
 class SimulatedBundle final : public Bundle {
 public:
@@ -162,3 +164,5 @@ public:
 
     std::vector<std::string> messages;
 };
+
+}  // namespace simulated

@@ -8,6 +8,8 @@
 #include <semaphore>
 #include <thread>
 
+namespace simulated {
+
 class SimulatedThreads::OneThread final : public Thread, public std::enable_shared_from_this<OneThread> {
 public:
     explicit OneThread(SimulatedThreads& threads) : threads_(threads) {}
@@ -123,3 +125,5 @@ std::size_t SimulatedThreads::running() const {
     return static_cast<std::size_t>(
         std::ranges::count_if(threads_, [](const auto& thread) { return !thread->hasEnded(); }));
 }
+
+}  // namespace simulated

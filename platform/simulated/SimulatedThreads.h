@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+namespace simulated {
+
 class SimulatedDispatch;
 
 /// Threads in virtual time. Each is a thread of the system, but they and the one that runs the dispatch take turns: one
@@ -37,3 +39,5 @@ private:
     SimulatedDispatch& dispatch_;
     std::vector<std::shared_ptr<OneThread>> threads_;
 };
+
+}  // namespace simulated

@@ -6,6 +6,7 @@
 #include <system_error>
 #include <utility>
 
+namespace simulated {
 namespace {
 
 ErrorPtr urlError(NSURLErrorCode code) {
@@ -200,3 +201,5 @@ SimulatedAnswer SimulatedURLSessions::answerTo(const URLRequest& request) {
     nobody.error = urlError(NSURLErrorCannotFindHost);
     return nobody;
 }
+
+}  // namespace simulated

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+namespace simulated {
+
 /// What a simulated server does with a request.
 struct SimulatedAnswer {
     int statusCode = 200;
@@ -48,3 +50,5 @@ private:
 
     SimulatedDispatch& dispatch_;
 };
+
+}  // namespace simulated

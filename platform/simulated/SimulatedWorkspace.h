@@ -4,6 +4,8 @@
 #include "ports/Dispatch.h"
 #include "ports/Workspace.h"
 
+namespace simulated {
+
 /// An application that a test makes and changes.
 class SimulatedApplication final : public RunningApplication {
 public:
@@ -82,3 +84,5 @@ private:
     Applications told_;  ///< what observers have heard of
     ObserverList<> observers_;
 };
+
+}  // namespace simulated

@@ -6,6 +6,8 @@
 #include <com/sun/star/task/DocumentPasswordRequest2.hpp>
 #include <com/sun/star/task/XInteractionAbort.hpp>
 
+namespace impress {
+
 using css::uno::Reference;
 using css::uno::UNO_QUERY;
 
@@ -43,3 +45,5 @@ std::string CancellingInteraction::reason() {
     const std::lock_guard lock(mutex_);
     return reason_;
 }
+
+}  // namespace impress

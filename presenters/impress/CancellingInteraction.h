@@ -7,6 +7,8 @@
 #include <mutex>
 #include <string>
 
+namespace impress {
+
 /// Stands where the office would ask the user, or tell of an error: remembers what it was about, and cancels. An order
 /// that names none may inherit the one of the user's window, whose dialog would stand over a lecture until it is
 /// closed.
@@ -23,3 +25,5 @@ private:
     std::mutex mutex_;
     std::string reason_;
 };
+
+}  // namespace impress

@@ -3,6 +3,8 @@
 #include <functional>
 #include <utility>
 
+namespace impress {
+
 CommandLanes::CommandLanes(const runtime::Workers& workers) : workers_(workers), order_(workers.makeQueue(kCapacity)) {}
 
 bool CommandLanes::pushInOrder(Command command) {
@@ -34,3 +36,5 @@ void CommandLanes::enter(const std::string& lane, const Command& command) {
     // Without a thread for the lane, in which nothing waits then, the order waits for the command.
     if (!queue->push([queue, command] { command(); })) command();
 }
+
+}  // namespace impress

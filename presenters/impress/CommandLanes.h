@@ -8,6 +8,8 @@
 #include <memory>
 #include <string>
 
+namespace impress {
+
 /// Runs accepted commands on workers. All commands take their turn in one order, that of their arrival.
 /// A command in order is done within its turn, so it is done when the next one's turn comes. A command in a lane only
 /// enters its lane then: commands of one lane run one after the other, lanes run side by side, and nothing waits for a
@@ -42,3 +44,5 @@ private:
     /// Commands that wait may outlive this object.
     const std::shared_ptr<std::atomic<std::size_t>> accepted_ = std::make_shared<std::atomic<std::size_t>>(0);
 };
+
+}  // namespace impress

@@ -17,6 +17,8 @@
 #include <iostream>
 #include <numeric>
 
+namespace impress {
+
 using css::drawing::XDrawPage;
 using css::uno::Reference;
 using css::uno::UNO_QUERY;
@@ -204,3 +206,5 @@ std::vector<std::int64_t> slideNumbersOf(const Reference<css::frame::XModel>& do
     std::iota(numbers.begin(), numbers.end(), 1);
     return numbers;
 }
+
+}  // namespace impress

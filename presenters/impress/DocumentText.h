@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+namespace impress {
+
 /// Bytes of text that one answer may hold.
 inline constexpr std::size_t kLargestText = std::size_t{32} << 20U;
 
@@ -24,3 +26,5 @@ inline constexpr std::size_t kLargestText = std::size_t{32} << 20U;
 
 /// The numbers of the document's slides, in order.
 [[nodiscard]] std::vector<std::int64_t> slideNumbersOf(const css::uno::Reference<css::frame::XModel>& document);
+
+}  // namespace impress

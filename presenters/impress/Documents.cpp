@@ -18,6 +18,8 @@
 #include <com/sun/star/util/XCloseable.hpp>
 #include <com/sun/star/util/XModifiable.hpp>
 
+namespace impress {
+
 namespace fs = std::filesystem;
 
 using css::frame::XModel;
@@ -190,3 +192,5 @@ void DocumentCopy::run() const {
                                      property("InteractionHandler", noDialog)}));
     if (const auto error = file.commit()) throw Refusal("no copy " + target.string() + ": " + error.message() + ".");
 }
+
+}  // namespace impress

@@ -9,6 +9,8 @@
 #include <filesystem>
 #include <string>
 
+namespace impress {
+
 /// The ID of an open document, unique among all that this office has had open. Throws `css::uno::Exception`.
 [[nodiscard]] std::string identifierOf(const css::uno::Reference<css::frame::XModel>& document);
 /// Whether this is a presentation, and no drawing or table.
@@ -57,3 +59,5 @@ struct DocumentCopy {
     /// its views. Throws `css::uno::Exception` when the office cannot write it, and `Refusal` when it has no place.
     void run() const;
 };
+
+}  // namespace impress

@@ -8,6 +8,8 @@
 #include <functional>
 #include <iostream>
 
+namespace impress {
+
 /// Calls a function when what it listens to is at its end. The office calls it, so nothing may leave it.
 class EndListener : public cppu::WeakImplHelper1<css::lang::XEventListener> {
 public:
@@ -24,3 +26,5 @@ public:
 private:
     std::function<void()> onEnd_;
 };
+
+}  // namespace impress

@@ -9,6 +9,8 @@
 #include <memory>
 #include <utility>
 
+namespace impress {
+
 using namespace std::chrono_literals;
 
 namespace {
@@ -392,3 +394,5 @@ void ImpressProgram::callerLeft(const std::string& caller) {
         if (!accepted) std::cerr << "A document stays open: too many commands are waiting.\n";
     }
 }
+
+}  // namespace impress

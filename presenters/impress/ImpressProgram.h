@@ -20,6 +20,8 @@
 #include <string>
 #include <vector>
 
+namespace impress {
+
 /// The office on the bus: answers the scripting channel of `bus/com.veldrin.PresentationProgram.xml`.
 ///
 /// The bus thread hands each question to a work queue, waits a bounded time, and refuses the call when no answer
@@ -101,3 +103,5 @@ private:
     const std::unique_ptr<runtime::WorkQueue> questions_ = workers_.makeQueue(kMostQuestions);
     std::unique_ptr<bus::ProgramServer> server_;  ///< last, so that no call comes before or after the rest
 };
+
+}  // namespace impress

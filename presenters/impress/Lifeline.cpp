@@ -10,6 +10,7 @@
 #include <iostream>
 #include <utility>
 
+namespace impress {
 namespace {
 
 constexpr std::chrono::milliseconds kBetweenLooks{20};
@@ -70,3 +71,5 @@ void Lifeline::end(const std::vector<std::string>& successor) {
     if (successor.empty()) std::_Exit(EXIT_SUCCESS);
     replaceProcess(successor);
 }
+
+}  // namespace impress

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+namespace impress {
+
 /// Ends the process when it is told to, and ends it or replaces it by a fresh one when the office is gone. All of it
 /// happens at once, whatever the other threads are waiting for: the kernel closes the bus connection, and with it the
 /// program's name leaves the bus. A fresh process has no state of an office that no longer exists. Only work that is
@@ -45,3 +47,5 @@ private:
     Instant deadline_;
     runtime::LoopThread thread_;
 };
+
+}  // namespace impress

@@ -14,6 +14,8 @@
 #include <com/sun/star/presentation/XSlideShowController.hpp>
 #include <utility>
 
+namespace impress {
+
 using css::uno::Reference;
 using css::uno::UNO_QUERY;
 using css::uno::UNO_QUERY_THROW;
@@ -168,3 +170,5 @@ std::int64_t Office::numberOf(const Reference<css::drawing::XDrawPage>& page) {
     if (page.get() != lastPage_.page.get()) lastPage_ = {page, {page, UNO_QUERY_THROW}};
     return valueOf<sal_Int16>(lastPage_.properties, "Number");
 }
+
+}  // namespace impress

@@ -16,6 +16,8 @@
 #include <string>
 #include <vector>
 
+namespace impress {
+
 /// The office as a presentation program: its presentation documents and their windows. Documents that were loaded
 /// hidden are neither in a state nor among the windows, but are found by their ID. What does not change while a
 /// document is open is asked once, so that a look at the state costs a handful of calls into the office. One thread at
@@ -77,3 +79,5 @@ private:
     Page lastPage_;
     std::int64_t lastShownNumber_ = 0;
 };
+
+}  // namespace impress

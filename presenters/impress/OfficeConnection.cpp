@@ -17,6 +17,8 @@
 #include <rtl/bootstrap.hxx>
 #include <thread>
 
+namespace impress {
+
 using css::uno::Reference;
 
 namespace {
@@ -95,3 +97,5 @@ void OfficeConnection::observeLoss(std::function<void()> onLost) const {
     const Reference<css::lang::XComponent> bridge(bridge_, css::uno::UNO_QUERY_THROW);
     bridge->addEventListener(new EndListener(std::move(onLost)));
 }
+
+}  // namespace impress

@@ -10,6 +10,8 @@
 #include <optional>
 #include <string>
 
+namespace impress {
+
 /// A connection to a running office over the pipe on which it listens.
 class OfficeConnection {
 public:
@@ -36,3 +38,5 @@ private:
     css::uno::Reference<css::uno::XComponentContext> context_;
     pid_t processIdentifier_ = 0;
 };
+
+}  // namespace impress

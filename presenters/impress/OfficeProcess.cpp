@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+namespace impress {
 namespace {
 
 std::string variable(const char* name) {
@@ -71,3 +72,5 @@ void OfficeProcess::endWithin(std::chrono::seconds patience) {
     }
     group_ = 0;
 }
+
+}  // namespace impress

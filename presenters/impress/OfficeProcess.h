@@ -5,6 +5,8 @@
 #include <chrono>
 #include <string>
 
+namespace impress {
+
 /// An office that this process has started in the background. Callable from any thread.
 class OfficeProcess {
 public:
@@ -27,3 +29,5 @@ private:
     std::atomic<pid_t> group_ = 0;
     std::atomic<bool> headless_ = false;
 };
+
+}  // namespace impress

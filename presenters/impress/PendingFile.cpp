@@ -4,6 +4,7 @@
 #include <set>
 #include <utility>
 
+namespace impress {
 namespace {
 
 std::mutex currentMutex;
@@ -39,3 +40,5 @@ void PendingFile::abandon() noexcept {
     std::error_code ignored;
     for (const auto& path : current) std::filesystem::remove(path, ignored);
 }
+
+}  // namespace impress

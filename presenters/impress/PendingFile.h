@@ -3,6 +3,8 @@
 #include <filesystem>
 #include <system_error>
 
+namespace impress {
+
 /// A file that the office writes for us under a hidden name in the target's folder, and that takes its own name only
 /// when complete: whoever watches the folder never sees half a file.
 class PendingFile {
@@ -25,3 +27,5 @@ private:
     std::filesystem::path target_;
     std::filesystem::path path_;
 };
+
+}  // namespace impress

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+namespace impress {
+
 namespace fs = std::filesystem;
 
 void SavedCopies::presents(const std::string& documentID) {
@@ -57,3 +59,5 @@ bool SavedCopies::expectsOrder() const {
 std::vector<SavedCopies::Copy>::iterator SavedCopies::find(const std::string& documentID) {
     return std::ranges::find(copies_, documentID, &Copy::documentID);
 }
+
+}  // namespace impress

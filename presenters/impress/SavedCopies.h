@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+namespace impress {
+
 /// The copies saved of documents. A deck may be closed, and its office with it, as soon as its show has ended; images
 /// that are ordered after that are made from the copy. Any thread.
 class SavedCopies {
@@ -41,3 +43,5 @@ private:
     std::string presentedID_;   ///< this and what follows guarded by `mutex_`
     std::vector<Copy> copies_;  ///< the latest last
 };
+
+}  // namespace impress

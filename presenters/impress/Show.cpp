@@ -8,6 +8,8 @@
 #include <iostream>
 #include <thread>
 
+namespace impress {
+
 using css::presentation::XPresentation2;
 using css::presentation::XSlideShowController;
 using css::uno::Reference;
@@ -65,3 +67,5 @@ bool Show::run(const Reference<css::uno::XComponentContext>& office) const {
     std::cout << "show ended" << std::endl;
     return true;
 }
+
+}  // namespace impress

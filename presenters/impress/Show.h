@@ -6,6 +6,8 @@
 #include <com/sun/star/uno/XComponentContext.hpp>
 #include <filesystem>
 
+namespace impress {
+
 /// A slide show that nobody steers, for a demonstration.
 struct Show {
     std::filesystem::path deck;
@@ -15,3 +17,5 @@ struct Show {
     /// Returns whether it came to its end. Throws `css::uno::Exception` when the office or the deck fails.
     [[nodiscard]] bool run(const css::uno::Reference<css::uno::XComponentContext>& office) const;
 };
+
+}  // namespace impress

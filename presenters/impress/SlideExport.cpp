@@ -10,6 +10,8 @@
 #include <com/sun/star/drawing/GraphicExportFilter.hpp>
 #include <iostream>
 
+namespace impress {
+
 using css::uno::Reference;
 using css::uno::UNO_QUERY_THROW;
 
@@ -91,3 +93,5 @@ void SlideExport::run(const Reference<css::uno::XComponentContext>& office,
     std::cerr << fmt::format("Exported {} of {} slides in {:.2f} s, {:.1f} % of it inside the office's filter.\n",
                              written.size(), count, elapsed.count(), 100 * exporter.timeInFilter() / elapsed);
 }
+
+}  // namespace impress

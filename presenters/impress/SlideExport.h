@@ -7,6 +7,8 @@
 #include <filesystem>
 #include <set>
 
+namespace impress {
+
 /// An order to write every slide of a document, hidden ones too, as JPEG image `slide.NNN.jpg` by its number.
 struct SlideExport {
     std::filesystem::path directory;  ///< made when missing
@@ -19,3 +21,5 @@ struct SlideExport {
     void run(const css::uno::Reference<css::uno::XComponentContext>& office,
              const css::uno::Reference<css::frame::XModel>& document);
 };
+
+}  // namespace impress

@@ -6,6 +6,8 @@
 #include <com/sun/star/frame/Desktop.hpp>
 #include <memory>
 
+namespace impress {
+
 using namespace std::chrono_literals;
 
 namespace {
@@ -37,3 +39,5 @@ void SpareOffice::finish(const OfficeConnection& office) {
     }
     process_.endWithin(kLongestEnd);
 }
+
+}  // namespace impress

@@ -6,6 +6,8 @@
 #include <functional>
 #include <mutex>
 
+namespace impress {
+
 /// An office of our own that nobody sees, for work that is left when the user's office has gone. Any thread.
 class SpareOffice {
 public:
@@ -23,3 +25,5 @@ private:
     std::mutex turn_;
     OfficeProcess process_;
 };
+
+}  // namespace impress

@@ -3,6 +3,8 @@
 #include <rtl/textenc.h>
 #include <typeinfo>
 
+namespace impress {
+
 std::string textFrom(const rtl::OUString& text) {
     const rtl::OString bytes = rtl::OUStringToOString(text, RTL_TEXTENCODING_UTF8);
     return {bytes.getStr(), static_cast<std::size_t>(bytes.getLength())};
@@ -15,3 +17,5 @@ rtl::OUString unoText(std::string_view utf8) {
 std::string textFrom(const css::uno::Exception& exception) {
     return exception.Message.isEmpty() ? std::string(typeid(exception).name()) : textFrom(exception.Message);
 }
+
+}  // namespace impress

@@ -12,6 +12,8 @@
 
 namespace css = com::sun::star;
 
+namespace impress {
+
 /// Text as UTF-8; what the office's UTF-16 holds of broken surrogates becomes a replacement character.
 [[nodiscard]] std::string textFrom(const rtl::OUString& text);
 /// Text from UTF-8; broken sequences become replacement characters.
@@ -38,3 +40,5 @@ template <typename Value>
     object->getPropertyValue(rtl::OUString::createFromAscii(name)) >>= standard;
     return standard;
 }
+
+}  // namespace impress

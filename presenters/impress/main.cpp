@@ -16,6 +16,7 @@
 #include <cstdlib>
 #include <iostream>
 
+using namespace impress;
 using namespace std::chrono_literals;
 
 namespace {

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 
+namespace presenters {
 namespace {
 
 constexpr std::array kCalls{"presentingState", "windows", "version", "activate", "open",   "close",
@@ -117,3 +118,5 @@ std::optional<std::string> PresentationProgramFaults::switchOff(std::string_view
     fault->drop(*this);
     return std::nullopt;
 }
+
+}  // namespace presenters

@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+namespace presenters {
+
 /// What a simulated presentation program does wrong; as made, nothing. The names in the comments are how scripts call
 /// the faults. The last group is about answering calls at all and belongs to whoever carries the calls.
 struct PresentationProgramFaults {
@@ -39,3 +41,5 @@ struct PresentationProgramFaults {
     /// Switches the named fault off again, or all of them for an empty name. Answers as `switchOn`.
     [[nodiscard]] std::optional<std::string> switchOff(std::string_view name);
 };
+
+}  // namespace presenters

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <utility>
 
+namespace presenters {
 namespace {
 
 /// What the archive copy of a simulated document holds: enough for a person to see what it is.
@@ -142,3 +143,5 @@ void PresentationProgramJobs::note(const ErrorPtr& error) {
     ErrorPtr& first = jobs_.front().error;
     if (!first) first = error;
 }
+
+}  // namespace presenters

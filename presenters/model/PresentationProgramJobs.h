@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+namespace presenters {
+
 /// A deck that is open in the program.
 struct ProgramDocument {
     std::string id;
@@ -92,3 +94,5 @@ private:
     std::unique_ptr<Image> image_;
     std::shared_ptr<const bool> alive_;  ///< steps of jobs that were given up find it gone
 };
+
+}  // namespace presenters

@@ -8,6 +8,7 @@
 #include <numeric>
 #include <utility>
 
+namespace presenters {
 namespace {
 
 constexpr const char* kVersion = "14.0";
@@ -305,3 +306,5 @@ void PresentationProgramModel::show(ProgramDocument& document, std::int64_t slid
 void PresentationProgramModel::changed() const {
     if (observer_.changed) observer_.changed();
 }
+
+}  // namespace presenters

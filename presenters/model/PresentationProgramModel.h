@@ -7,6 +7,8 @@
 #include <functional>
 #include <vector>
 
+namespace presenters {
+
 /// The model of a presentation program: documents, slide show and windows, and the saves and exports that it carries
 /// out. A script moves it (launch, open, start, go to a slide, stop, quit), and a scripting channel asks it what a
 /// capture service asks the real program. It never looks at a clock: work takes its time on the queue that it is given,
@@ -120,3 +122,5 @@ private:
     std::int64_t documentsMade_ = 0;
     Rect screen_{0, 0, 1440, 900};
 };
+
+}  // namespace presenters

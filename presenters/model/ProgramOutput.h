@@ -6,6 +6,8 @@
 #include <memory>
 #include <string_view>
 
+namespace presenters {
+
 /// Where a presentation program writes. A small interface, so that the files may be real or simulated.
 class ProgramOutput {
 public:
@@ -24,3 +26,5 @@ public:
     /// Renames within a directory, over an existing file.
     [[nodiscard]] virtual ErrorPtr rename(const std::filesystem::path& from, const std::filesystem::path& to) = 0;
 };
+
+}  // namespace presenters

@@ -5,6 +5,7 @@
 #include <charconv>
 #include <functional>
 
+namespace presenters {
 namespace {
 
 /// The number that the whole text spells. "nan" lies between no limits.
@@ -51,3 +52,5 @@ std::optional<std::set<std::string>> wordsFrom(std::string_view text) {
 std::optional<std::set<std::int64_t>> slideNumbersFrom(std::string_view text) {
     return membersFrom<std::int64_t>(text, [](auto word) { return wholeNumberFrom(word, 1, kMostSlides); });
 }
+
+}  // namespace presenters

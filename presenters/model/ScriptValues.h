@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+namespace presenters {
+
 /// Values in the text of a simulation script. Each function takes the whole text or answers nothing.
 
 inline constexpr std::int64_t kMostSlides = 10000;
@@ -20,3 +22,5 @@ inline constexpr std::int64_t kMostSlides = 10000;
 [[nodiscard]] std::optional<std::set<std::string>> wordsFrom(std::string_view text);
 /// A list of slide numbers like "3,5,12", each from 1 to `kMostSlides`.
 [[nodiscard]] std::optional<std::set<std::int64_t>> slideNumbersFrom(std::string_view text);
+
+}  // namespace presenters

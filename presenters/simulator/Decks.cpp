@@ -5,6 +5,7 @@
 #include <array>
 #include <string_view>
 
+namespace simulator {
 namespace {
 
 namespace fs = std::filesystem;
@@ -30,7 +31,7 @@ void append(std::vector<T>& to, const std::vector<T>& more) {
 
 }  // namespace
 
-ErrorPtr Decks::add(ProgramDocument deck) {
+ErrorPtr Decks::add(presenters::ProgramDocument deck) {
     const bool taken = std::ranges::any_of(
         decks_, [&deck](const auto& other) { return other.name == deck.name || other.file == deck.file; });
     if (taken) return failed(fmt::format("A deck \"{}\", or one in its file, is there already.", deck.name));
@@ -39,7 +40,7 @@ ErrorPtr Decks::add(ProgramDocument deck) {
 }
 
 ErrorPtr Decks::addText(const std::string& name, const ScriptingSlide& text) {
-    const auto deck = std::ranges::find(decks_, name, &ProgramDocument::name);
+    const auto deck = std::ranges::find(decks_, name, &presenters::ProgramDocument::name);
     if (deck == decks_.end()) return failed(fmt::format("There is no deck \"{}\"; \"deck\" makes one.", name));
     if (text.slideNumber > deck->slideCount) {
         return failed(fmt::format("\"{}\" has slides 1 to {}.", name, deck->slideCount));
@@ -54,15 +55,15 @@ ErrorPtr Decks::addText(const std::string& name, const ScriptingSlide& text) {
     return nullptr;
 }
 
-const ProgramDocument* Decks::named(const std::string& name) const {
-    const auto deck = std::ranges::find(decks_, name, &ProgramDocument::name);
+const presenters::ProgramDocument* Decks::named(const std::string& name) const {
+    const auto deck = std::ranges::find(decks_, name, &presenters::ProgramDocument::name);
     return deck == decks_.end() ? nullptr : &*deck;
 }
 
-std::optional<ProgramDocument> Decks::read(const fs::path& path, ErrorPtr& error) const {
-    const auto deck = std::ranges::find(decks_, path, &ProgramDocument::file);
+std::optional<presenters::ProgramDocument> Decks::read(const fs::path& path, ErrorPtr& error) const {
+    const auto deck = std::ranges::find(decks_, path, &presenters::ProgramDocument::file);
     if (deck != decks_.end()) return *deck;
-    ProgramDocument document;
+    presenters::ProgramDocument document;
     document.name = path.filename();
     std::error_code failure;
     const auto kind = fs::status(path, failure).type();
@@ -70,3 +71,5 @@ std::optional<ProgramDocument> Decks::read(const fs::path& path, ErrorPtr& error
     error = failed(fmt::format("The file {} cannot be opened: it is no presentation.", path.string()));
     return std::nullopt;
 }
+
+}  // namespace simulator

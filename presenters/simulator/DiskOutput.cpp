@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <system_error>
 
+namespace simulator {
 namespace {
 
 ErrorPtr errorAt(const std::filesystem::path& path, const std::error_code& code) {
@@ -20,7 +21,7 @@ std::error_code lastCode() {
     return {errno, std::generic_category()};
 }
 
-class DiskFile : public ProgramOutput::File {
+class DiskFile : public presenters::ProgramOutput::File {
 public:
     DiskFile(std::filesystem::path path, FileDescriptor descriptor)
         : path_(std::move(path)), descriptor_(std::move(descriptor)) {}
@@ -42,7 +43,8 @@ ErrorPtr DiskOutput::createDirectory(const std::filesystem::path& path) {
     return errorAt(path, code);
 }
 
-std::unique_ptr<ProgramOutput::File> DiskOutput::openFile(const std::filesystem::path& path, ErrorPtr& error) {
+std::unique_ptr<presenters::ProgramOutput::File> DiskOutput::openFile(const std::filesystem::path& path,
+                                                                      ErrorPtr& error) {
     static constexpr mode_t kUsualMode = 0666;
     FileDescriptor descriptor(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kUsualMode));
     if (descriptor) return std::make_unique<DiskFile>(path, std::move(descriptor));
@@ -55,3 +57,5 @@ ErrorPtr DiskOutput::rename(const std::filesystem::path& from, const std::filesy
     std::filesystem::rename(from, to, code);
     return errorAt(to, code);
 }
+
+}  // namespace simulator

@@ -9,6 +9,8 @@
 #include <array>
 #include <system_error>
 
+namespace simulator {
+
 std::optional<Options> parseOptions(int argc, char** argv, int& status) {
     Options options;
     CLI::App app("Plays a presentation program on the session bus, from a script.", "keynote-simulator");
@@ -20,7 +22,7 @@ std::optional<Options> parseOptions(int argc, char** argv, int& status) {
     app.add_flag("--no-window", noWindow, "show no windows even if there is a display");
     app.add_option("--deck", options.deck, "name of the deck shown without a script")->capture_default_str();
     app.add_option("--slides", options.slides, "its slides")
-        ->check(CLI::Range(std::int64_t{1}, kMostSlides))
+        ->check(CLI::Range(std::int64_t{1}, presenters::kMostSlides))
         ->capture_default_str();
     app.add_option("--seconds-per-slide", options.secondsPerSlide, "how long each is shown")
         ->check(CLI::Range(0.0, 3600.0))
@@ -57,3 +59,5 @@ std::string builtInScript(const Options& options) {
     }
     return script + "stop\nwait-for export 30\nquit\n";
 }
+
+}  // namespace simulator

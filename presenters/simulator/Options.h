@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+namespace simulator {
+
 /// What the command line asks for.
 struct Options {
     std::string script;  ///< a path, "-" for standard input, empty for the built-in lecture
@@ -22,3 +24,5 @@ struct Options {
 [[nodiscard]] std::filesystem::path installedBundle();
 /// The script for people who give none: it shows every slide of a deck and waits for the export.
 [[nodiscard]] std::string builtInScript(const Options& options);
+
+}  // namespace simulator

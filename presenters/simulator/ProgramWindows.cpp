@@ -13,6 +13,7 @@
 #include <string_view>
 #include <utility>
 
+namespace simulator {
 namespace {
 
 /// Stands for the window of the show among those of the documents, whose IDs are not empty.
@@ -152,10 +153,11 @@ Rect ProgramWindows::screen() const {
     return rect(first->x, first->y, first->width, first->height);
 }
 
-void ProgramWindows::update(const PresentationProgramModel& model) {
+void ProgramWindows::update(const presenters::PresentationProgramModel& model) {
     std::set<std::string> shown;
     // From back to front, since each is raised above those before it.
-    const auto show = [&](const std::string& key, const Rect& frame, const ProgramDocument& document, bool isShow) {
+    const auto show = [&](const std::string& key, const Rect& frame, const presenters::ProgramDocument& document,
+                          bool isShow) {
         auto& window = windows_[key];
         if (!window) window = std::make_unique<Window>(*connection_, frame, document.name, isShow);
         window->setContent([document, isShow](cairo_t* cairo, double width, double height) {
@@ -209,3 +211,5 @@ std::unique_ptr<ProgramWindows> ProgramWindows::open() {
     if (!connection->screen || !connection->visual()) return nullptr;
     return std::unique_ptr<ProgramWindows>(new ProgramWindows(std::move(connection)));
 }
+
+}  // namespace simulator

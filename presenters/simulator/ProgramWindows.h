@@ -6,6 +6,8 @@
 #include <memory>
 #include <string>
 
+namespace simulator {
+
 /// Shows a simulated program on the X display: the front document's window, and while a show plays a window of exactly
 /// the screen's size in front of it. Errors of the display are ignored, and when it is lost there are no windows any
 /// more. Everything on one thread.
@@ -20,7 +22,7 @@ public:
     /// The frame of the first screen.
     [[nodiscard]] Rect screen() const;
     /// Makes the windows show what the model shows.
-    void update(const PresentationProgramModel& model);
+    void update(const presenters::PresentationProgramModel& model);
     /// Readable when `handleEvents` has something to do.
     [[nodiscard]] int descriptor() const;
     /// Redraws what was uncovered. False when the display is lost: nothing more will come.
@@ -36,3 +38,5 @@ private:
     const std::unique_ptr<Connection> connection_;
     std::map<std::string, std::unique_ptr<Window>> windows_;  ///< by the document's ID; the show's by an empty one
 };
+
+}  // namespace simulator

@@ -11,7 +11,7 @@
 #include <limits>
 #include <sstream>
 
-namespace script {
+namespace simulator {
 namespace {
 
 using Words = std::vector<std::string>;
@@ -70,21 +70,21 @@ public:
 
     std::int64_t number(const char* what, std::int64_t least, std::int64_t most) {
         const std::string given = text(what);
-        const auto number = wholeNumberFrom(given, least, most);
+        const auto number = presenters::wholeNumberFrom(given, least, most);
         if (!number) fail(fmt::format("{} must be a number from {} to {}, not \"{}\"", what, least, most, given));
         return number.value_or(least);
     }
 
     Duration seconds(const char* what) {
         const std::string given = text(what);
-        const auto seconds = secondsFrom(given);
+        const auto seconds = presenters::secondsFrom(given);
         if (!seconds) fail(fmt::format("{} must be seconds like 0.5, not \"{}\"", what, given));
         return seconds.value_or(Duration::zero());
     }
 
     std::set<std::int64_t> slides(const char* what) {
         const std::string given = text(what);
-        const auto numbers = slideNumbersFrom(given);
+        const auto numbers = presenters::slideNumbersFrom(given);
         if (!numbers) fail(fmt::format("{} must be slide numbers like 3,5, not \"{}\"", what, given));
         return numbers.value_or(std::set<std::int64_t>());
     }
@@ -98,12 +98,12 @@ private:
     std::size_t next_ = 1;
 };
 
-ProgramDocument parseDocument(Arguments& arguments) {
-    ProgramDocument document;
+presenters::ProgramDocument parseDocument(Arguments& arguments) {
+    presenters::ProgramDocument document;
     document.name = arguments.text("the name");
     while (!arguments.atEnd() && arguments.error.empty()) {
         if (arguments.keyword("slides")) {
-            document.slideCount = arguments.number("the count of slides", 0, kMostSlides);
+            document.slideCount = arguments.number("the count of slides", 0, presenters::kMostSlides);
         } else if (arguments.keyword("hidden")) {
             document.hiddenSlides = arguments.slides("the hidden slides");
         } else if (arguments.keyword("file")) {
@@ -152,7 +152,7 @@ std::vector<std::string> cellsOf(const std::string& row) {
 Command parseText(Arguments& arguments) {
     const std::string deck = arguments.text("the deck");
     ScriptingSlide slide;
-    slide.slideNumber = arguments.number("the slide", 1, kMostSlides);
+    slide.slideNumber = arguments.number("the slide", 1, presenters::kMostSlides);
     const std::string kind = arguments.text("the kind");
     const std::string text = withLineFeeds(arguments.text("the text"));
     if (kind == "title") {
@@ -180,12 +180,12 @@ Command parseStart(Arguments& arguments) {
         name = arguments.word();
         hasSlide = arguments.keyword("at");
     }
-    if (hasSlide) slide = arguments.number("the slide", 0, kMostSlides);
+    if (hasSlide) slide = arguments.number("the slide", 0, presenters::kMostSlides);
     return [name, slide](Simulator& simulator) { return simulator.startShow(name, slide); };
 }
 
 Command parseSlide(Arguments& arguments) {
-    const auto slide = arguments.number("the slide", 0, kMostSlides);
+    const auto slide = arguments.number("the slide", 0, presenters::kMostSlides);
     return [slide](Simulator& simulator) { return simulator.model().goToSlide(slide); };
 }
 
@@ -200,7 +200,7 @@ Command parsePid(Arguments& arguments) {
 /// Tried on faults of its own, so that a wrong one is found before the script begins.
 template <typename Switch>
 Command switching(Arguments& arguments, Switch change) {
-    PresentationProgramFaults scratch;
+    presenters::PresentationProgramFaults scratch;
     if (const auto error = change(scratch)) arguments.fail(*error);
     return [change](Simulator& simulator) {
         static_cast<void>(change(simulator.model().faults()));
@@ -225,7 +225,7 @@ Command parseWait(Arguments& arguments) {
 Command parseWaitFor(Arguments& arguments) {
     const std::string what = arguments.text("what to wait for");
     if (what != "save" && what != "export") arguments.fail("it waits for a save or for an export");
-    const auto kind = what == "save" ? ProgramJob::Kind::save : ProgramJob::Kind::imageExport;
+    const auto kind = what == "save" ? presenters::ProgramJob::Kind::save : presenters::ProgramJob::Kind::imageExport;
     const auto limit = arguments.atEnd() ? kUsualLimit : arguments.seconds("the limit");
     return [kind, limit](Simulator& simulator) { return simulator.waitFor(kind, limit); };
 }
@@ -271,7 +271,7 @@ struct Syntax {
     Command (*parse)(Arguments&);
 };
 
-using Model = PresentationProgramModel;
+using Model = presenters::PresentationProgramModel;
 
 constexpr std::array kCommands{
     Syntax{"wait", "wait SECONDS", parseWait},
@@ -325,4 +325,4 @@ Line parseLine(std::string_view text) {
     return bad(fmt::format("{}: {}{} Usage: {}", syntax->name, arguments.error, stop, syntax->usage));
 }
 
-}  // namespace script
+}  // namespace simulator

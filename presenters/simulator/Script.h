@@ -7,10 +7,11 @@
 #include <string>
 #include <string_view>
 
+namespace simulator {
+
 class Simulator;
 
 /// The commands of a simulation script; docs/simulator.md tells what they do.
-namespace script {
 
 /// How carrying a command out went: null for done, an error for failed, nothing for not done yet.
 using Outcome = std::optional<ErrorPtr>;
@@ -27,4 +28,4 @@ struct Line {
 /// Reads one line. Words are parted by blanks; "..." makes one word of several; # begins a comment.
 [[nodiscard]] Line parseLine(std::string_view text);
 
-}  // namespace script
+}  // namespace simulator

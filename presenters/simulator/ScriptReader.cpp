@@ -7,6 +7,7 @@
 #include <sstream>
 #include <utility>
 
+namespace simulator {
 namespace {
 
 constexpr std::size_t kLongestLine = 65536;
@@ -66,7 +67,7 @@ void ScriptReader::takeLines() {
 /// Adds the command of the line to the entries, if it has one. False when the line is bad.
 bool ScriptReader::parse(std::string_view text, const std::string& name, std::vector<Simulator::Entry>& entries) {
     const std::string place = fmt::format("{}:{}", name, ++line_);
-    script::Line line = script::parseLine(text);
+    Line line = parseLine(text);
     if (!line.error.empty()) onBadLine_(place + ": " + line.error);
     if (line.command) entries.push_back({std::move(*line.command), std::string(trimmed(text)), place});
     return line.error.empty();
@@ -75,3 +76,5 @@ bool ScriptReader::parse(std::string_view text, const std::string& name, std::ve
 void ScriptReader::handOver(std::vector<Simulator::Entry>& entries) {
     for (auto& entry : entries) simulator_.add(std::move(entry));
 }
+
+}  // namespace simulator

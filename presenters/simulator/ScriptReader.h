@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+namespace simulator {
+
 /// Reads scripts and hands their commands to the simulator.
 class ScriptReader {
 public:
@@ -34,3 +36,5 @@ private:
     std::string input_;  ///< what has arrived and is not handed over: at most the beginning of a line
     Handle watch_;
 };
+
+}  // namespace simulator

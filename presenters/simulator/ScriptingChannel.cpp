@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <utility>
 
+namespace simulator {
 namespace {
 
 /// Answers with the values, or refuses with the error.
@@ -16,8 +17,8 @@ void finish(const bus::Answer<Values...>& answer, const ErrorPtr& error, Values.
 
 }  // namespace
 
-ScriptingChannel::ScriptingChannel(bus::Connection& connection, PresentationProgramModel& model, DispatchQueue& queue,
-                                   const std::filesystem::path& bundle)
+ScriptingChannel::ScriptingChannel(bus::Connection& connection, presenters::PresentationProgramModel& model,
+                                   DispatchQueue& queue, const std::filesystem::path& bundle)
     : connection_(connection),
       model_(model),
       queue_(queue),
@@ -115,7 +116,7 @@ void ScriptingChannel::exportTo(const std::string& id, const std::filesystem::pa
 /// What is open already takes no time.
 Duration ScriptingChannel::openTime(const std::filesystem::path& file) const {
     const auto& documents = model_.documents();
-    const bool isOpen = std::ranges::find(documents, file, &ProgramDocument::file) != documents.end();
+    const bool isOpen = std::ranges::find(documents, file, &presenters::ProgramDocument::file) != documents.end();
     return isOpen ? Duration::zero() : model_.faults().openTime;
 }
 
@@ -133,7 +134,7 @@ ErrorPtr ScriptingChannel::openFor(const std::string& caller, const std::filesys
 ErrorPtr ScriptingChannel::closeFor(const std::string& id, const std::string& saving) {
     if (!openers_.closed(id)) return nullptr;
     const auto& documents = model_.documents();
-    const bool isOpen = std::ranges::find(documents, id, &ProgramDocument::id) != documents.end();
+    const bool isOpen = std::ranges::find(documents, id, &presenters::ProgramDocument::id) != documents.end();
     if (saving == kSaveOptionAsk && isOpen && !withoutWindow_.contains(id)) return nullptr;
     withoutWindow_.erase(id);
     return model_.close(id, saving);
@@ -149,7 +150,7 @@ void ScriptingChannel::closeWithoutWindow(const std::string& id) {
 }
 
 void ScriptingChannel::whenAnswering(Task answer) {
-    const PresentationProgramFaults& faults = model_.faults();
+    const presenters::PresentationProgramFaults& faults = model_.faults();
     if (faults.neverAnswers) return;
     after(faults.answersLate.value_or(Duration::zero()), std::move(answer));
 }
@@ -160,3 +161,5 @@ void ScriptingChannel::after(Duration delay, Task task) {
         if (!alive.expired()) bus::guarded(task);
     });
 }
+
+}  // namespace simulator

@@ -11,12 +11,14 @@
 #include <set>
 #include <string>
 
+namespace simulator {
+
 /// Puts a simulated program on the bus: answers the scripting channel from the model, with the faults that concern
 /// answers. The program is running for others as long as its name is on the bus. Everything on the model's thread.
 class ScriptingChannel final : private bus::Program {
 public:
     /// All arguments but the path must outlive the channel. Throws `bus::Failure` when the bus refuses.
-    ScriptingChannel(bus::Connection& connection, PresentationProgramModel& model, DispatchQueue& queue,
+    ScriptingChannel(bus::Connection& connection, presenters::PresentationProgramModel& model, DispatchQueue& queue,
                      const std::filesystem::path& bundle);
 
     /// Takes or gives back the program's name on the bus. Throws `bus::Failure` when the bus refuses.
@@ -55,7 +57,7 @@ private:
     void closeWithoutWindow(const std::string& id);
 
     bus::Connection& connection_;
-    PresentationProgramModel& model_;
+    presenters::PresentationProgramModel& model_;
     DispatchQueue& queue_;
     const std::string name_;
     const std::filesystem::path bundle_;
@@ -66,3 +68,5 @@ private:
     std::shared_ptr<const bool> alive_ = std::make_shared<const bool>(true);
     std::unique_ptr<bus::ProgramServer> server_;
 };
+
+}  // namespace simulator

@@ -3,26 +3,28 @@
 #include <fmt/format.h>
 #include <utility>
 
+namespace simulator {
 namespace {
 
 ErrorPtr failed(const std::string& sentence) {
     return makeError(NSOSStatusErrorDomain, kAppleEventFailed, sentence);
 }
 
-std::string eventOf(const ProgramJob& job) {
+std::string eventOf(const presenters::ProgramJob& job) {
     const std::string problem = job.error ? fmt::format(" ({})", job.error->localizedDescription()) : std::string();
-    if (job.kind == ProgramJob::Kind::save) return fmt::format("event saved {}{}", job.target.string(), problem);
+    if (job.kind == presenters::ProgramJob::Kind::save)
+        return fmt::format("event saved {}{}", job.target.string(), problem);
     return fmt::format("event exported {} images to {}{}", job.imagesWritten, job.target.string(), problem);
 }
 
 }  // namespace
 
-Simulator::Simulator(DispatchQueue& queue, PresentationProgramModel& model, Process process,
+Simulator::Simulator(DispatchQueue& queue, presenters::PresentationProgramModel& model, Process process,
                      std::function<void()> changed)
     : queue_(queue), model_(model), process_(std::move(process)) {
     model_.setObserver({.changed = std::move(changed),
-                        .imageWritten = [this](const ProgramJob& job) { imageWritten(job); },
-                        .jobEnded = [this](const ProgramJob& job) { jobEnded(job); }});
+                        .imageWritten = [this](const presenters::ProgramJob& job) { imageWritten(job); },
+                        .jobEnded = [this](const presenters::ProgramJob& job) { jobEnded(job); }});
     model_.setReader([this](const auto& path, ErrorPtr& error) { return decks_.read(path, error); });
 }
 
@@ -65,20 +67,20 @@ void Simulator::finishWaiting(const std::string& acknowledgement) {
     finishFront();
 }
 
-void Simulator::jobEnded(const ProgramJob& job) {
+void Simulator::jobEnded(const presenters::ProgramJob& job) {
     ++jobsEnded_[job.kind];
     process_.say(eventOf(job));
     if (waitsFor_ == job.kind && model_.pendingJobs(job.kind) == 0) finishWaiting("ok");
 }
 
-void Simulator::imageWritten(const ProgramJob& job) {
+void Simulator::imageWritten(const presenters::ProgramJob& job) {
     const auto& last = model_.faults().diesInExport;
     if (last && job.imagesWritten >= *last) process_.die();
 }
 
 ErrorPtr Simulator::withDocument(const std::string& name,
                                  const std::function<ErrorPtr(const std::string& id)>& call) const {
-    const ProgramDocument* const document = model_.documentNamed(name);
+    const presenters::ProgramDocument* const document = model_.documentNamed(name);
     if (!document) return failed(fmt::format("No document named \"{}\" is open.", name));
     return call(std::string(document->id));
 }
@@ -96,12 +98,12 @@ ErrorPtr Simulator::quit() {
     return nullptr;
 }
 
-script::Outcome Simulator::wait(Duration duration) {
+Outcome Simulator::wait(Duration duration) {
     queue_.after(duration, [this] { finishWaiting("ok"); });
     return std::nullopt;
 }
 
-script::Outcome Simulator::waitFor(ProgramJob::Kind kind, Duration limit) {
+Outcome Simulator::waitFor(presenters::ProgramJob::Kind kind, Duration limit) {
     if (jobsEnded_[kind] > 0 && model_.pendingJobs(kind) == 0) return nullptr;
     waitsFor_ = kind;
     queue_.after(limit, [this, wait = waits_] {
@@ -109,3 +111,5 @@ script::Outcome Simulator::waitFor(ProgramJob::Kind kind, Duration limit) {
     });
     return std::nullopt;
 }
+
+}  // namespace simulator

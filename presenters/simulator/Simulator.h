@@ -11,12 +11,14 @@
 #include <optional>
 #include <string>
 
+namespace simulator {
+
 /// Plays a script on a simulated program: commands one after the other in the order added, each acknowledged when it is
 /// done. Everything on the queue's thread.
 class Simulator {
 public:
     struct Entry {
-        script::Command command;
+        Command command;
         std::string text;   ///< what it is acknowledged with, after "ok"
         std::string place;  ///< where it stands: "file:line"
     };
@@ -32,7 +34,8 @@ public:
 
     /// The queue and the model must outlive the simulator, which becomes the model's observer and
     /// reader; `changed` is called on.
-    Simulator(DispatchQueue& queue, PresentationProgramModel& model, Process process, std::function<void()> changed);
+    Simulator(DispatchQueue& queue, presenters::PresentationProgramModel& model, Process process,
+              std::function<void()> changed);
 
     void add(Entry entry);
     /// No more commands come: when those added are done, the program quits and the script has ended.
@@ -40,7 +43,7 @@ public:
 
     // What commands do.
 
-    [[nodiscard]] PresentationProgramModel& model() { return model_; }
+    [[nodiscard]] presenters::PresentationProgramModel& model() { return model_; }
     [[nodiscard]] Decks& decks() { return decks_; }
     [[nodiscard]] const Process& process() const { return process_; }
     /// What the call answers to the ID of the frontmost document of this name; fails when none is open.
@@ -49,24 +52,26 @@ public:
     /// Starts a show, of the front document when no name is given. Jobs count from here on.
     [[nodiscard]] ErrorPtr startShow(const std::optional<std::string>& name, std::optional<std::int64_t> slide);
     [[nodiscard]] ErrorPtr quit();
-    [[nodiscard]] script::Outcome wait(Duration duration);
+    [[nodiscard]] Outcome wait(Duration duration);
     /// Waits until a job of this kind has ended and none is pending, or the limit has passed.
-    [[nodiscard]] script::Outcome waitFor(ProgramJob::Kind kind, Duration limit);
+    [[nodiscard]] Outcome waitFor(presenters::ProgramJob::Kind kind, Duration limit);
 
 private:
     void playFront();
     void finishFront();
     void finishWaiting(const std::string& acknowledgement);
-    void jobEnded(const ProgramJob& job);
-    void imageWritten(const ProgramJob& job);
+    void jobEnded(const presenters::ProgramJob& job);
+    void imageWritten(const presenters::ProgramJob& job);
 
     DispatchQueue& queue_;
-    PresentationProgramModel& model_;
+    presenters::PresentationProgramModel& model_;
     const Process process_;
     Decks decks_;
     std::deque<Entry> entries_;  ///< the first one is under way
     bool ended_ = false;
-    std::map<ProgramJob::Kind, int> jobsEnded_;  ///< since the show started
-    std::optional<ProgramJob::Kind> waitsFor_;
+    std::map<presenters::ProgramJob::Kind, int> jobsEnded_;  ///< since the show started
+    std::optional<presenters::ProgramJob::Kind> waitsFor_;
     std::uint64_t waits_ = 0;  ///< tells the limit of an earlier wait from the present one's
 };
+
+}  // namespace simulator

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+namespace simulator {
 namespace {
 
 struct Colour {
@@ -54,7 +55,8 @@ void write(cairo_t* cairo, double width, double height, const TextLine& line) {
 
 }  // namespace
 
-void drawSlide(cairo_t* cairo, double width, double height, const ProgramDocument& document, std::int64_t slide) {
+void drawSlide(cairo_t* cairo, double width, double height, const presenters::ProgramDocument& document,
+               std::int64_t slide) {
     if (slide < 1) {
         fillRectangle(cairo, {0, 0, 0}, 0, 0, width, height);
         return;
@@ -80,7 +82,7 @@ void drawSlide(cairo_t* cairo, double width, double height, const ProgramDocumen
     for (const TextLine& line : lines) write(cairo, width, height, line);
 }
 
-void drawDocumentWindow(cairo_t* cairo, double width, double height, const ProgramDocument& document) {
+void drawDocumentWindow(cairo_t* cairo, double width, double height, const presenters::ProgramDocument& document) {
     static constexpr std::int64_t kRows = 12;
     static constexpr double kSlideShape = 16.0 / 9.0;
     fillRectangle(cairo, {0.87, 0.87, 0.88}, 0, 0, width, height);
@@ -99,3 +101,5 @@ void drawDocumentWindow(cairo_t* cairo, double width, double height, const Progr
     drawSlide(cairo, slideWidth, slideWidth / kSlideShape, document, document.currentSlide);
     cairo_restore(cairo);
 }
+
+}  // namespace simulator

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <memory>
 
+namespace simulator {
 namespace {
 
 constexpr int kWidth = 1440;
@@ -55,7 +56,7 @@ bool encode(const unsigned char* pixels, int stride, int quality, unsigned char*
 
 }  // namespace
 
-std::string jpegOfSlide(const ProgramDocument& document, std::int64_t slide, double quality) {
+std::string jpegOfSlide(const presenters::ProgramDocument& document, std::int64_t slide, double quality) {
     const std::unique_ptr<cairo_surface_t, decltype(&cairo_surface_destroy)> surface(
         cairo_image_surface_create(CAIRO_FORMAT_RGB24, kWidth, kHeight), cairo_surface_destroy);
     const std::unique_ptr<cairo_t, decltype(&cairo_destroy)> cairo(cairo_create(surface.get()), cairo_destroy);
@@ -71,3 +72,5 @@ std::string jpegOfSlide(const ProgramDocument& document, std::int64_t slide, dou
     if (!complete) return {};
     return {reinterpret_cast<const char*>(bytes), size};
 }
+
+}  // namespace simulator

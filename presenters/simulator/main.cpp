@@ -16,6 +16,8 @@
 #include <iostream>
 #include <iterator>
 
+using namespace simulator;
+
 namespace {
 
 constexpr int kFailed = 1;
@@ -107,7 +109,7 @@ private:
     /// Everything of the simulator runs here, so that nothing needs a lock. What a task throws ends the process.
     runtime::Loop loop_{[](const std::string&) { throw; }};
     DiskOutput output_;
-    PresentationProgramModel model_;
+    presenters::PresentationProgramModel model_;
     ScriptingChannel channel_;
     bus::Connection& connection_;
     Handle watchBus_;

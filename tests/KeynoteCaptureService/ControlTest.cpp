@@ -141,7 +141,7 @@ TEST_F(Control, SecondStartBeginsAnewAndGivesUpWhatWasAwaited) {
     EXPECT_EQ(host->calls,
               (Calls{"0 launched", "250 started P1 /decks/a.key P1.key ok", "375 slide P1 1 P1/slide.001.jpg",
                      "1000 started P2 /decks/a.key P2.key ok", "1000 launched", "1125 slide P2 1 P2/slide.001.jpg"}));
-    EXPECT_EQ(platform.files.list("/second"), Calls{SimulatedText::uuid(2)});
+    EXPECT_EQ(platform.files.list("/second"), Calls{simulated::SimulatedText::uuid(2)});
 }
 
 TEST_F(Control, StopDropsPendingImages) {

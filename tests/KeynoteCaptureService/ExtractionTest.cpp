@@ -8,7 +8,7 @@ protected:
     void SetUp() override {
         keynote.launch();
         keynote.model.setReader([](const std::filesystem::path& path, ErrorPtr&) {
-            ProgramDocument deck;
+            presenters::ProgramDocument deck;
             deck.name = path.stem();
             deck.slideCount = 2;
             deck.hiddenSlides = {2};
@@ -210,7 +210,7 @@ TEST_F(SaveMonitor, TriesAndLooksEverySecondUntilTheProbeHasContents) {
     EXPECT_EQ(logged("File doesn't exist"), 3U);
     EXPECT_EQ(logged("File size 0"), 297U);
     EXPECT_EQ(host->calls, Calls{});
-    const std::string probe = SimulatedText::uuid(1) + ".key";
+    const std::string probe = simulated::SimulatedText::uuid(1) + ".key";
     const std::string temporary = std::string(kSandbox) + "/temp";
     ASSERT_EQ(platform.files.createFile(temporary + "/" + probe, "12345"), nullptr);
     run(10s);

@@ -35,8 +35,10 @@ TEST_F(Monitoring, OnlySupportedVersionsAreSeen) {
         EXPECT_EQ(host->calls, Calls{}) << version;
         other.quit();
     }
-    platform.workspace.add(std::make_shared<SimulatedApplication>("com.apple.iWork.Keynote", std::nullopt, 300));
-    platform.workspace.add(std::make_shared<SimulatedApplication>("com.other", "/Applications/14.0.app", 301));
+    platform.workspace.add(
+        std::make_shared<simulated::SimulatedApplication>("com.apple.iWork.Keynote", std::nullopt, 300));
+    platform.workspace.add(
+        std::make_shared<simulated::SimulatedApplication>("com.other", "/Applications/14.0.app", 301));
     EXPECT_EQ(host->calls, Calls{});
     Program oldest(platform, 400, "6.5");
     oldest.launch();

@@ -69,9 +69,9 @@ TEST_F(Trace, OfALecture) {
                   "2850 stopped P1 ok",
               }));
     EXPECT_EQ(platform.files.list(captureDirectory(1)),
-              (Calls{SimulatedText::uuid(1) + ".key", "slide.003.jpg", "slide.005.jpg"}));
+              (Calls{simulated::SimulatedText::uuid(1) + ".key", "slide.003.jpg", "slide.005.jpg"}));
     EXPECT_EQ(platform.files.contents(captureDirectory(1) + "/slide.005.jpg"), "a.key 5 0.8");
-    EXPECT_GT(platform.files.sizeOf(captureDirectory(1) + "/" + SimulatedText::uuid(1) + ".key"), 0U);
+    EXPECT_GT(platform.files.sizeOf(captureDirectory(1) + "/" + simulated::SimulatedText::uuid(1) + ".key"), 0U);
 
     host->calls.clear();
     const auto other = keynote.open("b.key");
@@ -158,9 +158,10 @@ TEST_F(Presenting, SlideBelowOneIsAWarningOnly) {
     go(0);
     run(500ms);
     EXPECT_EQ(host->calls.size(), 2U);
-    EXPECT_EQ(logged("Warning: erroneous slide 0 reported from Keynote presentation " + SimulatedText::uuid(1) +
-                     " with running state 1 presenting state 1 and Keynote pid 100"),
-              1U);
+    EXPECT_EQ(
+        logged("Warning: erroneous slide 0 reported from Keynote presentation " + simulated::SimulatedText::uuid(1) +
+               " with running state 1 presenting state 1 and Keynote pid 100"),
+        1U);
     go(1);
     run(500ms);
     EXPECT_EQ(host->calls.back(), "1375 slide P1 1 P1/slide.001.jpg");

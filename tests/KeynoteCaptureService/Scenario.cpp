@@ -10,7 +10,7 @@ namespace {
 
 std::string shortID(const std::optional<std::string>& id) {
     for (int n = 1; n < 10; ++n) {
-        if (id == SimulatedText::uuid(n)) return fmt::format("P{}", n);
+        if (id == simulated::SimulatedText::uuid(n)) return fmt::format("P{}", n);
     }
     return id.value_or("nil");
 }
@@ -26,7 +26,7 @@ std::string shortened(std::string text) {
             text.replace(at, what.size(), to);
     };
     shorten(kSandbox, "S");
-    for (int n = 1; n < 10; ++n) shorten(SimulatedText::uuid(n), fmt::format("P{}", n));
+    for (int n = 1; n < 10; ++n) shorten(simulated::SimulatedText::uuid(n), fmt::format("P{}", n));
     return text;
 }
 
@@ -77,16 +77,16 @@ void RecordingHost::take(const DelegateCall& call) {
     note(std::visit(Worded(), call));
 }
 
-Program::Program(SimulatedPlatform& simulated, pid_t processIdentifier, const std::string& version)
+Program::Program(simulated::SimulatedPlatform& simulated, pid_t processIdentifier, const std::string& version)
     : platform(simulated),
       pid(processIdentifier),
       model(simulated.dispatch.mainQueue(), simulated.files,
-            [](const ProgramDocument& document, std::int64_t slide, double quality) {
+            [](const presenters::ProgramDocument& document, std::int64_t slide, double quality) {
                 return fmt::format("{} {} {}", document.name, slide, quality);
             }) {
     const std::filesystem::path bundle = "/Applications/" + version + ".app";
     platform.bundles.install(bundle, {{"CFBundleShortVersionString", version}});
-    application = std::make_shared<SimulatedApplication>("com.apple.iWork.Keynote", bundle, pid);
+    application = std::make_shared<simulated::SimulatedApplication>("com.apple.iWork.Keynote", bundle, pid);
 }
 
 void Program::launch() {
@@ -102,7 +102,7 @@ void Program::quit() {
 }
 
 std::string Program::open(const std::string& name, std::int64_t slides) {
-    ProgramDocument document;
+    presenters::ProgramDocument document;
     document.name = name;
     document.file = "/decks/" + name;
     document.slideCount = slides;
@@ -152,5 +152,5 @@ std::size_t Scenario::logged(const std::string& text) const {
 }
 
 std::string Scenario::captureDirectory(int presentation) const {
-    return "/captures/" + SimulatedText::uuid(presentation);
+    return "/captures/" + simulated::SimulatedText::uuid(presentation);
 }

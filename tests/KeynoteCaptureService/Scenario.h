@@ -17,7 +17,7 @@ using namespace std::chrono_literals;
 /// carry. Presentation identifiers appear as P1, P2, … in the order made, the sandbox as S.
 class RecordingHost final : public DelegateCalls {
 public:
-    explicit RecordingHost(const SimulatedDispatch& dispatch) : dispatch_(dispatch) {}
+    explicit RecordingHost(const simulated::SimulatedDispatch& dispatch) : dispatch_(dispatch) {}
 
     void note(const std::string& what);
 
@@ -26,13 +26,13 @@ public:
 private:
     void take(const DelegateCall& call) override;
 
-    const SimulatedDispatch& dispatch_;
+    const simulated::SimulatedDispatch& dispatch_;
 };
 
 /// A presentation program on the simulated platform.
 class Program {
 public:
-    Program(SimulatedPlatform& platform, pid_t pid, const std::string& version = "14.0");
+    Program(simulated::SimulatedPlatform& platform, pid_t pid, const std::string& version = "14.0");
 
     /// Appears among the running applications and answers events.
     void launch();
@@ -40,10 +40,10 @@ public:
     /// Opens a deck in front of the others; answers its ID.
     std::string open(const std::string& name, std::int64_t slides = 8);
 
-    SimulatedPlatform& platform;
+    simulated::SimulatedPlatform& platform;
     const pid_t pid;
-    PresentationProgramModel model;
-    std::shared_ptr<SimulatedApplication> application;
+    presenters::PresentationProgramModel model;
+    std::shared_ptr<simulated::SimulatedApplication> application;
 };
 
 /// A connection as the listener makes them.
@@ -99,7 +99,7 @@ protected:
     [[nodiscard]] std::size_t logged(const std::string& text) const;
     [[nodiscard]] std::string captureDirectory(int presentation) const;
 
-    SimulatedPlatform platform;
+    simulated::SimulatedPlatform platform;
     Program keynote{platform, 100};
     std::shared_ptr<RecordingHost> host = std::make_shared<RecordingHost>(platform.dispatch);
     std::shared_ptr<KeynoteCaptureService> service;

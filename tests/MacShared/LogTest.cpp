@@ -13,7 +13,7 @@ constexpr const char* kFile = "/home/lecturer/.local/share/KeynoteCaptureService
 class Log : public testing::Test {
 protected:
     Log() { shared::beginNewLogRun(); }
-    SimulatedPlatform platform;
+    simulated::SimulatedPlatform platform;
 };
 
 TEST_F(Log, MessageGoesToBothPlaces) {

@@ -107,8 +107,8 @@ class DelegateProxy : public testing::Test {
 protected:
     using Call = std::function<void(URLSessionDelegate&)>;
 
-    SimulatedDispatch dispatch;
-    SimulatedURLSessions sessions{dispatch};
+    simulated::SimulatedDispatch dispatch;
+    simulated::SimulatedURLSessions sessions{dispatch};
     const std::shared_ptr<URLSession> session = sessions.sessionWithConfiguration({}, nullptr);
     const std::shared_ptr<URLSessionDataTask> dataTask = session->dataTaskWithRequest({"http://server"});
     URLSessionTask& task = *dataTask;

@@ -45,7 +45,7 @@ public:
     Dispatch& dispatch() override { return dispatch_; }
 
 private:
-    SimulatedConsoleLog console_;
+    simulated::SimulatedConsoleLog console_;
     runtime::LoopDispatch dispatch_{console_};
     std::thread main_{[this] { (void)dispatch_.run(); }};
 };
@@ -76,7 +76,7 @@ public:
     }
 
 private:
-    SimulatedDispatch dispatch_;
+    simulated::SimulatedDispatch dispatch_;
 };
 
 /// What happened, in order; written by queues and read by the test.

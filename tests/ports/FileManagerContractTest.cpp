@@ -44,7 +44,7 @@ public:
     std::string contents(const Path& path) const override { return files_.contents(path).value_or(""); }
 
 private:
-    SimulatedFileManager files_;
+    simulated::SimulatedFileManager files_;
 };
 
 class FileManagerContract : public Contract<FileManagerHarness, LinuxHarness, SimulatedHarness> {

@@ -76,7 +76,7 @@ public:
     SimulatedHarness() {
         sessions_.server = [this](const URLRequest& request) {
             const auto& page = kPages.at(request.url.substr(url("").size()));
-            SimulatedAnswer answer{page.status, {}, page.body, {}, page.pause, page.stalls, {}, {}, {}};
+            simulated::SimulatedAnswer answer{page.status, {}, page.body, {}, page.pause, page.stalls, {}, {}, {}};
             if (page.movedTo) answer.redirection.emplace().url = url(*page.movedTo);
             if (page.stalls && page.body.empty()) answer.untilHead = 1h;
             return answer;
@@ -92,8 +92,8 @@ public:
     std::size_t requests() override { return sessions_.requests.size(); }
 
 private:
-    SimulatedDispatch dispatch_;
-    SimulatedURLSessions sessions_{dispatch_};
+    simulated::SimulatedDispatch dispatch_;
+    simulated::SimulatedURLSessions sessions_{dispatch_};
 };
 
 class URLSessionContract : public Contract<Harness, RealHarness, SimulatedHarness> {

@@ -88,7 +88,8 @@ public:
     Workspace& workspace() override { return workspace_; }
     DispatchQueue& mainQueue() override { return dispatch_.mainQueue(); }
     void launch(pid_t process) override {
-        programs_[process] = std::make_shared<SimulatedApplication>(kKeynote, "/Applications/Keynote.app", process);
+        programs_[process] =
+            std::make_shared<simulated::SimulatedApplication>(kKeynote, "/Applications/Keynote.app", process);
         workspace_.add(programs_[process]);
     }
     void quit(pid_t process) override { workspace_.remove(programs_.extract(process).mapped()); }
@@ -103,9 +104,9 @@ public:
     }
 
 private:
-    SimulatedDispatch dispatch_;
-    SimulatedWorkspace workspace_{dispatch_.mainQueue()};
-    std::map<pid_t, std::shared_ptr<SimulatedApplication>> programs_;
+    simulated::SimulatedDispatch dispatch_;
+    simulated::SimulatedWorkspace workspace_{dispatch_.mainQueue()};
+    std::map<pid_t, std::shared_ptr<simulated::SimulatedApplication>> programs_;
 };
 
 template <typename Harness>

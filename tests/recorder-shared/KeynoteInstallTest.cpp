@@ -28,7 +28,7 @@ protected:
     KeynoteInstall() { carry("7"); }
 
     /// The plug-in of a build as a resource of a bundle.
-    SimulatedBundle::Resources plugin(const Path& bundle, const Path& resource, const Text& build) {
+    simulated::SimulatedBundle::Resources plugin(const Path& bundle, const Path& resource, const Text& build) {
         if (!build) return {};
         platform.bundles.install(bundle / "Contents/Resources" / resource, {{"CFBundleVersion", *build}});
         return {resource};
@@ -42,19 +42,19 @@ protected:
 
     Path install(const Installed& program) {
         Path path = "/Applications/Keynote " + std::to_string(++installed_) + ".app";
-        SimulatedBundle::Info info;
+        simulated::SimulatedBundle::Info info;
         if (program.version) info["CFBundleShortVersionString"] = *program.version;
         platform.bundles.install(path, info, plugin(path, Path("Animations") / kPlugin, program.pluginBuild));
         return path;
     }
 
     void run(const std::optional<Path>& path, const char* identifier = "com.apple.iWork.Keynote") {
-        platform.workspace.add(std::make_shared<SimulatedApplication>(identifier, path, ++installed_));
+        platform.workspace.add(std::make_shared<simulated::SimulatedApplication>(identifier, path, ++installed_));
     }
 
     std::string message(std::size_t index) const { return platform.unifiedLog.entries.at(index).message; }
 
-    SimulatedPlatform platform;
+    simulated::SimulatedPlatform platform;
 
 private:
     int installed_ = 0;

@@ -65,7 +65,7 @@ TEST(Strings, UTF8) {
 }
 
 TEST(Strings, StandardisedPaths) {
-    SimulatedPlatform platform;
+    simulated::SimulatedPlatform platform;
     platform.directories.homes["bob"] = "/Users/bob";
     platform.files.symbolicLinks["/link"] = "/far/away";
     const std::pair<const char*, const char*> cases[] = {
@@ -89,7 +89,7 @@ TEST(Strings, StandardisedPaths) {
 }
 
 TEST(Strings, HomeDirectory) {
-    SimulatedPlatform platform;
+    simulated::SimulatedPlatform platform;
     const std::pair<const char*, const char*> relative[] = {{"~/Documents/x.key", "Documents/x.key"},
                                                             {"/Users/bøb", ""},
                                                             {"/Users/bøb/../bøb/a", "a"},

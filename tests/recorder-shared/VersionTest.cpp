@@ -14,7 +14,7 @@ protected:
         EXPECT_TRUE(parsed) << text;
         return parsed.value_or(VELVersion(0, 0, 0, 0));
     }
-    SimulatedPlatform platform;
+    simulated::SimulatedPlatform platform;
 };
 
 TEST_F(Version, Parsing) {

@@ -75,7 +75,7 @@ TEST_F(LoopTest, WatchesADescriptorUntilTheHandleIsDropped) {
 }
 
 struct LoopDispatchTest : testing::Test {
-    SimulatedConsoleLog console;
+    simulated::SimulatedConsoleLog console;
     runtime::LoopDispatch dispatch{console};
 };
 

@@ -26,7 +26,7 @@ protected:
                std::to_string(seconds.count()) + " s";
     }
 
-    SimulatedAnswer slow;
+    simulated::SimulatedAnswer slow;
     std::shared_ptr<SynchronousSoapCaller> blocking;
 };
 

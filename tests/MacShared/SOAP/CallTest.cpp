@@ -51,7 +51,7 @@ TEST_F(SoapScenario, Outcomes) {
     const std::string unusable = "error Veldrin 87 Failed to parse server response for method Get state";
     const auto part = [](const std::string& content) { return "\r\n--b\r\nContent-ID: <0>\r\n\r\n" + content; };
     struct Case {
-        SimulatedAnswer answer;
+        simulated::SimulatedAnswer answer;
         std::string line;
     };
     const auto result = [](const std::string& content) {
@@ -147,9 +147,9 @@ TEST_F(SoapScenario, UntrustedCertificatesAreRefusedUnlessIgnored) {
 TEST_F(SoapScenario, LogsWhenTheUserWants) {
     const auto callsOfAllOutcomes = [this] {
         makeCaller();
-        for (const auto& each :
-             {SimulatedAnswer{200, {}, {"<GetResponse>7</GetResponse>"}}, SimulatedAnswer{500, {}, {"oops"}},
-              SimulatedAnswer{.statusCode = 0, .error = makeError("D", 5, "text")}}) {
+        for (const auto& each : {simulated::SimulatedAnswer{200, {}, {"<GetResponse>7</GetResponse>"}},
+                                 simulated::SimulatedAnswer{500, {}, {"oops"}},
+                                 simulated::SimulatedAnswer{.statusCode = 0, .error = makeError("D", 5, "text")}}) {
             answer = each;
             call("Get");
             run();

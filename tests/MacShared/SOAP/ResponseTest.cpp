@@ -26,7 +26,7 @@ protected:
     std::string parsed(const std::string& xml) const { return parsed(real, xml, xml.size() + 1); }
     [[nodiscard]] std::size_t errors() const { return platform.unifiedLog.entries.size() / 2; }
 
-    SimulatedPlatform platform;
+    simulated::SimulatedPlatform platform;
     const text::LinuxXMLServices real;
 };
 

@@ -96,8 +96,8 @@ protected:
     using Names = std::vector<std::string>;
 
     const LibXmlServices parsers;
-    SimulatedPlatform platform;
-    SimulatedAnswer answer;
+    simulated::SimulatedPlatform platform;
+    simulated::SimulatedAnswer answer;
     Lines lines;
     std::shared_ptr<Receiver> receiver = std::make_shared<Receiver>(lines);
     std::shared_ptr<SimpleSoapCaller> caller;

@@ -10,7 +10,7 @@ namespace {
 
 class IdleTerminationTest : public testing::Test {
 protected:
-    SimulatedDispatch dispatch;
+    simulated::SimulatedDispatch dispatch;
     int ended = 0;
     std::optional<IdleTermination> process{std::in_place, dispatch, 30s, [this] { ++ended; }};
 };

@@ -24,7 +24,7 @@ TEST(LogFile, LinesOfSeveralThreadsStayWholeAndBearTheYearOfTheirWeek) {
     ::setenv("LC_ALL", "C", 1);
     ::setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
     ::tzset();
-    SimulatedPlatform rest;
+    simulated::SimulatedPlatform rest;
     files::LinuxFileManager files;
     text::IcuTextServices text;
     files::LinuxDirectories directories;

@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 TEST(SavedCopies, ExpectAnOrderForEachCopyOfAShowThatIsOver) {
     const auto file = testing::TempDir() + "saved-copy";
     std::ofstream(file) << "copy";
-    SavedCopies copies;
+    impress::SavedCopies copies;
     copies.saved("hidden", file);
     copies.presents("shown");
     copies.saved("shown", file);
@@ -34,7 +34,7 @@ TEST(SavedCopies, ExpectAnOrderForEachCopyOfAShowThatIsOver) {
     copies.closed("shown");
     copies.presents("shown");  // told before it was closed
     EXPECT_TRUE(copies.expectsOrder());
-    for (std::size_t i = 1; i < SavedCopies::kMost; ++i) copies.saved(std::to_string(i), file);
+    for (std::size_t i = 1; i < impress::SavedCopies::kMost; ++i) copies.saved(std::to_string(i), file);
     EXPECT_FALSE(copies.copyOf("hidden")) << "the oldest";
     EXPECT_EQ(copies.copyOf("shown"), file);
     fs::remove(file);

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+using impress::CommandLanes;
+
 namespace {
 
 struct CommandLanesTest : testing::Test {

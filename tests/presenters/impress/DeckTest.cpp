@@ -16,6 +16,8 @@ using css::uno::Reference;
 using css::uno::UNO_QUERY_THROW;
 using testing::UnitTest;
 
+using namespace impress;
+
 namespace {
 
 namespace fs = std::filesystem;

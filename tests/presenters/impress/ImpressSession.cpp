@@ -117,14 +117,14 @@ std::unique_ptr<ProgramProxy> ImpressSession::programNamed(const std::string& na
     return std::make_unique<ProgramProxy>(*connection_, name);
 }
 
-const OfficeConnection& ImpressSession::office() {
-    if (!office_) office_ = OfficeConnection::attach(pipe_);
+const impress::OfficeConnection& ImpressSession::office() {
+    if (!office_) office_ = impress::OfficeConnection::attach(pipe_);
     return office_.value();
 }
 
 Reference<css::frame::XModel> ImpressSession::open(const std::filesystem::path& deck) {
     const auto desktop = css::frame::Desktop::create(office().context());
-    return {desktop->loadComponentFromURL(unoText(urlFromPath(deck)), "_default", 0, properties({})), UNO_QUERY_THROW};
+    return {desktop->loadComponentFromURL(impress::unoText(urlFromPath(deck)), "_default", 0, {}), UNO_QUERY_THROW};
 }
 
 Reference<css::presentation::XPresentation2> ImpressSession::showOf(const Reference<css::frame::XModel>& document) {

@@ -56,7 +56,7 @@ public:
     void startBridge(const std::vector<std::string>& arguments = {});
     [[nodiscard]] ChildProcess& bridge() const { return *bridge_; }
     /// A connection of the test itself to the office, to do what a user does.
-    [[nodiscard]] const OfficeConnection& office();
+    [[nodiscard]] const impress::OfficeConnection& office();
     [[nodiscard]] css::uno::Reference<css::frame::XModel> open(const std::filesystem::path& deck);
     /// The document's show.
     [[nodiscard]] static css::uno::Reference<css::presentation::XPresentation2> showOf(
@@ -71,7 +71,7 @@ private:
     std::unique_ptr<sdbus::IConnection> connection_;
     std::unique_ptr<ChildProcess> officeProcess_;
     std::unique_ptr<ChildProcess> bridge_;
-    std::optional<OfficeConnection> office_;
+    std::optional<impress::OfficeConnection> office_;
 };
 
 /// One poll, repeated while the office is too busy to answer.

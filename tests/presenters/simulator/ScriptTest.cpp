@@ -15,7 +15,7 @@ using Lines = std::vector<std::string>;
 struct Stage {
     /// What is said of the line, and what it says itself.
     Lines play(const std::string& text) {
-        const auto line = script::parseLine(text);
+        const auto line = simulator::parseLine(text);
         EXPECT_EQ(line.error, "");
         said.clear();
         const auto start = dispatch.elapsed();
@@ -29,19 +29,19 @@ struct Stage {
         lastSaid = dispatch.elapsed();
     }
 
-    SimulatedDispatch dispatch;
-    SimulatedFileManager files;
-    PresentationProgramModel model{dispatch.mainQueue(), files, [](auto&&...) { return std::string(); }};
+    simulated::SimulatedDispatch dispatch;
+    simulated::SimulatedFileManager files;
+    presenters::PresentationProgramModel model{dispatch.mainQueue(), files, [](auto&&...) { return std::string(); }};
     Lines said;
     Duration lastSaid{};
     Duration took{};  ///< by the last line
-    Simulator simulator{dispatch.mainQueue(),
-                        model,
-                        {.say = [this](const auto& line) { say(line); },
-                         .announcePid = [](auto) {},
-                         .die = [] {},
-                         .finished = [this](const auto& sentence) { say(sentence); }},
-                        [] {}};
+    simulator::Simulator simulator{dispatch.mainQueue(),
+                                   model,
+                                   {.say = [this](const auto& line) { say(line); },
+                                    .announcePid = [](auto) {},
+                                    .die = [] {},
+                                    .finished = [this](const auto& sentence) { say(sentence); }},
+                                   [] {}};
 };
 
 TEST(Script, BadLinesAreNamedWithWhatIsAllowed) {
@@ -80,7 +80,7 @@ TEST(Script, BadLinesAreNamedWithWhatIsAllowed) {
         {"wait-for applause", "it waits for a save or for an export. Usage: wait-for save|export [SECONDS]"},
     };
     for (const Case& each : cases) {
-        const auto line = script::parseLine(each.text);
+        const auto line = simulator::parseLine(each.text);
         EXPECT_FALSE(line.command) << each.text;
         EXPECT_NE(line.error.find(each.message), std::string::npos) << each.text << " gave: " << line.error;
     }
@@ -88,7 +88,7 @@ TEST(Script, BadLinesAreNamedWithWhatIsAllowed) {
 
 TEST(Script, NothingStandsInBlankLinesAndComments) {
     for (const char* const text : {"", " \t\r", "# launch", "  #"}) {
-        const auto line = script::parseLine(text);
+        const auto line = simulator::parseLine(text);
         EXPECT_FALSE(line.command) << text;
         EXPECT_EQ(line.error, "") << text;
     }
@@ -133,16 +133,16 @@ TEST(Faults, EachGoesOnAndOffAndAWrongValueChangesNothing) {
         {"writes-in-pieces", "4"}, {"answers-late", "0.7"}, {"never-answers", ""},   {"dies-in-export", "2"},
         {"opens-slowly", "1"},     {"never-closes", ""},
     };
-    const auto summary = [](const PresentationProgramFaults& f) {
+    const auto summary = [](const presenters::PresentationProgramFaults& f) {
         return std::make_tuple(f.lacksPlaying, f.refusedCalls, f.exportsJpeg, f.exportsNothing, f.diskFull,
                                f.leftOutImages, f.imageTime, f.saveTime, f.imagePieces, f.answersLate, f.neverAnswers,
                                f.diesInExport, f.openTime, f.neverCloses);
     };
     const auto healthy = summary({});
     std::set<decltype(summary({}))> seen{healthy};
-    PresentationProgramFaults all;
+    presenters::PresentationProgramFaults all;
     for (const auto& [name, value] : faults) {
-        PresentationProgramFaults one;
+        presenters::PresentationProgramFaults one;
         EXPECT_FALSE(one.switchOn(name, value)) << name;
         EXPECT_TRUE(seen.insert(summary(one)).second) << name << " does the same as another or nothing";
         EXPECT_TRUE(one.switchOn(name, "wrong value")) << name;

@@ -77,7 +77,7 @@ protected:
     xcb_ewmh_connection_t ewmh{};
     xcb_screen_t* screen = nullptr;
     NotedConsoleLog consoleLog;
-    SimulatedDispatch dispatch;
+    simulated::SimulatedDispatch dispatch;
     display::X11WindowServer server{consoleLog, dispatch.mainQueue()};
 };
 
@@ -275,7 +275,7 @@ TEST_F(X11WindowServerTest, SaysOnceThatADisplayDoesNotAnswer) {
 TEST(X11WindowServer, SaysOnceThatThereIsNoDisplay) {
     ::unsetenv("DISPLAY");
     NotedConsoleLog log;
-    SimulatedDispatch dispatch;
+    simulated::SimulatedDispatch dispatch;
     display::X11WindowServer server(log, dispatch.mainQueue());
     EXPECT_TRUE(eventually([&] { return server.windows().empty() && !log.notes.lines().empty(); }));
     EXPECT_TRUE(server.screens().empty());

@@ -147,7 +147,7 @@ TEST(ComputerSearch, TellsTheEndOfAQueryOnTheMainQueue) {
     const TemporaryDirectory root;
     makeBundle(root.path / "B.app");
     makeBundle(root.path / "A.app");
-    SimulatedConsoleLog console;
+    simulated::SimulatedConsoleLog console;
     runtime::LoopDispatch dispatch(console);
     search::ComputerSearch search(dispatch.mainQueue(), {root.path});
     search::ComputerSearch elsewhere(dispatch.mainQueue(), {root.path / "gone"});
