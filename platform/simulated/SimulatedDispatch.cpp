@@ -4,38 +4,6 @@
 
 namespace simulated {
 
-/// A repeating timer: each tick puts the next one in.
-class SimulatedDispatch::Timer final : public Registration, public std::enable_shared_from_this<Timer> {
-public:
-    Timer(SimulatedDispatch& dispatch, std::weak_ptr<const bool> queue, const TimerSchedule& schedule, Task handler)
-        : dispatch_(dispatch),
-          queue_(std::move(queue)),
-          next_(dispatch.now_ + schedule.start),
-          period_(std::clamp(schedule.period, kShortestTimerPeriod, kLongestDelay)),
-          handler_(std::move(handler)) {}
-
-    void arm() {
-        dispatch_.add(next_, [weak = weak_from_this()] {
-            const auto timer = weak.lock();
-            if (timer && !timer->queue_.expired()) timer->fire();
-        });
-    }
-
-private:
-    void fire() {
-        handler_();
-        const auto missed = (dispatch_.now_ - next_) / period_;
-        next_ += (missed + 1) * period_;
-        arm();
-    }
-
-    SimulatedDispatch& dispatch_;
-    const std::weak_ptr<const bool> queue_;  ///< expired: the queue is gone
-    Instant next_;
-    const Duration period_;
-    const Task handler_;
-};
-
 class SimulatedDispatch::Queue final : public DispatchQueue {
 public:
     Queue(SimulatedDispatch& dispatch, std::string label, std::shared_ptr<const bool> counted)
@@ -56,14 +24,15 @@ public:
     void sync(const Task& task) override { task(); }
 
     [[nodiscard]] Handle makeTimer(const TimerSchedule& schedule, Task handler) override {
-        /// Owns the timer alone, so that dropping the handle ends it.
-        struct TimerHandle final : Registration {
-            explicit TimerHandle(std::shared_ptr<Timer> owned) : timer(std::move(owned)) {}
-            std::shared_ptr<Timer> timer;
+        /// Owns the handler alone, so that dropping the handle ends the timer.
+        struct Timer final : Registration {
+            explicit Timer(Task task) : handler(std::make_shared<const Task>(std::move(task))) {}
+            const std::shared_ptr<const Task> handler;
         };
-        auto timer = std::make_shared<Timer>(dispatch_, alive_, schedule, std::move(handler));
-        timer->arm();
-        return std::make_unique<TimerHandle>(std::move(timer));
+        auto timer = std::make_unique<Timer>(std::move(handler));
+        const auto period = std::clamp(schedule.period, kShortestTimerPeriod, kLongestDelay);
+        dispatch_.addTick(dispatch_.now_ + schedule.start, period, alive_, timer->handler);
+        return timer;
     }
 
     [[nodiscard]] const std::string& label() const override { return label_; }
@@ -106,6 +75,18 @@ bool SimulatedDispatch::runNext(Instant limit) {
     now_ = std::max(now_, node.key().first);
     node.mapped()();
     return true;
+}
+
+/// Each tick puts the next one in; those that were missed are skipped.
+void SimulatedDispatch::addTick(Instant due, Duration period, const std::weak_ptr<const bool>& queue,
+                                const std::weak_ptr<const Task>& handler) {
+    add(due, [this, due, period, queue, handler] {
+        const auto task = handler.lock();
+        if (!task || queue.expired()) return;
+        (*task)();
+        const auto missed = (now_ - due) / period;
+        addTick(due + (missed + 1) * period, period, queue, handler);
+    });
 }
 
 void SimulatedDispatch::add(Instant deadline, Task task) {

@@ -41,11 +41,12 @@ public:
 
 private:
     class Queue;
-    class Timer;
     /// Deadline, then order of submission.
     using Key = std::pair<Instant, std::uint64_t>;
 
     void add(Instant deadline, Task task);
+    void addTick(Instant due, Duration period, const std::weak_ptr<const bool>& queue,
+                 const std::weak_ptr<const Task>& handler);
 
     Instant now_{};
     std::uint64_t submitted_ = 0;

@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 #include <algorithm>
-#include <functional>
-#include <utility>
 
 namespace simulated {
 namespace {

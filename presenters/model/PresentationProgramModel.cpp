@@ -15,10 +15,6 @@ constexpr const char* kVersion = "14.0";
 constexpr std::int64_t kShowWindowID = 71;
 constexpr double kUsualQuality = 0.8;
 
-ErrorPtr failed(const std::string& sentence) {
-    return makeError(NSOSStatusErrorDomain, kAppleEventFailed, sentence);
-}
-
 /// The first slide after the given one that is not hidden; 0 when there is none.
 std::int64_t shownSlideAfter(const ProgramDocument& document, std::int64_t slide) {
     for (++slide; slide <= document.slideCount; ++slide) {
@@ -46,6 +42,10 @@ std::optional<Value> propertyOf(const ExportProperties& properties, const char* 
 }
 
 }  // namespace
+
+ErrorPtr failed(const std::string& sentence) {
+    return makeError(NSOSStatusErrorDomain, kAppleEventFailed, sentence);
+}
 
 PresentationProgramModel::PresentationProgramModel(DispatchQueue& queue, ProgramOutput& output, ImageMaker imageMaker)
     : jobs_(queue, output, faults_, std::move(imageMaker)) {}

@@ -9,6 +9,9 @@
 
 namespace presenters {
 
+/// The error of an event that a program refuses, and why.
+[[nodiscard]] ErrorPtr failed(const std::string& sentence);
+
 /// The model of a presentation program: documents, slide show and windows, and the saves and exports that it carries
 /// out. A script moves it (launch, open, start, go to a slide, stop, quit), and a scripting channel asks it what a
 /// capture service asks the real program. It never looks at a clock: work takes its time on the queue that it is given,

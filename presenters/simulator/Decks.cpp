@@ -6,13 +6,12 @@
 #include <string_view>
 
 namespace simulator {
+
+using presenters::failed;
+
 namespace {
 
 namespace fs = std::filesystem;
-
-ErrorPtr failed(const std::string& sentence) {
-    return makeError(NSOSStatusErrorDomain, kAppleEventFailed, sentence);
-}
 
 bool isPresentation(const fs::path& path) {
     static constexpr std::array<std::string_view, 8> kExtensions{".key", ".odp",  ".fodp", ".otp",

@@ -6,7 +6,6 @@
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
-#include <array>
 #include <system_error>
 
 namespace simulator {

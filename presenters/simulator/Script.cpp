@@ -7,8 +7,8 @@
 #include <fmt/format.h>
 #include <algorithm>
 #include <array>
-#include <functional>
 #include <limits>
+#include <map>
 #include <sstream>
 
 namespace simulator {
@@ -69,24 +69,14 @@ public:
     }
 
     std::int64_t number(const char* what, std::int64_t least, std::int64_t most) {
-        const std::string given = text(what);
-        const auto number = presenters::wholeNumberFrom(given, least, most);
-        if (!number) fail(fmt::format("{} must be a number from {} to {}, not \"{}\"", what, least, most, given));
-        return number.value_or(least);
+        return value(what, fmt::format("a number from {} to {}", least, most),
+                     [least, most](const auto& word) { return presenters::wholeNumberFrom(word, least, most); });
     }
 
-    Duration seconds(const char* what) {
-        const std::string given = text(what);
-        const auto seconds = presenters::secondsFrom(given);
-        if (!seconds) fail(fmt::format("{} must be seconds like 0.5, not \"{}\"", what, given));
-        return seconds.value_or(Duration::zero());
-    }
+    Duration seconds(const char* what) { return value(what, "seconds like 0.5", presenters::secondsFrom); }
 
     std::set<std::int64_t> slides(const char* what) {
-        const std::string given = text(what);
-        const auto numbers = presenters::slideNumbersFrom(given);
-        if (!numbers) fail(fmt::format("{} must be slide numbers like 3,5, not \"{}\"", what, given));
-        return numbers.value_or(std::set<std::int64_t>());
+        return value(what, "slide numbers like 3,5", presenters::slideNumbersFrom);
     }
 
     void fail(const std::string& sentence) {
@@ -94,6 +84,15 @@ public:
     }
 
 private:
+    /// The next word as `parse` has it; an empty value when it has none.
+    template <typename Parse, typename Parsed = std::invoke_result_t<Parse, std::string>>
+    typename Parsed::value_type value(const char* what, const std::string& kind, const Parse& parse) {
+        const std::string given = text(what);
+        const Parsed value = parse(given);
+        if (!value) fail(fmt::format("{} must be {}, not \"{}\"", what, kind, given));
+        return value.value_or(typename Parsed::value_type());
+    }
+
     const Words& words_;
     std::size_t next_ = 1;
 };
@@ -149,18 +148,21 @@ std::vector<std::string> cellsOf(const std::string& row) {
     return cells;
 }
 
+/// The texts that a slide has once, by their names in scripts.
+const std::map<std::string_view, std::string ScriptingSlide::*> kPlainTexts{
+    {"title", &ScriptingSlide::defaultTitleItemText},
+    {"body", &ScriptingSlide::defaultBodyItemText},
+    {"notes", &ScriptingSlide::presenterNotes}};
+
 Command parseText(Arguments& arguments) {
     const std::string deck = arguments.text("the deck");
     ScriptingSlide slide;
     slide.slideNumber = arguments.number("the slide", 1, presenters::kMostSlides);
     const std::string kind = arguments.text("the kind");
     const std::string text = withLineFeeds(arguments.text("the text"));
-    if (kind == "title") {
-        slide.defaultTitleItemText = text;
-    } else if (kind == "body") {
-        slide.defaultBodyItemText = text;
-    } else if (kind == "notes") {
-        slide.presenterNotes = text;
+    const auto plain = kPlainTexts.find(kind);
+    if (plain != kPlainTexts.end()) {
+        slide.*plain->second = text;
     } else if (kind == "item") {
         slide.textItems = {text};
     } else if (kind == "table") {
@@ -189,12 +191,18 @@ Command parseSlide(Arguments& arguments) {
     return [slide](Simulator& simulator) { return simulator.model().goToSlide(slide); };
 }
 
-Command parsePid(Arguments& arguments) {
-    const auto pid = arguments.number("the process identifier", 1, std::numeric_limits<std::int32_t>::max());
-    return [pid](Simulator& simulator) {
-        simulator.process().announcePid(static_cast<std::uint32_t>(pid));
+/// A command that cannot fail.
+template <typename Act>
+Command doing(Act act) {
+    return [act](Simulator& simulator) {
+        act(simulator);
         return ErrorPtr();
     };
+}
+
+Command parsePid(Arguments& arguments) {
+    const auto pid = arguments.number("the process identifier", 1, std::numeric_limits<std::int32_t>::max());
+    return doing([pid](auto& simulator) { simulator.process().announcePid(static_cast<std::uint32_t>(pid)); });
 }
 
 /// Tried on faults of its own, so that a wrong one is found before the script begins.
@@ -202,10 +210,7 @@ template <typename Switch>
 Command switching(Arguments& arguments, Switch change) {
     presenters::PresentationProgramFaults scratch;
     if (const auto error = change(scratch)) arguments.fail(*error);
-    return [change](Simulator& simulator) {
-        static_cast<void>(change(simulator.model().faults()));
-        return ErrorPtr();
-    };
+    return doing([change](auto& simulator) { static_cast<void>(change(simulator.model().faults())); });
 }
 
 Command parseFault(Arguments& arguments) {
@@ -233,10 +238,7 @@ Command parseWaitFor(Arguments& arguments) {
 Command parsePrint(Arguments& arguments) {
     std::string text = arguments.word();
     while (!arguments.atEnd()) text += ' ' + arguments.word();
-    return [text](Simulator& simulator) {
-        simulator.process().say(text);
-        return ErrorPtr();
-    };
+    return doing([text](auto& simulator) { simulator.process().say(text); });
 }
 
 /// An order to the program.
@@ -259,10 +261,7 @@ Command parseQuit(Arguments& /*none*/) {
 }
 
 Command parseDie(Arguments& /*none*/) {
-    return [](Simulator& simulator) {
-        simulator.process().die();
-        return ErrorPtr();
-    };
+    return doing([](auto& simulator) { simulator.process().die(); });
 }
 
 struct Syntax {

@@ -4,11 +4,10 @@
 #include <utility>
 
 namespace simulator {
-namespace {
 
-ErrorPtr failed(const std::string& sentence) {
-    return makeError(NSOSStatusErrorDomain, kAppleEventFailed, sentence);
-}
+using presenters::failed;
+
+namespace {
 
 std::string eventOf(const presenters::ProgramJob& job) {
     const std::string problem = job.error ? fmt::format(" ({})", job.error->localizedDescription()) : std::string();
