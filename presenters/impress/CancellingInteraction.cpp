@@ -8,9 +8,6 @@
 
 namespace impress {
 
-using css::uno::Reference;
-using css::uno::UNO_QUERY;
-
 namespace {
 
 std::string reasonFrom(const css::uno::Any& request) {

@@ -16,7 +16,7 @@ class CancellingInteraction : public cppu::WeakImplHelper1<css::task::XInteracti
 public:
     static constexpr const char* kUnknownFormat = "LibreOffice knows no such format";
 
-    void SAL_CALL handle(const css::uno::Reference<css::task::XInteractionRequest>& request) override;
+    void SAL_CALL handle(const Reference<css::task::XInteractionRequest>& request) override;
 
     /// Why the office could not go on by itself; empty when it did not ask.
     [[nodiscard]] std::string reason();

@@ -4,10 +4,8 @@
 #include "presenters/impress/Documents.h"
 #include "presenters/impress/Refusal.h"
 
-#include <atomic>
 #include <com/sun/star/container/XEnumerationAccess.hpp>
 #include <com/sun/star/container/XNamed.hpp>
-#include <com/sun/star/drawing/XShapes.hpp>
 #include <com/sun/star/frame/XTitle.hpp>
 #include <com/sun/star/lang/XServiceInfo.hpp>
 #include <com/sun/star/presentation/XPresentationPage.hpp>
@@ -20,9 +18,6 @@
 namespace impress {
 
 using css::drawing::XDrawPage;
-using css::uno::Reference;
-using css::uno::UNO_QUERY;
-using css::uno::UNO_QUERY_THROW;
 
 namespace {
 
@@ -38,7 +33,7 @@ rtl::OUString typeOf(const Reference<css::drawing::XShape>& shape) {
 }
 
 /// The file's name without regard to the title that its author gave the document.
-std::string nameOf(const Reference<css::frame::XModel>& document) {
+std::string nameOf(const Model& document) {
     if (const auto path = pathFromURL(textFrom(document->getURL()))) return bus::validUTF8(path->filename().native());
     const Reference<css::frame::XTitle> title(document, UNO_QUERY);
     return title.is() ? textFrom(title->getTitle()) : std::string();
@@ -175,7 +170,7 @@ private:
 
 }  // namespace
 
-ScriptingDocumentText textOfDocument(const Reference<css::frame::XModel>& document) {
+ScriptingDocumentText textOfDocument(const Model& document) {
     ScriptingDocumentText text;
     text.name = nameOf(document);
     const auto pages = pagesOf(document);
@@ -201,7 +196,7 @@ ScriptingSlide textOfSlide(std::int64_t number, const Reference<XDrawPage>& page
     return TextReader(size).readSlide(number, page);
 }
 
-std::vector<std::int64_t> slideNumbersOf(const Reference<css::frame::XModel>& document) {
+std::vector<std::int64_t> slideNumbersOf(const Model& document) {
     std::vector<std::int64_t> numbers(static_cast<std::size_t>(pagesOf(document)->getCount()));
     std::iota(numbers.begin(), numbers.end(), 1);
     return numbers;

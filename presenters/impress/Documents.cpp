@@ -22,11 +22,6 @@ namespace impress {
 
 namespace fs = std::filesystem;
 
-using css::frame::XModel;
-using css::uno::Reference;
-using css::uno::UNO_QUERY;
-using css::uno::UNO_QUERY_THROW;
-
 namespace {
 
 /// The format in which the office saves presentations unless told otherwise.
@@ -42,10 +37,10 @@ bool isSameFile(const fs::path& path, const std::string& url) {
     return other && (*other == path || fs::equivalent(*other, path, missing));
 }
 
-Reference<XModel> openPresentation(const Reference<css::frame::XDesktop2>& desktop, const fs::path& path) {
+Model openPresentation(const Reference<css::frame::XDesktop2>& desktop, const fs::path& path) {
     const auto components = desktop->getComponents()->createEnumeration();
     while (components->hasMoreElements()) {
-        const Reference<XModel> model(components->nextElement(), UNO_QUERY);
+        const Model model(components->nextElement(), UNO_QUERY);
         if (model.is() && isSameFile(path, textFrom(model->getURL())) && isPresentation(model)) return model;
     }
     return {};
@@ -65,7 +60,7 @@ void close(const Reference<css::lang::XComponent>& component) {
     if (closeable.is()) closeable->close(true);
 }
 
-Reference<XModel> load(const Reference<css::frame::XDesktop2>& desktop, const fs::path& path) {
+Model load(const Reference<css::frame::XDesktop2>& desktop, const fs::path& path) {
     auto* const interaction = new CancellingInteraction;
     const Reference<css::task::XInteractionHandler> handler(interaction);  // owns it
     const auto options = properties({property("Hidden", true), property("ReadOnly", true),
@@ -83,7 +78,7 @@ Reference<XModel> load(const Reference<css::frame::XDesktop2>& desktop, const fs
     }
     if (const auto asked = interaction->reason(); !asked.empty()) reason = asked;
     if (!component.is()) refuse(path, reason.empty() ? CancellingInteraction::kUnknownFormat : reason);
-    const Reference<XModel> model(component, UNO_QUERY);
+    const Model model(component, UNO_QUERY);
     if (!isPresentation(model)) {
         close(component);
         refuse(path, "it is no presentation");
@@ -91,15 +86,14 @@ Reference<XModel> load(const Reference<css::frame::XDesktop2>& desktop, const fs
     return model;
 }
 
-Reference<XModel> create(const Reference<css::frame::XDesktop2>& desktop, const fs::path& path) {
+Model create(const Reference<css::frame::XDesktop2>& desktop, const fs::path& path) {
     const auto hidden = properties({property("Hidden", true), property("PickListEntry", false)});
-    const Reference<XModel> model(desktop->loadComponentFromURL("private:factory/simpress", "_blank", 0, hidden),
-                                  UNO_QUERY_THROW);
+    const Model model(desktop->loadComponentFromURL("private:factory/simpress", "_blank", 0, hidden), UNO_QUERY_THROW);
     model->attachResource(unoText(urlFromPath(path)), model->getArgs());
     return model;
 }
 
-void saveToItsFile(const Reference<XModel>& document, bool modified) {
+void saveToItsFile(const Model& document, bool modified) {
     const Reference<css::frame::XStorable2> storable(document, UNO_QUERY_THROW);
     if (!modified && storable->hasLocation()) return;
     const Reference<css::task::XInteractionHandler> handler(new CancellingInteraction);
@@ -122,16 +116,16 @@ void saveToItsFile(const Reference<XModel>& document, bool modified) {
 
 }  // namespace
 
-std::string identifierOf(const Reference<XModel>& document) {
+std::string identifierOf(const Model& document) {
     return textFrom(valueOf<rtl::OUString>({document, UNO_QUERY_THROW}, "RuntimeUID"));
 }
 
-bool isPresentation(const Reference<XModel>& document) {
+bool isPresentation(const Model& document) {
     const Reference<css::lang::XServiceInfo> info(document, UNO_QUERY);
     return info.is() && info->supportsService("com.sun.star.presentation.PresentationDocument");
 }
 
-bool isHidden(const Reference<XModel>& document) {
+bool isHidden(const Model& document) {
     bool hidden = false;
     const auto arguments = document->getArgs();
     for (const auto& argument : arguments) {
@@ -149,7 +143,7 @@ Reference<css::presentation::XPresentation2> presentationOf(const Reference<css:
     return {supplier->getPresentation(), UNO_QUERY_THROW};
 }
 
-Reference<XModel> DocumentOpening::run(const Reference<css::uno::XComponentContext>& office) const {
+Model DocumentOpening::run(const Context& office) const {
     const auto desktop = css::frame::Desktop::create(office);
     if (auto open = openPresentation(desktop, path); open.is()) return open;
     std::error_code error;

@@ -3,27 +3,24 @@
 #include "presenters/impress/Uno.h"
 
 #include <com/sun/star/drawing/XDrawPages.hpp>
-#include <com/sun/star/frame/XModel.hpp>
 #include <com/sun/star/presentation/XPresentation2.hpp>
-#include <com/sun/star/uno/XComponentContext.hpp>
 #include <filesystem>
 #include <string>
 
 namespace impress {
 
 /// The ID of an open document, unique among all that this office has had open. Throws `css::uno::Exception`.
-[[nodiscard]] std::string identifierOf(const css::uno::Reference<css::frame::XModel>& document);
+[[nodiscard]] std::string identifierOf(const Model& document);
 /// Whether this is a presentation, and no drawing or table.
-[[nodiscard]] bool isPresentation(const css::uno::Reference<css::frame::XModel>& document);
+[[nodiscard]] bool isPresentation(const Model& document);
 
 /// Whether nobody sees the document: it was loaded without a window.
-[[nodiscard]] bool isHidden(const css::uno::Reference<css::frame::XModel>& document);
+[[nodiscard]] bool isHidden(const Model& document);
 /// The slides of a presentation.
-[[nodiscard]] css::uno::Reference<css::drawing::XDrawPages> pagesOf(
-    const css::uno::Reference<css::uno::XInterface>& document);
+[[nodiscard]] Reference<css::drawing::XDrawPages> pagesOf(const Reference<css::uno::XInterface>& document);
 /// The slide show of a presentation.
-[[nodiscard]] css::uno::Reference<css::presentation::XPresentation2> presentationOf(
-    const css::uno::Reference<css::uno::XInterface>& document);
+[[nodiscard]] Reference<css::presentation::XPresentation2> presentationOf(
+    const Reference<css::uno::XInterface>& document);
 
 /// An order to open a presentation without anybody seeing it.
 struct DocumentOpening {
@@ -32,8 +29,7 @@ struct DocumentOpening {
     /// The presentation in this file: the open one when there is one, else the file loaded hidden and read-only, with
     /// neither macros, updates of links, dialogs nor a lock file. Where nothing stands, a new empty presentation that
     /// has this path. Throws `Refusal` when the file cannot be opened, and `css::uno::Exception` when the office fails.
-    [[nodiscard]] css::uno::Reference<css::frame::XModel> run(
-        const css::uno::Reference<css::uno::XComponentContext>& office) const;
+    [[nodiscard]] Model run(const Context& office) const;
 };
 
 /// What becomes of unsaved changes when a document is closed.
@@ -41,7 +37,7 @@ enum class Saving { no, ask, yes };
 
 /// An order to close a document.
 struct DocumentClosing {
-    css::uno::Reference<css::frame::XModel> document;
+    Model document;
     Saving saving = Saving::ask;
 
     /// Closes the document; with `ask`, one that has unsaved changes or stands in its user's window stays open. Throws
@@ -52,7 +48,7 @@ struct DocumentClosing {
 
 /// An order to write a copy of a document in the office's own format, whatever the target's name ends in.
 struct DocumentCopy {
-    css::uno::Reference<css::frame::XModel> document;
+    Model document;
     std::filesystem::path target;
 
     /// Writes the copy; it appears under its name when complete. The document keeps its location, its modified flag and

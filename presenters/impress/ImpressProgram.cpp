@@ -6,7 +6,6 @@
 
 #include <cmath>
 #include <iostream>
-#include <memory>
 #include <utility>
 
 namespace impress {
@@ -307,7 +306,7 @@ std::string ImpressProgram::version() {
 }
 
 /// The document, as the office had it last when it stands still.
-ImpressProgram::Model ImpressProgram::documentWithID(const std::string& id) {
+Model ImpressProgram::documentWithID(const std::string& id) {
     auto refused = notOpen(id);
     try {
         if (!refreshState()) refused = noAnswer();

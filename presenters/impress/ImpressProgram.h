@@ -50,8 +50,6 @@ public:
     [[nodiscard]] bool hasWorkWithoutOffice();
 
 private:
-    using Model = css::uno::Reference<css::frame::XModel>;
-
     std::uint32_t processIdentifier() override;
     std::filesystem::path bundle() override;
     std::string version() override;

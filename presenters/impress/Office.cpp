@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <com/sun/star/awt/XTopWindow.hpp>
-#include <com/sun/star/awt/XWindow.hpp>
 #include <com/sun/star/awt/XWindow2.hpp>
 #include <com/sun/star/frame/Desktop.hpp>
 #include <com/sun/star/frame/FrameSearchFlag.hpp>
@@ -16,11 +15,7 @@
 
 namespace impress {
 
-using css::uno::Reference;
-using css::uno::UNO_QUERY;
-using css::uno::UNO_QUERY_THROW;
-
-Office::Office(const Reference<css::uno::XComponentContext>& context, OnClosed onClosed)
+Office::Office(const Context& context, OnClosed onClosed)
     : onClosed_(std::move(onClosed)),
       desktop_(css::frame::Desktop::create(context), UNO_QUERY_THROW),
       frames_(desktop_->getFrames()) {}
@@ -85,8 +80,8 @@ bool Office::isSeen() {
     });
 }
 
-std::map<std::string, Reference<css::frame::XModel>> Office::documents() const {
-    std::map<std::string, Reference<css::frame::XModel>> result;
+std::map<std::string, Model> Office::documents() const {
+    std::map<std::string, Model> result;
     for (const Window& window : windows_) {
         if (window.document) result.emplace(window.document->id, window.document->model);
     }
@@ -131,11 +126,11 @@ void Office::look(Window& window) {
     if (controller.get() == window.controller.get()) return;
     window.controller = controller;
     window.view.set(controller, UNO_QUERY);
-    const auto model = controller.is() ? controller->getModel() : Reference<css::frame::XModel>();
+    const auto model = controller.is() ? controller->getModel() : Model();
     window.document = model.is() ? documentOf(model) : nullptr;
 }
 
-std::shared_ptr<const Office::Document> Office::documentOf(const Reference<css::frame::XModel>& model) const {
+std::shared_ptr<const Office::Document> Office::documentOf(const Model& model) const {
     for (const Window& window : windows_) {
         if (window.document && window.document->model.get() == model.get()) return window.document;
     }
@@ -167,8 +162,10 @@ std::vector<const Office::Window*> Office::windowsFromFront() const {
 /// The slide's number in the document, which neither hidden slides nor custom shows shift.
 std::int64_t Office::numberOf(const Reference<css::drawing::XDrawPage>& page) {
     if (!page.is()) return 0;
-    if (page.get() != lastPage_.page.get()) lastPage_ = {page, {page, UNO_QUERY_THROW}};
-    return valueOf<sal_Int16>(lastPage_.properties, "Number");
+    // Most polls find the page of the poll before, and to ask for its properties again would cost a call.
+    if (page.get() != lastPage_.get()) lastPageProperties_.set(page, UNO_QUERY_THROW);
+    lastPage_ = page;
+    return valueOf<sal_Int16>(lastPageProperties_, "Number");
 }
 
 }  // namespace impress

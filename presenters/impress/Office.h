@@ -3,7 +3,6 @@
 #include "ports/Scripting.h"
 #include "presenters/impress/Documents.h"
 
-#include <com/sun/star/drawing/XDrawPages.hpp>
 #include <com/sun/star/drawing/XDrawView.hpp>
 #include <com/sun/star/frame/XController.hpp>
 #include <com/sun/star/frame/XFrames.hpp>
@@ -27,7 +26,7 @@ public:
     using OnClosed = std::function<void(const std::string& documentID)>;  ///< called on any thread
 
     /// `onClosed` is called when a document that was seen here is closed in whatever way, but not when the office dies.
-    Office(const css::uno::Reference<css::uno::XComponentContext>& context, OnClosed onClosed);
+    Office(const Context& context, OnClosed onClosed);
 
     /// The first document is the presented one, else the active one, else any that is seen.
     [[nodiscard]] PresentingState state();
@@ -36,7 +35,7 @@ public:
     /// Whether the office shows any window, of whatever document.
     [[nodiscard]] bool isSeen();
     /// All open presentation documents, as the last operation found them.
-    [[nodiscard]] std::map<std::string, css::uno::Reference<css::frame::XModel>> documents() const;
+    [[nodiscard]] std::map<std::string, Model> documents() const;
     /// Brings the front window forward, unless a slide show runs.
     void activate();
     /// Ends the slide show of the document, when one runs. False when no such document is open.
@@ -45,38 +44,34 @@ public:
 private:
     struct Document {
         std::string id;
-        css::uno::Reference<css::frame::XModel> model;
-        css::uno::Reference<css::presentation::XPresentation2> presentation;
+        Model model;
+        Reference<css::presentation::XPresentation2> presentation;
         bool hidden = false;  ///< nobody sees it, so it is neither presented nor in front
     };
     struct Window {
-        css::uno::Reference<css::frame::XFrame> frame;
-        css::uno::Reference<css::frame::XController> controller;
-        css::uno::Reference<css::drawing::XDrawView> view;
+        Reference<css::frame::XFrame> frame;
+        Reference<css::frame::XController> controller;
+        Reference<css::drawing::XDrawView> view;
         std::shared_ptr<const Document> document;  ///< null for a window of anything but a presentation
         std::int64_t id = 0;
-    };
-    struct Page {
-        css::uno::Reference<css::drawing::XDrawPage> page;
-        css::uno::Reference<css::beans::XPropertySet> properties;
     };
 
     void refresh();
     void look(Window& window);
-    [[nodiscard]] std::shared_ptr<const Document> documentOf(
-        const css::uno::Reference<css::frame::XModel>& model) const;
+    [[nodiscard]] std::shared_ptr<const Document> documentOf(const Model& model) const;
     [[nodiscard]] std::shared_ptr<const Document> find(const std::string& id);
     [[nodiscard]] std::optional<ScriptingDocumentState> presentedState();
     [[nodiscard]] static ScriptingDocumentState describe(const Document& document, std::int64_t slide);
     [[nodiscard]] std::vector<const Window*> windowsFromFront() const;
-    [[nodiscard]] std::int64_t numberOf(const css::uno::Reference<css::drawing::XDrawPage>& page);
+    [[nodiscard]] std::int64_t numberOf(const Reference<css::drawing::XDrawPage>& page);
 
     OnClosed onClosed_;
-    css::uno::Reference<css::frame::XFramesSupplier> desktop_;
-    css::uno::Reference<css::frame::XFrames> frames_;
+    Reference<css::frame::XFramesSupplier> desktop_;
+    Reference<css::frame::XFrames> frames_;
     std::vector<Window> windows_;
     std::int64_t lastWindowID_ = 0;
-    Page lastPage_;
+    Reference<css::drawing::XDrawPage> lastPage_;
+    Reference<css::beans::XPropertySet> lastPageProperties_;
     std::int64_t lastShownNumber_ = 0;
 };
 

@@ -19,8 +19,6 @@
 
 namespace impress {
 
-using css::uno::Reference;
-
 namespace {
 
 /// The office's libraries by themselves know only their own types; those of documents and shows lie beside them.
@@ -31,7 +29,7 @@ void addOfficeTypes() {
     rtl::Bootstrap::set("URE_MORE_TYPES", types);
 }
 
-Reference<css::uno::XComponentContext> ownContext() {
+Context ownContext() {
     static const auto context = [] {
         addOfficeTypes();
         return cppu::defaultBootstrap_InitialComponentContext();
@@ -71,7 +69,7 @@ std::optional<OfficeConnection> OfficeConnection::attach(const std::string& pipe
         const auto connector = css::connection::Connector::create(own);
         const auto connection = connector->connect(unoText("pipe,name=" + pipe));
         office.bridge_ = css::bridge::BridgeFactory::create(own)->createBridge({}, "urp", connection, nullptr);
-        office.context_.set(office.bridge_->getInstance("StarOffice.ComponentContext"), css::uno::UNO_QUERY);
+        office.context_.set(office.bridge_->getInstance("StarOffice.ComponentContext"), UNO_QUERY);
     } catch (const css::connection::NoConnectException&) {
         return std::nullopt;
     } catch (const css::connection::ConnectionSetupException&) {
@@ -94,7 +92,7 @@ std::optional<OfficeConnection> OfficeConnection::attachWithin(const std::string
 }
 
 void OfficeConnection::observeLoss(std::function<void()> onLost) const {
-    const Reference<css::lang::XComponent> bridge(bridge_, css::uno::UNO_QUERY_THROW);
+    const Reference<css::lang::XComponent> bridge(bridge_, UNO_QUERY_THROW);
     bridge->addEventListener(new EndListener(std::move(onLost)));
 }
 

@@ -5,7 +5,6 @@
 #include <sys/types.h>
 #include <chrono>
 #include <com/sun/star/bridge/XBridge.hpp>
-#include <com/sun/star/uno/XComponentContext.hpp>
 #include <functional>
 #include <optional>
 #include <string>
@@ -25,7 +24,7 @@ public:
                                                                       std::chrono::seconds patience);
 
     /// The office's component context, from which all its services come.
-    [[nodiscard]] const css::uno::Reference<css::uno::XComponentContext>& context() const { return context_; }
+    [[nodiscard]] const Context& context() const { return context_; }
     /// The process that listens on the pipe, as the kernel knows it; 0 when it cannot tell.
     [[nodiscard]] pid_t processIdentifier() const { return processIdentifier_; }
     /// Calls `onLost` once, on any thread, when the connection is gone; at once when it is gone already.
@@ -34,8 +33,8 @@ public:
 private:
     OfficeConnection() = default;
 
-    css::uno::Reference<css::bridge::XBridge> bridge_;
-    css::uno::Reference<css::uno::XComponentContext> context_;
+    Reference<css::bridge::XBridge> bridge_;
+    Context context_;
     pid_t processIdentifier_ = 0;
 };
 

@@ -12,8 +12,6 @@ namespace impress {
 
 using css::presentation::XPresentation2;
 using css::presentation::XSlideShowController;
-using css::uno::Reference;
-using css::uno::UNO_QUERY_THROW;
 using namespace std::chrono_literals;
 
 namespace {
@@ -22,8 +20,7 @@ constexpr auto kLongestStart = 30s;
 /// A show that starts while the deck's window is still being laid out stays black, and the office tells no end of that.
 constexpr auto kSettling = 3s;
 
-Reference<XPresentation2> open(const Reference<css::uno::XComponentContext>& office,
-                               const std::filesystem::path& deck) {
+Reference<XPresentation2> open(const Context& office, const std::filesystem::path& deck) {
     const auto desktop = css::frame::Desktop::create(office);
     const auto url = unoText(urlFromPath(std::filesystem::absolute(deck)));
     // Read only: neither leaves a lock file beside the deck nor asks what to do about somebody else's.
@@ -45,7 +42,7 @@ Reference<XSlideShowController> start(const Reference<XPresentation2>& presentat
 
 }  // namespace
 
-bool Show::run(const Reference<css::uno::XComponentContext>& office) const {
+bool Show::run(const Context& office) const {
     const auto presentation = open(office, deck);
     std::cout << "opened " << deck.string() << std::endl;
     std::this_thread::sleep_for(kSettling);

@@ -3,7 +3,6 @@
 #include "presenters/impress/Uno.h"
 
 #include <chrono>
-#include <com/sun/star/uno/XComponentContext.hpp>
 #include <filesystem>
 
 namespace impress {
@@ -15,7 +14,7 @@ struct Show {
 
     /// Opens the deck, shows every slide that is not hidden, and ends the show; tells so in lines on standard output.
     /// Returns whether it came to its end. Throws `css::uno::Exception` when the office or the deck fails.
-    [[nodiscard]] bool run(const css::uno::Reference<css::uno::XComponentContext>& office) const;
+    [[nodiscard]] bool run(const Context& office) const;
 };
 
 }  // namespace impress

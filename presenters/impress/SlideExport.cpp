@@ -12,9 +12,6 @@
 
 namespace impress {
 
-using css::uno::Reference;
-using css::uno::UNO_QUERY_THROW;
-
 namespace {
 
 using Seconds = std::chrono::duration<double>;
@@ -25,7 +22,7 @@ constexpr int kImageWidth = 1440;
 /// Exports the pages of one document, one after the other.
 class PageExporter {
 public:
-    PageExporter(const Reference<css::uno::XComponentContext>& office, SlideExport& order)
+    PageExporter(const Context& office, SlideExport& order)
         : order_(order), filter_(css::drawing::GraphicExportFilter::create(office)) {}
 
     void exportPage(const Reference<css::beans::XPropertySet>& page) {
@@ -75,8 +72,7 @@ private:
 
 }  // namespace
 
-void SlideExport::run(const Reference<css::uno::XComponentContext>& office,
-                      const Reference<css::frame::XModel>& document) {
+void SlideExport::run(const Context& office, const Model& document) {
     std::error_code error;
     std::filesystem::create_directories(directory, error);
     if (error) std::cerr << "Cannot make the folder " << directory << ": " << error.message() << ".\n";

@@ -2,8 +2,6 @@
 
 #include "presenters/impress/Uno.h"
 
-#include <com/sun/star/frame/XModel.hpp>
-#include <com/sun/star/uno/XComponentContext.hpp>
 #include <filesystem>
 #include <set>
 
@@ -18,8 +16,7 @@ struct SlideExport {
     /// Writes the images that are not done; what fails goes to standard error, and the other slides go on. The office
     /// does it on its own copy of the pages: its views, selection and modified flag stay as they are. Throws
     /// `css::uno::Exception` when the document or the office goes away; then a copy of the document can go on.
-    void run(const css::uno::Reference<css::uno::XComponentContext>& office,
-             const css::uno::Reference<css::frame::XModel>& document);
+    void run(const Context& office, const Model& document);
 };
 
 }  // namespace impress

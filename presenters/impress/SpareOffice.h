@@ -11,7 +11,7 @@ namespace impress {
 /// An office of our own that nobody sees, for work that is left when the user's office has gone. Any thread.
 class SpareOffice {
 public:
-    using Work = std::function<void(const css::uno::Reference<css::uno::XComponentContext>& office)>;
+    using Work = std::function<void(const Context& office)>;
 
     /// Starts the office, does the work in it and ends it. One work at a time; others wait. Throws `Refusal` when the
     /// office cannot be started, and what `work` throws.

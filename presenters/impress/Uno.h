@@ -2,9 +2,11 @@
 
 #include <com/sun/star/beans/PropertyValue.hpp>
 #include <com/sun/star/beans/XPropertySet.hpp>
+#include <com/sun/star/frame/XModel.hpp>
 #include <com/sun/star/uno/Exception.hpp>
 #include <com/sun/star/uno/Reference.hxx>
 #include <com/sun/star/uno/Sequence.hxx>
+#include <com/sun/star/uno/XComponentContext.hpp>
 #include <initializer_list>
 #include <rtl/ustring.hxx>
 #include <string>
@@ -13,6 +15,15 @@
 namespace css = com::sun::star;
 
 namespace impress {
+
+using css::uno::Reference;
+using css::uno::UNO_QUERY;
+using css::uno::UNO_QUERY_THROW;
+
+/// An open document, as the office has it.
+using Model = Reference<css::frame::XModel>;
+/// What all services of an office come from.
+using Context = Reference<css::uno::XComponentContext>;
 
 /// Text as UTF-8; what the office's UTF-16 holds of broken surrogates becomes a replacement character.
 [[nodiscard]] std::string textFrom(const rtl::OUString& text);
@@ -35,8 +46,7 @@ template <typename Value>
 
 /// The value of a property; `standard` when it has another type or is void. Asks the office.
 template <typename Value>
-[[nodiscard]] Value valueOf(const css::uno::Reference<css::beans::XPropertySet>& object, const char* name,
-                            Value standard = {}) {
+[[nodiscard]] Value valueOf(const Reference<css::beans::XPropertySet>& object, const char* name, Value standard = {}) {
     object->getPropertyValue(rtl::OUString::createFromAscii(name)) >>= standard;
     return standard;
 }
