@@ -71,7 +71,9 @@ bool SimulatedDispatch::runNext(Instant limit) {
         now_ = std::max(now_, limit);
         return false;
     }
+    // Taken out before it runs, since it may add others.
     auto node = waiting_.extract(waiting_.begin());
+    // A task may be late, after a stall; time never goes back.
     now_ = std::max(now_, node.key().first);
     node.mapped()();
     return true;

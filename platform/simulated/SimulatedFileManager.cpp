@@ -68,19 +68,23 @@ ErrorPtr SimulatedFileManager::createFile(const Path& path, std::string_view con
 }
 
 ErrorPtr SimulatedFileManager::moveItem(const Path& from, const Path& to) {
+    // The service moves images only; a directory under an image's name must not go with them.
     if (kindOf(from) == FileKind::directory) return posixError(EINVAL, from);
     if (kindOf(to) != FileKind::none) return posixError(EEXIST, to);
     const auto found = nodes_.find(from);
     const bool isOpen = found != nodes_.end() && found->second.use_count() > 1;
+    // The node is shared with whoever has the file open.
     if (isOpen && fileSystemOf(from) != fileSystemOf(to)) return posixError(EBUSY, to);
     return rename(from, to);
 }
 
 ErrorPtr SimulatedFileManager::rename(const Path& from, const Path& to) {
     if (kindOf(from) != FileKind::file) return posixError(ENOENT, from);
+    // Both directories change, so both must allow it.
     for (const Path& path : {from, to}) {
         if (auto error = checkParent(path)) return error;
     }
+    // An open file keeps its node, so writing goes on under the new name.
     auto node = std::exchange(nodes_[from], nullptr);
     nodes_.erase(from);
     nodes_[to] = std::move(node);
@@ -106,6 +110,7 @@ std::unique_ptr<presenters::ProgramOutput::File> SimulatedFileManager::openFile(
     if (error) return nullptr;
     auto& node = nodes_[path];
     if (node) {
+        // Emptied rather than replaced: other handles to the file see that.
         node->clear();
     } else {
         node = std::make_shared<std::string>();

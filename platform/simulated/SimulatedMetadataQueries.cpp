@@ -10,6 +10,7 @@ public:
 
     [[nodiscard]] bool start() override {
         if (owner_.failsToStart) return false;
+        // Found now and told later: what a test changes in between belongs to the next search.
         owner_.dispatch_.mainQueue().after(owner_.searchTime,
                                            [weak = weak_from_this(), found = owner_.results[text_]]() mutable {
                                                if (const auto query = weak.lock()) query->finish(std::move(found));

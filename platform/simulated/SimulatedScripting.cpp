@@ -72,6 +72,7 @@ public:
 
     [[nodiscard]] ErrorPtr sendAndWait(const std::string& name, const std::string& argument, const Event& event) {
         const auto outcome = deliver(name, argument, event);
+        // Who waits holds up the whole platform, as only one thread runs it.
         scripting_.dispatch_.stall(outcome.wait);
         tellFailure(outcome);
         return outcome.error;
@@ -182,6 +183,7 @@ std::shared_ptr<ScriptingApplication> SimulatedScripting::applicationForBundleId
 }
 
 presenters::PresentationProgramModel* SimulatedScripting::model(std::optional<pid_t> pid) const {
+    // From the back: of several the one that appeared last is meant.
     const auto found = std::find_if(models_.rbegin(), models_.rend(),
                                     [pid](const auto& attached) { return !pid || attached.first == *pid; });
     return found == models_.rend() ? nullptr : found->second;

@@ -45,6 +45,7 @@ class DigitsFormatter final : public NumberFormatter {
 public:
     explicit DigitsFormatter(std::string locale) : locale_(std::move(locale)) {}
     [[nodiscard]] std::optional<DecimalNumber> numberFromString(std::string_view text) const override {
+        // Versions are read in that locale whatever the user's; a caller that takes another one shall notice.
         if (locale_ != "en_US_POSIX") return std::nullopt;
         std::uint64_t value = 0;
         const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);

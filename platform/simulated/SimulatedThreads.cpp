@@ -23,6 +23,7 @@ public:
                 threads_.deadly.emplace_back(error.what());
             }
             hasEnded_ = true;
+            // Work may own the thread itself.
             waiting_.clear();
             others_.release();
         });
@@ -33,6 +34,7 @@ public:
         if (hasEnded_) return;
         turn_.release();
         others_.acquire();
+        // It has given the turn back for the last time; nothing of it runs any more after this.
         if (hasEnded_) thread_.join();
     }
 
@@ -53,6 +55,7 @@ public:
             }
             done = true;
         });
+        // Other work may stand before this one, a piece a turn.
         while (!done && !hasEnded_) takeTurn();
         if (thrown) std::rethrow_exception(thrown);
         return done;
@@ -60,6 +63,7 @@ public:
 
     bool runLoopRunOnce() override {
         if (threads_.runLoopsFail) return false;
+        // The others go on first: they may still be in the call that hands the work over.
         do {
             others_.release();
             turn_.acquire();
@@ -91,6 +95,7 @@ public:
     void lock() override {}  // nobody runs beside the holder
     void unlock() override {}
     bool waitUntilDate(Instant limit) override {
+        // A signal that nobody waits for is lost, as with real conditions.
         isSignalled_ = false;
         while (!isSignalled_ && dispatch_.runNext(limit)) {
         }

@@ -46,6 +46,7 @@ public:
 
     void resume() override {
         if (session_->isInvalid_ || std::exchange(isResumed_, true)) return;
+        // The real client needs a thread for its first task, which the system may not have.
         if (session_->owner_.hasNoThread) throw std::system_error(EAGAIN, std::generic_category());
         later({}, [this] { send(request_); });
     }
@@ -64,12 +65,14 @@ public:
 private:
     void later(Duration delay, std::function<void()> step) {
         session_->queue_->after(delay, [self = shared_from_this(), step = std::move(step)] {
+            // What was on its way when the task ended comes to nothing.
             if (!self->isCompleted_) step();
         });
     }
     /// What the server does after a time, or the time-out.
     void await(Duration delay, std::function<void()> step) {
         const auto limit = current_.timeoutInterval.value_or(session_->configuration_.timeoutIntervalForRequest);
+        // The limit runs anew at each step, because it is one for silence and not for the whole task.
         if (delay < limit) return later(delay, std::move(step));
         later(limit, [this] { complete(urlError(NSURLErrorTimedOut)); });
     }
@@ -176,6 +179,7 @@ void SimulatedURLSessions::Session::invalidateAndCancel() {
     for (const auto& weak : tasks_) {
         if (const auto task = weak.lock(); task && task->isResumed()) task->cancel();
     }
+    // Behind what the tasks have to tell: this is the last that the delegate hears.
     isInvalid_ = true;
     queue_->async([self = shared_from_this()] {
         if (const auto delegate = std::exchange(self->delegate_, nullptr)) {

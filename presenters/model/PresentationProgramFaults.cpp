@@ -16,7 +16,7 @@ constexpr std::int64_t kMostPieces = 1000;
 using Faults = PresentationProgramFaults;
 
 /// One fault: how it is called, what its value looks like, and how it gets on and off. `take` answers whether the value
-/// was a good one.
+/// was a good one; a bad one changes nothing.
 struct Fault {
     const char* name;
     const char* value;
@@ -99,12 +99,10 @@ bool PresentationProgramFaults::refuses(const std::string& call) const {
 std::optional<std::string> PresentationProgramFaults::switchOn(std::string_view name, std::string_view value) {
     const Fault* const fault = faultNamed(name);
     if (!fault) return unknown(name);
-    PresentationProgramFaults changed = *this;
-    if (!fault->take(changed, value)) {
+    if (!fault->take(*this, value)) {
         if (*fault->value == '\0') return fmt::format("The fault \"{}\" takes no value.", name);
         return fmt::format("The fault \"{}\" cannot take \"{}\"; give it {}.", name, value, fault->value);
     }
-    *this = changed;
     return std::nullopt;
 }
 

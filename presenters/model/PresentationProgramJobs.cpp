@@ -62,6 +62,7 @@ void PresentationProgramJobs::later(Duration delay, void (PresentationProgramJob
 
 void PresentationProgramJobs::beginJob() {
     if (jobs_.empty()) return;
+    // Made anew for the first job after those that were given up.
     if (!alive_) alive_ = std::make_shared<const bool>(true);
     if (jobs_.front().kind == ProgramJob::Kind::save) {
         return later(faults_.saveTime, &PresentationProgramJobs::finishSave);
@@ -74,6 +75,7 @@ void PresentationProgramJobs::beginJob() {
 void PresentationProgramJobs::endJob() {
     const ProgramJob ended = std::move(jobs_.front());
     jobs_.pop_front();
+    // Before the observer hears of it, who may quit the program and with it the other jobs.
     beginJob();
     if (observer_.jobEnded) observer_.jobEnded(ended);
 }
@@ -86,12 +88,14 @@ void PresentationProgramJobs::finishSave() {
 
 void PresentationProgramJobs::beginImage() {
     const ProgramJob& job = jobs_.front();
+    // Images that are left out cost no time and are no error: they just never come.
     do {
         ++slide_;
     } while (faults_.leftOutImages.contains(slide_));
     if (slide_ > job.document.slideCount || faults_.exportsNothing) return endJob();
     image_ = std::make_unique<Image>();
     image_->path = job.target / fmt::format("slide.{:03}.{}", slide_, faults_.exportsJpeg ? "jpeg" : "jpg");
+    // Whoever watches the directory must see an image grow then, so it gets its name at once.
     const bool grows = faults_.imagePieces > 1;
     image_->writtenTo = grows ? image_->path : job.target / fmt::format(".slide.{:03}.part", slide_);
     image_->piecesLeft = faults_.imagePieces;
@@ -103,12 +107,15 @@ void PresentationProgramJobs::writePiece() {
     Image& image = *image_;
     if (!image.file) {
         const ProgramJob& job = jobs_.front();
+        // Not before it is due: making an image takes real time also for those who wait in virtual time.
         image.bytes = imageMaker_(job.document, slide_, job.quality);
         image.file = open(image.writtenTo);
     }
     const std::size_t left = image.bytes.size() - image.written;
+    // The last piece takes what the division has left over.
     const std::size_t size = left / static_cast<std::size_t>(image.piecesLeft);
     const std::string_view piece = std::string_view(image.bytes).substr(image.written, size);
+    // The error is noted; the other images are still wanted.
     if (!image.file || !write(*image.file, piece)) return beginImage();
     image.written += size;
     if (--image.piecesLeft == 0) return finishImage();
@@ -120,6 +127,7 @@ void PresentationProgramJobs::finishImage() {
     image->file.reset();
     if (image->writtenTo != image->path) note(output_.rename(image->writtenTo, image->path));
     ++jobs_.front().imagesWritten;
+    // The observer may quit the program, and with it goes this job.
     const std::weak_ptr alive(alive_);
     if (observer_.imageWritten) observer_.imageWritten(jobs_.front());
     if (!alive.expired()) beginImage();

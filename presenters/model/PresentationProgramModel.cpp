@@ -83,6 +83,7 @@ ErrorPtr PresentationProgramModel::admit(ProgramDocument& document) {
     if (document.slideCount < 0 || document.slideCount > kMostSlides) {
         return failed(fmt::format("A document has 0 to {} slides.", kMostSlides));
     }
+    // IDs and windows are never used twice, so that nobody takes a new document for a closed one.
     ++documentsMade_;
     if (document.id.empty()) document.id = fmt::format("document-{}", documentsMade_);
     if (documentWithID(document.id)) return failed(fmt::format("\"{}\" is open already.", document.id));
@@ -206,6 +207,7 @@ std::string PresentationProgramModel::open(const std::filesystem::path& path, Er
     auto document = reader_ ? reader_(path, error) : made;
     if (!document || (error = admit(*document))) return {};
     document->file = path;
+    // Behind the others: a poll takes the first document for the presented one.
     documents_.push_back(*std::move(document));
     changed();
     return documents_.back().id;
@@ -238,6 +240,7 @@ ErrorPtr PresentationProgramModel::close(const std::string& id, const std::strin
     if (saveOption != kSaveOptionAsk && saveOption != kSaveOptionNo && saveOption != kSaveOptionYes) {
         return failed("The save option must be \"yes \", \"no  \" or \"ask \".");
     }
+    // As the real program: a scripted close never ends a show.
     if (presentedID_ == id) return failed("The document is being presented.");
     return closeDocument(id);
 }

@@ -44,6 +44,7 @@ ErrorPtr Decks::addText(const std::string& name, const ScriptingSlide& text) {
     if (text.slideNumber > deck->slideCount) {
         return failed(fmt::format("\"{}\" has slides 1 to {}.", name, deck->slideCount));
     }
+    // A deck without texts has none stored, since most scripts give none.
     deck->texts.resize(static_cast<std::size_t>(deck->slideCount));
     ScriptingSlide& slide = deck->texts[static_cast<std::size_t>(text.slideNumber - 1)];
     replaceUnlessEmpty(slide.defaultTitleItemText, text.defaultTitleItemText);
@@ -66,6 +67,7 @@ std::optional<presenters::ProgramDocument> Decks::read(const fs::path& path, Err
     document.name = path.filename();
     std::error_code failure;
     const auto kind = fs::status(path, failure).type();
+    // As the real program does: where nothing stands a new document is made.
     if (kind == fs::file_type::not_found || (kind == fs::file_type::regular && isPresentation(path))) return document;
     error = failed(fmt::format("The file {} cannot be opened: it is no presentation.", path.string()));
     return std::nullopt;

@@ -45,6 +45,7 @@ ErrorPtr DiskOutput::createDirectory(const std::filesystem::path& path) {
 
 std::unique_ptr<presenters::ProgramOutput::File> DiskOutput::openFile(const std::filesystem::path& path,
                                                                       ErrorPtr& error) {
+    // What the umask leaves of it, as for any program's files.
     static constexpr mode_t kUsualMode = 0666;
     FileDescriptor descriptor(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kUsualMode));
     if (descriptor) return std::make_unique<DiskFile>(path, std::move(descriptor));

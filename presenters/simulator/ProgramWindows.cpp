@@ -96,6 +96,7 @@ public:
             cairo_xcb_surface_create(connection_.x, id_, connection_.visual(), width, height), cairo_surface_destroy);
         if (!connection_.device) connection_.device = cairo_device_reference(cairo_surface_get_device(surface.get()));
         const std::unique_ptr<cairo_t, decltype(&cairo_destroy)> cairo(cairo_create(surface.get()), cairo_destroy);
+        // Drawn aside and shown at once, so that nobody captures half a slide.
         cairo_push_group(cairo.get());
         content_(cairo.get(), width, height);
         cairo_pop_group_to_source(cairo.get());
@@ -108,6 +109,7 @@ private:
         const auto length = static_cast<std::uint32_t>(name.size());
         xcb_change_property(connection_.x, XCB_PROP_MODE_REPLACE, id_, connection_.atom("_NET_WM_NAME"),
                             connection_.atom("UTF8_STRING"), 8, length, name.data());
+        // For readers of windows that know the older property only.
         xcb_change_property(connection_.x, XCB_PROP_MODE_REPLACE, id_, XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8, length,
                             name.data());
     }
@@ -121,6 +123,7 @@ private:
         static constexpr std::uint32_t kUserPosition = 1;
         static constexpr std::uint32_t kHasDecorations = 2;
         setNumbers("_NET_WM_PID", XCB_ATOM_CARDINAL, {static_cast<std::uint32_t>(::getpid())});
+        // Without a position of its user a window manager puts the window where it likes.
         setNumbers("WM_NORMAL_HINTS", XCB_ATOM_WM_SIZE_HINTS,
                    {kUserPosition, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0});
         // Without a frame the window is where and as large as the scripting channel tells.
@@ -206,6 +209,7 @@ std::unique_ptr<ProgramWindows> ProgramWindows::open() {
     connection->x = xcb_connect(nullptr, &number);
     if (xcb_connection_has_error(connection->x) != 0) return nullptr;
     auto screens = xcb_setup_roots_iterator(xcb_get_setup(connection->x));
+    // The display's name may tell a screen; the library counts it down to the one that is meant.
     for (; number > 0 && screens.rem > 1; --number) xcb_screen_next(&screens);
     connection->screen = screens.data;
     if (!connection->screen || !connection->visual()) return nullptr;

@@ -25,11 +25,13 @@ std::optional<Words> wordsOf(std::string_view text) {
     bool quoted = false;
     for (const char c : text) {
         const bool blank = c == ' ' || c == '\t' || c == '\r';
+        // Within a word it is part of a name, as in "Optics#1".
         if (!quoted && !inWord && c == '#') break;
         if (!quoted && blank) {
             inWord = false;
             continue;
         }
+        // Before the mark is looked at: two marks with nothing between them are an empty word.
         if (!inWord) words.emplace_back();
         inWord = true;
         if (c == '"') {
@@ -107,6 +109,7 @@ presenters::ProgramDocument parseDocument(Arguments& arguments) {
             document.hiddenSlides = arguments.slides("the hidden slides");
         } else if (arguments.keyword("file")) {
             const std::filesystem::path file = arguments.text("the file");
+            // Hosts ask for files by their whole path.
             document.file = std::filesystem::absolute(file).lexically_normal();
         } else {
             break;
@@ -143,6 +146,7 @@ std::string withLineFeeds(std::string_view text) {
 
 std::vector<std::string> cellsOf(const std::string& row) {
     std::vector<std::string> cells;
+    // With a bar at the end, or an empty last cell would be lost.
     std::istringstream words(row + '|');
     for (std::string cell; std::getline(words, cell, '|');) cells.push_back(withLineFeeds(cell));
     return cells;
@@ -316,6 +320,7 @@ Line parseLine(std::string_view text) {
     if (syntax == kCommands.end()) return bad(unknownCommand(words->front()));
     Arguments arguments(*words);
     Line line{syntax->parse(arguments), {}};
+    // Only of a line that is right so far: what comes after the first fault means nothing.
     if (arguments.error.empty() && !arguments.atEnd()) {
         arguments.fail(fmt::format("\"{}\" is not expected here", arguments.word()));
     }

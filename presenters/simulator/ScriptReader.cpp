@@ -31,6 +31,7 @@ void ScriptReader::read(const std::string& text, const std::string& name) {
     for (std::string line; std::getline(lines, line);) {
         if (!parse(line, name, entries)) return;
     }
+    // Only now: a script with a bad line near its end must not have moved the program before that is found.
     handOver(entries);
     simulator_.end();
 }
@@ -44,6 +45,7 @@ void ScriptReader::takeInput(int descriptor) {
     const ssize_t size = ::read(descriptor, buffer.data(), buffer.size());
     if (size < 0 && (errno == EINTR || errno == EAGAIN)) return;
     const bool atEnd = size <= 0;
+    // The last line counts also without its line feed.
     if (atEnd && !input_.empty()) input_ += '\n';
     if (!atEnd) input_.append(buffer.data(), static_cast<std::size_t>(size));
     takeLines();
@@ -59,6 +61,7 @@ void ScriptReader::takeLines() {
         input_.erase(0, end + 1);
     }
     handOver(entries);
+    // Whoever writes to us for ever without a line feed must not fill the memory.
     if (input_.size() <= kLongestLine) return;
     onBadLine_(fmt::format("{}:{}: The line is longer than {} bytes.", kInputName, line_ + 1, kLongestLine));
     watch_.reset();

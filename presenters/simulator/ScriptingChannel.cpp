@@ -28,6 +28,7 @@ ScriptingChannel::ScriptingChannel(bus::Connection& connection, presenters::Pres
       server_(bus::ProgramServer::publish(connection, *this)) {}
 
 void ScriptingChannel::setRunning(bool running) {
+    // Each change of the model comes here, and the bus refuses a name that is held or given back already.
     if (running == isRunning_) return;
     if (running) {
         connection_.requestName(name_);
@@ -73,6 +74,7 @@ void ScriptingChannel::activate(const bus::Answer<>& answer) {
 
 void ScriptingChannel::open(const std::string& caller, const std::filesystem::path& file,
                             const bus::Answer<std::string>& answer) {
+    // Noted at once: a caller that leaves before the file is open must not leave it open behind.
     openers_.began(caller);
     whenAnswering([this, caller, file, answer] {
         after(openTime(file), [this, caller, file, answer] {
@@ -125,6 +127,7 @@ ErrorPtr ScriptingChannel::openFor(const std::string& caller, const std::filesys
     ErrorPtr error;
     id = model_.open(path, error);
     if (error) return error;
+    // One that was open already belongs to whoever opened it first.
     if (model_.documents().size() > count) withoutWindow_.insert(id);
     if (!openers_.opened(caller, id)) closeWithoutWindow(id);
     return nullptr;
@@ -132,6 +135,7 @@ ErrorPtr ScriptingChannel::openFor(const std::string& caller, const std::filesys
 
 /// One that the script has opened is in its user's window, who decides.
 ErrorPtr ScriptingChannel::closeFor(const std::string& id, const std::string& saving) {
+    // Another caller still has it open.
     if (!openers_.closed(id)) return nullptr;
     const auto& documents = model_.documents();
     const bool isOpen = std::ranges::find(documents, id, &presenters::ProgramDocument::id) != documents.end();
@@ -151,12 +155,14 @@ void ScriptingChannel::closeWithoutWindow(const std::string& id) {
 
 void ScriptingChannel::whenAnswering(Task answer) {
     const presenters::PresentationProgramFaults& faults = model_.faults();
+    // Letting go of the answer sends none, and the caller waits until its own limit.
     if (faults.neverAnswers) return;
     after(faults.answersLate.value_or(Duration::zero()), std::move(answer));
 }
 
 void ScriptingChannel::after(Duration delay, Task task) {
     if (delay == Duration::zero()) return bus::guarded(task);
+    // The channel may be gone by then, with the connection that the answer would go out on.
     queue_.after(delay, [task = std::move(task), alive = std::weak_ptr(alive_)] {
         if (!alive.expired()) bus::guarded(task);
     });

@@ -29,6 +29,7 @@ Simulator::Simulator(DispatchQueue& queue, presenters::PresentationProgramModel&
 
 void Simulator::add(Entry entry) {
     entries_.push_back(std::move(entry));
+    // Behind whatever else waits, so that calls from the bus are answered between two commands.
     if (entries_.size() == 1) queue_.async([this] { playFront(); });
 }
 
@@ -61,6 +62,7 @@ void Simulator::finishFront() {
 
 void Simulator::finishWaiting(const std::string& acknowledgement) {
     waitsFor_.reset();
+    // The limit of this wait is still on its way; it must not end a later one.
     ++waits_;
     process_.say(fmt::format("{} {}", acknowledgement, entries_.front().text));
     finishFront();
@@ -81,11 +83,13 @@ ErrorPtr Simulator::withDocument(const std::string& name,
                                  const std::function<ErrorPtr(const std::string& id)>& call) const {
     const presenters::ProgramDocument* const document = model_.documentNamed(name);
     if (!document) return failed(fmt::format("No document named \"{}\" is open.", name));
+    // A copy, because the call may close the document that holds it.
     return call(std::string(document->id));
 }
 
 ErrorPtr Simulator::startShow(const std::optional<std::string>& name, std::optional<std::int64_t> slide) {
     if (model_.documents().empty()) return failed("No document is open.");
+    // A script waits for the output of its latest show; that of an earlier one must not count.
     jobsEnded_.clear();
     return withDocument(name.value_or(model_.documents().front().name),
                         [&](const std::string& id) { return model_.startShow(id, slide); });

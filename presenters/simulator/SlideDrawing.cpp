@@ -87,6 +87,7 @@ void drawDocumentWindow(cairo_t* cairo, double width, double height, const prese
     static constexpr double kSlideShape = 16.0 / 9.0;
     fillRectangle(cairo, {0.87, 0.87, 0.88}, 0, 0, width, height);
     const double row = 1 / static_cast<double>(kRows);
+    // The current slide stays in view.
     const std::int64_t first = std::max<std::int64_t>(1, document.currentSlide - kRows / 2);
     for (std::int64_t i = 0; i < kRows && first + i <= document.slideCount; ++i) {
         const bool current = first + i == document.currentSlide;

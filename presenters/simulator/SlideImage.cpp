@@ -32,6 +32,7 @@ bool encode(const unsigned char* pixels, int stride, int quality, unsigned char*
     ErrorManager errors{};
     compressor.err = jpeg_std_error(&errors.base);
     errors.base.error_exit = escapeFromError;
+    // The library ends the process on an error unless its handler leaves by a jump.
     if (setjmp(errors.escape) != 0) {
         jpeg_destroy_compress(&compressor);
         return false;
@@ -61,6 +62,7 @@ std::string jpegOfSlide(const presenters::ProgramDocument& document, std::int64_
         cairo_image_surface_create(CAIRO_FORMAT_RGB24, kWidth, kHeight), cairo_surface_destroy);
     const std::unique_ptr<cairo_t, decltype(&cairo_destroy)> cairo(cairo_create(surface.get()), cairo_destroy);
     drawSlide(cairo.get(), kWidth, kHeight, document, slide);
+    // What was drawn may still wait in the library; the pixels are read past it.
     cairo_surface_flush(surface.get());
     const unsigned char* const pixels = cairo_image_surface_get_data(surface.get());
     if (!pixels) return {};

@@ -80,6 +80,7 @@ private:
         // Taking a name waits for the bus, and what arrives meanwhile no descriptor tells of.
         loop_.async([this] { serveBus(); });
         if (!windows_) return;
+        // The update asks the display something, and events that arrive with the reply make no descriptor readable.
         windows_->update(model_);
         handleWindowEvents();
     }
