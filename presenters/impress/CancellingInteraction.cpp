@@ -29,6 +29,7 @@ std::string reasonFrom(const css::uno::Any& request) {
 void CancellingInteraction::handle(const Reference<css::task::XInteractionRequest>& request) {
     {
         const std::lock_guard lock(mutex_);
+        // The first request is the cause; those behind it follow from its being cancelled.
         if (reason_.empty()) reason_ = reasonFrom(request->getRequest());
     }
     const auto continuations = request->getContinuations();

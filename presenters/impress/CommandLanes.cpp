@@ -9,6 +9,7 @@ CommandLanes::CommandLanes(const runtime::Workers& workers) : workers_(workers),
 
 bool CommandLanes::pushInOrder(Command command) {
     command = counted(std::move(command));
+    // This command is counted already, and counts no more once it is dropped here.
     return *accepted_ <= kCapacity && order_->push(std::move(command));
 }
 
@@ -29,6 +30,7 @@ CommandLanes::Command CommandLanes::counted(Command command) const {
 }
 
 void CommandLanes::enter(const std::string& lane, const Command& command) {
+    // A lane that nobody has commands in is gone; its name would stay for ever.
     std::erase_if(lanes_, [](const auto& each) { return each.second.expired(); });
     auto& known = lanes_[lane];
     auto queue = known.lock();

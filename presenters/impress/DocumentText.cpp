@@ -100,6 +100,7 @@ private:
         const Reference<css::container::XNamed> named(shape, UNO_QUERY);
         if (named.is()) result.name = counted(textFrom(named->getName()));
         const auto table = valueOf<Reference<css::table::XTable>>({shape, UNO_QUERY_THROW}, "Model");
+        // A table without a model has been removed meanwhile.
         if (!table.is()) return result;
         const sal_Int32 columns = table->getColumnCount();
         result.rows.resize(static_cast<std::size_t>(table->getRowCount()));
@@ -187,6 +188,7 @@ ScriptingDocumentText textOfDocument(const Model& document) {
     std::vector<std::future<void>> readers;
     readers.reserve(kReaders);
     for (int i = 0; i < kReaders; ++i) readers.push_back(std::async(std::launch::async, readSome));
+    // All have ended by the time a failure of one goes on, since a future of a thread waits for it.
     for (auto& reader : readers) reader.get();
     static_cast<void>(pages->getCount());  // fails when it was the document that went, and with it the texts
     return text;

@@ -72,10 +72,11 @@ Model load(const Reference<css::frame::XDesktop2>& desktop, const fs::path& path
     try {
         component = desktop->loadComponentFromURL(unoText(urlFromPath(path)), "_blank", 0, options);
     } catch (const css::lang::DisposedException&) {
-        throw;
+        throw;  // it is the office that has gone
     } catch (const css::uno::Exception& exception) {
         reason = textFrom(exception);
     }
+    // What the office would have asked its user says more than the error that follows from no answer.
     if (const auto asked = interaction->reason(); !asked.empty()) reason = asked;
     if (!component.is()) refuse(path, reason.empty() ? CancellingInteraction::kUnknownFormat : reason);
     const Model model(component, UNO_QUERY);
@@ -89,6 +90,7 @@ Model load(const Reference<css::frame::XDesktop2>& desktop, const fs::path& path
 Model create(const Reference<css::frame::XDesktop2>& desktop, const fs::path& path) {
     const auto hidden = properties({property("Hidden", true), property("PickListEntry", false)});
     const Model model(desktop->loadComponentFromURL("private:factory/simpress", "_blank", 0, hidden), UNO_QUERY_THROW);
+    // Gives the document its place without writing anything there.
     model->attachResource(unoText(urlFromPath(path)), model->getArgs());
     return model;
 }
@@ -162,6 +164,7 @@ void DocumentClosing::run() const {
     if (presentationOf(document)->isRunning()) {
         throw Refusal("The document is being presented. End its slide show first.");
     }
+    // Asked before saving, which makes it untrue.
     const Reference<css::util::XModifiable> modifiable(document, UNO_QUERY_THROW);
     const bool modified = modifiable->isModified();
     const bool inWindow = !isHidden(document);
@@ -171,6 +174,7 @@ void DocumentClosing::run() const {
     }
     if (saving == Saving::yes) saveToItsFile(document, modified);
     try {
+        // Ours stays ours when somebody objects; with true the objector would have to close it.
         Reference<css::util::XCloseable>(document, UNO_QUERY_THROW)->close(false);
     } catch (const css::util::CloseVetoException&) {
         throw Refusal("LibreOffice is still at work with the document. Try again.");

@@ -134,6 +134,7 @@ ImpressProgram::ImpressProgram(bus::Connection& connection, const OfficeConnecti
       server_(bus::ProgramServer::publish(connection, *this)) {}
 
 ImpressProgram::~ImpressProgram() {
+    // No call may come while what it would use is going.
     server_.reset();
     workers_.stop();
     workers_.join();
@@ -146,6 +147,7 @@ auto ImpressProgram::tryAsk(Question question, std::chrono::milliseconds patienc
     return answered([&] {
         return questions_->ask(
             [this, question] {
+                // Made here because its first calls wait for the office, as all of its calls do.
                 if (!office_)
                     office_.emplace(connection_.context(), [copies = copies_](const auto& id) { copies->closed(id); });
                 auto result = question(*office_);
@@ -171,6 +173,7 @@ auto ImpressProgram::ask(Question question) {
 /// Asks the office for its state; false when it did not answer in time. For the bus thread.
 bool ImpressProgram::refreshState() {
     called();
+    // The moment of the question: the answer may be as old as that.
     const auto now = std::chrono::steady_clock::now();
     auto state = tryAsk(kState, occupied_ > 0 ? kPatienceWhileOccupied : kPatience);
     if (!state) return false;
@@ -204,6 +207,7 @@ bool ImpressProgram::isIdle(std::chrono::steady_clock::duration duration) {
 }
 
 bool ImpressProgram::hasWorkWithoutOffice() {
+    // Called again and again; the first call is the loss.
     if (!isLost_.exchange(true)) lostAt_ = std::chrono::steady_clock::now();
     if (!lanes_.isEmpty()) return true;
     return copies_->expectsOrder() && std::chrono::steady_clock::now() - lostAt_ < kLongestWaitForOrder;
@@ -228,6 +232,7 @@ void ImpressProgram::activate(const bus::Answer<>& answer) {
 
 void ImpressProgram::open(const std::string& caller, const std::filesystem::path& file,
                           const bus::Answer<std::string>& answer) {
+    // An office that has gone refuses here; one that only stands still gets to the file later.
     static_cast<void>(refreshState());
     openers_.began(caller);
     requireAccepted(lanes_.pushInOrder(answering(answer, [this, caller, file] { return openFor(caller, file); })));
@@ -278,6 +283,7 @@ void ImpressProgram::exportTo(const std::string& documentID, const std::filesyst
                               const bus::Answer<>& answer) {
     if (formatCode != kExportFormatImages) throw refusal("Only images can be exported: pass the format Kimg.");
     SlideExport order{target, qualityFrom(properties)};
+    // A deck that is closed already is exported from its copy.
     Model document;
     try {
         document = documentWithID(documentID);
@@ -289,6 +295,7 @@ void ImpressProgram::exportTo(const std::string& documentID, const std::filesyst
         runLogged("Exporting images to " + order.directory.string(),
                   [&] { exportImages(documentID, document, order); });
     }));
+    // Only when accepted: after a refusal an order is still to be expected.
     copies_->exportOrdered(documentID);
     answer.give();
 }
@@ -354,6 +361,7 @@ void ImpressProgram::exportHere(const std::filesystem::path& copy, SlideExport& 
         static_cast<void>(openers_.closed(id));
         throw;
     }
+    // A document that its user has brought into a window meanwhile is the user's to close.
     if (openers_.closed(id) && isHidden(document)) DocumentClosing{document, Saving::ask}.run();
 }
 
@@ -373,6 +381,7 @@ std::string ImpressProgram::openFor(const std::string& caller, const std::filesy
     auto id = identifierOf(document);
     {
         const std::lock_guard lock(documentsMutex_);
+        // The caller may use the ID before the next look at the office finds the document.
         documents_.emplace(id, document);
     }
     if (!openers_.opened(caller, id) && isHidden(document)) DocumentClosing{document, Saving::ask}.run();

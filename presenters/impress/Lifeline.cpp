@@ -20,6 +20,7 @@ constexpr std::chrono::milliseconds kBetweenLooks{20};
     pointers.reserve(arguments.size() + 1);
     for (const auto& argument : arguments) pointers.push_back(const_cast<char*>(argument.c_str()));
     pointers.push_back(nullptr);
+    // Connections to the bus and to the old office must not live on in the fresh process.
     constexpr unsigned kCloseOnExec = 1U << 2U;
     syscall(SYS_close_range, 3U, ~0U, kCloseOnExec);
     execv("/proc/self/exe", pointers.data());
@@ -40,6 +41,7 @@ void Lifeline::watch(pid_t office, std::function<bool()> isAtWork) {
         isAtWork_ = isAtWork;
         if (office <= 0) return;
         const auto process = static_cast<int>(syscall(SYS_pidfd_open, office, 0));
+        // The office may have ended before we could watch it.
         if (process < 0 && errno == ESRCH) return officeHasGone();
         office_ = FileDescriptor(process);
         if (office_) watch_ = thread_.loop().watch(process, [this] { officeHasGone(); });
@@ -52,6 +54,7 @@ void Lifeline::restart() {
 
 void Lifeline::officeHasGone() {
     watch_.reset();
+    // The process and the connection both tell of the same end.
     if (looks_) return;
     deadline_ = Instant::clock::now() + kLongestWork;
     looks_ = thread_.loop().makeTimer({{}, kBetweenLooks, {}}, [this] { endUnlessAtWork(); });
@@ -66,6 +69,7 @@ void Lifeline::endUnlessAtWork() {
 }
 
 void Lifeline::end(const std::vector<std::string>& successor) {
+    // Nobody would ever finish those.
     PendingFile::abandon();
     onEnd_();
     if (successor.empty()) std::_Exit(EXIT_SUCCESS);

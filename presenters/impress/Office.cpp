@@ -44,6 +44,7 @@ std::optional<ScriptingDocumentState> Office::presentedState() {
     const Document* asked = nullptr;
     for (const Window& window : windows_) {
         const Document* document = window.document.get();
+        // Each question is a call into the office, and a document may have several windows.
         if (!document || document->hidden || document == asked) continue;
         asked = document;
         if (!document->presentation->isRunning()) continue;
@@ -89,6 +90,7 @@ std::map<std::string, Model> Office::documents() const {
 }
 
 void Office::activate() {
+    // A window that comes forward would cover the slides.
     if (state().playing == true) return;
     const auto windows = windowsFromFront();
     if (windows.empty()) return;
@@ -107,6 +109,7 @@ bool Office::endShow(const std::string& id) {
 /// nothing.
 void Office::refresh() {
     const auto frames = frames_->queryFrames(css::frame::FrameSearchFlag::CHILDREN);
+    // Taken away first: a window that fails while it is looked at is left out.
     std::vector<Window> known = std::exchange(windows_, {});
     for (const auto& frame : frames) {
         const auto match = std::find_if(known.begin(), known.end(),
@@ -123,6 +126,7 @@ void Office::refresh() {
 
 void Office::look(Window& window) {
     const auto controller = window.frame->getController();
+    // A frame gets another controller when its view changes or another document is loaded into it.
     if (controller.get() == window.controller.get()) return;
     window.controller = controller;
     window.view.set(controller, UNO_QUERY);

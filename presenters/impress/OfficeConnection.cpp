@@ -30,6 +30,7 @@ void addOfficeTypes() {
 }
 
 Context ownContext() {
+    // Once in a process: the libraries cannot be set up a second time.
     static const auto context = [] {
         addOfficeTypes();
         return cppu::defaultBootstrap_InitialComponentContext();
@@ -78,6 +79,7 @@ std::optional<OfficeConnection> OfficeConnection::attach(const std::string& pipe
         return std::nullopt;
     }
     if (!office.context_.is()) return std::nullopt;
+    // Now, while the connection is sure to be open; the office itself tells no process identifier.
     office.processIdentifier_ = listenerOf(pipe);
     return office;
 }

@@ -33,6 +33,7 @@ pid_t spawn(std::vector<std::string> command) {
     arguments.push_back(nullptr);
     posix_spawnattr_t attributes{};
     posix_spawnattr_init(&attributes);
+    // A group of its own, because soffice is a script that starts the office, and both must be told to end.
     posix_spawnattr_setpgroup(&attributes, 0);
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
     pid_t process = 0;
@@ -49,6 +50,7 @@ bool OfficeProcess::start(const std::string& pipe, Windows windows) {
                                      "--nodefault",  "--nologo",
                                      "--norestore",  "--nofirststartwizard"};
     if (headless_) {
+        // With its user's profile it would be that user's office, and every deck opened later would stay unseen.
         command.emplace_back("--headless");
         command.push_back("-env:UserInstallation=" + urlFromPath(ownProfile()));
     }
@@ -57,6 +59,7 @@ bool OfficeProcess::start(const std::string& pipe, Windows windows) {
 }
 
 bool OfficeProcess::isOwn(pid_t office) const {
+    // By the group: the process that listens is a child of the one that was started.
     return group_ != 0 && office > 0 && getpgid(office) == group_;
 }
 

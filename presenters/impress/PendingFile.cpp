@@ -30,6 +30,7 @@ std::error_code PendingFile::commit() {
     std::error_code error;
     const auto size = std::filesystem::file_size(path_, error);
     if (error) return error;
+    // The office reports no full disk; it leaves an empty file behind.
     if (size == 0) return std::make_error_code(std::errc::no_space_on_device);
     std::filesystem::rename(path_, target_, error);
     return error;

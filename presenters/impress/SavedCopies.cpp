@@ -24,6 +24,7 @@ void SavedCopies::saved(const std::string& documentID, const fs::path& copy) {
     latest.path = copy;
     // Each of several callers saves a copy, and orders images later.
     if (documentID == presentedID_) ++latest.expectedOrders;
+    // The oldest stands first.
     if (copies_.size() == kMost) copies_.erase(copies_.begin());
     copies_.push_back(std::move(latest));
 }

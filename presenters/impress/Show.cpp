@@ -57,6 +57,7 @@ bool Show::run(const Context& office) const {
         std::cout << "showing slide " << number << std::endl;
         const bool last = controller->getCurrentSlideIndex() + 1 >= controller->getSlideCount();
         std::this_thread::sleep_for(advance);
+        // Somebody may have ended the show at the screen.
         if (last || !presentation->isRunning()) break;
         controller->gotoNextSlide();
     }

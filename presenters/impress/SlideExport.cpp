@@ -28,6 +28,7 @@ public:
     void exportPage(const Reference<css::beans::XPropertySet>& page) {
         if (imageOptions_.getLength() == 0) imageOptions_ = imageOptions(page);
         const auto number = valueOf<sal_Int16>(page, "Number");
+        // Done before the document went; a copy of it goes on.
         if (order_.written.contains(number)) return;
         const std::string name = fmt::format("slide.{:03}.jpg", number);
         PendingFile file(order_.directory / name);
@@ -75,6 +76,7 @@ private:
 void SlideExport::run(const Context& office, const Model& document) {
     std::error_code error;
     std::filesystem::create_directories(directory, error);
+    // Nobody waits for an export any more, so what goes wrong is told here.
     if (error) std::cerr << "Cannot make the folder " << directory << ": " << error.message() << ".\n";
     if (error) return;
     const auto start = Stopwatch::now();

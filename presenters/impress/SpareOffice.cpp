@@ -19,6 +19,7 @@ constexpr auto kLongestEnd = 5s;
 
 void SpareOffice::run(const Work& work) {
     const std::lock_guard turn(turn_);
+    // A name of our own: another bridge may have a spare office at the same time.
     const std::string pipe = "keynote-capture-spare-" + std::to_string(getpid());
     const bool started = process_.start(pipe, OfficeProcess::Windows::never);
     const auto office = started ? OfficeConnection::attachWithin(pipe, kLongestStart) : std::nullopt;

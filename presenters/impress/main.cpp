@@ -70,6 +70,7 @@ OfficeConnection attachOrStart(const std::string& pipe) {
 [[noreturn]] void leave(const OfficeConnection& office) {
     std::cerr << "Idle." << std::endl;
     if (ownOffice.isOwn(office.processIdentifier())) {
+        // On a thread that may hang: an office that is stuck never answers.
         const runtime::Workers workers([](const std::string&) {});  // gone already
         const auto queue = workers.makeQueue(1);
         static_cast<void>(queue->push([&office] { css::frame::Desktop::create(office.context())->terminate(); }));
@@ -103,6 +104,7 @@ void waitUntilIdle(ImpressProgram& program, std::chrono::seconds longestIdling) 
     const auto look = [&] {
         if (program.isIdle(longestIdling)) idling.stop(EXIT_SUCCESS);
     };
+    // Looked at once a second: nothing tells when the office closes its last window.
     const auto looks = longestIdling > 0s ? idling.makeTimer({1s, 1s, {}}, look) : nullptr;
     static_cast<void>(idling.run());
 }
@@ -115,6 +117,7 @@ void waitUntilIdle(ImpressProgram& program, std::chrono::seconds longestIdling) 
     ImpressProgram program(connection, office, spareOffice);
     lifeline.watch(office.processIdentifier(), [&program] { return program.hasWorkWithoutOffice(); });
     office.observeLoss([&lifeline] { lifeline.restart(); });
+    // Only now that calls can be answered: with the name callers come.
     loop.requestName(bus::instanceName(office.processIdentifier()));
     takePlainName(loop);
     std::cerr << "Attached to the office, process " << office.processIdentifier() << "." << std::endl;
