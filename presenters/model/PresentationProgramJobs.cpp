@@ -30,14 +30,11 @@ struct PresentationProgramJobs::Image {
 };
 
 PresentationProgramJobs::PresentationProgramJobs(DispatchQueue& queue, ProgramOutput& output,
-                                                 const PresentationProgramFaults& faults, ImageMaker imageMaker)
-    : queue_(queue), output_(output), faults_(faults), imageMaker_(std::move(imageMaker)) {}
+                                                 const PresentationProgramFaults& faults,
+                                                 const ProgramObserver& observer, ImageMaker imageMaker)
+    : queue_(queue), output_(output), faults_(faults), observer_(observer), imageMaker_(std::move(imageMaker)) {}
 
 PresentationProgramJobs::~PresentationProgramJobs() = default;
-
-void PresentationProgramJobs::setObserver(Observer observer) {
-    observer_ = std::move(observer);
-}
 
 void PresentationProgramJobs::accept(ProgramJob job) {
     jobs_.push_back(std::move(job));

@@ -40,6 +40,13 @@ struct ProgramJob {
     ErrorPtr error{};                ///< the first one that occurred; the job goes on with the next image
 };
 
+/// Hears what happens in a program, each after it has happened. Functions that are not set are skipped.
+struct ProgramObserver {
+    std::function<void()> changed;                        ///< launch, quit, documents, show, slide or screen
+    std::function<void(const ProgramJob&)> imageWritten;  ///< an image is complete under its final name
+    std::function<void(const ProgramJob&)> jobEnded;      ///< no longer among the pending jobs
+};
+
 /// Does the writing of a presentation program: jobs are accepted at once and done one after the other, in the order
 /// accepted, each taking its time on the queue. An image is written under a temporary name and renamed once it is
 /// complete. Faults act from the next step on. Everything, construction and destruction included, on the queue's
@@ -49,20 +56,13 @@ public:
     /// Makes the bytes of the image of a slide, in JPEG format of a quality from 0 to 1.
     using ImageMaker = std::function<std::string(const ProgramDocument&, std::int64_t slide, double quality)>;
 
-    /// Hears of progress. Functions that are not set are skipped.
-    struct Observer {
-        std::function<void(const ProgramJob&)> imageWritten;  ///< an image is complete under its final name
-        std::function<void(const ProgramJob&)> jobEnded;      ///< no longer among the pending jobs
-    };
-
-    /// The queue, the output and the faults must outlive the jobs.
+    /// All but the image maker must outlive the jobs.
     PresentationProgramJobs(DispatchQueue& queue, ProgramOutput& output, const PresentationProgramFaults& faults,
-                            ImageMaker imageMaker);
+                            const ProgramObserver& observer, ImageMaker imageMaker);
     ~PresentationProgramJobs();
     PresentationProgramJobs(const PresentationProgramJobs&) = delete;
     PresentationProgramJobs& operator=(const PresentationProgramJobs&) = delete;
 
-    void setObserver(Observer observer);
     void accept(ProgramJob job);
     /// Drops all jobs where they stand: a half-written file stays half-written, and nobody hears of it.
     void giveUp();
@@ -87,8 +87,8 @@ private:
     DispatchQueue& queue_;
     ProgramOutput& output_;
     const PresentationProgramFaults& faults_;
+    const ProgramObserver& observer_;
     const ImageMaker imageMaker_;
-    Observer observer_;
     std::deque<ProgramJob> jobs_;  ///< the first one is under way
     std::int64_t slide_ = 0;
     std::unique_ptr<Image> image_;

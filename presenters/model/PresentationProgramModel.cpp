@@ -48,12 +48,7 @@ ErrorPtr failed(const std::string& sentence) {
 }
 
 PresentationProgramModel::PresentationProgramModel(DispatchQueue& queue, ProgramOutput& output, ImageMaker imageMaker)
-    : jobs_(queue, output, faults_, std::move(imageMaker)) {}
-
-void PresentationProgramModel::setObserver(Observer observer) {
-    observer_ = std::move(observer);
-    jobs_.setObserver({.imageWritten = observer_.imageWritten, .jobEnded = observer_.jobEnded});
-}
+    : jobs_(queue, output, faults_, observer_, std::move(imageMaker)) {}
 
 ErrorPtr PresentationProgramModel::launch() {
     if (isRunning_) return failed("The program is running already.");

@@ -22,17 +22,10 @@ class PresentationProgramModel {
 public:
     using ImageMaker = PresentationProgramJobs::ImageMaker;
 
-    /// Hears what happens, each after it has happened. Functions that are not set are skipped.
-    struct Observer {
-        std::function<void()> changed;  ///< launch, quit, documents, show, slide or screen
-        std::function<void(const ProgramJob&)> imageWritten;
-        std::function<void(const ProgramJob&)> jobEnded;
-    };
-
     /// The queue and the output must outlive the model.
     PresentationProgramModel(DispatchQueue& queue, ProgramOutput& output, ImageMaker imageMaker);
 
-    void setObserver(Observer observer);
+    void setObserver(ProgramObserver observer) { observer_ = std::move(observer); }
     /// Reads the presentation in a file; nothing with `error` set when it is none. Without a reader every file is a
     /// presentation with one empty slide.
     using Reader = std::function<std::optional<ProgramDocument>(const std::filesystem::path&, ErrorPtr& error)>;
@@ -116,8 +109,8 @@ private:
     void changed() const;
 
     PresentationProgramFaults faults_;
+    ProgramObserver observer_;
     PresentationProgramJobs jobs_;
-    Observer observer_;
     Reader reader_;
     bool isRunning_ = false;
     std::vector<ProgramDocument> documents_;
