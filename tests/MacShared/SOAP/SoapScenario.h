@@ -3,7 +3,7 @@
 #include "MacShared/HTTPError.h"
 #include "MacShared/LogRun.h"
 #include "MacShared/SOAP/SimpleSoapCaller.h"
-#include "platform/linux/text/LibXmlServices.h"
+#include "platform/linux/text/LinuxXMLServices.h"
 #include "platform/simulated/SimulatedPlatform.h"
 
 #include <gtest/gtest.h>
@@ -95,7 +95,7 @@ protected:
 
     using Names = std::vector<std::string>;
 
-    const LibXmlServices parsers;
+    const text::LinuxXMLServices parsers;
     simulated::SimulatedPlatform platform;
     simulated::SimulatedAnswer answer;
     Lines lines;
