@@ -1,11 +1,12 @@
 #pragma once
 
 #include "base/OwedAnswer.h"
-#include "bus/Failure.h"
+#include "bus/Convert.h"
 
-#include <exception>
+#include <sdbus-c++/MethodResult.h>
 #include <functional>
 #include <memory>
+#include <string>
 #include <utility>
 
 namespace bus {
@@ -34,18 +35,22 @@ private:
     std::shared_ptr<Owed> owed_;
 };
 
-/// Runs the work of a call; `refuse` is told what it throws, by this name unless it has one.
-template <typename Work, typename Refuse>
-void refuseFailure(const char* name, const Work& work, const Refuse& refuse) {
-    try {
-        work();
-    } catch (const Failure& failure) {
-        refuse(failure);
-    } catch (const std::exception& error) {
-        refuse(Failure(name, error.what()));
-    } catch (...) {
-        refuse(Failure(name, "The call failed for an unknown reason."));
-    }
+/// Sends what a call is answered with, at most once. It cannot fail: a text that cannot travel becomes a refusal by
+/// this name, and a caller or bus that has gone gets nothing.
+template <typename... Results>
+auto sender(sdbus::Result<Results...>&& result, const char* nameOfFailure) {
+    const auto shared = std::make_shared<const sdbus::Result<Results...>>(std::move(result));
+    return [shared, nameOfFailure](const Failure* refusal, const Results&... results) noexcept {
+        if (refusal == &kSilence) return;
+        const auto refuse = [&](const Failure& failure) {
+            shared->returnError(sdbus::Error(failure.name(), validUTF8(failure.what())));
+        };
+        try {
+            refusal == nullptr ? shared->returnResults(results...) : refuse(*refusal);
+        } catch (const std::exception& error) {
+            guarded([&] { refuse({nameOfFailure, std::string("The answer cannot be sent: ") + error.what()}); });
+        }
+    };
 }
 
 }  // namespace bus

@@ -1,44 +1,45 @@
 #pragma once
 
 #include "base/Registration.h"
-#include "base/Time.h"
+#include "runtime/Loop.h"
 
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 
 namespace sdbus {
 class IConnection;
-}
+class Message;
+}  // namespace sdbus
 
 namespace bus {
 
-/// A connection to the session bus. Whoever has it serves it: with `processPending` whenever its descriptor can be
-/// read, or through an `EventLoop` or `EventLoopThread`. Sending is possible on any thread.
+/// A connection to the session bus. Sending is possible on any thread; what arrives is handled by the loop that serves
+/// the connection.
 class Connection {
 public:
     /// Throws `Failure` when there is no session bus.
     Connection();
+    /// While the loop that serves it runs, on its thread.
     ~Connection();
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
-    /// What can be read when something has arrived. It stays the connection's.
-    [[nodiscard]] int descriptor() const;
-    /// Serves what has arrived, one message at a time; answers whether there may be more. A message that cannot be
-    /// served is dropped. Throws `Failure` when the bus has gone away. On the thread that serves the connection.
-    [[nodiscard]] bool processPending();
-    /// Whether something waits because the daemon could not take it at once. Throws like `processPending`.
-    [[nodiscard]] bool hasUnsent() const;
-    /// When `processPending` has something to do even if nothing arrives: a reply is overdue. Throws likewise.
-    [[nodiscard]] std::optional<Instant> deadline() const;
+    /// Has the loop call, one at a time, what belongs to the messages that arrive and to replies that are overdue. A
+    /// message that cannot be served is dropped. `onLost` is called on the loop's thread when the bus has gone away.
+    /// Once, before another thread uses the connection. Throws `Failure` when the system cannot watch one more.
+    void serveOn(runtime::Loop& loop, std::function<void()> onLost);
+    /// Has the loop look after what a call may have left behind: messages that came while it waited for its reply, or
+    /// what the daemon could not take at once. Any thread; for this folder.
+    void wake() const;
 
-    /// Takes or gives back a name. Waits for the daemon; what arrives meanwhile is pending afterwards, though nothing
-    /// is left to be read. Throws `Failure` when another has the name.
+    /// Takes or gives back a name. Waits for the daemon. Throws `Failure` when another has the name. Any thread.
     void requestName(const std::string& name);
     void releaseName(const std::string& name);
 
+    /// Has `callback` called, guarded, with each message that the rule describes, until the handle is dropped. The
+    /// message may hold anything unless the rule names the sender. Throws `Failure` when the connection is closed.
+    [[nodiscard]] Handle addMatch(const std::string& rule, std::function<void(sdbus::Message&)> callback);
     /// Has `changed` called, guarded, with each name whose owner changes and its new owner, empty for none, until the
     /// handle is dropped. `condition` names one or several: "arg0='...'". Only the bus daemon is believed: the library
     /// hands over a signal that anybody else has addressed to this connection, whatever sender the rule names.
@@ -51,7 +52,10 @@ public:
     [[nodiscard]] sdbus::IConnection& library() const { return *library_; }
 
 private:
+    class Server;
+
     const std::unique_ptr<sdbus::IConnection> library_;
+    std::shared_ptr<Server> server_;  ///< null until a loop serves the connection
 };
 
 }  // namespace bus

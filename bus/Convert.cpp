@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <utility>
 
 namespace bus {
 namespace {
@@ -72,6 +73,23 @@ ErrorPtr errorFrom(const Failure& failure) {
         }
     }
     return makeError(name, 0, failure.what());
+}
+
+ErrorStruct structFrom(const ErrorPtr& error) {
+    if (!error) return {};
+    std::map<std::string, sdbus::Variant> info;
+    for (const auto& [key, value] : error->userInfo()) info.emplace(validUTF8(key), sdbus::Variant(validUTF8(value)));
+    return ErrorStruct(validUTF8(error->domain()), static_cast<std::int32_t>(error->code()), std::move(info));
+}
+
+ErrorPtr errorFrom(const ErrorStruct& value) {
+    const auto& [domain, code, variants] = static_cast<const ErrorStruct::tuple&>(value);
+    if (domain.empty()) return nullptr;
+    Error::UserInfo info;
+    for (const auto& [key, variant] : variants) {
+        if (variant.containsValueOfType<std::string>()) info.emplace(key, variant.get<std::string>());
+    }
+    return std::make_shared<const Error>(domain, code, std::move(info));
 }
 
 std::int64_t microsecondsFrom(Date date) {

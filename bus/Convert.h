@@ -5,7 +5,9 @@
 #include "base/Time.h"
 #include "bus/Failure.h"
 
+#include <sdbus-c++/Types.h>
 #include <filesystem>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -30,6 +32,12 @@ using Path = std::filesystem::path;
 [[nodiscard]] Failure failureFrom(const Error& error);
 /// The error value that a D-Bus error carries; for a foreign one, its name as domain and code 0.
 [[nodiscard]] ErrorPtr errorFrom(const Failure& failure);
+
+/// An error value as an argument: domain, code and user information.
+using ErrorStruct = sdbus::Struct<std::string, std::int32_t, std::map<std::string, sdbus::Variant>>;
+[[nodiscard]] ErrorStruct structFrom(const ErrorPtr& error);
+/// Null for an empty domain. User information that is not text is left out.
+[[nodiscard]] ErrorPtr errorFrom(const ErrorStruct& value);
 
 [[nodiscard]] std::int64_t microsecondsFrom(Date date);
 [[nodiscard]] Date dateFrom(std::int64_t microseconds);

@@ -1,11 +1,8 @@
 #include "bus/DelegateContract.h"
 
-#include "bus/Callbacks.h"
 #include "bus/Connection.h"
 #include "bus/Convert.h"
 #include "bus/KeynoteCaptureServiceDelegateAdaptor.h"
-#include "bus/Library.h"
-#include "bus/MakeCall.h"
 #include "bus/Names.h"
 
 #include <utility>

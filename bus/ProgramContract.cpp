@@ -1,6 +1,5 @@
 #include "bus/ProgramContract.h"
 
-#include "bus/Callbacks.h"
 #include "bus/Connection.h"
 #include "bus/Names.h"
 
@@ -12,7 +11,7 @@ Handle watchProcessIdentifiers(Connection& connection,
                                std::function<void(const std::string& sender, pid_t processIdentifier)> changed) {
     const std::string rule = std::string("type='signal',path='") + kProgramPath + "',interface='" +
                              kPropertiesInterface + "',member='PropertiesChanged',arg0='" + kProgramInterface + "'";
-    return addMatch(connection.library(), rule, [changed = std::move(changed)](sdbus::Message& message) {
+    return connection.addMatch(rule, [changed = std::move(changed)](sdbus::Message& message) {
         std::string interface;
         message >> interface;
         if (const auto process = factsFrom(message).processIdentifier) changed(message.getSender(), *process);

@@ -2,8 +2,8 @@
 
 #include "base/Registration.h"
 #include "bus/Convert.h"
-#include "bus/MakeCall.h"
 #include "bus/Names.h"
+#include "bus/Peer.h"
 #include "bus/ProgramValues.h"
 
 #include <functional>

@@ -4,7 +4,6 @@
 #include "bus/Names.h"
 #include "bus/PresentationProgramAdaptor.h"
 #include "bus/ProgramValues.h"
-#include "bus/SendResult.h"
 #include "ports/CaptureNames.h"
 
 #include <utility>
@@ -21,13 +20,12 @@ Path targetFrom(const std::string& url) {
 /// The answer of a call whose values travel as they are.
 template <typename... Values>
 Answer<Values...> answerOf(sdbus::Result<Values...>&& result) {
-    return Answer<Values...>(SendResult<Values...>(std::move(result), kProgramFailed));
+    return Answer<Values...>(sender(std::move(result), kProgramFailed));
 }
 
 template <typename... Values, typename Work>
 void serve(const Answer<Values...>& answer, const Work& work) {
-    refuseFailure(
-        kProgramFailed, [&] { work(answer); }, [&](const Failure& failure) { answer.refuse(failure); });
+    if (const auto failure = failureOf(kProgramFailed, [&] { work(answer); })) answer.refuse(*failure);
 }
 
 class ProgramObject final : private com::veldrin::PresentationProgram_adaptor, public ProgramServer {
@@ -48,14 +46,14 @@ private:
     using Numbers = std::vector<std::int64_t>;
 
     void presentingState(sdbus::Result<Dictionary>&& result) override {
-        const auto send = [send = SendResult(std::move(result), kProgramFailed)](const Failure* refusal,
-                                                                                 const PresentingState& state) {
+        const auto send = [send = sender(std::move(result), kProgramFailed)](const Failure* refusal,
+                                                                             const PresentingState& state) {
             send(refusal, dictionaryFrom(state));
         };
         serve(Answer<PresentingState>(send), [this](const auto& answer) { program_.presentingState(answer); });
     }
     void windows(sdbus::Result<WindowStructs>&& result) override {
-        const auto send = [send = SendResult(std::move(result), kProgramFailed)](
+        const auto send = [send = sender(std::move(result), kProgramFailed)](
                               const Failure* refusal, const std::vector<ScriptingWindow>& windows) {
             send(refusal, structsFrom(windows));
         };
@@ -76,8 +74,8 @@ private:
         serve(answerOf(std::move(result)), [&](const auto& answer) { program_.slideNumbers(documentID, answer); });
     }
     void documentText(sdbus::Result<std::string, SlideStructs>&& result, std::string documentID) override {
-        const auto send = [send = SendResult(std::move(result), kProgramFailed)](const Failure* refusal,
-                                                                                 ScriptingDocumentText text) {
+        const auto send = [send = sender(std::move(result), kProgramFailed)](const Failure* refusal,
+                                                                             ScriptingDocumentText text) {
             send(refusal, text.name, structsFrom(std::move(text.slides)));
         };
         serve(Answer<ScriptingDocumentText>(send),
@@ -107,7 +105,7 @@ private:
         try {
             return program_.version();
         } catch (const Failure& failure) {
-            throw libraryErrorFrom(failure);
+            throw sdbus::Error(failure.name(), failure.what());
         }
     }
 

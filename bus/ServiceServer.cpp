@@ -1,11 +1,8 @@
 #include "bus/ServiceServer.h"
 
 #include "bus/Answer.h"
-#include "bus/Callbacks.h"
-#include "bus/Convert.h"
 #include "bus/KeynoteCaptureServiceProtocolAdaptor.h"
 #include "bus/Names.h"
-#include "bus/SendResult.h"
 #include "bus/SessionBus.h"
 
 #include <utility>
@@ -61,8 +58,8 @@ private:
     void take(
         sdbus::Result<Results...>&& result, const Run& run, Kind kind = Kind::plain,
         const std::function<void()>& check = [] {}) {
-        const auto send = [bus = bus_, send = SendResult(std::move(result), kFailed)](const Failure* refusal,
-                                                                                      const Results&... results) {
+        const auto send = [bus = bus_, send = sender(std::move(result), kFailed)](const Failure* refusal,
+                                                                                  const Results&... results) {
             if (!bus->hasStopped()) send(refusal, results...);
         };
         const Answer<Results...> answer(send, nullptr);

@@ -24,6 +24,11 @@ struct HostCall {
     std::function<void(Service&)> run;  ///< what it does; may throw, too
     std::function<void()> succeed;      ///< answers before it is done
     std::function<void(const Failure& failure)> refuse;
+
+    /// Does something for the call, and refuses it with what that throws.
+    void refuseFailure(const std::function<void()>& work) const {
+        if (const auto failure = failureOf(kFailed, work)) refuse(*failure);
+    }
 };
 
 /// Puts the capture service on a bus, under no name yet, until the handle is dropped. `take` is called on the bus

@@ -2,6 +2,7 @@
 
 #include "bus/Failure.h"
 
+#include <cstdlib>
 #include <utility>
 
 namespace bus {
@@ -16,20 +17,34 @@ std::shared_ptr<SessionBus> SessionBus::open(std::string& problem) {
     }
 }
 
+SessionBus::SessionBus() {
+    connection_.serveOn(loop_, [this] {
+        if (!stopped_) onLost_();
+    });
+}
+
 SessionBus::~SessionBus() {
     stop();
 }
 
+void SessionBus::post(Task task) {
+    loop_.async([task = std::move(task)] { guarded(task); });
+}
+
+void SessionBus::after(Duration delay, Task task) {
+    loop_.after(delay, [task = std::move(task)] { guarded(task); });
+}
+
 void SessionBus::start(std::function<void()> onLost) {
-    thread_ = std::thread([this, onLost = std::move(onLost)] {
-        if (!loop_.run() && !stopped_) onLost();
-    });
+    onLost_ = std::move(onLost);
+    thread_ = std::thread([this] { static_cast<void>(loop_.run()); });
 }
 
 void SessionBus::stop() {
     stopped_ = true;
-    loop_.stop();
+    loop_.stop(EXIT_SUCCESS);
     if (thread_.joinable()) thread_.join();
+    loop_.dropTasks();  // answers that wait own the bus
 }
 
 }  // namespace bus

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "bus/Connection.h"
-#include "bus/EventLoop.h"
 
 #include <atomic>
 #include <functional>
@@ -11,8 +10,12 @@
 
 namespace bus {
 
-/// The process's own connection to the session bus and the one thread that serves it. Hosts' calls and all signals
-/// share it: fewer threads and wake-ups, and the daemon's order of messages holds between them.
+/// A connection to the session bus and the one thread that serves it. What shares it needs fewer threads and wake-ups,
+/// and the daemon's order of messages holds between hosts' calls and all signals.
+///
+/// The bus library holds a lock of the connection while a callback runs, so a slow callback would block every thread
+/// that sends. Callbacks therefore only take what came and post a task: tasks run outside that lock, on the same
+/// thread, in the order of the messages that caused them.
 ///
 /// Whoever may outlive the wiring (replies, proxies) shares the ownership and sends nothing after `stop`.
 class SessionBus {
@@ -20,17 +23,17 @@ public:
     /// Connects to the session bus; null with a sentence in `problem` when that fails.
     [[nodiscard]] static std::shared_ptr<SessionBus> open(std::string& problem);
     /// Throws `Failure` when that fails.
-    SessionBus() = default;
+    SessionBus();
     ~SessionBus();
     SessionBus(const SessionBus&) = delete;
     SessionBus& operator=(const SessionBus&) = delete;
 
-    /// Send from any thread; calls that wait for a reply only on the bus thread, or before `start`.
     [[nodiscard]] Connection& connection() { return connection_; }
-    /// Runs the task on the bus thread, outside the library's lock. Any thread.
-    void post(EventLoop::Task task) { loop_.post(std::move(task)); }
+    /// Runs the task, guarded, on the bus thread, outside the library's lock and after those posted earlier. Tasks left
+    /// at the end are dropped. Any thread.
+    void post(Task task);
     /// The same, not before the delay has passed.
-    void after(EventLoop::Clock::duration delay, EventLoop::Task task) { loop_.after(delay, std::move(task)); }
+    void after(Duration delay, Task task);
     /// Starts the bus thread, which calls `onLost` when the bus has gone away. Once.
     void start(std::function<void()> onLost);
     /// Ends the bus thread after the task under way; nothing is sent any more. Not on the bus thread.
@@ -39,8 +42,9 @@ public:
 
 private:
     Connection connection_;
-    EventLoop loop_{connection_.library()};
+    runtime::Loop loop_{[](const std::string&) {}, "bus"};  ///< tasks are guarded
     std::atomic<bool> stopped_ = false;
+    std::function<void()> onLost_;
     std::thread thread_;
 };
 

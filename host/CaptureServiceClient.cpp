@@ -1,12 +1,10 @@
 #include "host/CaptureServiceClient.h"
 
-#include "bus/BusConnection.h"
-#include "bus/Callbacks.h"
-#include "bus/Connection.h"
 #include "bus/Convert.h"
 #include "bus/DelegateContract.h"
-#include "bus/MakeCall.h"
 #include "bus/Names.h"
+#include "bus/Peer.h"
+#include "bus/SessionBus.h"
 
 #include <algorithm>
 #include <array>
@@ -68,24 +66,31 @@ ErrorPtr clientErrorFrom(const bus::Failure& failure) {
 }  // namespace
 
 /// The bus end: the exported delegate, the service as a peer and the watch on its name.
-/// `owner_` and `accepted_` belong to the event loop's thread once that runs.
+/// `owner_` and `accepted_` belong to the bus thread.
 class CaptureServiceClient::Link {
 public:
     /// Throws `bus::Failure`.
     Link(KeynoteCaptureServiceDelegate& delegate, std::function<void()> onServiceLost,
          std::chrono::microseconds replyTimeout)
         : delegate_(
-              bus::serveDelegate(connection_, delegate,
+              bus::serveDelegate(bus_.connection(), delegate,
                                  [this](const std::string& caller) { return !owner_.empty() && caller == owner_; })),
-          service_(connection_, bus::kServiceName, bus::kServicePath),
+          service_(bus_.connection(), bus::kServiceName, bus::kServicePath),
           onServiceLost_(std::move(onServiceLost)),
           replyTimeout_(replyTimeout),
-          ownerWatch_(connection_.watchNames("arg0='" + std::string(bus::kServiceName) + "'",
-                                             [this](const auto&, const std::string& now) { ownerChanged(now); })),
-          owner_(currentOwner()) {
+          daemon_(bus_.connection(), bus::kBusDaemon, bus::kBusDaemonPath),
+          ownerWatch_(bus_.connection().watchNames("arg0='" + std::string(bus::kServiceName) + "'",
+                                                   [this](const auto&, const auto& now) { ownerChanged(now); })) {
+        daemon_.ask<std::string>(
+            bus::makeCall<std::string>(bus::kBusDaemon, "GetNameOwner", std::string(bus::kServiceName)), replyTimeout_,
+            [this](const auto*, const std::string& now) { owner_ = now; });
         const NoSignals noSignals;
-        loop_ = std::make_unique<bus::EventLoopThread>(connection_, [this] { ownerLost(); });
+        bus_.start([this] { ownerLost(); });
     }
+    /// The thread ends before anything that it uses.
+    ~Link() { bus_.stop(); }
+    Link(const Link&) = delete;
+    Link& operator=(const Link&) = delete;
 
     /// Asks for what ends when the service leaves; the reply is called on failure.
     void begin(const bus::Call<>& call, const ErrorReply& reply) {
@@ -119,17 +124,6 @@ public:
     }
 
 private:
-    std::string currentOwner() {
-        bus::Peer daemon(connection_, bus::kBusDaemon, bus::kBusDaemonPath);
-        try {
-            return daemon.wait(
-                bus::makeCall<std::string>(bus::kBusDaemon, "GetNameOwner", std::string(bus::kServiceName)));
-        } catch (const bus::Failure& failure) {
-            if (failure.name() != "org.freedesktop.DBus.Error.NameHasNoOwner") throw;
-        }
-        return {};
-    }
-
     void ownerChanged(const std::string& now) {
         if (now == owner_) return;
         owner_ = now;
@@ -140,15 +134,15 @@ private:
         if (onServiceLost_) bus::guarded(onServiceLost_);
     }
 
-    bus::Connection connection_;
+    bus::SessionBus bus_;
     Handle delegate_;
     bus::Peer service_;
     const std::function<void()> onServiceLost_;
     const std::chrono::microseconds replyTimeout_;
     bool accepted_ = false;  ///< this owner has begun what was asked for
+    std::string owner_;      ///< unique name of the service, empty while there is none
+    bus::Peer daemon_;
     Handle ownerWatch_;
-    std::string owner_;                           ///< unique name of the service, empty while there is none
-    std::unique_ptr<bus::EventLoopThread> loop_;  ///< last, so that the thread ends before anything it uses
 };
 
 std::unique_ptr<CaptureServiceClient> CaptureServiceClient::connect(KeynoteCaptureServiceDelegate& delegate,

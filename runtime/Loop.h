@@ -39,6 +39,8 @@ public:
     /// Makes `run` return after the task under way. Tasks that wait run no more, and those who wait for one in `sync`
     /// return without it. The first call's status counts, also when it comes before `run`. Any thread.
     void stop(int status);
+    /// Drops the tasks that wait, and later those that come. Once the loop runs no more.
+    void dropTasks();
 
 private:
     friend class LoopDispatch;
@@ -46,7 +48,6 @@ private:
     class WatchHandle;
     Loop(const std::shared_ptr<Context>& context, std::string label);
     void end();
-    void dropTasks();
 
     const std::shared_ptr<Context> context_;
 };

@@ -15,15 +15,18 @@ public:
     /// The report must not throw. Throws `std::system_error` when the system has no thread to give.
     LoopThread(Report report, std::string label)
         : loop_(std::move(report), std::move(label)), thread_([this] { static_cast<void>(loop_.run()); }) {}
-    /// Waits for the task under way and drops the others. Not on the loop's thread.
-    ~LoopThread() {
-        loop_.stop(EXIT_SUCCESS);
-        thread_.join();
-    }
+    ~LoopThread() { stop(); }
     LoopThread(const LoopThread&) = delete;
     LoopThread& operator=(const LoopThread&) = delete;
 
     [[nodiscard]] Loop& loop() { return loop_; }
+    /// Waits for the task under way and drops the others; at the latest when this is destroyed. Not on the loop's
+    /// thread.
+    void stop() {
+        loop_.stop(EXIT_SUCCESS);
+        if (thread_.joinable()) thread_.join();
+        loop_.dropTasks();
+    }
 
 private:
     Loop loop_;

@@ -25,7 +25,7 @@ LinuxPlatform::LinuxPlatform(const Options& options)
       bus_(options.usesSessionBus ? openBus() : nullptr),
       workspace_(bus_, dispatch_.mainQueue(), {kKeynoteBundleIdentifier}),
       scripting_(
-          dispatch_, [this](pid_t process) { return workspace_.busNameOfProcess(process); },
+          dispatch_.mainQueue(), [this](pid_t process) { return workspace_.busNameOfProcess(process); },
           [this](const std::string& bundle) { return workspace_.busNameOfBundle(bundle); }),
       urlSessions_(options.makeURLSessions ? options.makeURLSessions(bundles_) : nullptr),
       idleTermination_(dispatch_, options.exitWhenIdle, [this] { listener_.endIfUnused(); }),

@@ -1,6 +1,5 @@
-#include "bus/BusConnection.h"
-#include "bus/Connection.h"
 #include "bus/Names.h"
+#include "bus/SessionBus.h"
 #include "ports/CaptureNames.h"
 #include "presenters/impress/ImpressProgram.h"
 #include "presenters/impress/Lifeline.h"
@@ -90,9 +89,9 @@ void present(const Options& options, const OfficeConnection& office) {
 }
 
 /// The name by which the bus starts this process, and waits for it; another program may have it.
-void takePlainName(bus::EventLoopThread& loop) {
+void takePlainName(bus::Connection& connection) {
     try {
-        loop.requestName(kKeynoteBundleIdentifier);
+        connection.requestName(kKeynoteBundleIdentifier);
     } catch (const bus::Failure& failure) {
         std::cerr << "Without the name " << kKeynoteBundleIdentifier << ": " << failure.what() << std::endl;
     }
@@ -110,16 +109,16 @@ void waitUntilIdle(ImpressProgram& program, std::chrono::seconds longestIdling) 
 }
 
 [[noreturn]] void serve(const Options& options, Lifeline& lifeline) {
-    bus::Connection connection;
-    bus::EventLoopThread loop(connection, [] { fail("The session bus is gone."); });
+    bus::SessionBus bus;
+    bus.start([] { fail("The session bus is gone."); });
     const bool onDemand = options.exitWhenIdle > 0;
     const auto office = onDemand ? attachOrStart(options.pipe) : attach(options.pipe);
-    ImpressProgram program(connection, office, spareOffice);
+    ImpressProgram program(bus.connection(), office, spareOffice);
     lifeline.watch(office.processIdentifier(), [&program] { return program.hasWorkWithoutOffice(); });
     office.observeLoss([&lifeline] { lifeline.restart(); });
     // Only now that calls can be answered: with the name callers come.
-    loop.requestName(bus::instanceName(office.processIdentifier()));
-    takePlainName(loop);
+    bus.connection().requestName(bus::instanceName(office.processIdentifier()));
+    takePlainName(bus.connection());
     std::cerr << "Attached to the office, process " << office.processIdentifier() << "." << std::endl;
     if (!options.deck.empty()) present(options, office);
     waitUntilIdle(program, std::chrono::seconds(options.exitWhenIdle));

@@ -1,6 +1,6 @@
 #include "presenters/simulator/ScriptingChannel.h"
 
-#include "bus/Callbacks.h"
+#include "bus/Failure.h"
 
 #include <unistd.h>
 #include <algorithm>

@@ -42,8 +42,6 @@ public:
     Process(const Options& options, bus::Connection& connection)
         : model_(loop_, output_, jpegOfSlide),
           channel_(connection, model_, loop_, options.bundle),
-          connection_(connection),
-          watchBus_(loop_.watch(connection.descriptor(), [this] { serveBus(); })),
           simulator_(
               loop_, model_,
               {
@@ -53,6 +51,7 @@ public:
                   .finished = [this](const std::string& sentence) { leave(sentence.empty() ? 0 : kFailed, sentence); },
               },
               [this] { showChange(); }) {
+        connection.serveOn(loop_, [this] { leave(kNoBus, "The session bus has gone."); });
         if (options.showsWindows) windows_ = ProgramWindows::open();
         if (!windows_) return;
         model_.setScreen(windows_->screen());
@@ -77,23 +76,10 @@ public:
 private:
     void showChange() {
         channel_.setRunning(model_.isRunning());
-        // Taking a name waits for the bus, and what arrives meanwhile no descriptor tells of.
-        loop_.async([this] { serveBus(); });
         if (!windows_) return;
         // The update asks the display something, and events that arrive with the reply make no descriptor readable.
         windows_->update(model_);
         handleWindowEvents();
-    }
-
-    void serveBus() {
-        if (!watchBus_) return;
-        try {
-            while (connection_.processPending()) {
-            }
-        } catch (const bus::Failure&) {
-            watchBus_.reset();
-            leave(kNoBus, "The session bus has gone.");
-        }
     }
 
     void handleWindowEvents() {
@@ -112,8 +98,6 @@ private:
     DiskOutput output_;
     presenters::PresentationProgramModel model_;
     ScriptingChannel channel_;
-    bus::Connection& connection_;
-    Handle watchBus_;
     Simulator simulator_;
     std::unique_ptr<ProgramWindows> windows_;
     Handle watchWindows_;

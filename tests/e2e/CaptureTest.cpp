@@ -1,6 +1,5 @@
 #include "tests/e2e/CaptureTest.h"
 
-#include "bus/BusConnection.h"
 #include "bus/Names.h"
 #include "tests/support/Deadline.h"
 
@@ -80,7 +79,7 @@ bool isWholeImage(const fs::path& file) {
 }
 
 std::optional<pid_t> serviceProcess() {
-    const auto connection = bus::openSessionBus();
+    const auto connection = sdbus::createSessionBusConnection();
     const auto daemon = sdbus::createProxy(*connection, "org.freedesktop.DBus", "/org/freedesktop/DBus");
     std::uint32_t process = 0;
     try {

@@ -4,7 +4,6 @@
 #include "tests/support/Deadline.h"
 #include "tests/support/Forger.h"
 
-#include "bus/BusConnection.h"
 #include "bus/Names.h"
 
 #include <sdbus-c++/sdbus-c++.h>
@@ -69,7 +68,7 @@ public:
     }
 
 private:
-    std::unique_ptr<sdbus::IConnection> connection_ = bus::openSessionBus();
+    std::unique_ptr<sdbus::IConnection> connection_ = sdbus::createSessionBusConnection();
     std::string message_;
 };
 

@@ -25,7 +25,11 @@ FakeService::FakeService(const std::string& address, std::map<std::string, React
       starts_(starts) {
     object->finishRegistration();
     connection->requestName(bus::kServiceName);
-    loop_ = std::make_unique<bus::EventLoopThread>(*connection, [] {});
+    connection->enterEventLoopAsync();
+}
+
+FakeService::~FakeService() {
+    if (connection) connection->leaveEventLoop();
 }
 
 std::vector<std::string> FakeService::waitForCalls(std::size_t count) {
@@ -47,7 +51,7 @@ std::string FakeService::hostName() {
 }
 
 void FakeService::leave() {
-    loop_.reset();
+    connection->leaveEventLoop();
     unanswered_.clear();
     host_.reset();
     object.reset();
@@ -72,9 +76,11 @@ void FakeService::startDetectionAndCaptureTo(sdbus::Result<>&& result, std::stri
     switch (starts_) {
         case Starts::accepted:
             return result.returnResults();
-        case Starts::refused:
-            return result.returnError(bus::libraryErrorFrom(bus::failureFrom(
-                *makeError("KeynoteCaptureServiceErrorDomain", 1, "A file stands at the capture directory"))));
+        case Starts::refused: {
+            const auto failure = bus::failureFrom(
+                *makeError("KeynoteCaptureServiceErrorDomain", 1, "A file stands at the capture directory"));
+            return result.returnError(sdbus::Error(failure.name(), failure.what()));
+        }
         case Starts::unanswered:
             unanswered_.push_back(std::move(result));
     }

@@ -1,11 +1,10 @@
 #pragma once
 
-#include "bus/BusConnection.h"
 #include "bus/Convert.h"
 #include "bus/KeynoteCaptureServiceDelegateProxy.h"
 #include "bus/KeynoteCaptureServiceProtocolAdaptor.h"
-#include "bus/Library.h"
 
+#include <sdbus-c++/sdbus-c++.h>
 #include <condition_variable>
 #include <functional>
 #include <map>
@@ -45,7 +44,7 @@ public:
     /// `reactions` run on the bus thread when the named operation has arrived. Refused starts get error code 1.
     explicit FakeService(const std::string& address, std::map<std::string, Reaction> reactions = {},
                          Starts starts = Starts::accepted);
-    virtual ~FakeService() = default;
+    virtual ~FakeService();
     FakeService(const FakeService&) = delete;
     FakeService& operator=(const FakeService&) = delete;
 
@@ -78,5 +77,4 @@ private:
     std::vector<std::string> calls_;       ///< guarded by `mutex_`
     std::string sender_;                   ///< guarded by `mutex_`
     std::unique_ptr<DelegateProxy> host_;  ///< guarded by `mutex_`
-    std::unique_ptr<bus::EventLoopThread> loop_;
 };

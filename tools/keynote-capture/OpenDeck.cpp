@@ -1,7 +1,5 @@
 #include "tools/keynote-capture/OpenDeck.h"
 
-#include "bus/BusConnection.h"
-#include "bus/Connection.h"
 #include "bus/Names.h"
 #include "bus/ProgramContract.h"
 #include "platform/linux/StandardErrorLog.h"
@@ -10,7 +8,6 @@
 #include "ports/Scripting.h"
 #include "runtime/LoopDispatch.h"
 
-#include <thread>
 #include <utility>
 
 namespace {
@@ -42,26 +39,19 @@ public:
         workspace_ = std::make_unique<DBusWorkspace>(bus_, dispatch_.mainQueue(),
                                                      std::vector<std::string>{kKeynoteBundleIdentifier});
         bus_->start([] {});
-        thread_ = std::thread([this, deck] { open(deck); });
+        workspace_->findStarted(kKeynoteBundleIdentifier, [this, deck](const auto& owner) { open(deck, owner); });
     }
     ~Program() {
-        if (!bus_) return;
-        workspace_->shutDown();
-        thread_.join();
-        loop_.reset();
-        bus_->stop();
+        if (bus_) bus_->stop();
     }
     Program(const Program&) = delete;
     Program& operator=(const Program&) = delete;
 
 private:
-    void open(const std::filesystem::path& deck) {
-        const auto program = workspace_->busNameOfStartedBundle(kKeynoteBundleIdentifier);
-        if (!program) return answer_({}, failed(kNoProgram));
+    void open(const std::filesystem::path& deck, const std::optional<std::string>& owner) {
+        if (!owner) return answer_({}, failed(kNoProgram));
         try {
-            connection_ = std::make_unique<bus::Connection>();
-            program_ = std::make_unique<bus::Peer>(*connection_, *program, bus::kProgramPath);
-            loop_ = std::make_unique<bus::EventLoopThread>(*connection_, [] {});
+            program_ = std::make_unique<bus::Peer>(bus_->connection(), *owner, bus::kProgramPath);
             program_->ask<std::string>(bus::program::open(deck), kTimeout,
                                        [this](const bus::Failure* failure, const std::string& id) {
                                            if (failure != nullptr) return answer_({}, failed(*failure));
@@ -86,10 +76,7 @@ private:
     runtime::LoopDispatch dispatch_{log_};
     std::shared_ptr<bus::SessionBus> bus_;
     std::unique_ptr<DBusWorkspace> workspace_;
-    std::unique_ptr<bus::Connection> connection_;
     std::unique_ptr<bus::Peer> program_;
-    std::thread thread_;
-    std::unique_ptr<bus::EventLoopThread> loop_;
 };
 
 OpenDeck::OpenDeck(const std::filesystem::path& deck, Answer answer)

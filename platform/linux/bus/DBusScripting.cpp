@@ -1,24 +1,20 @@
 #include "platform/linux/bus/DBusScripting.h"
 
-#include "bus/Connection.h"
 #include "bus/Convert.h"
 #include "bus/Names.h"
 #include "bus/ProgramContract.h"
 #include "platform/linux/bus/ProgramCalls.h"
-#include "runtime/LoopDispatch.h"
 
-#include <sys/socket.h>
 #include <algorithm>
+#include <future>
 #include <mutex>
-#include <set>
 #include <utility>
 
 namespace {
 
 constexpr std::chrono::milliseconds kDefaultTimeout{60000};
-constexpr int kMostDiscarded = 1024;
 constexpr std::size_t kLongestMessage = 1024;
-constexpr const char* kNotRunning = "it is not running";
+const bus::Failure kNotRunning(bus::kProgramFailed, "it is not running");
 
 bool isTimeout(const bus::Failure& failure) {
     return failure.name() == bus::kTimeout || failure.name() == bus::kTimedOut;
@@ -36,107 +32,12 @@ ErrorPtr errorFrom(const std::string& event, const bus::Failure& failure) {
 
 }  // namespace
 
-/// The sockets on which events wait for their replies, so that all can be cut. Any thread.
-class DBusScripting::Sockets {
-public:
-    /// False when the sockets have been cut: no more may be used.
-    [[nodiscard]] bool add(int socket) {
-        const std::lock_guard lock(mutex_);
-        if (!areCut_) sockets_.insert(socket);
-        return !areCut_;
-    }
-    /// Before the socket is closed.
-    void remove(int socket) {
-        const std::lock_guard lock(mutex_);
-        sockets_.erase(socket);
-    }
-    void cut() {
-        const std::lock_guard lock(mutex_);
-        areCut_ = true;
-        for (const int socket : sockets_) ::shutdown(socket, SHUT_RDWR);
-    }
-
-private:
-    std::mutex mutex_;
-    std::set<int> sockets_;  ///< this and what follows guarded by `mutex_`
-    bool areCut_ = false;
-};
-
-/// A connection for events that wait for their replies.
-class DBusScripting::Channel {
-public:
-    explicit Channel(std::shared_ptr<Sockets> sockets) : sockets_(std::move(sockets)) {}
-    ~Channel() { close(); }
-    Channel(const Channel&) = delete;
-    Channel& operator=(const Channel&) = delete;
-
-    /// Sends one event to an owner; what its reply says. Throws `bus::Failure`. Any thread; one at a time.
-    template <typename Value>
-    [[nodiscard]] Value call(const std::string& owner, const bus::Call<Value>& event,
-                             std::chrono::milliseconds timeout) {
-        const std::lock_guard lock(mutex_);
-        prepare(owner);
-        try {
-            return program_->wait(event, timeout);
-        } catch (const bus::Failure&) {
-            discardArrived();
-            throw;
-        }
-    }
-
-private:
-    void prepare(const std::string& owner) {
-        if (connection_) discardArrived();
-        if (!connection_) open();
-        if (owner_ == owner) return;
-        program_ = std::make_unique<bus::Peer>(*connection_, owner, bus::kProgramPath);
-        owner_ = owner;
-    }
-
-    void open() {
-        auto connection = std::make_unique<bus::Connection>();
-        const int socket = connection->descriptor();
-        if (!sockets_->add(socket)) throw bus::Failure(bus::kProgramFailed, "the capture service is ending");
-        socket_ = socket;
-        connection_ = std::move(connection);
-        owner_.clear();
-    }
-
-    void close() {
-        if (!connection_) return;
-        sockets_->remove(socket_);
-        program_.reset();
-        connection_.reset();
-    }
-
-    /// Finds out, too, whether the connection broke.
-    void discardArrived() {
-        try {
-            for (int i = 0; i < kMostDiscarded && connection_->processPending(); ++i) {
-            }
-        } catch (const bus::Failure&) {
-            close();
-        }
-    }
-
-    const std::shared_ptr<Sockets> sockets_;
-    std::mutex mutex_;
-    int socket_ = -1;
-    std::unique_ptr<bus::Connection> connection_;
-    std::unique_ptr<bus::Peer> program_;
-    std::string owner_;  ///< whom `program_` calls
-};
-
 class DBusScripting::Application final : public ScriptingApplication, public std::enable_shared_from_this<Application> {
 public:
     using BusName = std::function<std::optional<std::string>()>;
 
-    Application(BusName busName, DispatchQueue& mainQueue, std::shared_ptr<ProgramCalls> calls,
-                std::shared_ptr<Sockets> sockets)
-        : busName_(std::move(busName)),
-          mainQueue_(mainQueue),
-          calls_(std::move(calls)),
-          channel_(std::make_unique<Channel>(std::move(sockets))) {}
+    Application(BusName busName, std::shared_ptr<ProgramCalls> calls, std::shared_ptr<ProgramCalls> awaitedCalls)
+        : busName_(std::move(busName)), calls_(std::move(calls)), awaitedCalls_(std::move(awaitedCalls)) {}
 
     [[nodiscard]] bool isRunning() const override { return busName_().has_value(); }
 
@@ -190,32 +91,37 @@ private:
     /// Sends an event from the main queue, in the order of the calls. What its reply says goes to `answer`, there too.
     template <typename Value>
     void ask(const bus::Call<Value>& event, std::function<void(const Value&, const ErrorPtr&)> answer) {
-        const auto hear = [self = shared_from_this(), member = event.member, answer = std::move(answer)](
+        auto& mainQueue = calls_->loop();
+        const auto hear = [self = shared_from_this(), &mainQueue, member = event.member, answer = std::move(answer)](
                               const bus::Failure* failure, Value value) {
             const auto error = failure == nullptr ? nullptr : errorFrom(member, *failure);
-            self->mainQueue_.async([self, member, answer, value = std::move(value), error] {
+            mainQueue.async([self, member, answer, value = std::move(value), error] {
                 if (error) self->tellFailure(member, *error);
                 answer(value, error);
             });
         };
-        mainQueue_.async([self = shared_from_this(), event, hear] { self->template send<Value>(event, hear); });
+        mainQueue.async([self = shared_from_this(), event, hear] { self->send<Value>(*self->calls_, event, hear); });
     }
 
     template <typename Value>
-    void send(const bus::Call<Value>& event, const std::function<void(const bus::Failure*, Value)>& hear) const {
+    void send(ProgramCalls& calls, const bus::Call<Value>& event,
+              const std::function<void(const bus::Failure*, Value)>& hear) const {
         const auto owner = busName_();
-        if (owner) return calls_->call(*owner, event, timeout(), hear);
-        const bus::Failure failure(bus::kProgramFailed, kNotRunning);
-        hear(&failure, {});
+        owner ? calls.call(*owner, event, timeout(), hear) : hear(&kNotRunning, {});
     }
 
     /// Sends an event and waits for its reply; nothing after a failure.
     template <typename Value>
     [[nodiscard]] std::optional<Value> askAndWait(const bus::Call<Value>& event) {
+        const auto outcome = std::make_shared<std::promise<Value>>();
+        const auto hear = [outcome](const bus::Failure* failure, Value value) {
+            if (failure == nullptr) return outcome->set_value(std::move(value));
+            outcome->set_exception(std::make_exception_ptr(*failure));
+        };
+        awaitedCalls_->loop().async(
+            [self = shared_from_this(), event, hear] { self->send<Value>(*self->awaitedCalls_, event, hear); });
         try {
-            const auto owner = busName_();
-            if (!owner) throw bus::Failure(bus::kProgramFailed, kNotRunning);
-            return channel_->call(*owner, event, timeout());
+            return outcome->get_future().get();
         } catch (const bus::Failure& failure) {
             tellFailure(event.member, *errorFrom(event.member, failure));
             return std::nullopt;
@@ -235,9 +141,8 @@ private:
     }
 
     const BusName busName_;
-    DispatchQueue& mainQueue_;
     const std::shared_ptr<ProgramCalls> calls_;
-    const std::unique_ptr<Channel> channel_;
+    const std::shared_ptr<ProgramCalls> awaitedCalls_;
     mutable std::mutex mutex_;
     std::chrono::milliseconds timeout_ = kDefaultTimeout;  ///< this and what follows guarded by `mutex_`
     std::weak_ptr<ScriptingDelegate> delegate_;
@@ -267,44 +172,52 @@ std::shared_ptr<ScriptingDocument> DBusScripting::Application::documentWithID(co
     return std::make_shared<Document>(id, shared_from_this());
 }
 
-DBusScripting::DBusScripting(runtime::LoopDispatch& dispatch, BusNameOfProcess busNameOfProcess,
+DBusScripting::DBusScripting(runtime::Loop& mainQueue, BusNameOfProcess busNameOfProcess,
                              BusNameOfBundle busNameOfBundle)
-    : dispatch_(dispatch),
+    : mainQueue_(mainQueue),
       busNameOfProcess_(std::move(busNameOfProcess)),
       busNameOfBundle_(std::move(busNameOfBundle)),
-      sockets_(std::make_shared<Sockets>()),
-      calls_(makeCalls()) {}
+      calls_(makeCalls(mainQueue)) {}
 
 /// Whoever still waits for a reply would keep its connection, and that the reply.
 DBusScripting::~DBusScripting() {
-    const auto all = std::exchange(allCalls_, {});
-    for (const auto& weak : all) {
-        if (const auto calls = weak.lock()) calls->end();
-    }
+    waiting_.stop();
+    for (const auto& calls : allCalls()) calls->end();
 }
 
-std::shared_ptr<ProgramCalls> DBusScripting::makeCalls() {
-    const auto drop = [&dispatch = dispatch_](ProgramCalls* calls) {
-        dispatch.mainQueue().drop(std::shared_ptr<ProgramCalls>(calls));
-    };
-    std::shared_ptr<ProgramCalls> calls(new ProgramCalls(dispatch_), drop);
+std::shared_ptr<ProgramCalls> DBusScripting::makeCalls(runtime::Loop& loop) {
+    const auto drop = [&loop](ProgramCalls* calls) { loop.drop(std::shared_ptr<ProgramCalls>(calls)); };
+    std::shared_ptr<ProgramCalls> calls(new ProgramCalls(loop), drop);
     const std::lock_guard lock(mutex_);
     std::erase_if(allCalls_, [](const auto& each) { return each.expired(); });
     allCalls_.push_back(calls);
+    if (isShutDown_ && &loop != &mainQueue_) calls->end();
     return calls;
+}
+
+std::vector<std::shared_ptr<ProgramCalls>> DBusScripting::allCalls() {
+    const std::lock_guard lock(mutex_);
+    std::vector<std::shared_ptr<ProgramCalls>> all;
+    for (const auto& weak : allCalls_) {
+        if (auto calls = weak.lock()) all.push_back(std::move(calls));
+    }
+    return all;
 }
 
 std::shared_ptr<ScriptingApplication> DBusScripting::applicationForProcess(pid_t processIdentifier) {
     const auto name = [find = busNameOfProcess_, processIdentifier] { return find(processIdentifier); };
-    return std::make_shared<Application>(name, dispatch_.mainQueue(), calls_, sockets_);
+    return std::make_shared<Application>(name, calls_, makeCalls(waiting_.loop()));
 }
 
 std::shared_ptr<ScriptingApplication> DBusScripting::applicationForBundleIdentifier(
     const std::string& bundleIdentifier) {
     const auto name = [find = busNameOfBundle_, bundleIdentifier] { return find(bundleIdentifier); };
-    return std::make_shared<Application>(name, dispatch_.mainQueue(), makeCalls(), sockets_);
+    return std::make_shared<Application>(name, makeCalls(mainQueue_), makeCalls(waiting_.loop()));
 }
 
 void DBusScripting::shutDown() {
-    sockets_->cut();
+    isShutDown_ = true;
+    for (const auto& calls : allCalls()) {
+        if (&calls->loop() != &mainQueue_) calls->loop().async([calls] { calls->end(); });
+    }
 }

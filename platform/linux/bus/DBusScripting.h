@@ -1,7 +1,9 @@
 #pragma once
 
 #include "ports/Scripting.h"
+#include "runtime/LoopThread.h"
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -9,9 +11,6 @@
 #include <string>
 #include <vector>
 
-namespace runtime {
-class LoopDispatch;
-}
 class ProgramCalls;
 
 /// Scripting over the session bus, on connections of its own, opened at the first event. Each event is one call and one
@@ -19,8 +18,8 @@ class ProgramCalls;
 ///
 /// Events that nobody waits for leave from the main queue, which hears the replies: the applications made for a
 /// process share a connection for them, one made for a bundle identifier has its own, so that the program closes what
-/// it has left open when it goes. Events that wait for their reply use a further connection of their application, on
-/// which they take turns.
+/// it has left open when it goes. Events that wait for their reply use a further connection of their application, which
+/// a thread serves, so that all who wait can be told at once that nothing comes.
 ///
 /// What nobody waits for any more (late replies) or never asked for is thrown away, so nothing piles up. A connection
 /// that broke is opened anew for the next event.
@@ -32,8 +31,8 @@ public:
     /// Tells the unique bus name of the last program with a bundle identifier; called on any thread.
     using BusNameOfBundle = std::function<std::optional<std::string>(const std::string&)>;
 
-    /// The dispatch must outlive this object and everything made here.
-    DBusScripting(runtime::LoopDispatch& dispatch, BusNameOfProcess busNameOfProcess, BusNameOfBundle busNameOfBundle);
+    /// The queue must outlive this object, and this object everything made here.
+    DBusScripting(runtime::Loop& mainQueue, BusNameOfProcess busNameOfProcess, BusNameOfBundle busNameOfBundle);
     ~DBusScripting() override;
     DBusScripting(const DBusScripting&) = delete;
     DBusScripting& operator=(const DBusScripting&) = delete;
@@ -45,17 +44,18 @@ public:
     void shutDown();
 
 private:
-    class Sockets;
-    class Channel;
     class Application;
     class Document;
 
-    [[nodiscard]] std::shared_ptr<ProgramCalls> makeCalls();
+    [[nodiscard]] std::shared_ptr<ProgramCalls> makeCalls(runtime::Loop& loop);
+    [[nodiscard]] std::vector<std::shared_ptr<ProgramCalls>> allCalls();
 
-    runtime::LoopDispatch& dispatch_;
+    runtime::Loop& mainQueue_;
+    /// Its tasks throw nothing.
+    runtime::LoopThread waiting_{[](const std::string&) {}, "scripting"};
     const BusNameOfProcess busNameOfProcess_;
     const BusNameOfBundle busNameOfBundle_;
-    const std::shared_ptr<Sockets> sockets_;
+    std::atomic<bool> isShutDown_ = false;
     std::mutex mutex_;
     std::vector<std::weak_ptr<ProgramCalls>> allCalls_;  ///< guarded by `mutex_`
     const std::shared_ptr<ProgramCalls> calls_;

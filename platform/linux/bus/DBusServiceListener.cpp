@@ -1,7 +1,5 @@
 #include "platform/linux/bus/DBusServiceListener.h"
 
-#include "bus/Answer.h"
-#include "bus/MakeCall.h"
 #include "bus/Names.h"
 #include "platform/linux/bus/DBusServedHost.h"
 #include "ports/Log.h"
@@ -17,16 +15,13 @@ constexpr std::size_t kMostHosts = 256;
 /// Serves the call on its host's queue. Bus thread.
 void push(const std::shared_ptr<DBusServedHost>& host, const bus::HostCall& call) {
     const auto serve = [host, call] {
-        bus::refuseFailure(
-            bus::kFailed,
-            [&] {
-                call.check();
-                const auto service = host->object();
-                if (call.kind == bus::HostCall::Kind::extraction) call.succeed();
-                if (call.kind == bus::HostCall::Kind::waitForSaving) host->beginWait();
-                call.run(*service);
-            },
-            call.refuse);
+        call.refuseFailure([&] {
+            call.check();
+            const auto service = host->object();
+            if (call.kind == bus::HostCall::Kind::extraction) call.succeed();
+            if (call.kind == bus::HostCall::Kind::waitForSaving) host->beginWait();
+            call.run(*service);
+        });
     };
     if (call.kind != bus::HostCall::Kind::extraction) return host->push(serve);
     call.check();
@@ -135,10 +130,8 @@ bool DBusServiceListener::publish() {
         daemon_ = std::make_unique<bus::Peer>(bus_->connection(), bus::kBusDaemon, bus::kBusDaemonPath);
         hosts_ = std::make_unique<Hosts>(bus_, *daemon_, delegate_, hooks_, workers_);
         exportedObject_ = bus::serveHosts(bus_, [this](bus::HostCall call) {
-            bus_->post([this, call = std::move(call)] {
-                bus::refuseFailure(
-                    bus::kFailed, [&] { push(hosts_->named(call.host), call); }, call.refuse);
-            });
+            bus_->post(
+                [this, call = std::move(call)] { call.refuseFailure([&] { push(hosts_->named(call.host), call); }); });
         });
         bus_->connection().requestName(bus::kServiceName);
         return true;

@@ -63,39 +63,35 @@ std::optional<std::string> DBusWorkspace::busNameOfBundle(const std::string& bun
     return list_->ownerOfBundle(bundleIdentifier);
 }
 
-std::optional<std::string> DBusWorkspace::busNameOfStartedBundle(const std::string& bundleIdentifier) {
-    if (!finder_) return std::nullopt;
-    const auto answer = std::make_shared<std::promise<std::optional<std::string>>>();
-    auto owner = answer->get_future();
-    finder_->find(bundleIdentifier, [answer](const auto& found) { answer->set_value(found); });
-    if (owner.wait_for(ProgramFinder::kPatience) == std::future_status::timeout) return std::nullopt;  // no bus thread
-    return owner.get();
+void DBusWorkspace::findStarted(const std::string& bundleIdentifier, ProgramFinder::Found found) {
+    if (!finder_) return found(std::nullopt);
+    finder_->find(bundleIdentifier, std::move(found));
 }
 
 void DBusWorkspace::shutDown() {
     if (finder_) finder_->shutDown();
 }
 
-std::optional<std::string> DBusWorkspace::identifierOf(const std::string& application) const {
-    const auto identifier = std::find_if(bundleIdentifiers_.begin(), bundleIdentifiers_.end(),
-                                         [&](const auto& each) { return each.ends_with("." + application); });
-    return identifier == bundleIdentifiers_.end() ? std::nullopt : std::optional(*identifier);
-}
-
 bool DBusWorkspace::openFile(const std::filesystem::path& path, const std::string& withApplication) {
-    const auto identifier = identifierOf(withApplication);
-    const auto owner = identifier ? busNameOfStartedBundle(*identifier) : std::nullopt;
-    return owner && tellToOpen(*owner, path);
+    const auto answer = std::make_shared<std::promise<bool>>();
+    auto told = answer->get_future();
+    open(path, withApplication, [answer](bool wasTold) { answer->set_value(wasTold); });
+    return told.wait_for(ProgramFinder::kPatience) == std::future_status::ready && told.get();
 }
 
 void DBusWorkspace::openFile(const std::filesystem::path& path, const std::string& withApplication,
                              std::function<void(bool)> whenTold) {
-    const auto answer = [&queue = mainQueue_, alive = std::weak_ptr(list_), whenTold = std::move(whenTold)](bool told) {
+    open(path, withApplication, [&queue = mainQueue_, alive = std::weak_ptr(list_), whenTold](bool told) {
         queue.async([alive, whenTold, told] {
             if (!alive.expired()) whenTold(told);
         });
-    };
-    const auto identifier = identifierOf(withApplication);
-    if (!identifier || !finder_) return answer(false);
-    finder_->find(*identifier, [path, answer](const auto& owner) { answer(owner && tellToOpen(*owner, path)); });
+    });
+}
+
+void DBusWorkspace::open(const std::filesystem::path& path, const std::string& withApplication,
+                         const std::function<void(bool)>& whenTold) {
+    const auto identifier = std::find_if(bundleIdentifiers_.begin(), bundleIdentifiers_.end(),
+                                         [&](const auto& each) { return each.ends_with("." + withApplication); });
+    if (identifier == bundleIdentifiers_.end()) return whenTold(false);
+    findStarted(*identifier, [path, whenTold](const auto& owner) { whenTold(owner && tellToOpen(*owner, path)); });
 }

@@ -43,10 +43,9 @@ public:
     bool openFile(const std::filesystem::path& path, const std::string& withApplication) override;
     void openFile(const std::filesystem::path& path, const std::string& withApplication,
                   std::function<void(bool)> whenTold) override;
-    /// The unique bus name of the last program with this bundle identifier, which the bus is asked to start when none
-    /// runs; nothing when it cannot be started or is not listed within half a minute. Any thread but the bus thread,
-    /// which must run.
-    [[nodiscard]] std::optional<std::string> busNameOfStartedBundle(const std::string& bundleIdentifier);
+    /// Tells the unique bus name of the last program with this bundle identifier, which the bus is asked to start when
+    /// none runs, as `ProgramFinder` does. Any thread.
+    void findStarted(const std::string& bundleIdentifier, ProgramFinder::Found found);
     /// Ends the waits for programs that start, now and from now on. Any thread.
     void shutDown();
 
@@ -58,8 +57,10 @@ public:
     [[nodiscard]] std::optional<std::string> busNameOfProcess(pid_t processIdentifier) const;
 
 private:
-    /// The bundle identifier of the application with this name.
-    [[nodiscard]] std::optional<std::string> identifierOf(const std::string& application) const;
+    /// `whenTold`: whether the application with this name, which is started if need be, was told to open the file. On
+    /// any thread, maybe within the call.
+    void open(const std::filesystem::path& path, const std::string& withApplication,
+              const std::function<void(bool)>& whenTold);
 
     DispatchQueue& mainQueue_;
     const std::vector<std::string> bundleIdentifiers_;

@@ -1,6 +1,5 @@
 #include "platform/linux/bus/ProgramFinder.h"
 
-#include "bus/MakeCall.h"
 #include "bus/Names.h"
 
 #include <utility>

@@ -1,8 +1,6 @@
 #include "platform/linux/bus/ProgramWatch.h"
 
-#include "bus/Callbacks.h"
 #include "bus/Convert.h"
-#include "bus/MakeCall.h"
 #include "bus/Names.h"
 
 #include <algorithm>

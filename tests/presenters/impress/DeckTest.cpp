@@ -252,7 +252,7 @@ TEST_F(Deck, OpensWithoutATraceBesideWhatTheUserSees) {
     EXPECT_FALSE(isOpen(id));
     std::string left;
     {
-        const auto other = bus::openSessionBus();
+        const auto other = sdbus::createSessionBusConnection();
         other->enterEventLoopAsync();
         left = ProgramProxy(*other, session->programNames().at(0)).open(urlFromPath(deck));
         EXPECT_TRUE(isOpen(left));
@@ -302,7 +302,7 @@ TEST_F(Deck, ALectureDoesNotWaitForALongDeck) {
     program->export_(longID, urlFromPath(folder / "long"), "Kimg", kExportProperties);
     bool closed = false;
     std::thread closing([&] {
-        const auto own = bus::openSessionBus();
+        const auto own = sdbus::createSessionBusConnection();
         own->enterEventLoopAsync();
         ProgramProxy(*own, session->programNames().at(0)).close(longID, "no  ");
         closed = true;

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "bus/BusConnection.h"
 #include "bus/Convert.h"
 #include "bus/Names.h"
 #include "tests/presenters/impress/ImpressSession.h"

@@ -1,6 +1,5 @@
 #include "tests/presenters/impress/ImpressSession.h"
 
-#include "bus/BusConnection.h"
 #include "bus/Convert.h"
 #include "bus/Names.h"
 #include "tests/support/Deadline.h"
@@ -47,7 +46,7 @@ ImpressSession::ImpressSession()
         setenv(fmt::format("XDG_{}_HOME", name).c_str(), (folder() / name).c_str(), 1);
     }
     windowManager_ = std::make_unique<ChildProcess>(std::vector<std::string>{WINDOW_MANAGER});
-    connection_ = bus::openSessionBus();
+    connection_ = sdbus::createSessionBusConnection();
     connection_->enterEventLoopAsync();
     writeFile(folder() / "profile/user/registrymodifications.xcu", kSettings);
     startOffice();

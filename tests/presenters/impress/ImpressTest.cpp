@@ -196,14 +196,14 @@ TEST_F(Impress, RefusesWhatItCannotDoAndGoesOnAfterWhatFails) {
 }
 
 TEST_F(Impress, StrangersWhoTellOfDeparturesAreNotBelieved) {
-    const auto opener = bus::openSessionBus();
+    const auto opener = sdbus::createSessionBusConnection();
     const auto bridge = sdbus::createProxy(*opener, session->programNames().front(), bus::kProgramPath);
     std::string id;
     bridge->callMethod("open")
         .onInterface(bus::kProgramInterface)
         .withArguments(urlFromPath(copyLecture(session->folder() / "kept.fodp")))
         .storeResultsTo(id);
-    const auto stranger = bus::openSessionBus();
+    const auto stranger = sdbus::createSessionBusConnection();
     const auto object = sdbus::createObject(*stranger, "/org/freedesktop/DBus");
     const auto tell = [&](const auto&... arguments) {
         auto signal = object->createSignal("org.freedesktop.DBus", "NameOwnerChanged");

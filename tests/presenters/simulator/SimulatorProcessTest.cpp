@@ -1,4 +1,3 @@
-#include "bus/BusConnection.h"
 #include "bus/Convert.h"
 #include "bus/Names.h"
 #include "tests/support/ChildProcess.h"
@@ -72,7 +71,7 @@ protected:
     }
 
     TemporaryDirectory directory;
-    std::unique_ptr<sdbus::IConnection> connection = bus::openSessionBus();
+    std::unique_ptr<sdbus::IConnection> connection = sdbus::createSessionBusConnection();
 };
 
 TEST_F(SimulatorProcessTest, AnswersWhatACaptureServiceAsks) {
@@ -174,7 +173,7 @@ TEST_F(SimulatorProcessTest, OpensReadsAndClosesDecksForItsCallers) {
     client.close(inWindow, "ask ");
     EXPECT_EQ(client.slideNumbers(inWindow).size(), 1U) << "its user has it open";
 
-    auto second = bus::openSessionBus();
+    auto second = sdbus::createSessionBusConnection();
     auto other = std::make_unique<Client>(*second, simulator.pid());
     EXPECT_EQ(other->open(url("optics.key")), id);
     client.close(id, "no  ");

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "bus/BusConnection.h"
 #include "bus/Names.h"
 #include "bus/SessionBus.h"
 #include "ports/Log.h"

@@ -66,7 +66,8 @@ protected:
     std::optional<std::string> owner = program.uniqueName();
     NotedConsoleLog consoleLog;
     runtime::LoopDispatch dispatch{consoleLog};
-    DBusScripting scripting{dispatch, [this](pid_t process) { return process == 41 ? owner : std::nullopt; },
+    DBusScripting scripting{dispatch.mainQueue(),
+                            [this](pid_t process) { return process == 41 ? owner : std::nullopt; },
                             [this](const std::string&) { return owner; }};
     std::shared_ptr<ScriptingApplication> keynote = scripting.applicationForProcess(41);
     std::shared_ptr<NotingScriptingDelegate> delegate = std::make_shared<NotingScriptingDelegate>();
@@ -213,7 +214,7 @@ TEST_F(ScriptingTest, AnswersHoweverFewDescriptorsAreLeft) {
 TEST_F(ScriptingTest, GoesOnWaitingWhenAnotherCallCannotBeSent) {
     program.holds = true;
     Lines heard;
-    const auto calls = std::make_shared<ProgramCalls>(dispatch);
+    const auto calls = std::make_shared<ProgramCalls>(dispatch.mainQueue());
     const auto call = [&](const std::string& name, const std::string& to, const bus::Call<PresentingState>& event) {
         calls->call<PresentingState>(to, event, milliseconds(300),
                                      [&heard, name](const auto*, const auto&) { heard.push_back(name); });
@@ -241,7 +242,7 @@ TEST_F(ScriptingTest, KeepsNothingOfWhatOthersSendToItsConnection) {
     // The connection of the scripting is the one that was opened last.
     const std::string own = program.uniqueName();
     const auto next = ":1." + std::to_string(std::stoi(own.substr(own.rfind('.') + 1)) + 1);
-    const auto connection = bus::openSessionBus();
+    const auto connection = sdbus::createSessionBusConnection();
     const auto stranger = sdbus::createProxy(*connection, next, "/");
     const std::string text(100000, 'x');
     const auto sendAndPoll = [&](int rounds) {

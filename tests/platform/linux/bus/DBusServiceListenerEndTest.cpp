@@ -18,7 +18,7 @@ TEST_F(ListenerTest, EndsUnusedOnlyWithoutHosts) {
     auto host = std::make_unique<TestHost>();
     ASSERT_EQ(host->call("stopPresenting"), "ok");
     Notes name;
-    const auto watcher = bus::openSessionBus();
+    const auto watcher = sdbus::createSessionBusConnection();
     const auto watch =
         watcher->addMatch("type='signal',member='NameOwnerChanged',arg0='" + std::string(bus::kServiceName) + "'",
                           [&](sdbus::Message& message) {
@@ -26,7 +26,7 @@ TEST_F(ListenerTest, EndsUnusedOnlyWithoutHosts) {
                               message >> owner >> owner >> owner;
                               name.add(owner.empty() ? "given back" : "taken");
                           });
-    const bus::EventLoopThread loop(*watcher, [] {});
+    watcher->enterEventLoopAsync();
     listener.endIfUnused();
     EXPECT_EQ(host->call("stopPresenting"), "ok");
     EXPECT_TRUE(name.lines().empty()) << "the host would think that the service is gone";

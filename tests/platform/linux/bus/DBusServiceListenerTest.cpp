@@ -181,7 +181,7 @@ TEST_F(ListenerTest, TellsTheHostWithoutWaitingForIt) {
     proxy.failedToSaveArchiveDocumentError(makeError("Domain", 6));
     proxy.detectedKeynoteTerminated();
 
-    const bus::EventLoopThread loop(*host.connection, [] {});
+    host.connection->enterEventLoopAsync();
     EXPECT_EQ(object.notes.waitFor(8),
               (Lines{"launched", "started ID file:///d/%FF.key a\uFFFD.key 0", "slide  -3 1700000000123456 ",
                      "stopped ID Domain 5 Images \uFFFD are missing", "extracted /d/e.key 0", "saved", "not saved 6",

@@ -49,7 +49,7 @@ protected:
     }
     /// A connection with many names that never answers.
     static std::unique_ptr<sdbus::IConnection> crowd(int first, int count) {
-        auto connection = bus::openSessionBus();
+        auto connection = sdbus::createSessionBusConnection();
         for (int i = first; i < first + count; ++i) {
             connection->requestName(fmt::format("{}.instance{}", kKeynote, i));
         }
@@ -171,7 +171,9 @@ TEST_F(WorkspaceTest, FindsAProgramThatHasJustAppeared) {
     for (int i = 1; i <= 20; ++i) {
         {
             const FakeProgram keynote(program(i, 60));
-            ASSERT_EQ(workspace->busNameOfStartedBundle(kKeynote), keynote.uniqueName());
+            std::promise<std::optional<std::string>> owner;
+            workspace->findStarted(kKeynote, [&](const auto& found) { owner.set_value(found); });
+            ASSERT_EQ(owner.get_future().get(), keynote.uniqueName());
         }
         ASSERT_TRUE(eventually([&] { return !workspace->busNameOfBundle(kKeynote); }));
     }

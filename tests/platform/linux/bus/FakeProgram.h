@@ -26,10 +26,13 @@ public:
         exportProperties();
         exportCalls();
         object_->finishRegistration();
-        connection_->requestName(facts.name);
+        connection_.requestName(facts.name);
         if (facts.answers) beginToAnswer();
     }
     FakeProgram() : FakeProgram(Facts{}) {}
+    ~FakeProgram() { bus_.stop(); }
+    FakeProgram(const FakeProgram&) = delete;
+    FakeProgram& operator=(const FakeProgram&) = delete;
 
     void changeProcess(std::uint32_t process) {
         {
@@ -39,11 +42,11 @@ public:
         object_->emitPropertiesChangedSignal(kProgramInterface, {"ProcessIdentifier"});
     }
     void beginToAnswer() {
-        loop_ = std::make_unique<bus::EventLoopThread>(*connection_, [] {});
+        bus_.start([] {});
     }
-    void leaveName() { connection_->releaseName(facts.name); }
-    [[nodiscard]] std::string uniqueName() const { return connection_->getUniqueName(); }
-    [[nodiscard]] sdbus::IConnection& connection() { return *connection_; }
+    void leaveName() { connection_.releaseName(facts.name); }
+    [[nodiscard]] std::string uniqueName() const { return connection_.getUniqueName(); }
+    [[nodiscard]] sdbus::IConnection& connection() { return connection_; }
     /// Answers the held calls.
     void answerHeld() {
         for (const auto& result : held_) result.returnResults({});
@@ -115,10 +118,10 @@ private:
     }
 
     std::mutex mutex_;
-    const std::unique_ptr<sdbus::IConnection> connection_ = bus::openSessionBus();
-    const std::unique_ptr<sdbus::IObject> object_ = sdbus::createObject(*connection_, bus::kProgramPath);
+    SessionBus bus_;
+    sdbus::IConnection& connection_ = bus_.connection().library();
+    const std::unique_ptr<sdbus::IObject> object_ = sdbus::createObject(connection_, bus::kProgramPath);
     sdbus::Variant process_;  ///< guarded by `mutex_`
     std::vector<sdbus::Result<State>> held_;
     std::vector<sdbus::Result<std::string>> opened_;
-    std::unique_ptr<bus::EventLoopThread> loop_;
 };

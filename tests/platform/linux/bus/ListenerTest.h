@@ -87,7 +87,7 @@ private:
 
 /// A host without an event loop.
 struct TestHost {
-    std::unique_ptr<sdbus::IConnection> connection = bus::openSessionBus();
+    std::unique_ptr<sdbus::IConnection> connection = sdbus::createSessionBusConnection();
     std::unique_ptr<sdbus::IProxy> service = sdbus::createProxy(*connection, bus::kServiceName, bus::kServicePath);
     std::string message;
 
@@ -119,7 +119,7 @@ protected:
         return status;
     }
     bool isNameOwned() const {
-        const auto connection = bus::openSessionBus();
+        const auto connection = sdbus::createSessionBusConnection();
         const auto proxy = sdbus::createProxy(*connection, bus::kBusDaemon, bus::kBusDaemonPath);
         bool owned = false;
         proxy->callMethod("NameHasOwner")
