@@ -145,8 +145,4 @@ Handle Connection::watchNames(const std::string& condition,
     });
 }
 
-Handle Connection::watchDepartures(std::function<void(const std::string& name)> left) {
-    return watchNames("arg2=''", [left = std::move(left)](const auto& name, const auto&) { left(name); });
-}
-
 }  // namespace bus

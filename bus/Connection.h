@@ -45,8 +45,6 @@ public:
     /// hands over a signal that anybody else has addressed to this connection, whatever sender the rule names.
     [[nodiscard]] Handle watchNames(const std::string& condition,
                                     std::function<void(const std::string& name, const std::string& owner)> changed);
-    /// Has `left` called, guarded, with the unique name of each connection that leaves the bus.
-    [[nodiscard]] Handle watchDepartures(std::function<void(const std::string& name)> left);
 
     /// The library's own, for this folder.
     [[nodiscard]] sdbus::IConnection& library() const { return *library_; }

@@ -32,7 +32,8 @@ class ProgramObject final : private com::veldrin::PresentationProgram_adaptor, p
 public:
     ProgramObject(std::unique_ptr<sdbus::IObject> object, Connection& connection, Program& program)
         : PresentationProgram_adaptor(*object), program_(program), object_(std::move(object)) {
-        departures_ = connection.watchDepartures([this](const auto& caller) { program_.callerLeft(caller); });
+        departures_ =
+            connection.watchNames("arg2=''", [this](const auto& caller, const auto&) { program_.callerLeft(caller); });
         object_->finishRegistration();
     }
 

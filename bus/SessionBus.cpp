@@ -44,7 +44,7 @@ void SessionBus::stop() {
     stopped_ = true;
     loop_.stop(EXIT_SUCCESS);
     if (thread_.joinable()) thread_.join();
-    loop_.dropTasks();  // answers that wait own the bus
+    loop_.finish();  // answers that wait own the bus
 }
 
 }  // namespace bus

@@ -45,4 +45,17 @@ struct Context {
     std::optional<int> status;        ///< with which the loop was told to stop
 };
 
+/// The handle of something that a loop does, and that ends with it.
+class OnDrop final : public Registration {
+public:
+    OnDrop(std::shared_ptr<Context> context, Task end) : context_(std::move(context)), end_(std::move(end)) {}
+    ~OnDrop() override { end_(); }
+    OnDrop(const OnDrop&) = delete;
+    OnDrop& operator=(const OnDrop&) = delete;
+
+private:
+    const std::shared_ptr<Context> context_;  // first, because what is ended needs it to the end
+    const Task end_;
+};
+
 }  // namespace runtime

@@ -48,19 +48,6 @@ private:
     bool cancelled_ = false;
 };
 
-class Loop::WatchHandle final : public Registration {
-public:
-    WatchHandle(std::shared_ptr<Context> context, std::shared_ptr<Watch> watch)
-        : context_(std::move(context)), watch_(std::move(watch)) {}
-    ~WatchHandle() override { watch_->cancel(); }
-    WatchHandle(const WatchHandle&) = delete;
-    WatchHandle& operator=(const WatchHandle&) = delete;
-
-private:
-    const std::shared_ptr<Context> context_;  // first, because the watch needs it to the end
-    const std::shared_ptr<Watch> watch_;
-};
-
 Loop::Loop(Report report, std::string label)
     : Loop(std::make_shared<Context>(std::move(report), 1), std::move(label)) {}
 
@@ -68,14 +55,13 @@ Loop::Loop(const std::shared_ptr<Context>& context, std::string label)
     : SerialQueue(context, std::move(label)), context_(context) {}
 
 Loop::~Loop() {
-    end();
-    dropTasks();
+    finish();
 }
 
 Handle Loop::watch(int descriptor, Task ready) {
     const auto watch = std::make_shared<Watch>(*this, descriptor, std::move(ready));
     watch->wait();
-    return std::make_unique<WatchHandle>(context_, watch);
+    return std::make_unique<OnDrop>(context_, [watch] { watch->cancel(); });
 }
 
 void Loop::onSignals(const std::vector<int>& signals, Task task) {
@@ -96,9 +82,9 @@ void Loop::drop(std::shared_ptr<void> object) {
 
 int Loop::run() {
     struct End {
-        ~End() { loop.end(); }
-        Loop& loop;
-    } const end{*this};
+        ~End() { context.end(); }
+        Context& context;
+    } const end{*context_};
     context_->events.run();
     const std::lock_guard lock(context_->mutex);
     return context_->status.value_or(EXIT_FAILURE);
@@ -114,11 +100,8 @@ void Loop::stop(int status) {
     context_->events.stop();
 }
 
-void Loop::end() {
+void Loop::finish() {
     context_->end();
-}
-
-void Loop::dropTasks() {
     context_->events.dropTasks();
 }
 

@@ -15,7 +15,6 @@ class Loop final : public SerialQueue {
 public:
     /// What the report throws comes out of `run`.
     explicit Loop(Report report, std::string label = "main");
-    /// Drops the tasks that wait. Not while the loop runs.
     ~Loop() override;
     Loop(const Loop&) = delete;
     Loop& operator=(const Loop&) = delete;
@@ -39,15 +38,14 @@ public:
     /// Makes `run` return after the task under way. Tasks that wait run no more, and those who wait for one in `sync`
     /// return without it. The first call's status counts, also when it comes before `run`. Any thread.
     void stop(int status);
-    /// Drops the tasks that wait, and later those that come. Once the loop runs no more.
-    void dropTasks();
+    /// Drops the tasks that wait, and sees to it that none runs any more; whoever waits in `sync` returns. Once the
+    /// loop runs no more; at the latest when it is destroyed.
+    void finish();
 
 private:
     friend class LoopDispatch;
     class Watch;
-    class WatchHandle;
     Loop(const std::shared_ptr<Context>& context, std::string label);
-    void end();
 
     const std::shared_ptr<Context> context_;
 };

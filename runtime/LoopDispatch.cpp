@@ -46,7 +46,7 @@ void LoopDispatch::stop(int status) {
 }
 
 void LoopDispatch::joinThreads() {
-    main_.end();
+    main_.context_->end();
     pool_->events.stop();
     for (auto& thread : std::exchange(threads_, {})) thread.join();
     pool_->end();
@@ -54,7 +54,7 @@ void LoopDispatch::joinThreads() {
 
 void LoopDispatch::finish() {
     joinThreads();
-    main_.dropTasks();
+    main_.finish();
     pool_->events.dropTasks();
 }
 

@@ -25,7 +25,7 @@ public:
     void stop() {
         loop_.stop(EXIT_SUCCESS);
         if (thread_.joinable()) thread_.join();
-        loop_.dropTasks();
+        loop_.finish();
     }
 
 private:

@@ -69,24 +69,6 @@ private:
     std::atomic<bool> cancelled_ = false;
 };
 
-class SerialQueue::TimerHandle final : public Registration {
-public:
-    TimerHandle(const Self& queue, std::shared_ptr<Timer> timer)
-        : context_(queue.context), executor_(queue.executor), timer_(std::move(timer)) {}
-    ~TimerHandle() override {
-        timer_->cancel();
-        // The wait ends on the queue, which also frees the handler there, never in the middle of its own call.
-        asio::post(executor_, [timer = std::move(timer_)] { timer->stopWaiting(); });
-    }
-    TimerHandle(const TimerHandle&) = delete;
-    TimerHandle& operator=(const TimerHandle&) = delete;
-
-private:
-    const std::shared_ptr<Context> context_;  // first, because the others need it to the end
-    const asio::any_io_executor executor_;
-    std::shared_ptr<Timer> timer_;
-};
-
 SerialQueue::SerialQueue(const std::shared_ptr<Context>& context, std::string label)
     : self_(std::make_shared<const Self>(Self{context, serialExecutor(*context), std::move(label)})) {}
 
@@ -121,7 +103,12 @@ void SerialQueue::sync(const Task& task) {
 Handle SerialQueue::makeTimer(const TimerSchedule& schedule, Task handler) {
     auto timer = std::make_shared<Timer>(self_, schedule, std::move(handler));
     timer->wait();
-    return std::make_unique<TimerHandle>(*self_, std::move(timer));
+    return std::make_unique<OnDrop>(self_->context, [executor = self_->executor, timer = std::move(timer)]() mutable {
+        timer->cancel();
+        // The wait ends on the queue, which also frees the handler there, never in the
+        // middle of its own call.
+        asio::post(executor, [timer = std::move(timer)] { timer->stopWaiting(); });
+    });
 }
 
 const std::string& SerialQueue::label() const {

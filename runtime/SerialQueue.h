@@ -21,7 +21,6 @@ public:
 
 private:
     class Timer;
-    class TimerHandle;
     struct Self;
     using Weak = std::weak_ptr<const Self>;
     static void run(const Weak& queue, const Task& task);

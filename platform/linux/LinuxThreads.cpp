@@ -1,11 +1,12 @@
 #include "platform/linux/LinuxThreads.h"
 
+#include "runtime/Loop.h"
+
 #include <pthread.h>
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
-#include <deque>
-#include <future>
+#include <exception>
 #include <mutex>
 #include <thread>
 
@@ -39,30 +40,25 @@ private:
 
 class LinuxThread final : public Thread {
 public:
-    void perform(Task work) override {
-        const std::lock_guard lock(mutex_);
-        if (hasEnded_) return;
-        waiting_.push_back(std::move(work));
-        added_.notify_one();
-    }
+    void perform(Task work) override { loop_.async(std::move(work)); }
 
     bool performAndWait(const Task& work) override {
         bool isDone = false;
-        auto task = std::make_shared<std::packaged_task<void()>>([&] { isDone = true, work(); });
-        auto done = task->get_future();
-        perform([task = std::move(task)] { (*task)(); });
-        done.wait();
-        if (isDone) done.get();  // throws what the work has thrown
+        std::exception_ptr thrown;
+        loop_.sync([&] {
+            isDone = true;
+            try {
+                work();
+            } catch (...) {
+                thrown = std::current_exception();
+            }
+        });
+        if (thrown) std::rethrow_exception(thrown);
         return isDone;
     }
 
     bool runLoopRunOnce() override {
-        std::unique_lock lock(mutex_);
-        added_.wait(lock, [this] { return !waiting_.empty(); });
-        auto work = std::move(waiting_.front());
-        waiting_.pop_front();
-        lock.unlock();
-        work();
+        loop_.runOne();
         return true;
     }
 
@@ -72,18 +68,12 @@ public:
     void run(const Threads::Main& main, const std::shared_ptr<Thread>& self) {
         id_ = std::this_thread::get_id();
         main(self);
-        decltype(waiting_) dropped;  // goes after the lock: what it owns may hand over work too
-        const std::lock_guard lock(mutex_);
-        hasEnded_ = true;
-        waiting_.swap(dropped);
+        loop_.finish();
     }
 
 private:
     std::atomic<std::thread::id> id_;
-    std::mutex mutex_;  ///< guards what follows
-    std::condition_variable added_;
-    std::deque<Task> waiting_;
-    bool hasEnded_ = false;
+    runtime::Loop loop_{[](const std::string&) { throw; }};  ///< work that throws ends the process
 };
 
 }  // namespace

@@ -5,20 +5,8 @@
 namespace {
 
 constexpr std::size_t kMostCalls = 1000;
-constexpr int kMostExtractions = 32;
+constexpr long kMostExtractions = 32;
 constexpr int kMostWaits = 32;
-
-/// Counts while it lives.
-class Counted {
-public:
-    explicit Counted(std::shared_ptr<std::atomic<int>> counter) : counter_(std::move(counter)) { ++*counter_; }
-    ~Counted() { --*counter_; }
-    Counted(const Counted&) = delete;
-    Counted& operator=(const Counted&) = delete;
-
-private:
-    const std::shared_ptr<std::atomic<int>> counter_;
-};
 
 }  // namespace
 
@@ -33,11 +21,11 @@ void DBusServedHost::push(Task call) {
 }
 
 void DBusServedHost::pushExtraction(Task call) {
-    // The one under way is not among those that wait.
-    if (*extractions_ > kMostExtractions) {
+    // The host itself owns one; the extraction under way is not among those that wait.
+    if (extraction_.use_count() - 1 > kMostExtractions) {
         throw bus::Failure(bus::kLimitsExceeded, "Too many extractions are waiting; ask again when some have ended.");
     }
-    push([counted = std::make_shared<Counted>(extractions_), call = std::move(call)] { call(); });
+    push([extraction = extraction_, call = std::move(call)] { call(); });
 }
 
 DBusServedHost::Service DBusServedHost::object() {

@@ -3,7 +3,7 @@
 #include "platform/linux/bus/DBusServiceConnection.h"
 #include "runtime/WorkQueue.h"
 
-#include <atomic>
+#include <cstddef>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -41,7 +41,8 @@ private:
     const std::string name_;
     ServiceListenerDelegate* const delegate_;
     const std::unique_ptr<runtime::WorkQueue> calls_;
-    const std::shared_ptr<std::atomic<int>> extractions_ = std::make_shared<std::atomic<int>>(0);
+    /// Each extraction that has not ended owns it, too; counted on the bus thread, where they come.
+    const std::shared_ptr<void> extraction_ = std::make_shared<std::byte>();
     mutable std::mutex mutex_;
     std::shared_ptr<DBusServiceConnection> connection_;  ///< this and what follows guarded by `mutex_`
     bool hasLeft_ = false;

@@ -14,13 +14,13 @@ public:
     /// How long a wait lasts.
     static constexpr std::chrono::seconds kPatience{30};
     /// Called with the program's unique name, or with nothing when it could not be started, is not listed within half a
-    /// minute, or waits have been ended. On the bus thread, or on that which ends the waits.
+    /// minute, or waits have been ended. On the bus thread.
     using Found = std::function<void(const std::optional<std::string>& owner)>;
 
     /// The bus must be stopped when the finder is destroyed.
     ProgramFinder(std::shared_ptr<bus::SessionBus> bus, std::shared_ptr<ProgramList> list);
 
-    /// Calls `found` once, later. Any thread.
+    /// Calls `found` once, later, unless the bus thread ends before. Any thread.
     void find(const std::string& bundleIdentifier, Found found);
     /// Looks again who is found; for each change of the list. Bus thread.
     void check();
@@ -34,17 +34,15 @@ private:
         bool isStarting = false;
         bool hasFailed = false;  ///< the bus cannot start it
     };
-    using Waits = std::map<std::uint64_t, Wait>;
 
     void start(std::uint64_t number, const std::string& bundleIdentifier);
     void failed(std::uint64_t number);
-    void giveUp(std::uint64_t number);
+    void end(std::uint64_t number, const std::optional<std::string>& owner);
 
     const std::shared_ptr<bus::SessionBus> bus_;
     const std::shared_ptr<ProgramList> list_;
     bus::Peer daemon_;
-    std::mutex mutex_;
-    Waits waits_;  ///< this and what follows guarded by `mutex_`
+    std::map<std::uint64_t, Wait> waits_;  ///< bus thread, as is what follows
     std::uint64_t lastNumber_ = 0;
     bool isShutDown_ = false;
 };
