@@ -12,6 +12,7 @@
 #include <string_view>
 #include <utility>
 
+namespace host {
 namespace {
 
 /// Threads made while this lives take no signals: those belong to the host's own threads.
@@ -218,3 +219,5 @@ void CaptureServiceClient::descriptionOfScriptableWindowsWithReply(TextReply rep
 void CaptureServiceClient::descriptionOfKeynoteWindowsWithReply(TextReply reply) {
     link_->askForText(serviceCall<std::string>("descriptionOfKeynoteWindowsWithReply"), reply);
 }
+
+}  // namespace host

@@ -7,6 +7,8 @@
 #include <functional>
 #include <memory>
 
+namespace host {
+
 /// Domain of the errors that the client itself makes.
 inline constexpr const char* kCaptureServiceClientErrorDomain = "KeynoteCaptureServiceClientErrorDomain";
 /// There is no session bus, or no capture service on it and none that the bus could start.
@@ -54,7 +56,8 @@ public:
     void waitForSavingToCompleteAsync() override;
     /// Asks whether the service is there, starting it if need be. The reply is called once, with the error or null.
     void checkService(const ErrorReply& reply);
-    /// As above; the reply is called only when the service could not be asked or has refused.
+    /// The protocol's operations of these names, with a reply that is called only when the service could not be asked or
+    /// has refused.
     void extractSlideFiles(const std::vector<std::string>& names, const std::string& forPresentationAt,
                            const ErrorReply& withErrorReply);
     void waitForSavingToCompleteAsync(const ErrorReply& withErrorReply);
@@ -68,3 +71,5 @@ private:
     explicit CaptureServiceClient(std::unique_ptr<Link> link);
     const std::unique_ptr<Link> link_;
 };
+
+}  // namespace host

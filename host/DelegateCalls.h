@@ -4,6 +4,8 @@
 
 #include <variant>
 
+namespace host {
+
 /// The calls of the service's delegate as values, for hosts that handle them in one place: in a queue, a file or a
 /// test. Their members are the calls' arguments.
 struct ProgramLaunched {};
@@ -61,3 +63,5 @@ private:
     /// One call of the service's. On the thread that it came on, in the order of the calls.
     virtual void take(const DelegateCall& call) = 0;
 };
+
+}  // namespace host

@@ -5,6 +5,8 @@
 #include <string_view>
 #include <utility>
 
+namespace runtime {
+
 /// Owns an open file descriptor; -1 stands for none.
 class FileDescriptor {
 public:
@@ -36,3 +38,5 @@ public:
 private:
     int descriptor_;
 };
+
+}  // namespace runtime

@@ -84,10 +84,10 @@ private:
     text::LinuxXMLServices xml_;
     display::X11WindowServer windowServer_{consoleLog_, dispatch_.mainQueue()};
     const std::shared_ptr<bus::SessionBus> bus_;
-    DBusWorkspace workspace_;
-    DBusScripting scripting_;
+    bus::DBusWorkspace workspace_;
+    bus::DBusScripting scripting_;
     std::unique_ptr<URLSessions> urlSessions_;
     IdleTermination idleTermination_;
-    DBusServiceListener listener_;
+    bus::DBusServiceListener listener_;
     const Platform platform_;
 };

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "bus/Openers.h"
+#include "bus/OpenDocuments.h"
 #include "bus/ProgramServer.h"
 #include "presenters/impress/CommandLanes.h"
 #include "presenters/impress/Office.h"
@@ -95,7 +95,7 @@ private:
     std::atomic<int> occupied_ = 0;                     ///< orders under way for which the office stands still
     std::atomic<int> busy_ = 0;                         ///< orders under way that let it go on now and then
     std::atomic<std::chrono::steady_clock::time_point> lastCall_ = std::chrono::steady_clock::now();
-    Openers openers_;
+    bus::OpenDocuments openers_;
     const runtime::Workers workers_;
     CommandLanes lanes_{workers_};
     const std::unique_ptr<runtime::WorkQueue> questions_ = workers_.makeQueue(kMostQuestions);

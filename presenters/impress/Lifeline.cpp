@@ -43,7 +43,7 @@ void Lifeline::watch(pid_t office, std::function<bool()> isAtWork) {
         const auto process = static_cast<int>(syscall(SYS_pidfd_open, office, 0));
         // The office may have ended before we could watch it.
         if (process < 0 && errno == ESRCH) return officeHasGone();
-        office_ = FileDescriptor(process);
+        office_ = runtime::FileDescriptor(process);
         if (office_) watch_ = thread_.loop().watch(process, [this] { officeHasGone(); });
     });
 }

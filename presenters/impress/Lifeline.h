@@ -41,7 +41,7 @@ private:
     const std::vector<std::string> restartArguments_;
     const std::function<void()> onEnd_;
     std::function<bool()> isAtWork_;  ///< this and what follows belongs to the thread
-    FileDescriptor office_;
+    runtime::FileDescriptor office_;
     Handle watch_;
     Handle looks_;
     Instant deadline_;

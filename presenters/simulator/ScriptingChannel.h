@@ -1,7 +1,7 @@
 #pragma once
 
 #include "bus/Connection.h"
-#include "bus/Openers.h"
+#include "bus/OpenDocuments.h"
 #include "bus/ProgramServer.h"
 #include "presenters/model/PresentationProgramModel.h"
 
@@ -63,7 +63,7 @@ private:
     const std::filesystem::path bundle_;
     std::uint32_t processIdentifier_;
     bool isRunning_ = false;
-    Openers openers_;
+    bus::OpenDocuments openers_;
     std::set<std::string> withoutWindow_;  ///< documents that callers have opened, not the script
     std::shared_ptr<const bool> alive_ = std::make_shared<const bool>(true);
     std::unique_ptr<bus::ProgramServer> server_;

@@ -43,23 +43,23 @@ namespace {
 
 /// A call in a line.
 struct Worded {
-    std::string operator()(const ProgramLaunched&) const { return "launched"; }
-    std::string operator()(const ProgramTerminated&) const { return "terminated"; }
-    std::string operator()(const StartedPresenting& call) const {
+    std::string operator()(const host::ProgramLaunched&) const { return "launched"; }
+    std::string operator()(const host::ProgramTerminated&) const { return "terminated"; }
+    std::string operator()(const host::StartedPresenting& call) const {
         const auto& path = call.originalDocumentPath;
         return fmt::format("started {} {} {} {}", shortID(call.presentationID), path ? path->native() : "nil",
                            shortened(call.archive.value_or("nil")), textOf(call.error));
     }
-    std::string operator()(const PresentedSlide& call) const {
+    std::string operator()(const host::PresentedSlide& call) const {
         return fmt::format("slide {} {} {}", shortID(call.presentationID), call.number, shortPath(call.imageFilePath));
     }
-    std::string operator()(const StoppedPresenting& call) const {
+    std::string operator()(const host::StoppedPresenting& call) const {
         return fmt::format("stopped {} {}", shortID(call.presentationID), textOf(call.error));
     }
-    std::string operator()(const ExtractedSlideFiles& call) const {
+    std::string operator()(const host::ExtractedSlideFiles& call) const {
         return fmt::format("extracted {} {}", call.presentationPath, textOf(call.error));
     }
-    std::string operator()(const SavingEnded& call) const {
+    std::string operator()(const host::SavingEnded& call) const {
         return call.error ? fmt::format("not saved {}", textOf(call.error)) : "saved";
     }
 };
@@ -71,8 +71,8 @@ void RecordingHost::note(const std::string& what) {
     calls.push_back(fmt::format("{:g} {}", static_cast<double>(elapsed) / 1000, what));
 }
 
-void RecordingHost::take(const DelegateCall& call) {
-    const auto* const slide = std::get_if<PresentedSlide>(&call);
+void RecordingHost::take(const host::DelegateCall& call) {
+    const auto* const slide = std::get_if<host::PresentedSlide>(&call);
     EXPECT_TRUE(slide == nullptr || slide->at == dispatch_.now());
     note(std::visit(Worded(), call));
 }

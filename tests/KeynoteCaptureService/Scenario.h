@@ -15,7 +15,7 @@ using namespace std::chrono_literals;
 
 /// Notes every call in order, one line each, beginning with the virtual time in milliseconds, and errors with all they
 /// carry. Presentation identifiers appear as P1, P2, … in the order made, the sandbox as S.
-class RecordingHost final : public DelegateCalls {
+class RecordingHost final : public host::DelegateCalls {
 public:
     explicit RecordingHost(const simulated::SimulatedDispatch& dispatch) : dispatch_(dispatch) {}
 
@@ -24,7 +24,7 @@ public:
     std::vector<std::string> calls;
 
 private:
-    void take(const DelegateCall& call) override;
+    void take(const host::DelegateCall& call) override;
 
     const simulated::SimulatedDispatch& dispatch_;
 };

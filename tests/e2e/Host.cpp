@@ -16,7 +16,7 @@ std::string joined(const Host::Lines& lines) {
 
 Host::Host() {
     ErrorPtr error;
-    client_ = CaptureServiceClient::connect(
+    client_ = host::CaptureServiceClient::connect(
         *this, [this] { add("lost"); }, error, kDeadline);
     if (!client_) throw std::runtime_error(error->localizedDescription());
 }
@@ -73,17 +73,17 @@ Host::Presentation Host::presentation(std::size_t number) const {
     return presentations_.at(number - 1);
 }
 
-void Host::take(const DelegateCall& call) {
+void Host::take(const host::DelegateCall& call) {
     const std::lock_guard lock(mutex_);
     std::visit([this](const auto& each) { note(each); }, call);
 }
 
-void Host::note(const StartedPresenting& call) {
+void Host::note(const host::StartedPresenting& call) {
     presentations_.push_back({call.presentationID.value_or(""), call.originalDocumentPath, call.archive, {}});
     add(nameOf(call.presentationID) + " started", call.error);
 }
 
-void Host::note(const PresentedSlide& call) {
+void Host::note(const host::PresentedSlide& call) {
     if (!presentations_.empty()) presentations_.back().images.push_back(call.imageFilePath.value_or(""));
     add(fmt::format("{} slide {}", nameOf(call.presentationID), call.number));
 }

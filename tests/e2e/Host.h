@@ -16,7 +16,7 @@
 /// A recorder in the test's process. What the service tells it becomes a line each; presentations are numbered as they
 /// come: "launched", "P1 started", "P1 slide 3", "P1 stopped", "terminated", with the error's code at the end if there
 /// is one ("P1 stopped, error 5"). "start failed: ..." and "lost" come from the client.
-class Host final : private DelegateCalls {
+class Host final : private host::DelegateCalls {
 public:
     using Lines = std::vector<std::string>;
 
@@ -25,7 +25,7 @@ public:
     Host(const Host&) = delete;
     Host& operator=(const Host&) = delete;
 
-    [[nodiscard]] CaptureServiceClient& service() { return *client_; }
+    [[nodiscard]] host::CaptureServiceClient& service() { return *client_; }
     void record(const std::optional<std::filesystem::path>& directory,
                 const std::optional<std::string>& recordingID = "recording");
 
@@ -48,14 +48,14 @@ public:
     [[nodiscard]] Presentation presentation(std::size_t number) const;
 
 private:
-    void take(const DelegateCall& call) override;
-    void note(const ProgramLaunched& /*call*/) { add("launched"); }
-    void note(const ProgramTerminated& /*call*/) { add("terminated"); }
-    void note(const StartedPresenting& call);
-    void note(const PresentedSlide& call);
-    void note(const StoppedPresenting& call) { add(nameOf(call.presentationID) + " stopped", call.error); }
-    void note(const ExtractedSlideFiles& call) { add("extracted " + call.presentationPath, call.error); }
-    void note(const SavingEnded& call) { add(call.error ? "not saved" : "saved", call.error); }
+    void take(const host::DelegateCall& call) override;
+    void note(const host::ProgramLaunched& /*call*/) { add("launched"); }
+    void note(const host::ProgramTerminated& /*call*/) { add("terminated"); }
+    void note(const host::StartedPresenting& call);
+    void note(const host::PresentedSlide& call);
+    void note(const host::StoppedPresenting& call) { add(nameOf(call.presentationID) + " stopped", call.error); }
+    void note(const host::ExtractedSlideFiles& call) { add("extracted " + call.presentationPath, call.error); }
+    void note(const host::SavingEnded& call) { add(call.error ? "not saved" : "saved", call.error); }
 
     void add(const std::string& line, const ErrorPtr& error = nullptr);
     /// "P" and the number; with the lock held.
@@ -67,5 +67,5 @@ private:
     std::vector<Presentation> presentations_;
     ErrorPtr startError_;
     int settled_ = 0;
-    std::unique_ptr<CaptureServiceClient> client_;  ///< last, so that its thread ends first
+    std::unique_ptr<host::CaptureServiceClient> client_;  ///< last, so that its thread ends first
 };

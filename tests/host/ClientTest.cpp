@@ -43,10 +43,10 @@ private:
 
 class ClientTest : public HostTest {
 protected:
-    std::unique_ptr<CaptureServiceClient> connect(std::function<void()> onLost = {},
-                                                  std::chrono::microseconds replyTimeout = 25s) {
+    std::unique_ptr<host::CaptureServiceClient> connect(std::function<void()> onLost = {},
+                                                        std::chrono::microseconds replyTimeout = 25s) {
         ErrorPtr error;
-        return CaptureServiceClient::connect(delegate_, std::move(onLost), error, replyTimeout);
+        return host::CaptureServiceClient::connect(delegate_, std::move(onLost), error, replyTimeout);
     }
     LaunchCounter delegate_;
 };
@@ -57,8 +57,8 @@ TEST_F(ClientTest, AServiceThatDoesNotAnswerIsAnErrorInTime) {
     const auto client = connect({}, 50ms);
     client->startDetectionAndCaptureTo("/c", "r", [&](const ErrorPtr& error) { failure.set(error); });
     const ErrorPtr error = failure.get();
-    EXPECT_EQ(error->domain(), kCaptureServiceClientErrorDomain);
-    EXPECT_EQ(error->code(), kCaptureServiceNoAnswer);
+    EXPECT_EQ(error->domain(), host::kCaptureServiceClientErrorDomain);
+    EXPECT_EQ(error->code(), host::kCaptureServiceNoAnswer);
 }
 
 TEST_F(ClientTest, WhatAHostThrowsEndsThere) {
@@ -116,7 +116,7 @@ TEST_F(ClientTest, LosingTheBusIsToldAndLaterCallsFailAtOnce) {
     ErrorPtr failure;
     client->startDetectionAndCaptureTo("/c", "r", [&](const ErrorPtr& error) { failure = error; });
     ASSERT_NE(failure, nullptr);
-    EXPECT_EQ(failure->code(), kCaptureServiceUnavailable);
+    EXPECT_EQ(failure->code(), host::kCaptureServiceUnavailable);
 }
 
 TEST_F(ClientTest, AClientDroppedWhileEventsPourInIsNotCalledAgain) {

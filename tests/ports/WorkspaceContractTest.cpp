@@ -72,7 +72,7 @@ private:
     runtime::LoopDispatch dispatch_{consoleLog_};
     std::string problem_;
     const std::shared_ptr<SessionBus> sessionBus_ = SessionBus::open(problem_);
-    DBusWorkspace workspace_{sessionBus_, dispatch_.mainQueue(), {kKeynote}};
+    bus::DBusWorkspace workspace_{sessionBus_, dispatch_.mainQueue(), {kKeynote}};
     std::map<pid_t, std::unique_ptr<FakeProgram>> programs_;
     std::thread main_;
 };

@@ -52,9 +52,9 @@ TEST_F(LoopTest, TheFirstStopDecidesTheStatusAndMayComeFirst) {
 TEST_F(LoopTest, WatchesADescriptorUntilTheHandleIsDropped) {
     std::array<int, 2> ends{};
     ASSERT_EQ(::pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK), 0);
-    const FileDescriptor pipe(ends[0]);
-    const FileDescriptor input(ends[1]);
-    const FileDescriptor file(::open("/proc/self/exe", O_RDONLY | O_CLOEXEC));
+    const runtime::FileDescriptor pipe(ends[0]);
+    const runtime::FileDescriptor input(ends[1]);
+    const runtime::FileDescriptor file(::open("/proc/self/exe", O_RDONLY | O_CLOEXEC));
     ASSERT_TRUE(input.writeAll("slides"));
     for (const int descriptor : {pipe.get(), file.get()}) {
         runtime::Loop own([](const std::string&) { throw; });

@@ -14,5 +14,5 @@ void complain(std::string_view sentence) {
 ExitStatus reported(const Error& error) {
     complain(sentenceFor(error));
     // The client library's own errors mean that nobody answered.
-    return error.domain() == kCaptureServiceClientErrorDomain ? kNoService : kOperationFailed;
+    return error.domain() == host::kCaptureServiceClientErrorDomain ? kNoService : kOperationFailed;
 }

@@ -27,5 +27,5 @@ struct ServiceLost {};
 struct Interrupted {};   ///< SIGINT or SIGTERM
 struct OutputClosed {};  ///< nobody reads standard output any more
 struct TimedOut {};
-using Event = std::variant<DelegateCall, RequestRefused, ServiceAnswered, DeckRead, WindowsDescribed, ServiceLost,
+using Event = std::variant<host::DelegateCall, RequestRefused, ServiceAnswered, DeckRead, WindowsDescribed, ServiceLost,
                            Interrupted, OutputClosed, TimedOut>;

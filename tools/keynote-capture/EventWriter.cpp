@@ -5,7 +5,7 @@
 
 #include <cstdio>
 
-bool EventWriter::write(const DelegateCall& call) const {
+bool EventWriter::write(const host::DelegateCall& call) const {
     const std::string line = lineFor(call) + '\n';
     // Flushed line by line: whoever reads a pipe wants to know of a slide when it is shown.
     return std::fwrite(line.data(), 1, line.size(), stdout) == line.size() && std::fflush(stdout) == 0;

@@ -9,10 +9,10 @@ class EventWriter {
 public:
     virtual ~EventWriter() = default;
     /// Writes the line through to the reader. False with `errno` set when it could not be written.
-    [[nodiscard]] bool write(const DelegateCall& call) const;
+    [[nodiscard]] bool write(const host::DelegateCall& call) const;
 
 private:
-    [[nodiscard]] virtual std::string lineFor(const DelegateCall& call) const = 0;
+    [[nodiscard]] virtual std::string lineFor(const host::DelegateCall& call) const = 0;
 };
 
 /// JSON Lines: an object per call, `event` first, then the operation's arguments by label. What is absent is null.

@@ -22,7 +22,7 @@ constexpr auto kLookInterval = 250ms;
 /// end. Each handler answers the exit status when the event ends it.
 class Extraction {
 public:
-    Extraction(const ExtractOptions& options, Inbox& inbox, CaptureServiceClient& client)
+    Extraction(const ExtractOptions& options, Inbox& inbox, host::CaptureServiceClient& client)
         : options_(options), inbox_(inbox), client_(client), files_(options.deck) {}
 
     std::optional<ExitStatus> operator()(const ServiceAnswered&) {
@@ -48,8 +48,8 @@ public:
         if (isAsked_) tellProgress();
         return std::nullopt;
     }
-    std::optional<ExitStatus> operator()(const DelegateCall& call) {
-        const auto* extracted = std::get_if<ExtractedSlideFiles>(&call);
+    std::optional<ExitStatus> operator()(const host::DelegateCall& call) {
+        const auto* extracted = std::get_if<host::ExtractedSlideFiles>(&call);
         if (extracted == nullptr) return std::nullopt;
         tellProgress();
         line_.clear();
@@ -133,7 +133,7 @@ private:
 
     const ExtractOptions& options_;
     Inbox& inbox_;
-    CaptureServiceClient& client_;
+    host::CaptureServiceClient& client_;
     DeckFiles files_;
     ProgressLine line_;
     std::unique_ptr<OpenDeck> deck_;
@@ -150,7 +150,7 @@ ExitStatus extract(const ExtractOptions& options) {
     }
     Inbox inbox;
     ErrorPtr error;
-    const auto client = CaptureServiceClient::connect(
+    const auto client = host::CaptureServiceClient::connect(
         inbox, [&inbox] { inbox.post(ServiceLost{}); }, error);
     if (!client) return reported(*error);
     client->checkService([&inbox](const ErrorPtr& failure) {

@@ -10,7 +10,7 @@
 ///
 /// While it lives, SIGINT and SIGTERM are blocked and arrive as `Interrupted`, and SIGPIPE is ignored. Make it before
 /// any other thread. One at a time in a process.
-class Inbox final : public DelegateCalls {
+class Inbox final : public host::DelegateCalls {
 public:
     Inbox();
     ~Inbox() override;
@@ -24,7 +24,7 @@ public:
     [[nodiscard]] Event next(std::optional<Instant> deadline = std::nullopt);
 
 private:
-    void take(const DelegateCall& call) override { post(call); }
+    void take(const host::DelegateCall& call) override { post(call); }
     std::optional<Event> waitForOne(int milliseconds);
     std::optional<Event> takeFirst();
 

@@ -29,39 +29,41 @@ Json json(Date date) {
 }
 
 struct JSONFields {
-    Json operator()(const ProgramLaunched&) const { return Json::object({{"event", "detectedKeynoteLaunched"}}); }
-    Json operator()(const ProgramTerminated&) const { return Json::object({{"event", "detectedKeynoteTerminated"}}); }
-    Json operator()(const StartedPresenting& call) const {
+    Json operator()(const host::ProgramLaunched&) const { return Json::object({{"event", "detectedKeynoteLaunched"}}); }
+    Json operator()(const host::ProgramTerminated&) const {
+        return Json::object({{"event", "detectedKeynoteTerminated"}});
+    }
+    Json operator()(const host::StartedPresenting& call) const {
         return {{"event", "startedPresenting"},
                 {"presentationID", json(call.presentationID)},
                 {"originalDocumentPath", json(call.originalDocumentPath)},
                 {"archive", json(call.archive)},
                 {"error", json(call.error)}};
     }
-    Json operator()(const PresentedSlide& call) const {
+    Json operator()(const host::PresentedSlide& call) const {
         return {{"event", "slideDeck"},
                 {"presentationID", json(call.presentationID)},
                 {"presentedSlide", call.number},
                 {"at", json(call.at)},
                 {"imageFilePathURL", json(call.imageFilePath)}};
     }
-    Json operator()(const ExtractedSlideFiles& call) const {
+    Json operator()(const host::ExtractedSlideFiles& call) const {
         return {{"event", "extractedSlideFilesForPresentation"},
                 {"presentation", call.presentationPath},
                 {"error", json(call.error)}};
     }
-    Json operator()(const SavingEnded& call) const {
+    Json operator()(const host::SavingEnded& call) const {
         if (!call.error) return Json::object({{"event", "savedArchiveDocuments"}});
         return {{"event", "failedToSaveArchiveDocument"}, {"error", json(call.error)}};
     }
-    Json operator()(const StoppedPresenting& call) const {
+    Json operator()(const host::StoppedPresenting& call) const {
         return {
             {"event", "stoppedPresenting"}, {"presentationID", json(call.presentationID)}, {"error", json(call.error)}};
     }
 };
 
 class JSONEventWriter final : public EventWriter {
-    std::string lineFor(const DelegateCall& call) const override {
+    std::string lineFor(const host::DelegateCall& call) const override {
         return std::visit(JSONFields{}, call).dump(-1, ' ', false, Json::error_handler_t::replace);
     }
 };

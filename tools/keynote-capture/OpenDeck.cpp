@@ -36,8 +36,8 @@ public:
             answer_({}, failed(problem_));
             return;
         }
-        workspace_ = std::make_unique<DBusWorkspace>(bus_, dispatch_.mainQueue(),
-                                                     std::vector<std::string>{kKeynoteBundleIdentifier});
+        workspace_ = std::make_unique<bus::DBusWorkspace>(bus_, dispatch_.mainQueue(),
+                                                          std::vector<std::string>{kKeynoteBundleIdentifier});
         bus_->start([] {});
         workspace_->findStarted(kKeynoteBundleIdentifier, [this, deck](const auto& owner) { open(deck, owner); });
     }
@@ -75,7 +75,7 @@ private:
     StandardErrorLog log_;
     runtime::LoopDispatch dispatch_{log_};
     std::shared_ptr<bus::SessionBus> bus_;
-    std::unique_ptr<DBusWorkspace> workspace_;
+    std::unique_ptr<bus::DBusWorkspace> workspace_;
     std::unique_ptr<bus::Peer> program_;
 };
 

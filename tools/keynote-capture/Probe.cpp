@@ -54,7 +54,7 @@ Probe::Probe() : directory_(makeTemporaryDirectory()), recordingID_(directory_.f
         return;
     }
     ErrorPtr error;
-    client_ = CaptureServiceClient::connect(
+    client_ = host::CaptureServiceClient::connect(
         inbox_, [this] { inbox_.post(ServiceLost{}); }, error);
     if (client_) {
         start();
@@ -119,24 +119,24 @@ bool Probe::waitUntil(std::chrono::milliseconds atMost, Done done) {
     return !fatal_;
 }
 
-void Probe::note(const DelegateCall& call) {
+void Probe::note(const host::DelegateCall& call) {
     std::visit([this](const auto& each) { this->note(each); }, call);
 }
 
-void Probe::note(const ProgramLaunched& /*call*/) {
+void Probe::note(const host::ProgramLaunched& /*call*/) {
     programRuns_ = true;
 }
 
-void Probe::note(const ProgramTerminated& /*call*/) {
+void Probe::note(const host::ProgramTerminated& /*call*/) {
     fatal_ = failed("The presentation program has quit.");
 }
 
-void Probe::note(const StartedPresenting& /*call*/) {
+void Probe::note(const host::StartedPresenting& /*call*/) {
     showRuns_ = true;
     showWasSeen_ = true;
 }
 
-void Probe::note(const StoppedPresenting& /*call*/) {
+void Probe::note(const host::StoppedPresenting& /*call*/) {
     showRuns_ = false;
 }
 

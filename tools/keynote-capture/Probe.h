@@ -30,11 +30,11 @@ private:
     bool waitUntil(std::chrono::milliseconds atMost, Done done);
     void start();
 
-    void note(const DelegateCall& call);
-    void note(const ProgramLaunched& call);
-    void note(const ProgramTerminated& call);
-    void note(const StartedPresenting& call);
-    void note(const StoppedPresenting& call);
+    void note(const host::DelegateCall& call);
+    void note(const host::ProgramLaunched& call);
+    void note(const host::ProgramTerminated& call);
+    void note(const host::StartedPresenting& call);
+    void note(const host::StoppedPresenting& call);
     void note(const RequestRefused& failure);
     void note(const WindowsDescribed& answer);
     void note(const ServiceLost& event);
@@ -45,7 +45,7 @@ private:
     Inbox inbox_;
     std::filesystem::path directory_;
     std::string recordingID_;
-    std::unique_ptr<CaptureServiceClient> client_;
+    std::unique_ptr<host::CaptureServiceClient> client_;
     bool programRuns_ = false;
     bool showRuns_ = false;
     bool showWasSeen_ = false;

@@ -13,10 +13,10 @@ namespace {
 /// The state of one recording. Each handler answers the exit status when the event ends the recording.
 class Recording {
 public:
-    Recording(const RecordOptions& options, CaptureServiceClient& client)
+    Recording(const RecordOptions& options, host::CaptureServiceClient& client)
         : client_(client), writer_(options.json ? makeJSONEventWriter() : makeTextEventWriter(options.directory)) {}
 
-    std::optional<ExitStatus> operator()(const DelegateCall& call) {
+    std::optional<ExitStatus> operator()(const host::DelegateCall& call) {
         if (!writer_->write(call)) return outputFailed();
         std::visit([this](const auto& each) { this->note(each); }, call);
         if (stopping_ && unfinishedShows_.empty()) return finished();
@@ -42,11 +42,11 @@ public:
     }
 
 private:
-    void note(const StartedPresenting& call) {
+    void note(const host::StartedPresenting& call) {
         unfinishedShows_.insert(call.presentationID);
         sawError_ = sawError_ || call.error;
     }
-    void note(const StoppedPresenting& call) {
+    void note(const host::StoppedPresenting& call) {
         const auto found = unfinishedShows_.find(call.presentationID);
         if (found != unfinishedShows_.end()) unfinishedShows_.erase(found);
         sawError_ = sawError_ || call.error;
@@ -67,7 +67,7 @@ private:
         return kOperationFailed;
     }
 
-    CaptureServiceClient& client_;
+    host::CaptureServiceClient& client_;
     const std::unique_ptr<EventWriter> writer_;
     std::multiset<std::optional<std::string>> unfinishedShows_;  ///< started, and their images are not in place yet
     bool stopping_ = false;
@@ -79,7 +79,7 @@ private:
 ExitStatus record(const RecordOptions& options) {
     Inbox inbox;
     ErrorPtr error;
-    const auto client = CaptureServiceClient::connect(
+    const auto client = host::CaptureServiceClient::connect(
         inbox, [&inbox] { inbox.post(ServiceLost{}); }, error);
     if (!client) return reported(*error);
     // Before the start, so that the first poll already goes by it.

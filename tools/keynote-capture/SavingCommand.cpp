@@ -13,8 +13,8 @@ public:
         line_.show("Waiting for the presentation program to finish saving; interrupt (Ctrl-C) to give up.");
     }
 
-    std::optional<ExitStatus> operator()(const DelegateCall& call) {
-        const auto* ended = std::get_if<SavingEnded>(&call);
+    std::optional<ExitStatus> operator()(const host::DelegateCall& call) {
+        const auto* ended = std::get_if<host::SavingEnded>(&call);
         if (ended == nullptr) return std::nullopt;
         line_.clear();
         const bool written = writer_->write(call);
@@ -46,7 +46,7 @@ private:
 ExitStatus waitForSaving(bool json) {
     Inbox inbox;
     ErrorPtr error;
-    const auto client = CaptureServiceClient::connect(
+    const auto client = host::CaptureServiceClient::connect(
         inbox, [&inbox] { inbox.post(ServiceLost{}); }, error);
     if (!client) return reported(*error);
     client->waitForSavingToCompleteAsync([&inbox](const ErrorPtr& failure) { inbox.post(RequestRefused{failure}); });

@@ -29,9 +29,9 @@ std::string printable(const std::optional<std::filesystem::path>& path) {
 struct Columns {
     const std::filesystem::path& captureDirectory;
 
-    Line operator()(const ProgramLaunched&) const { return {"program found", {}, {}, {}, {}}; }
-    Line operator()(const ProgramTerminated&) const { return {"program gone", {}, {}, {}, {}}; }
-    Line operator()(const StartedPresenting& call) const {
+    Line operator()(const host::ProgramLaunched&) const { return {"program found", {}, {}, {}, {}}; }
+    Line operator()(const host::ProgramTerminated&) const { return {"program gone", {}, {}, {}, {}}; }
+    Line operator()(const host::StartedPresenting& call) const {
         std::string details = printable(call.originalDocumentPath);
         if (call.archive && call.presentationID) {
             if (!details.empty()) details += ", ";
@@ -39,16 +39,16 @@ struct Columns {
         }
         return {"show started", {}, std::move(details), call.error, {}};
     }
-    Line operator()(const PresentedSlide& call) const {
+    Line operator()(const host::PresentedSlide& call) const {
         return {"slide", std::to_string(call.number), printable(call.imageFilePath), {}, call.at};
     }
-    Line operator()(const ExtractedSlideFiles& call) const {
+    Line operator()(const host::ExtractedSlideFiles& call) const {
         return {"extracted", {}, printableText(call.presentationPath), call.error, {}};
     }
-    Line operator()(const SavingEnded& call) const {
+    Line operator()(const host::SavingEnded& call) const {
         return {"saving ended", {}, call.error ? "" : "everything is saved", call.error, {}};
     }
-    Line operator()(const StoppedPresenting& call) const {
+    Line operator()(const host::StoppedPresenting& call) const {
         return {"show ended", {}, call.error ? "" : "all slide images are in place", call.error, {}};
     }
 };
@@ -58,7 +58,7 @@ public:
     explicit TextEventWriter(std::filesystem::path captureDirectory) : captureDirectory_(std::move(captureDirectory)) {}
 
 private:
-    std::string lineFor(const DelegateCall& call) const override {
+    std::string lineFor(const host::DelegateCall& call) const override {
         const Line line = std::visit(Columns{captureDirectory_}, call);
         const Date now = std::chrono::floor<std::chrono::microseconds>(std::chrono::system_clock::now());
         std::string text =

@@ -4,10 +4,12 @@
 
 #include <utility>
 
-DBusDelegateProxy::DBusDelegateProxy(std::shared_ptr<bus::SessionBus> bus, const std::string& host)
-    : bus_(std::move(bus)), host_(bus_->connection(), host, bus::kDelegatePath) {}
+namespace bus {
 
-void DBusDelegateProxy::send(const bus::Event& event) {
+DBusDelegateProxy::DBusDelegateProxy(std::shared_ptr<SessionBus> bus, const std::string& host)
+    : bus_(std::move(bus)), host_(bus_->connection(), host, kDelegatePath) {}
+
+void DBusDelegateProxy::send(const Event& event) {
     if (!valid_ || bus_->hasStopped()) return;
     try {
         host_.tell(event);
@@ -32,3 +34,5 @@ void DBusDelegateProxy::failedToSaveArchiveDocumentError(const ErrorPtr& error) 
     --waits_;
     DelegateEvents::failedToSaveArchiveDocumentError(error);
 }
+
+}  // namespace bus

@@ -7,12 +7,14 @@
 #include <memory>
 #include <string>
 
+namespace bus {
+
 /// A host's end of the connection: each call is one message that expects no reply. Any thread; may outlive the host and
 /// the bus, and is silent then.
-class DBusDelegateProxy final : public bus::DelegateEvents {
+class DBusDelegateProxy final : public DelegateEvents {
 public:
     /// The host's unique name on the bus.
-    DBusDelegateProxy(std::shared_ptr<bus::SessionBus> bus, const std::string& host);
+    DBusDelegateProxy(std::shared_ptr<SessionBus> bus, const std::string& host);
 
     /// The host has left: nothing is sent any more.
     void invalidate() { valid_ = false; }
@@ -23,10 +25,12 @@ public:
     void failedToSaveArchiveDocumentError(const ErrorPtr& error) override;
 
 private:
-    void send(const bus::Event& event) override;
+    void send(const Event& event) override;
 
-    const std::shared_ptr<bus::SessionBus> bus_;
-    bus::Peer host_;
+    const std::shared_ptr<SessionBus> bus_;
+    Peer host_;
     std::atomic<bool> valid_ = true;
     std::atomic<int> waits_ = 0;  ///< for saving, begun and not ended
 };
+
+}  // namespace bus

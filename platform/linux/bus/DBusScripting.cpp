@@ -10,24 +10,25 @@
 #include <mutex>
 #include <utility>
 
+namespace bus {
 namespace {
 
 constexpr std::chrono::milliseconds kDefaultTimeout{60000};
 constexpr std::size_t kLongestMessage = 1024;
-const bus::Failure kNotRunning(bus::kProgramFailed, "it is not running");
+const Failure kNotRunning(kProgramFailed, "it is not running");
 
-bool isTimeout(const bus::Failure& failure) {
-    return failure.name() == bus::kTimeout || failure.name() == bus::kTimedOut;
+bool isTimeout(const Failure& failure) {
+    return failure.name() == kTimeout || failure.name() == kTimedOut;
 }
 
-ErrorPtr errorFrom(const std::string& event, const bus::Failure& failure) {
+ErrorPtr errorFrom(const std::string& event, const Failure& failure) {
     if (isTimeout(failure)) {
         return makeError(NSOSStatusErrorDomain, kAppleEventTimeout,
                          "The presentation program did not answer \"" + event + "\" in time.");
     }
     return makeError(NSOSStatusErrorDomain, kAppleEventFailed,
                      "The presentation program could not be asked for \"" + event +
-                         "\": " + bus::validUTF8(std::string_view(failure.what()).substr(0, kLongestMessage)));
+                         "\": " + validUTF8(std::string_view(failure.what()).substr(0, kLongestMessage)));
 }
 
 }  // namespace
@@ -42,39 +43,39 @@ public:
     [[nodiscard]] bool isRunning() const override { return busName_().has_value(); }
 
     void presentingState(StateAnswer answer) override {
-        ask<PresentingState>(bus::program::presentingState(), std::move(answer));
+        ask<PresentingState>(program::presentingState(), std::move(answer));
     }
 
     void open(const std::filesystem::path& path, DocumentAnswer answer) override {
-        ask<std::string>(bus::program::open(path), [self = shared_from_this(), answer = std::move(answer)](
-                                                       const std::string& id, const ErrorPtr& error) {
+        ask<std::string>(program::open(path), [self = shared_from_this(), answer = std::move(answer)](
+                                                  const std::string& id, const ErrorPtr& error) {
             answer(error ? nullptr : self->documentWithID(id));
         });
     }
 
     [[nodiscard]] std::shared_ptr<ScriptingDocument> open(const std::filesystem::path& path) override {
-        const auto id = askAndWait(bus::program::open(path));
+        const auto id = askAndWait(program::open(path));
         return id ? documentWithID(*id) : nullptr;
     }
 
     [[nodiscard]] std::vector<ScriptingWindow> windows() override {
-        return askAndWait(bus::program::windows()).value_or(std::vector<ScriptingWindow>());
+        return askAndWait(program::windows()).value_or(std::vector<ScriptingWindow>());
     }
 
-    [[nodiscard]] std::optional<std::string> version() override { return askAndWait(bus::program::version()); }
+    [[nodiscard]] std::optional<std::string> version() override { return askAndWait(program::version()); }
 
     [[nodiscard]] std::shared_ptr<ScriptingDocument> documentWithID(const std::string& id) override;
 
     /// The name of the document and the text of its slides; empty after a failure.
     [[nodiscard]] ScriptingDocumentText text(const std::string& documentID) {
-        return askAndWait(bus::program::documentText(documentID)).value_or(ScriptingDocumentText());
+        return askAndWait(program::documentText(documentID)).value_or(ScriptingDocumentText());
     }
 
-    void activate() override { command(bus::program::activate()); }
+    void activate() override { command(program::activate()); }
 
     /// Sends a command, whose reply says nothing.
-    void command(const bus::Call<>& event) {
-        ask<bus::Nothing>(event, [](const bus::Nothing&, const ErrorPtr&) {});
+    void command(const Call<>& event) {
+        ask<Nothing>(event, [](const Nothing&, const ErrorPtr&) {});
     }
 
     void setTimeout(std::chrono::milliseconds timeout) override {
@@ -90,10 +91,10 @@ public:
 private:
     /// Sends an event from the main queue, in the order of the calls. What its reply says goes to `answer`, there too.
     template <typename Value>
-    void ask(const bus::Call<Value>& event, std::function<void(const Value&, const ErrorPtr&)> answer) {
+    void ask(const Call<Value>& event, std::function<void(const Value&, const ErrorPtr&)> answer) {
         auto& mainQueue = calls_->loop();
         const auto hear = [self = shared_from_this(), &mainQueue, member = event.member, answer = std::move(answer)](
-                              const bus::Failure* failure, Value value) {
+                              const Failure* failure, Value value) {
             const auto error = failure == nullptr ? nullptr : errorFrom(member, *failure);
             mainQueue.async([self, member, answer, value = std::move(value), error] {
                 if (error) self->tellFailure(member, *error);
@@ -104,17 +105,17 @@ private:
     }
 
     template <typename Value>
-    void send(ProgramCalls& calls, const bus::Call<Value>& event,
-              const std::function<void(const bus::Failure*, Value)>& hear) const {
+    void send(ProgramCalls& calls, const Call<Value>& event,
+              const std::function<void(const Failure*, Value)>& hear) const {
         const auto owner = busName_();
         owner ? calls.call(*owner, event, timeout(), hear) : hear(&kNotRunning, {});
     }
 
     /// Sends an event and waits for its reply; nothing after a failure.
     template <typename Value>
-    [[nodiscard]] std::optional<Value> askAndWait(const bus::Call<Value>& event) {
+    [[nodiscard]] std::optional<Value> askAndWait(const Call<Value>& event) {
         const auto outcome = std::make_shared<std::promise<Value>>();
-        const auto hear = [outcome](const bus::Failure* failure, Value value) {
+        const auto hear = [outcome](const Failure* failure, Value value) {
             if (failure == nullptr) return outcome->set_value(std::move(value));
             outcome->set_exception(std::make_exception_ptr(*failure));
         };
@@ -122,7 +123,7 @@ private:
             [self = shared_from_this(), event, hear] { self->send<Value>(*self->awaitedCalls_, event, hear); });
         try {
             return outcome->get_future().get();
-        } catch (const bus::Failure& failure) {
+        } catch (const Failure& failure) {
             tellFailure(event.member, *errorFrom(event.member, failure));
             return std::nullopt;
         }
@@ -154,14 +155,14 @@ public:
         : id_(std::move(id)), application_(std::move(application)) {}
 
     [[nodiscard]] const std::string& id() const override { return id_; }
-    void save(const std::filesystem::path& target) override { application_->command(bus::program::save(id_, target)); }
-    void stop() override { application_->command(bus::program::stop(id_)); }
+    void save(const std::filesystem::path& target) override { application_->command(program::save(id_, target)); }
+    void stop() override { application_->command(program::stop(id_)); }
     void exportTo(const std::filesystem::path& target, const std::string& formatCode,
                   const ExportProperties& properties) override {
-        application_->command(bus::program::exportTo(id_, target, formatCode, properties));
+        application_->command(program::exportTo(id_, target, formatCode, properties));
     }
     [[nodiscard]] ScriptingDocumentText text() override { return application_->text(id_); }
-    void close(const std::string& saveOption) override { application_->command(bus::program::close(id_, saveOption)); }
+    void close(const std::string& saveOption) override { application_->command(program::close(id_, saveOption)); }
 
 private:
     const std::string id_;
@@ -221,3 +222,5 @@ void DBusScripting::shutDown() {
         if (&calls->loop() != &mainQueue_) calls->loop().async([calls] { calls->end(); });
     }
 }
+
+}  // namespace bus

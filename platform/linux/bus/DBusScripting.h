@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+namespace bus {
+
 class ProgramCalls;
 
 /// Scripting over the session bus, on connections of its own, opened at the first event. Each event is one call and one
@@ -60,3 +62,5 @@ private:
     std::vector<std::weak_ptr<ProgramCalls>> allCalls_;  ///< guarded by `mutex_`
     const std::shared_ptr<ProgramCalls> calls_;
 };
+
+}  // namespace bus

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+namespace bus {
 namespace {
 
 constexpr std::size_t kMostCalls = 1000;
@@ -10,20 +11,19 @@ constexpr int kMostWaits = 32;
 
 }  // namespace
 
-DBusServedHost::DBusServedHost(std::shared_ptr<bus::SessionBus> bus, std::string name,
-                               ServiceListenerDelegate* delegate, const runtime::Workers& workers)
+DBusServedHost::DBusServedHost(std::shared_ptr<SessionBus> bus, std::string name, ServiceListenerDelegate* delegate,
+                               const runtime::Workers& workers)
     : bus_(std::move(bus)), name_(std::move(name)), delegate_(delegate), calls_(workers.makeQueue(kMostCalls)) {}
 
 void DBusServedHost::push(Task call) {
     if (calls_->push(std::move(call))) return;
-    throw bus::Failure(bus::kLimitsExceeded,
-                       "Too many calls of this host are waiting; call again when some are answered.");
+    throw Failure(kLimitsExceeded, "Too many calls of this host are waiting; call again when some are answered.");
 }
 
 void DBusServedHost::pushExtraction(Task call) {
     // The host itself owns one; the extraction under way is not among those that wait.
     if (extraction_.use_count() - 1 > kMostExtractions) {
-        throw bus::Failure(bus::kLimitsExceeded, "Too many extractions are waiting; ask again when some have ended.");
+        throw Failure(kLimitsExceeded, "Too many extractions are waiting; ask again when some have ended.");
     }
     push([extraction = extraction_, call = std::move(call)] { call(); });
 }
@@ -32,7 +32,7 @@ DBusServedHost::Service DBusServedHost::object() {
     auto present = connection();
     if (!present) present = connect();
     auto object = present->servingObject();
-    if (!object) throw bus::Failure(bus::kFailed, "The capture service has no object to serve this host any more.");
+    if (!object) throw Failure(kFailed, "The capture service has no object to serve this host any more.");
     return object;
 }
 
@@ -50,9 +50,9 @@ std::shared_ptr<DBusServiceConnection> DBusServedHost::connect() {
     auto made = std::make_shared<DBusServiceConnection>(bus_, name_);
     const bool accepted = delegate_ != nullptr && delegate_->listenerShouldAcceptNewConnection(made);
     if (!accepted || !made->servingObject()) {
-        throw bus::Failure(bus::kFailed,
-                           "The capture service could not set itself up for this host, probably because a directory "
-                           "cannot be created; see its log, then call again.");
+        throw Failure(kFailed,
+                      "The capture service could not set itself up for this host, probably because a directory "
+                      "cannot be created; see its log, then call again.");
     }
     std::unique_lock lock(mutex_);
     connection_ = made;
@@ -64,8 +64,7 @@ std::shared_ptr<DBusServiceConnection> DBusServedHost::connect() {
 
 void DBusServedHost::beginWait() const {
     if (connection()->proxy().beginWait(kMostWaits)) return;
-    throw bus::Failure(bus::kLimitsExceeded,
-                       "32 waits for saving of this host have not ended; ask again when one has.");
+    throw Failure(kLimitsExceeded, "32 waits for saving of this host have not ended; ask again when one has.");
 }
 
 void DBusServedHost::leave() {
@@ -76,3 +75,5 @@ void DBusServedHost::leave() {
     lock.unlock();
     if (present) present->invalidate();
 }
+
+}  // namespace bus

@@ -8,6 +8,8 @@
 #include <mutex>
 #include <string>
 
+namespace bus {
+
 /// A host on the bus: its connection, and the queue on which its calls run one after the other. A call that waits holds
 /// up the later ones of this host, and nobody else's.
 class DBusServedHost {
@@ -15,19 +17,19 @@ public:
     using Service = std::shared_ptr<KeynoteCaptureServiceProtocol>;
 
     /// The delegate, which may be null, must outlive the host.
-    DBusServedHost(std::shared_ptr<bus::SessionBus> bus, std::string name, ServiceListenerDelegate* delegate,
+    DBusServedHost(std::shared_ptr<SessionBus> bus, std::string name, ServiceListenerDelegate* delegate,
                    const runtime::Workers& workers);
 
-    /// Runs a call on the host's queue. Throws `bus::Failure` when too many wait there. Any thread.
+    /// Runs a call on the host's queue. Throws `Failure` when too many wait there. Any thread.
     void push(Task call);
     /// The same for an extraction, of which fewer may wait.
     void pushExtraction(Task call);
     /// The object that serves the host, made by the first call; a refused set-up is tried again by the next one. Throws
-    /// `bus::Failure` when there is none. On the host's queue.
+    /// `Failure` when there is none. On the host's queue.
     [[nodiscard]] Service object();
     /// Whether there is such an object. Any thread.
     [[nodiscard]] bool isSetUp() const;
-    /// Counts a wait for saving that is about to begin. Throws `bus::Failure` when too many have not ended. On the
+    /// Counts a wait for saving that is about to begin. Throws `Failure` when too many have not ended. On the
     /// host's queue.
     void beginWait() const;
     /// The host has left the bus: its calls that wait are dropped, and its connection is invalidated. Any thread.
@@ -37,7 +39,7 @@ private:
     [[nodiscard]] std::shared_ptr<DBusServiceConnection> connection() const;
     [[nodiscard]] std::shared_ptr<DBusServiceConnection> connect();
 
-    const std::shared_ptr<bus::SessionBus> bus_;
+    const std::shared_ptr<SessionBus> bus_;
     const std::string name_;
     ServiceListenerDelegate* const delegate_;
     const std::unique_ptr<runtime::WorkQueue> calls_;
@@ -47,3 +49,5 @@ private:
     std::shared_ptr<DBusServiceConnection> connection_;  ///< this and what follows guarded by `mutex_`
     bool hasLeft_ = false;
 };
+
+}  // namespace bus

@@ -6,13 +6,15 @@
 #include <mutex>
 #include <utility>
 
+namespace bus {
+
 /// The connection of one host, known by its unique name on the bus. Any thread; `invalidate` may come while the host's
 /// call runs.
 class DBusServiceConnection final : public ServiceConnection {
 public:
     using Service = std::shared_ptr<KeynoteCaptureServiceProtocol>;
 
-    DBusServiceConnection(std::shared_ptr<bus::SessionBus> bus, const std::string& host)
+    DBusServiceConnection(std::shared_ptr<SessionBus> bus, const std::string& host)
         : proxy_(std::make_shared<DBusDelegateProxy>(std::move(bus), host)) {}
 
     [[nodiscard]] std::shared_ptr<KeynoteCaptureServiceDelegate> remoteObjectProxy() override { return proxy_; }
@@ -49,3 +51,5 @@ private:
     Service exportedObject_;  ///< this and what follows guarded by `mutex_`
     std::function<void()> invalidationHandler_;
 };
+
+}  // namespace bus

@@ -8,22 +8,23 @@
 #include <cstdlib>
 #include <map>
 
+namespace bus {
 namespace {
 
 constexpr std::size_t kMostHosts = 256;
 
 /// Serves the call on its host's queue. Bus thread.
-void push(const std::shared_ptr<DBusServedHost>& host, const bus::HostCall& call) {
+void push(const std::shared_ptr<DBusServedHost>& host, const HostCall& call) {
     const auto serve = [host, call] {
         call.refuseFailure([&] {
             call.check();
             const auto service = host->object();
-            if (call.kind == bus::HostCall::Kind::extraction) call.succeed();
-            if (call.kind == bus::HostCall::Kind::waitForSaving) host->beginWait();
+            if (call.kind == HostCall::Kind::extraction) call.succeed();
+            if (call.kind == HostCall::Kind::waitForSaving) host->beginWait();
             call.run(*service);
         });
     };
-    if (call.kind != bus::HostCall::Kind::extraction) return host->push(serve);
+    if (call.kind != HostCall::Kind::extraction) return host->push(serve);
     call.check();
     host->pushExtraction(serve);
     if (host->isSetUp()) call.succeed();  // its turn may be long in coming
@@ -34,13 +35,13 @@ void push(const std::shared_ptr<DBusServedHost>& host, const bus::HostCall& call
 /// The hosts by unique name. Bus thread.
 class DBusServiceListener::Hosts {
 public:
-    Hosts(std::shared_ptr<bus::SessionBus> bus, bus::Peer& daemon, ServiceListenerDelegate* delegate,
-          const HostHooks& hooks, const runtime::Workers& workers)
+    Hosts(std::shared_ptr<SessionBus> bus, Peer& daemon, ServiceListenerDelegate* delegate, const HostHooks& hooks,
+          const runtime::Workers& workers)
         : bus_(std::move(bus)), daemon_(daemon), delegate_(delegate), hooks_(hooks), workers_(workers) {}
 
     [[nodiscard]] bool empty() const { return hosts_.empty(); }
 
-    /// The host of this name, known from its first call on. Throws `bus::Failure` when there are too many.
+    /// The host of this name, known from its first call on. Throws `Failure` when there are too many.
     std::shared_ptr<DBusServedHost> named(const std::string& name) {
         const auto found = hosts_.find(name);
         return found != hosts_.end() ? found->second.host : add(name);
@@ -54,8 +55,7 @@ private:
 
     std::shared_ptr<DBusServedHost> add(const std::string& name) {
         if (hosts_.size() == kMostHosts) {
-            throw bus::Failure(bus::kLimitsExceeded,
-                               "The capture service has 256 hosts already; disconnect one first.");
+            throw Failure(kLimitsExceeded, "The capture service has 256 hosts already; disconnect one first.");
         }
         // Watched first, so that nothing is made for a host whose leaving could be missed.
         auto watch = watchLeaving(name);
@@ -73,8 +73,8 @@ private:
 
     /// A host that left before it was watched.
     void checkPresence(const std::string& name) {
-        daemon_.ask<bool>(bus::makeCall<bool>(bus::kBusDaemon, "NameHasOwner", name), bus::Peer::kDefaultTimeout,
-                          [this, name](const bus::Failure* failure, bool present) {
+        daemon_.ask<bool>(makeCall<bool>(kBusDaemon, "NameHasOwner", name), Peer::kDefaultTimeout,
+                          [this, name](const Failure* failure, bool present) {
                               if (failure == nullptr && !present) removeLater(name);
                           });
     }
@@ -90,15 +90,15 @@ private:
         if (hooks_.hostLeft) hooks_.hostLeft();
     }
 
-    const std::shared_ptr<bus::SessionBus> bus_;
-    bus::Peer& daemon_;
+    const std::shared_ptr<SessionBus> bus_;
+    Peer& daemon_;
     ServiceListenerDelegate* const delegate_;
     const HostHooks& hooks_;
     const runtime::Workers& workers_;
     std::map<std::string, Entry> hosts_;
 };
 
-DBusServiceListener::DBusServiceListener(std::shared_ptr<bus::SessionBus> bus, runtime::LoopDispatch& dispatch,
+DBusServiceListener::DBusServiceListener(std::shared_ptr<SessionBus> bus, runtime::LoopDispatch& dispatch,
                                          ConsoleLog& consoleLog, HostHooks hooks)
     : bus_(std::move(bus)),
       dispatch_(dispatch),
@@ -127,17 +127,17 @@ int DBusServiceListener::resume() {
 bool DBusServiceListener::publish() {
     if (!bus_) return false;
     try {
-        daemon_ = std::make_unique<bus::Peer>(bus_->connection(), bus::kBusDaemon, bus::kBusDaemonPath);
+        daemon_ = std::make_unique<Peer>(bus_->connection(), kBusDaemon, kBusDaemonPath);
         hosts_ = std::make_unique<Hosts>(bus_, *daemon_, delegate_, hooks_, workers_);
-        exportedObject_ = bus::serveHosts(bus_, [this](bus::HostCall call) {
+        exportedObject_ = serveHosts(bus_, [this](HostCall call) {
             bus_->post(
                 [this, call = std::move(call)] { call.refuseFailure([&] { push(hosts_->named(call.host), call); }); });
         });
-        bus_->connection().requestName(bus::kServiceName);
+        bus_->connection().requestName(kServiceName);
         return true;
-    } catch (const bus::Failure& failure) {
-        consoleLog_.write("Cannot serve as " + std::string(bus::kServiceName) +
-                          " on the session bus: " + failure.what() + ". Is another capture service running?");
+    } catch (const Failure& failure) {
+        consoleLog_.write("Cannot serve as " + std::string(kServiceName) + " on the session bus: " + failure.what() +
+                          ". Is another capture service running?");
         return false;
     }
 }
@@ -150,11 +150,11 @@ void DBusServiceListener::endIfUnused() {
 void DBusServiceListener::giveNameBack() {
     if (!hosts_->empty()) return;  // one has come since
     try {
-        bus_->connection().releaseName(bus::kServiceName);
+        bus_->connection().releaseName(kServiceName);
         daemon_->ask<std::string>(
-            bus::makeCall<std::string>(bus::kBusDaemon, "GetId"), bus::Peer::kDefaultTimeout,
-            [this](const bus::Failure*, const std::string&) { bus_->post([this] { endOrTakeNameAgain(); }); });
-    } catch (const bus::Failure&) {
+            makeCall<std::string>(kBusDaemon, "GetId"), Peer::kDefaultTimeout,
+            [this](const Failure*, const std::string&) { bus_->post([this] { endOrTakeNameAgain(); }); });
+    } catch (const Failure&) {
         dispatch_.stop(EXIT_SUCCESS);
     }
 }
@@ -162,8 +162,10 @@ void DBusServiceListener::giveNameBack() {
 void DBusServiceListener::endOrTakeNameAgain() {
     try {
         if (hosts_->empty()) return dispatch_.stop(EXIT_SUCCESS);
-        bus_->connection().requestName(bus::kServiceName);
-    } catch (const bus::Failure&) {
+        bus_->connection().requestName(kServiceName);
+    } catch (const Failure&) {
         // A new process has the name by now; this one serves the hosts it has.
     }
 }
+
+}  // namespace bus

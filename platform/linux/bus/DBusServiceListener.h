@@ -14,6 +14,8 @@ class LoopDispatch;
 }
 class ConsoleLog;
 
+namespace bus {
+
 /// Serves hosts on the session bus under the service's well-known name.
 ///
 /// A host is whoever calls a method of the protocol, known by its unique name. Its first call makes a connection, which
@@ -36,7 +38,7 @@ public:
 
     /// The bus may be null: `resume` fails then, whoever tried to open it has said why. Dispatch and log must outlive
     /// the listener.
-    DBusServiceListener(std::shared_ptr<bus::SessionBus> bus, runtime::LoopDispatch& dispatch, ConsoleLog& consoleLog,
+    DBusServiceListener(std::shared_ptr<SessionBus> bus, runtime::LoopDispatch& dispatch, ConsoleLog& consoleLog,
                         HostHooks hooks);
     ~DBusServiceListener() override;
     DBusServiceListener(const DBusServiceListener&) = delete;
@@ -57,13 +59,15 @@ private:
     void giveNameBack();
     void endOrTakeNameAgain();
 
-    const std::shared_ptr<bus::SessionBus> bus_;
+    const std::shared_ptr<SessionBus> bus_;
     runtime::LoopDispatch& dispatch_;
     ConsoleLog& consoleLog_;
     const HostHooks hooks_;
     const runtime::Workers workers_;
     ServiceListenerDelegate* delegate_ = nullptr;
-    std::unique_ptr<bus::Peer> daemon_;
+    std::unique_ptr<Peer> daemon_;
     std::unique_ptr<Hosts> hosts_;
     Handle exportedObject_;
 };
+
+}  // namespace bus

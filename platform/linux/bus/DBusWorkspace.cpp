@@ -8,23 +8,24 @@
 #include <future>
 #include <utility>
 
+namespace bus {
 namespace {
 
 /// Has the program open the file, without waiting for it. On a connection of its own, which is gone at once: so the
 /// program does not hold the file open for anybody. That takes less time than a poll does, so the bus thread can do it.
 bool tellToOpen(const std::string& owner, const std::filesystem::path& path) {
     try {
-        bus::Connection connection;
-        bus::Peer(connection, owner, bus::kProgramPath).tell(bus::program::open(path));
+        Connection connection;
+        Peer(connection, owner, kProgramPath).tell(program::open(path));
         return true;
-    } catch (const bus::Failure&) {
+    } catch (const Failure&) {
         return false;
     }
 }
 
 }  // namespace
 
-DBusWorkspace::DBusWorkspace(std::shared_ptr<bus::SessionBus> bus, DispatchQueue& mainQueue,
+DBusWorkspace::DBusWorkspace(std::shared_ptr<SessionBus> bus, DispatchQueue& mainQueue,
                              std::vector<std::string> bundleIdentifiers, std::chrono::milliseconds patience)
     : mainQueue_(mainQueue),
       bundleIdentifiers_(std::move(bundleIdentifiers)),
@@ -36,7 +37,7 @@ DBusWorkspace::DBusWorkspace(std::shared_ptr<bus::SessionBus> bus, DispatchQueue
         watch_ = std::make_unique<ProgramWatch>(
             bus_, mainQueue, bundleIdentifiers_, list_, [it = finder.get()] { it->check(); }, patience);
         finder_ = std::move(finder);
-    } catch (const bus::Failure&) {
+    } catch (const Failure&) {
         // The bus has gone away already; the listener says so.
     }
 }
@@ -95,3 +96,5 @@ void DBusWorkspace::open(const std::filesystem::path& path, const std::string& w
     if (identifier == bundleIdentifiers_.end()) return whenTold(false);
     findStarted(*identifier, [path, whenTold](const auto& owner) { whenTold(owner && tellToOpen(*owner, path)); });
 }
+
+}  // namespace bus

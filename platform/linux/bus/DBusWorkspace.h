@@ -14,6 +14,8 @@
 
 class DispatchQueue;
 
+namespace bus {
+
 /// The running presentation programs: the owners of names BUNDLEIDENTIFIER.instanceN on the session bus.
 ///
 /// A program that appears is asked once, without waiting, for its process, bundle identifier and bundle; it is listed
@@ -27,8 +29,7 @@ public:
     /// Watches the names that belong to these bundle identifiers. The bus may be null: nothing runs then. It must not
     /// have been started, and must have been stopped when the workspace is destroyed. The queue must outlive both.
     /// `patience`: how long the list waits for a program's answer before it counts as complete without it.
-    DBusWorkspace(std::shared_ptr<bus::SessionBus> bus, DispatchQueue& mainQueue,
-                  std::vector<std::string> bundleIdentifiers,
+    DBusWorkspace(std::shared_ptr<SessionBus> bus, DispatchQueue& mainQueue, std::vector<std::string> bundleIdentifiers,
                   std::chrono::milliseconds patience = std::chrono::seconds(10));
     ~DBusWorkspace() override;
     DBusWorkspace(const DBusWorkspace&) = delete;
@@ -64,8 +65,10 @@ private:
 
     DispatchQueue& mainQueue_;
     const std::vector<std::string> bundleIdentifiers_;
-    const std::shared_ptr<bus::SessionBus> bus_;
+    const std::shared_ptr<SessionBus> bus_;
     const std::shared_ptr<ProgramList> list_;
     std::unique_ptr<ProgramFinder> finder_;  ///< null without a bus
     std::unique_ptr<ProgramWatch> watch_;    ///< null without a bus
 };
+
+}  // namespace bus

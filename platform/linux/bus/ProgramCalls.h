@@ -13,6 +13,8 @@
 #include <string>
 #include <utility>
 
+namespace bus {
+
 /// Calls of presentation programs over a connection of its own: a loop serves it and hears the replies. It is opened at
 /// the first call, and anew after it broke. What is not asked for on it is thrown away. On the loop's thread only.
 class ProgramCalls {
@@ -23,17 +25,17 @@ public:
     ProgramCalls(const ProgramCalls&) = delete;
     ProgramCalls& operator=(const ProgramCalls&) = delete;
 
-    /// Calls the owner of a unique name, who has that long to answer; then the failure is `bus::kTimeout`. `answer` is
+    /// Calls the owner of a unique name, who has that long to answer; then the failure is `kTimeout`. `answer` is
     /// told what the reply says, or why there is none; exactly once, and before `call` returns when nothing could be
     /// sent. It runs while the library holds its lock: the rest is for a task. Must not throw.
     template <typename Value>
-    void call(const std::string& owner, const bus::Call<Value>& event, std::chrono::milliseconds timeout,
-              std::function<void(const bus::Failure*, Value)> answer) {
+    void call(const std::string& owner, const Call<Value>& event, std::chrono::milliseconds timeout,
+              std::function<void(const Failure*, Value)> answer) {
         // When the connection breaks all that is owed goes with it, and is told so.
         const auto owed = completionHandler(std::move(answer), &kConnectionBroke, Value{});
-        const auto failure = bus::failureOf(bus::kProgramFailed, [&] {
+        const auto failure = failureOf(kProgramFailed, [&] {
             auto& [peer, isOwing] = programOf(owner);
-            peer->ask<Value>(event, timeout, [owed, isOwing = isOwing](const bus::Failure* why, Value value) {
+            peer->ask<Value>(event, timeout, [owed, isOwing = isOwing](const Failure* why, Value value) {
                 owed(why, std::move(value));
             });
         });
@@ -44,9 +46,9 @@ public:
     [[nodiscard]] runtime::Loop& loop() const { return loop_; }
 
 private:
-    inline static const bus::Failure kConnectionBroke{bus::kProgramFailed, "the connection to the bus broke"};
+    inline static const Failure kConnectionBroke{kProgramFailed, "the connection to the bus broke"};
     struct Program {
-        std::unique_ptr<bus::Peer> peer;                                ///< keeps its calls alive
+        std::unique_ptr<Peer> peer;                                     ///< keeps its calls alive
         std::shared_ptr<void> isOwing = std::make_shared<std::byte>();  ///< shared with the replies that it owes
     };
 
@@ -54,7 +56,9 @@ private:
     [[nodiscard]] Program& programOf(const std::string& owner);
 
     runtime::Loop& loop_;
-    std::unique_ptr<bus::Connection> connection_;
+    std::unique_ptr<Connection> connection_;
     std::map<std::string, Program> programs_;  ///< by unique name
     bool hasEnded_ = false;
 };
+
+}  // namespace bus

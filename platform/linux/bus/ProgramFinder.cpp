@@ -4,8 +4,10 @@
 
 #include <utility>
 
-ProgramFinder::ProgramFinder(std::shared_ptr<bus::SessionBus> bus, std::shared_ptr<ProgramList> list)
-    : bus_(std::move(bus)), list_(std::move(list)), daemon_(bus_->connection(), bus::kBusDaemon, bus::kBusDaemonPath) {}
+namespace bus {
+
+ProgramFinder::ProgramFinder(std::shared_ptr<SessionBus> bus, std::shared_ptr<ProgramList> list)
+    : bus_(std::move(bus)), list_(std::move(list)), daemon_(bus_->connection(), kBusDaemon, kBusDaemonPath) {}
 
 void ProgramFinder::find(const std::string& bundleIdentifier, Found found) {
     bus_->post([this, bundleIdentifier, found = std::move(found)] {
@@ -31,14 +33,14 @@ void ProgramFinder::check() {
 }
 
 void ProgramFinder::start(std::uint64_t number, const std::string& bundleIdentifier) {
-    const auto answer = [this, number](const bus::Failure* failure, std::uint32_t) {
+    const auto answer = [this, number](const Failure* failure, std::uint32_t) {
         if (failure != nullptr) bus_->post([this, number] { failed(number); });  // after what appeared meanwhile
     };
     try {
         daemon_.ask<std::uint32_t>(
-            bus::makeCall<std::uint32_t>(bus::kBusDaemon, "StartServiceByName", bundleIdentifier, std::uint32_t{0}),
-            kPatience, answer);
-    } catch (const bus::Failure&) {
+            makeCall<std::uint32_t>(kBusDaemon, "StartServiceByName", bundleIdentifier, std::uint32_t{0}), kPatience,
+            answer);
+    } catch (const Failure&) {
         end(number, std::nullopt);
     }
 }
@@ -61,3 +63,5 @@ void ProgramFinder::shutDown() {
         while (!waits_.empty()) end(waits_.begin()->first, std::nullopt);
     });
 }
+
+}  // namespace bus

@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <map>
 
+namespace bus {
+
 /// Finds a program that runs, or has the bus start one and waits until it is listed.
 class ProgramFinder {
 public:
@@ -18,7 +20,7 @@ public:
     using Found = std::function<void(const std::optional<std::string>& owner)>;
 
     /// The bus must be stopped when the finder is destroyed.
-    ProgramFinder(std::shared_ptr<bus::SessionBus> bus, std::shared_ptr<ProgramList> list);
+    ProgramFinder(std::shared_ptr<SessionBus> bus, std::shared_ptr<ProgramList> list);
 
     /// Calls `found` once, later, unless the bus thread ends before. Any thread.
     void find(const std::string& bundleIdentifier, Found found);
@@ -39,10 +41,12 @@ private:
     void failed(std::uint64_t number);
     void end(std::uint64_t number, const std::optional<std::string>& owner);
 
-    const std::shared_ptr<bus::SessionBus> bus_;
+    const std::shared_ptr<SessionBus> bus_;
     const std::shared_ptr<ProgramList> list_;
-    bus::Peer daemon_;
+    Peer daemon_;
     std::map<std::uint64_t, Wait> waits_;  ///< bus thread, as is what follows
     std::uint64_t lastNumber_ = 0;
     bool isShutDown_ = false;
 };
+
+}  // namespace bus

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+namespace bus {
+
 RunningProgram::RunningProgram(Facts facts, DispatchQueue& mainQueue)
     : facts_(std::move(facts)),
       mainQueue_(mainQueue),
@@ -74,3 +76,5 @@ bool ProgramList::toldIsComplete() const {
     const std::lock_guard lock(mutex_);
     return told_.isComplete;
 }
+
+}  // namespace bus

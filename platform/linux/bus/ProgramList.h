@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <mutex>
 
+namespace bus {
+
 /// A presentation program that runs. Any thread.
 class RunningProgram final : public RunningApplication {
 public:
@@ -77,3 +79,5 @@ private:
     State now_;   ///< guarded by `mutex_`
     State told_;  ///< guarded by `mutex_`
 };
+
+}  // namespace bus

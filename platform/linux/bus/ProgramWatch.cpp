@@ -7,6 +7,7 @@
 #include <charconv>
 #include <utility>
 
+namespace bus {
 namespace {
 
 constexpr std::size_t kMostPrograms = 64;
@@ -25,13 +26,13 @@ std::uint64_t connectionNumber(const std::string& uniqueName) {
     return number;
 }
 
-bool isForged(const bus::Failure* failure) {
-    return failure != nullptr && failure->name() == bus::kForged;
+bool isForged(const Failure* failure) {
+    return failure != nullptr && failure->name() == kForged;
 }
 
 }  // namespace
 
-ProgramWatch::ProgramWatch(std::shared_ptr<bus::SessionBus> bus, DispatchQueue& mainQueue,
+ProgramWatch::ProgramWatch(std::shared_ptr<SessionBus> bus, DispatchQueue& mainQueue,
                            std::vector<std::string> bundleIdentifiers, std::shared_ptr<ProgramList> list,
                            std::function<void()> changed, std::chrono::milliseconds patience)
     : bus_(std::move(bus)),
@@ -40,12 +41,12 @@ ProgramWatch::ProgramWatch(std::shared_ptr<bus::SessionBus> bus, DispatchQueue& 
       list_(std::move(list)),
       changed_(std::move(changed)),
       patience_(patience),
-      daemon_(bus_->connection(), bus::kBusDaemon, bus::kBusDaemonPath) {
+      daemon_(bus_->connection(), kBusDaemon, kBusDaemonPath) {
     for (const auto& identifier : bundleIdentifiers_) watchNames(identifier);
     const auto processTold = [this](const std::string& sender, pid_t process) {
         if (isOwner(sender)) post([this, sender, process] { processChanged(sender, process); });
     };
-    matches_.push_back(bus::watchProcessIdentifiers(bus_->connection(), processTold));
+    matches_.push_back(watchProcessIdentifiers(bus_->connection(), processTold));
     listNames(Appearance::before);
 }
 
@@ -60,8 +61,8 @@ void ProgramWatch::watchNames(const std::string& identifier) {
 void ProgramWatch::listNames(Appearance appearance) {
     wasTurnedAway_ = isPlaceFree_ = false;
     using Names = std::vector<std::string>;
-    daemon_.ask<Names>(bus::makeCall<Names>(bus::kBusDaemon, "ListNames"), bus::Peer::kDefaultTimeout,
-                       [this, appearance](const bus::Failure* failure, const Names& names) {
+    daemon_.ask<Names>(makeCall<Names>(kBusDaemon, "ListNames"), Peer::kDefaultTimeout,
+                       [this, appearance](const Failure* failure, const Names& names) {
                            post([this, appearance, names, isForged = isForged(failure)] {
                                --questionsToDaemon_;
                                isForged ? listNames(appearance) : namesListed(names, appearance);
@@ -80,9 +81,8 @@ void ProgramWatch::namesListed(const std::vector<std::string>& names, Appearance
 }
 
 void ProgramWatch::askForOwner(const std::string& name, Appearance appearance) {
-    daemon_.ask<std::string>(bus::makeCall<std::string>(bus::kBusDaemon, "GetNameOwner", name),
-                             bus::Peer::kDefaultTimeout,
-                             [this, name, appearance](const bus::Failure* failure, const std::string& owner) {
+    daemon_.ask<std::string>(makeCall<std::string>(kBusDaemon, "GetNameOwner", name), Peer::kDefaultTimeout,
+                             [this, name, appearance](const Failure* failure, const std::string& owner) {
                                  post([this, name, appearance, owner, isForged = isForged(failure)] {
                                      --questionsToDaemon_;
                                      if (isForged) return askForOwner(name, appearance);
@@ -100,7 +100,7 @@ void ProgramWatch::ownerChanged(const std::string& name, const std::string& owne
 /// The bundle identifier in front of the name, when it is one of those watched.
 const std::string* ProgramWatch::identifierOf(const std::string& name) const {
     const auto found = std::find_if(bundleIdentifiers_.begin(), bundleIdentifiers_.end(), [&](const auto& identifier) {
-        return name.starts_with(identifier + bus::kInstanceInfix);
+        return name.starts_with(identifier + kInstanceInfix);
     });
     return found == bundleIdentifiers_.end() ? nullptr : &*found;
 }
@@ -138,10 +138,10 @@ void ProgramWatch::add(const std::string& name, const std::string& owner, Appear
 
 /// The answer may take as long as it likes.
 void ProgramWatch::ask(const std::string& name, Program& program) {
-    program.peer = std::make_unique<bus::Peer>(bus_->connection(), program.owner, bus::kProgramPath);
-    program.peer->ask<bus::ProgramFacts>(
-        bus::program::facts(), bus::Peer::kForever,
-        [this, name, query = program.query](const bus::Failure* failure, const bus::ProgramFacts& facts) {
+    program.peer = std::make_unique<Peer>(bus_->connection(), program.owner, kProgramPath);
+    program.peer->ask<ProgramFacts>(
+        program::facts(), Peer::kForever,
+        [this, name, query = program.query](const Failure* failure, const ProgramFacts& facts) {
             post([this, name, query, facts, isForged = isForged(failure)] {
                 if (Program* const asked = programOf(name, query)) {
                     isForged ? ask(name, *asked) : answered(name, *asked, facts);
@@ -151,7 +151,7 @@ void ProgramWatch::ask(const std::string& name, Program& program) {
 }
 
 /// Lists the program if its answer makes sense.
-void ProgramWatch::answered(const std::string& name, Program& program, const bus::ProgramFacts& facts) {
+void ProgramWatch::answered(const std::string& name, Program& program, const ProgramFacts& facts) {
     program.isAwaited = false;
     const auto& [process, identifier, url] = facts;
     if (!process || !url || identifier != *identifierOf(name)) return;
@@ -179,7 +179,7 @@ void ProgramWatch::processChanged(const std::string& owner, pid_t process) {
 
 void ProgramWatch::post(std::function<void()> task) {
     bus_->post([this, task = std::move(task)] {
-        bus::guarded(task);
+        guarded(task);
         settle();
     });
 }
@@ -202,3 +202,5 @@ void ProgramWatch::settle() {
     list_->publish(std::move(programs), isComplete);
     changed_();
 }
+
+}  // namespace bus

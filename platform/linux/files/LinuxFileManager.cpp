@@ -25,14 +25,14 @@ ErrorPtr fileError(int code, const char* what, const path& path) {
 
 class LinuxFileHandle final : public FileHandle {
 public:
-    explicit LinuxFileHandle(FileDescriptor file) : file_(std::move(file)) {}
+    explicit LinuxFileHandle(runtime::FileDescriptor file) : file_(std::move(file)) {}
     void write(std::string_view bytes) override {
         // One call: the kernel keeps the bytes of a call together, so lines of several threads do not mix.
         [[maybe_unused]] const auto dropped = ::write(file_.get(), bytes.data(), bytes.size());
     }
 
 private:
-    const FileDescriptor file_;
+    const runtime::FileDescriptor file_;
 };
 
 }  // namespace
@@ -59,7 +59,8 @@ ErrorPtr LinuxFileManager::createDirectory(const path& path) {
 
 ErrorPtr LinuxFileManager::createFile(const path& path, std::string_view contents) {
     // A pipe that nobody reads would keep the call waiting; without blocking it fails.
-    const FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK, 0666));
+    const runtime::FileDescriptor file(
+        ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK, 0666));
     if (!file || !file.writeAll(contents)) return fileError(errno, "Could not write the file", path);
     return nullptr;
 }
@@ -75,7 +76,7 @@ ErrorPtr LinuxFileManager::moveItem(const path& from, const path& to) {
 }
 
 std::unique_ptr<FileHandle> LinuxFileManager::openForWriting(const path& path, ErrorPtr& error) {
-    FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK));
+    runtime::FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK));
     error = file ? nullptr : fileError(errno, "Could not open for writing", path);
     return file ? std::make_unique<LinuxFileHandle>(std::move(file)) : nullptr;
 }

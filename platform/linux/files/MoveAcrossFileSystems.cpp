@@ -37,17 +37,17 @@ public:
           file_(::mkostemp(name_.data(), O_CLOEXEC)),
           isHidden_(file_) {}
     ~HiddenFile() {
-        file_ = FileDescriptor();  // a network file system would keep what is removed while it is open
+        file_ = runtime::FileDescriptor();  // a network file system would keep what is removed while it is open
         if (isHidden_) ::unlink(name_.c_str());
     }
     HiddenFile(const HiddenFile&) = delete;
     HiddenFile& operator=(const HiddenFile&) = delete;
 
-    [[nodiscard]] const FileDescriptor& file() const { return file_; }
+    [[nodiscard]] const runtime::FileDescriptor& file() const { return file_; }
 
     /// Whether this file, which nobody else writes, is granted a lease. It can be written no more.
     bool isGrantedLease() {
-        file_ = FileDescriptor(::open(name_.c_str(), O_RDONLY | O_CLOEXEC));
+        file_ = runtime::FileDescriptor(::open(name_.c_str(), O_RDONLY | O_CLOEXEC));
         return file_ && takeLease(file_.get());
     }
 
@@ -55,14 +55,15 @@ public:
     int publish(const path& destination) {
         if (const int error = renameExclusively(name_, destination)) return error;
         isHidden_ = false;
-        const FileDescriptor folder(::open(destination.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        const runtime::FileDescriptor folder(
+            ::open(destination.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
         if (folder) ::fsync(folder.get());
         return 0;
     }
 
 private:
     std::string name_;
-    FileDescriptor file_;
+    runtime::FileDescriptor file_;
     bool isHidden_;
 };
 
@@ -71,7 +72,7 @@ class Source {
 public:
     /// Nothing, with `errno` set, when the path is no regular file that can be read.
     static std::optional<Source> open(const path& path) {
-        FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+        runtime::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
         if (!file && errno == EAGAIN) errno = EBUSY;  // somebody else's write lease
         Source source(path, std::move(file));
         if (!source.file_ || ::fstat(source.descriptor(), &source.status_) != 0) return std::nullopt;
@@ -102,7 +103,7 @@ public:
     [[nodiscard]] const struct stat& status() const { return status_; }
 
 private:
-    Source(const path& path, FileDescriptor file) : path_(path), file_(std::move(file)) {}
+    Source(const path& path, runtime::FileDescriptor file) : path_(path), file_(std::move(file)) {}
 
     /// Network file systems refuse leases although nobody writes. A new file beside the source tells whether this one
     /// does, and what time it is on the clock that stamps the source.
@@ -115,12 +116,12 @@ private:
     }
 
     const path& path_;
-    FileDescriptor file_;
+    runtime::FileDescriptor file_;
     struct stat status_ {};
     bool leased_ = false;
 };
 
-bool copyBytes(int from, const FileDescriptor& to) {
+bool copyBytes(int from, const runtime::FileDescriptor& to) {
     std::array<char, 32768> buffer{};
     off_t position = 0;
     for (;;) {

@@ -7,6 +7,6 @@ namespace files {
 /// Opens an entry of an open directory, but neither a symbolic link nor what is mounted there: none when it is one of
 /// those, is gone or must not be read, with `errno` set. With O_PATH nothing is opened in earnest, and a link opens as
 /// itself.
-[[nodiscard]] FileDescriptor openEntry(int directory, const char* name, int flags);
+[[nodiscard]] runtime::FileDescriptor openEntry(int directory, const char* name, int flags);
 
 }  // namespace files

@@ -15,17 +15,17 @@ constexpr std::size_t kLargestFile = 1 << 20;
 
 /// Whether an O_PATH descriptor stands for a regular file. Until this is known nothing is opened in earnest: a device
 /// may act on being opened.
-bool isRegular(const FileDescriptor& path) {
+bool isRegular(const runtime::FileDescriptor& path) {
     struct stat status {};
     return path && ::fstat(path.get(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
 /// The file behind an O_PATH descriptor; empty for anything but a regular file of bearable size.
-std::string readSmallFile(const FileDescriptor& path) {
+std::string readSmallFile(const runtime::FileDescriptor& path) {
     if (!isRegular(path)) return {};
     // Opened through the descriptor that was looked at, so that nothing else can have taken its place.
     const auto name = "/proc/self/fd/" + std::to_string(path.get());
-    const FileDescriptor file(::open(name.c_str(), O_RDONLY | O_CLOEXEC));
+    const runtime::FileDescriptor file(::open(name.c_str(), O_RDONLY | O_CLOEXEC));
     struct stat status {};
     if (!file || ::fstat(file.get(), &status) != 0) return {};
     // Files of /proc and the like say 0 and are no lists.
@@ -56,7 +56,7 @@ std::optional<std::string> stringIn(const PropertyScalars& scalars, std::string_
 }
 
 PropertyScalars readPropertyScalars(const std::filesystem::path& path) {
-    return scalarsIn(readSmallFile(FileDescriptor(::open(path.c_str(), O_PATH | O_CLOEXEC))));
+    return scalarsIn(readSmallFile(runtime::FileDescriptor(::open(path.c_str(), O_PATH | O_CLOEXEC))));
 }
 
 std::optional<PropertyScalars> readPropertyScalarsIn(int directory, const char* name) {

@@ -34,7 +34,7 @@ std::set<std::filesystem::path> BundleWalk::run(const std::stop_token& stop) {
 }
 
 void BundleWalk::walkRoot(const std::filesystem::path& root, const std::stop_token& stop) {
-    FileDescriptor directory(::open(root.c_str(), kDirectory | O_NOFOLLOW | O_CLOEXEC));
+    runtime::FileDescriptor directory(::open(root.c_str(), kDirectory | O_NOFOLLOW | O_CLOEXEC));
     if (!directory) return;
     // Names are appended with a slash before them.
     path_ = root == "/" ? "" : root.native();
@@ -51,7 +51,7 @@ void BundleWalk::walkRoot(const std::filesystem::path& root, const std::stop_tok
 }
 
 /// Takes up the directory at `path_`, unless it is a bundle.
-void BundleWalk::arrive(FileDescriptor directory) {
+void BundleWalk::arrive(runtime::FileDescriptor directory) {
     progress_.directories.fetch_add(1, std::memory_order_relaxed);
     if (path_.ends_with(".app") && isBundle(directory.get())) return;
     auto& reader = readerOf(levels_.size());
@@ -116,7 +116,7 @@ void BundleWalk::enter(const char* name) {
 }
 
 void BundleWalk::leave() {
-    reader().directory = FileDescriptor();
+    reader().directory = runtime::FileDescriptor();
     levels_.pop_back();
     if (!levels_.empty() && reader().level != levels_.size() - 1) openAgain();
 }
@@ -126,14 +126,14 @@ void BundleWalk::leave() {
 void BundleWalk::openAgain() {
     const auto& level = levels_.back();
     const auto path = level.pathLength == 0 ? "/" : path_.substr(0, level.pathLength);
-    FileDescriptor directory(::open(path.c_str(), kDirectory | O_CLOEXEC));
+    runtime::FileDescriptor directory(::open(path.c_str(), kDirectory | O_CLOEXEC));
     struct stat status {};
     const bool same = directory && ::fstat(directory.get(), &status) == 0 && status.st_dev == level.device &&
                       status.st_ino == level.inode && ::lseek64(directory.get(), level.resume, SEEK_SET) >= 0;
     auto& to = reader();
     to.level = levels_.size() - 1;
     to.next = to.end = 0;
-    to.directory = same ? std::move(directory) : FileDescriptor();
+    to.directory = same ? std::move(directory) : runtime::FileDescriptor();
 }
 
 }  // namespace search

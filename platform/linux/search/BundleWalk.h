@@ -52,14 +52,14 @@ private:
     /// their directories again when the walk comes back.
     struct Reader {
         std::size_t level = 0;
-        FileDescriptor directory;
+        runtime::FileDescriptor directory;
         std::unique_ptr<char[]> buffer;
         std::size_t next = 0;
         std::size_t end = 0;
     };
 
     void walkRoot(const std::filesystem::path& root, const std::stop_token& stop);
-    void arrive(FileDescriptor directory);
+    void arrive(runtime::FileDescriptor directory);
     [[nodiscard]] bool isBundle(int directory);
     [[nodiscard]] const dirent64* nextEntry();
     [[nodiscard]] bool isDirectory(const dirent64& entry);

@@ -66,9 +66,9 @@ protected:
     std::optional<std::string> owner = program.uniqueName();
     NotedConsoleLog consoleLog;
     runtime::LoopDispatch dispatch{consoleLog};
-    DBusScripting scripting{dispatch.mainQueue(),
-                            [this](pid_t process) { return process == 41 ? owner : std::nullopt; },
-                            [this](const std::string&) { return owner; }};
+    bus::DBusScripting scripting{dispatch.mainQueue(),
+                                 [this](pid_t process) { return process == 41 ? owner : std::nullopt; },
+                                 [this](const std::string&) { return owner; }};
     std::shared_ptr<ScriptingApplication> keynote = scripting.applicationForProcess(41);
     std::shared_ptr<NotingScriptingDelegate> delegate = std::make_shared<NotingScriptingDelegate>();
 };
@@ -214,7 +214,7 @@ TEST_F(ScriptingTest, AnswersHoweverFewDescriptorsAreLeft) {
 TEST_F(ScriptingTest, GoesOnWaitingWhenAnotherCallCannotBeSent) {
     program.holds = true;
     Lines heard;
-    const auto calls = std::make_shared<ProgramCalls>(dispatch.mainQueue());
+    const auto calls = std::make_shared<bus::ProgramCalls>(dispatch.mainQueue());
     const auto call = [&](const std::string& name, const std::string& to, const bus::Call<PresentingState>& event) {
         calls->call<PresentingState>(to, event, milliseconds(300),
                                      [&heard, name](const auto*, const auto&) { heard.push_back(name); });

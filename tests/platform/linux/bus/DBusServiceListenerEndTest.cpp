@@ -47,7 +47,7 @@ TEST(SessionBus, SaysWhyItCannotBeReached) {
     EXPECT_NE(problem.find("Cannot reach the session bus"), std::string::npos) << problem;
     NotedConsoleLog log;
     runtime::LoopDispatch dispatch(log);
-    DBusServiceListener listener(nullptr, dispatch, log, {});
+    bus::DBusServiceListener listener(nullptr, dispatch, log, {});
     EXPECT_EQ(listener.resume(), 1);
 }
 

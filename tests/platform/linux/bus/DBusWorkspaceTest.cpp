@@ -12,8 +12,8 @@ using Lines = std::vector<std::string>;
 class WorkspaceTest : public testing::Test {
 protected:
     void begin(std::chrono::milliseconds patience = std::chrono::hours(1)) {
-        workspace = std::make_unique<DBusWorkspace>(sessionBus, dispatch.mainQueue(),
-                                                    std::vector<std::string>{kKeynote}, patience);
+        workspace = std::make_unique<bus::DBusWorkspace>(sessionBus, dispatch.mainQueue(),
+                                                         std::vector<std::string>{kKeynote}, patience);
         observation = workspace->observeRunningApplications([this] { observed.add(list()); });
         sessionBus->start([] {});
         mainLoop = std::thread([this] { static_cast<void>(dispatch.run()); });
@@ -68,7 +68,7 @@ protected:
     runtime::LoopDispatch dispatch{consoleLog};
     std::string problem;
     std::shared_ptr<SessionBus> sessionBus = SessionBus::open(problem);
-    std::unique_ptr<DBusWorkspace> workspace;
+    std::unique_ptr<bus::DBusWorkspace> workspace;
     Notes observed;
     Handle observation;
     std::thread mainLoop;

@@ -136,7 +136,7 @@ protected:
     std::atomic<int> came = 0;
     std::atomic<int> left = 0;
     std::string problem;
-    DBusServiceListener listener{
+    bus::DBusServiceListener listener{
         SessionBus::open(problem), dispatch, consoleLog, {[this] { ++came; }, [this] { ++left; }}};
     std::atomic<int> status = -1;
     std::thread runner;

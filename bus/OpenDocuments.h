@@ -6,9 +6,11 @@
 #include <string>
 #include <vector>
 
+namespace bus {
+
 /// Which callers have which documents open. A document that several have opened is closed with the last of them, and
 /// what a caller has left open when it leaves the bus is closed for it. Any thread.
-class Openers {
+class OpenDocuments {
 public:
     /// The caller is about to open something.
     void began(const std::string& caller);
@@ -28,3 +30,5 @@ private:
     std::set<std::string> callers_;
     std::multimap<std::string, std::string> callersByDocument_;
 };
+
+}  // namespace bus

@@ -1,29 +1,31 @@
-#include "bus/Openers.h"
+#include "bus/OpenDocuments.h"
 
-void Openers::began(const std::string& caller) {
+namespace bus {
+
+void OpenDocuments::began(const std::string& caller) {
     const std::lock_guard lock(mutex_);
     callers_.insert(caller);
 }
 
-bool Openers::isThere(const std::string& caller) const {
+bool OpenDocuments::isThere(const std::string& caller) const {
     const std::lock_guard lock(mutex_);
     return callers_.contains(caller);
 }
 
-bool Openers::opened(const std::string& caller, const std::string& document) {
+bool OpenDocuments::opened(const std::string& caller, const std::string& document) {
     const std::lock_guard lock(mutex_);
     if (callers_.contains(caller)) callersByDocument_.emplace(document, caller);
     return callersByDocument_.contains(document);
 }
 
-bool Openers::closed(const std::string& document) {
+bool OpenDocuments::closed(const std::string& document) {
     const std::lock_guard lock(mutex_);
     const auto one = callersByDocument_.find(document);
     if (one != callersByDocument_.end()) callersByDocument_.erase(one);
     return !callersByDocument_.contains(document);
 }
 
-std::vector<std::string> Openers::left(const std::string& caller) {
+std::vector<std::string> OpenDocuments::left(const std::string& caller) {
     const std::lock_guard lock(mutex_);
     if (callers_.erase(caller) == 0) return {};
     std::set<std::string> documents;
@@ -36,7 +38,9 @@ std::vector<std::string> Openers::left(const std::string& caller) {
     return {documents.begin(), documents.end()};
 }
 
-bool Openers::isEmpty() const {
+bool OpenDocuments::isEmpty() const {
     const std::lock_guard lock(mutex_);
     return callersByDocument_.empty();
 }
+
+}  // namespace bus
