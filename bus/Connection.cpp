@@ -61,6 +61,7 @@ private:
     }
 
     void serve() {
+        // A wake-up may be due after the bus has gone.
         if (!watch_) return;
         try {
             for (int served = 0; served < kMostAtOnce && processPending(connection_);) ++served;

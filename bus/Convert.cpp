@@ -13,6 +13,7 @@ namespace {
 std::string errorNameFrom(const Error& error) {
     std::string name = kErrorPrefix + error.domain() + ".Code" + std::to_string(error.code());
     for (char& c : name) {
+        // The bus lets no other character into the name of an error, and no digit behind a dot: hence "Code".
         const bool allowed = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '.';
         if (!allowed) c = '_';
     }
@@ -49,6 +50,7 @@ std::optional<std::string> optionalFrom(const std::string& text) {
 std::optional<Path> optionalPathFrom(const std::string& url) {
     if (url.empty()) return std::nullopt;
     auto path = pathFromURL(url);
+    // Told to the caller, because a relative path would mean another directory to the service.
     if (!path) {
         throw Failure(kInvalidArguments, "Not a file URL; pass one like file:///home/me/captures.");
     }
@@ -61,10 +63,12 @@ Failure failureFrom(const Error& error) {
 
 ErrorPtr errorFrom(const Failure& failure) {
     const std::string& name = failure.name();
+    // The last one counts: a domain may hold ".Code" itself.
     const auto codeAt = name.rfind(".Code");
     if (name.starts_with(kErrorPrefix) && codeAt != std::string::npos) {
         const std::size_t start = std::string_view(kErrorPrefix).size();
         std::string digits = name.substr(codeAt + 5);
+        // A name cannot hold a minus sign, see `errorNameFrom`.
         if (digits.starts_with('_')) digits.front() = '-';
         std::int64_t code = 0;
         const auto* end = digits.data() + digits.size();
@@ -79,6 +83,7 @@ ErrorStruct structFrom(const ErrorPtr& error) {
     if (!error) return {};
     std::map<std::string, sdbus::Variant> info;
     for (const auto& [key, value] : error->userInfo()) info.emplace(validUTF8(key), sdbus::Variant(validUTF8(value)));
+    // The contract has 32 bits for a code.
     return ErrorStruct(validUTF8(error->domain()), static_cast<std::int32_t>(error->code()), std::move(info));
 }
 

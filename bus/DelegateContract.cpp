@@ -23,6 +23,7 @@ public:
           delegate_(delegate),
           mayCall_(std::move(mayCall)),
           object_(std::move(object)) {
+        // Last, because calls may come from here on.
         object_->finishRegistration();
     }
 
@@ -33,6 +34,7 @@ private:
         if (message == nullptr || !mayCall_(message->getSender())) {
             throw sdbus::Error(kAccessDenied, "Only the capture service may call this.");
         }
+        // What the host throws must not reach the library, and not the service either.
         guarded(call);
     }
 

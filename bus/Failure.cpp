@@ -20,6 +20,7 @@ std::optional<Failure> failureOf(const char* name, const std::function<void()>& 
 }
 
 void guarded(const std::function<void()>& work) noexcept {
+    // Anybody can send a message that fails so; a line for each would let them fill the journal.
     const auto unlessOfTheBus = [&] {
         try {
             translated(work);
@@ -28,6 +29,7 @@ void guarded(const std::function<void()>& work) noexcept {
         }
     };
     runtime::runReporting(unlessOfTheBus, [](const std::string& reason) {
+        // Not a stream, which may throw.
         std::fprintf(stderr, "A message on the bus could not be served: %s\n", reason.c_str());
     });
 }

@@ -18,6 +18,7 @@ sdbus::MethodCall messageOf(const Event& event, sdbus::IProxy& proxy) {
 using Clock = std::chrono::steady_clock;
 
 std::uint64_t microsecondsOf(Peer::Timeout timeout) {
+    // The library takes its largest number for "never", and its own default for zero.
     return timeout == Peer::kForever ? UINT64_MAX : static_cast<std::uint64_t>(timeout.count());
 }
 
@@ -36,6 +37,7 @@ void Peer::tell(const Event& event) {
         message.dontExpectReply();
         static_cast<void>(proxy_->callMethod(message));
     });
+    // What the daemon could not take at once is sent by the loop.
     connection_.wake();
 }
 

@@ -20,6 +20,7 @@ Path targetFrom(const std::string& url) {
 /// The answer of a call whose values travel as they are.
 template <typename... Values>
 Answer<Values...> answerOf(sdbus::Result<Values...>&& result) {
+    // Silence when nobody answers: a program that hangs is seen by its caller as one that hangs.
     return Answer<Values...>(sender(std::move(result), kProgramFailed));
 }
 
@@ -34,6 +35,7 @@ public:
         : PresentationProgram_adaptor(*object), program_(program), object_(std::move(object)) {
         departures_ =
             connection.watchNames("arg2=''", [this](const auto& caller, const auto&) { program_.callerLeft(caller); });
+        // Last, because calls may come from here on.
         object_->finishRegistration();
     }
 
@@ -106,6 +108,7 @@ private:
         try {
             return program_.version();
         } catch (const Failure& failure) {
+            // A property has no answer that could be given later; the library sends what is thrown.
             throw sdbus::Error(failure.name(), failure.what());
         }
     }
@@ -122,6 +125,7 @@ Failure refusal(const std::string& sentence) {
 }
 
 std::string instanceName(std::int64_t number) {
+    // The name must differ for each process: several programs may run at a time.
     return kKeynoteBundleIdentifier + (kInstanceInfix + std::to_string(number));
 }
 

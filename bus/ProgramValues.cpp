@@ -10,6 +10,7 @@ namespace bus {
 namespace {
 
 constexpr std::size_t kMostEntries = 64;
+/// A program with more windows, or longer texts, is broken or means harm; reading them all would hold up the others.
 constexpr std::size_t kMostWindows = 1000;
 constexpr std::size_t kLongestText = 16384;
 
@@ -55,6 +56,7 @@ std::optional<std::string> anyTextOf(const Dictionary& values, const char* key) 
 
 std::optional<Path> fileFrom(const Dictionary& values) {
     const auto url = valueOf<std::string>(values, "documentFile").value_or("");
+    // A show must not be missed because of its document's file.
     return url.size() > kLongestText ? std::nullopt : pathFromURL(url);
 }
 
@@ -95,6 +97,7 @@ sdbus::Variant variantFrom(const ExportProperties::mapped_type& value) {
 Dictionary dictionaryFrom(sdbus::Message& reply) {
     Dictionary values;
     if (!reply.enterContainer("{sv}")) return values;
+    // Entry by entry, because the library would read a million of them before anybody could object.
     for (std::size_t entry = 0; entry < kMostEntries && reply.enterDictEntry("sv"); ++entry) {
         std::string key;
         sdbus::Variant value;
@@ -120,6 +123,7 @@ PresentingState presentingStateFrom(sdbus::Message& reply) {
     PresentingState state;
     state.playing = valueOf<bool>(values, "playing");
     auto id = valueOf<std::string>(values, "documentID");
+    // Without a document there is no slide, whatever else was told.
     if (!id) return state;
     state.firstDocument = {.id = shortText(std::move(*id), "documentID"),
                            .file = fileFrom(values),
@@ -142,6 +146,7 @@ std::vector<ScriptingWindow> windowsFrom(sdbus::Message& reply) {
     std::vector<ScriptingWindow> windows;
     if (!reply.enterContainer("(s(dddd)xx)")) return windows;
     WindowStruct window;
+    // For the same reason one at a time.
     while (windows.size() < kMostWindows && reply >> window) {
         const auto& bounds = window.get<1>();
         windows.push_back({cutText(window.get<0>()),
@@ -193,6 +198,7 @@ std::string propertyTextFrom(sdbus::Message& reply) {
 ExportProperties exportPropertiesFrom(const Dictionary& values) {
     ExportProperties properties;
     for (const auto& [key, value] : values) {
+        // Each type of its own: the library converts none into another.
         if (value.containsValueOfType<bool>()) properties[key] = value.get<bool>();
         if (value.containsValueOfType<double>()) properties[key] = value.get<double>();
         if (value.containsValueOfType<std::string>()) properties[key] = value.get<std::string>();

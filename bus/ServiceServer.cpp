@@ -49,6 +49,7 @@ public:
           bus_(std::move(bus)),
           take_(std::move(take)),
           object_(std::move(object)) {
+        // Last, because calls may come from here on.
         object_->finishRegistration();
     }
 
@@ -60,8 +61,10 @@ private:
         const std::function<void()>& check = [] {}) {
         const auto send = [bus = bus_, send = sender(std::move(result), kFailed)](const Failure* refusal,
                                                                                   const Results&... results) {
+            // Nobody serves the connection then, and the process is about to go.
             if (!bus->hasStopped()) send(refusal, results...);
         };
+        // A reply block that is dropped means success, so that is what a dropped answer says.
         const Answer<Results...> answer(send, nullptr);
         guarded([&] {
             take_({.kind = kind,
@@ -96,6 +99,7 @@ private:
              [seconds](Service& service, const VoidAnswer&) { service.setKeynotePollingInterval(seconds); });
     }
     void extractSlideFiles(sdbus::Result<>&& result, std::vector<std::string> names, std::string path) override {
+        // Up to 10000 names, shared because what checks them and what extracts them are copied with the call.
         const auto shared = std::make_shared<const std::vector<std::string>>(std::move(names));
         take(
             std::move(result),

@@ -18,6 +18,7 @@ std::shared_ptr<SessionBus> SessionBus::open(std::string& problem) {
 }
 
 SessionBus::SessionBus() {
+    // The loop does not run before `start`, so nothing arrives until everybody has put up what is to be called.
     connection_.serveOn(loop_, [this] {
         if (!stopped_) onLost_();
     });
@@ -41,6 +42,7 @@ void SessionBus::start(std::function<void()> onLost) {
 }
 
 void SessionBus::stop() {
+    // First, so that the end of the bus that may follow is nobody's loss.
     stopped_ = true;
     loop_.stop(EXIT_SUCCESS);
     if (thread_.joinable()) thread_.join();

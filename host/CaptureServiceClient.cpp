@@ -82,9 +82,11 @@ public:
           daemon_(bus_.connection(), bus::kBusDaemon, bus::kBusDaemonPath),
           ownerWatch_(bus_.connection().watchNames("arg0='" + std::string(bus::kServiceName) + "'",
                                                    [this](const auto&, const auto& now) { ownerChanged(now); })) {
+        // Asked after the watch has begun, so that no change is missed, and before anything is asked of the service.
         daemon_.ask<std::string>(
             bus::makeCall<std::string>(bus::kBusDaemon, "GetNameOwner", std::string(bus::kServiceName)), replyTimeout_,
             [this](const auto*, const std::string& now) { owner_ = now; });
+        // The host decides where its signals arrive; a thread that it does not know of must not take them.
         const NoSignals noSignals;
         bus_.start([this] { ownerLost(); });
     }
@@ -126,8 +128,10 @@ public:
 
 private:
     void ownerChanged(const std::string& now) {
+        // The first answer of the daemon and its signal may tell the same.
         if (now == owner_) return;
         owner_ = now;
+        // A service that has accepted nothing owes nothing, so nobody needs to hear that it went.
         if (std::exchange(accepted_, false)) ownerLost();
     }
 

@@ -13,6 +13,7 @@ std::atomic<int> exitStatus = 0;
 
 void setTimer(std::chrono::milliseconds time) {
     itimerval timer{};
+    // A timer of the system rather than a thread: no thread can be counted on any more.
     timer.it_value.tv_sec = time.count() / 1000;
     timer.it_value.tv_usec = time.count() % 1000 * 1000;
     ::setitimer(ITIMER_REAL, &timer, nullptr);
@@ -33,6 +34,7 @@ LastResort::~LastResort() {
 
 void LastResort::endProcessAfter(std::chrono::milliseconds time, int status) {
     exitStatus = status;
+    // The status first, which the handler reads.
     std::signal(SIGALRM, endNow);
     setTimer(time);
 }

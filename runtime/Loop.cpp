@@ -69,6 +69,7 @@ void Loop::onSignals(const std::vector<int>& signals, Task task) {
     for (const int signal : signals) set->add(signal);
     set->async_wait([this, set, task = std::move(task)](const boost::system::error_code& error, int) {
         if (error) return;
+        // From here on the signals do what they do by default: a second one ends a process that hangs.
         set->clear();
         context_->run(task, label());
     });
@@ -76,6 +77,7 @@ void Loop::onSignals(const std::vector<int>& signals, Task task) {
 
 void Loop::drop(std::shared_ptr<void> object) {
     std::unique_lock lock(context_->mutex);
+    // The object is freed without the lock, because what it owns may come back for the loop.
     if (context_->hasEnded) lock.unlock();
     if (lock) asio::post(context_->events, [object = std::move(object)] {});
 }
@@ -84,6 +86,7 @@ int Loop::run() {
     struct End {
         ~End() { context.end(); }
         Context& context;
+        // Also when the report throws: nobody may wait for a loop that runs no more.
     } const end{*context_};
     context_->events.run();
     const std::lock_guard lock(context_->mutex);

@@ -27,6 +27,7 @@ LoopDispatch::~LoopDispatch() {
 
 std::shared_ptr<DispatchQueue> LoopDispatch::makeSerialQueue(std::string label) {
     {
+        // Only when somebody needs it: most programs use the main queue alone.
         const std::lock_guard lock(mutex_);
         while (threads_.size() < kPoolThreads) threads_.emplace_back([this] { pool_->events.run(); });
     }

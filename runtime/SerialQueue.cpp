@@ -97,6 +97,7 @@ void SerialQueue::sync(const Task& task) {
         context.changed.notify_all();
     });
     std::unique_lock lock(context.mutex);
+    // One condition for all queues of a loop: waiting so is rare, and a queue needs none of its own.
     context.changed.wait(lock, [&] { return done || context.hasEnded; });
 }
 

@@ -46,6 +46,7 @@ struct WorkQueue::Crew : std::enable_shared_from_this<Crew> {
 
     /// Puts a queue where a thread finds it, and sees to it that one does. With the lock held.
     bool offer(const std::shared_ptr<Pieces>& pieces) {
+        // Each queue that is ready takes a resting thread; when none is left over for this one, another is hired.
         if (resting <= ready.size() && !hire()) return false;
         pieces->isServed = true;
         ready.push_back(pieces);
@@ -55,6 +56,7 @@ struct WorkQueue::Crew : std::enable_shared_from_this<Crew> {
 
     bool hire() {
         try {
+            // Detached, because a thread ends by itself when it has rested for long; `join` waits until none is left.
             std::thread([self = shared_from_this()] { self->serve(); }).detach();
         } catch (const std::system_error&) {
             return false;
@@ -117,6 +119,7 @@ struct WorkQueue::Crew : std::enable_shared_from_this<Crew> {
             pieces.waiting.pop_front();
             lock.unlock();
             runReporting(piece, report);
+            // Without the lock, because what the piece owns may push more.
             piece = nullptr;
             lock.lock();
         }

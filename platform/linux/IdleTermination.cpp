@@ -20,6 +20,7 @@ struct IdleTermination::State : std::enable_shared_from_this<State> {
         hosts += newHosts;
         if (hosts == 0) disables = std::min(disables, std::int64_t{0});  // whoever is to enable has gone
         if (isIdle() == wasIdle) return;
+        // A wait that is under way finds out by this number that it no longer counts.
         ++changes;
         if (!wasIdle) wait();
     }

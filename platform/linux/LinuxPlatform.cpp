@@ -60,6 +60,7 @@ LinuxPlatform::~LinuxPlatform() {
 
 /// A program that hangs must not hold up the end.
 void LinuxPlatform::giveUp(int status) {
+    // First, for the case that one of the others is stuck itself.
     lastResort_.endProcessAfter(kLongestEnd, status);
     workspace_.shutDown();
     scripting_.shutDown();

@@ -26,6 +26,7 @@ public:
         return signalled;
     }
     void signal() override {
+        // Lost when nobody waits, as the port says: a later waiter must not take it.
         if (signals_ == waiting_) return;
         ++signals_;
         changed_.notify_one();
@@ -44,6 +45,7 @@ public:
 
     bool performAndWait(const Task& work) override {
         bool isDone = false;
+        // Caught here, because the loop would throw it on its own thread and the caller would hear nothing.
         std::exception_ptr thrown;
         loop_.sync([&] {
             isDone = true;
@@ -79,6 +81,7 @@ private:
 }  // namespace
 
 void LinuxThreads::detachNewThread(std::string label, Main main) {
+    // Linux refuses longer names altogether.
     constexpr std::size_t kLongestName = 15;
     label.resize(std::min(label.size(), kLongestName));
     std::thread([label = std::move(label), main = std::move(main)] {

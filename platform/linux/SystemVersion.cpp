@@ -33,6 +33,7 @@ std::string distributionVersion(const std::filesystem::path& etc) {
     const auto own = ownVersion(etc);
     const auto debian = debianVersion(etc);
     if (own.empty()) return debian.empty() ? "unknown" : debian;
+    // Debian's own `os-release` has the major version only; on a derived one the file tells what it derives from.
     return debian.starts_with(own + ".") ? debian : own;
 }
 

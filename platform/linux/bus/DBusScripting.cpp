@@ -14,6 +14,7 @@ namespace bus {
 namespace {
 
 constexpr std::chrono::milliseconds kDefaultTimeout{60000};
+/// The program writes the sentence, and it goes into the log.
 constexpr std::size_t kLongestMessage = 1024;
 const Failure kNotRunning(kProgramFailed, "it is not running");
 
@@ -92,6 +93,7 @@ private:
     /// Sends an event from the main queue, in the order of the calls. What its reply says goes to `answer`, there too.
     template <typename Value>
     void ask(const Call<Value>& event, std::function<void(const Value&, const ErrorPtr&)> answer) {
+        // The queue rather than the caller's thread, so that events leave in the order in which they are decided.
         auto& mainQueue = calls_->loop();
         const auto hear = [self = shared_from_this(), &mainQueue, member = event.member, answer = std::move(answer)](
                               const Failure* failure, Value value) {
@@ -132,6 +134,7 @@ private:
     void tellFailure(const char* event, const Error& error) const {
         std::unique_lock lock(mutex_);
         const auto delegate = delegate_.lock();
+        // The delegate may come back for something else.
         lock.unlock();
         if (delegate) delegate->eventDidFail(event, error);
     }
@@ -182,6 +185,7 @@ DBusScripting::DBusScripting(runtime::Loop& mainQueue, BusNameOfProcess busNameO
 
 /// Whoever still waits for a reply would keep its connection, and that the reply.
 DBusScripting::~DBusScripting() {
+    // Those of the other thread may be ended here once it has ended.
     waiting_.stop();
     for (const auto& calls : allCalls()) calls->end();
 }
@@ -192,6 +196,7 @@ std::shared_ptr<ProgramCalls> DBusScripting::makeCalls(runtime::Loop& loop) {
     const std::lock_guard lock(mutex_);
     std::erase_if(allCalls_, [](const auto& each) { return each.expired(); });
     allCalls_.push_back(calls);
+    // Nobody else has these calls yet, so they can be ended on this thread.
     if (isShutDown_ && &loop != &mainQueue_) calls->end();
     return calls;
 }

@@ -29,6 +29,7 @@ void DBusServedHost::pushExtraction(Task call) {
 }
 
 DBusServedHost::Service DBusServedHost::object() {
+    // Only calls of this host come here, one at a time, so nobody else connects meanwhile.
     auto present = connection();
     if (!present) present = connect();
     auto object = present->servingObject();
@@ -54,6 +55,7 @@ std::shared_ptr<DBusServiceConnection> DBusServedHost::connect() {
                       "The capture service could not set itself up for this host, probably because a directory "
                       "cannot be created; see its log, then call again.");
     }
+    // It may have left while the service set itself up; then `leave` found no connection to invalidate.
     std::unique_lock lock(mutex_);
     connection_ = made;
     const bool hasLeft = hasLeft_;

@@ -84,6 +84,7 @@ private:
     }
 
     void remove(const std::string& name) {
+        // Told twice when a host leaves while its presence is being checked.
         auto node = hosts_.extract(name);
         if (!node) return;
         node.mapped().host->leave();
@@ -117,6 +118,7 @@ int DBusServiceListener::resume() {
         dispatch_.stop(EXIT_FAILURE);
     });
     const int status = dispatch_.run();
+    // Calls under way may still send, so the bus goes last.
     workers_.stop();
     workers_.join();
     bus_->stop();

@@ -33,6 +33,7 @@ DBusWorkspace::DBusWorkspace(std::shared_ptr<SessionBus> bus, DispatchQueue& mai
       list_(std::make_shared<ProgramList>(mainQueue)) {
     if (!bus_) return;
     try {
+        // The finder before the watch, which tells it of every change.
         auto finder = std::make_unique<ProgramFinder>(bus_, list_);
         watch_ = std::make_unique<ProgramWatch>(
             bus_, mainQueue, bundleIdentifiers_, list_, [it = finder.get()] { it->check(); }, patience);
@@ -77,6 +78,7 @@ bool DBusWorkspace::openFile(const std::filesystem::path& path, const std::strin
     const auto answer = std::make_shared<std::promise<bool>>();
     auto told = answer->get_future();
     open(path, withApplication, [answer](bool wasTold) { answer->set_value(wasTold); });
+    // The finder gives up by itself; a bus thread that does not run would never say so.
     return told.wait_for(ProgramFinder::kPatience) == std::future_status::ready && told.get();
 }
 

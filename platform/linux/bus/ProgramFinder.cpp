@@ -11,6 +11,7 @@ ProgramFinder::ProgramFinder(std::shared_ptr<SessionBus> bus, std::shared_ptr<Pr
 
 void ProgramFinder::find(const std::string& bundleIdentifier, Found found) {
     bus_->post([this, bundleIdentifier, found = std::move(found)] {
+        // A stop must not have to wait for what is asked for after it.
         if (isShutDown_) return found(std::nullopt);
         const std::uint64_t number = ++lastNumber_;
         waits_.emplace(number, Wait{bundleIdentifier, found});
@@ -26,6 +27,7 @@ void ProgramFinder::check() {
         const auto owner = list_->ownerOfBundle(wait.bundleIdentifier);
         if (owner || (isComplete && wait.hasFailed)) {
             end(number, owner);
+            // Not before all programs have said what they are: a second one must not be started beside the first.
         } else if (isComplete && !std::exchange(wait.isStarting, true)) {
             start(number, wait.bundleIdentifier);
         }

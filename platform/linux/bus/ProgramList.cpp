@@ -13,6 +13,7 @@ RunningProgram::RunningProgram(Facts facts, DispatchQueue& mainQueue)
 
 void RunningProgram::setProcessIdentifier(pid_t processIdentifier, std::uint64_t since) {
     if (processIdentifier_ == processIdentifier) return;
+    // In this order: whoever reads the new process must not find it older than it is.
     since_ = since;
     processIdentifier_ = processIdentifier;
     mainQueue_.async([weak = std::weak_ptr(observers_)] {
@@ -29,6 +30,7 @@ void ProgramList::publish(Programs programs, bool isComplete) {
         if (state.programs == now_.programs && state.isComplete == now_.isComplete) return;
         now_ = state;
     }
+    // With its own copy: by the time the queue gets to it, the list may have changed again.
     mainQueue_.async([weak = weak_from_this(), state = std::move(state)] {
         if (const auto self = weak.lock()) self->tell(state);
     });
@@ -38,6 +40,7 @@ void ProgramList::tell(const State& state) {
     bool areOthers = false;
     {
         const std::lock_guard lock(mutex_);
+        // Being complete is no news to observers, who see programs only.
         areOthers = state.programs != told_.programs;
         told_ = state;
     }
@@ -57,6 +60,7 @@ std::optional<std::string> ProgramList::ownerOfProcess(pid_t processIdentifier) 
     const RunningProgram* first = nullptr;
     for (const auto& program : now_.programs) {
         if (program->processIdentifier() != processIdentifier) continue;
+        // A program can claim any process; whoever had it first is believed.
         if (first == nullptr || program->since() < first->since()) first = program.get();
     }
     return first == nullptr ? std::nullopt : std::optional(first->owner());

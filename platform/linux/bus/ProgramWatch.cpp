@@ -75,6 +75,7 @@ void ProgramWatch::namesListed(const std::vector<std::string>& names, Appearance
     std::size_t asked = 0;
     for (const auto& name : names) {
         if (identifierOf(name) == nullptr || programs_.contains(name)) continue;
+        // Names cost their owner nothing, questions cost a round trip each.
         if (++asked > kMostNames) return;
         askForOwner(name, appearance);
     }
