@@ -56,8 +56,8 @@ public:
     void waitForSavingToCompleteAsync() override;
     /// Asks whether the service is there, starting it if need be. The reply is called once, with the error or null.
     void checkService(const ErrorReply& reply);
-    /// The protocol's operations of these names, with a reply that is called only when the service could not be asked or
-    /// has refused.
+    /// The protocol's operations of these names, with a reply that is called only when the service could not be asked
+    /// or has refused.
     void extractSlideFiles(const std::vector<std::string>& names, const std::string& forPresentationAt,
                            const ErrorReply& withErrorReply);
     void waitForSavingToCompleteAsync(const ErrorReply& withErrorReply);
