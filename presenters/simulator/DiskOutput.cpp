@@ -23,7 +23,7 @@ std::error_code lastCode() {
 
 class DiskFile : public presenters::ProgramOutput::File {
 public:
-    DiskFile(std::filesystem::path path, FileDescriptor descriptor)
+    DiskFile(std::filesystem::path path, runtime::FileDescriptor descriptor)
         : path_(std::move(path)), descriptor_(std::move(descriptor)) {}
 
     [[nodiscard]] ErrorPtr append(std::string_view bytes) override {
@@ -32,7 +32,7 @@ public:
 
 private:
     const std::filesystem::path path_;
-    const FileDescriptor descriptor_;
+    const runtime::FileDescriptor descriptor_;
 };
 
 }  // namespace
@@ -47,7 +47,7 @@ std::unique_ptr<presenters::ProgramOutput::File> DiskOutput::openFile(const std:
                                                                       ErrorPtr& error) {
     // What the umask leaves of it, as for any program's files.
     static constexpr mode_t kUsualMode = 0666;
-    FileDescriptor descriptor(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kUsualMode));
+    runtime::FileDescriptor descriptor(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kUsualMode));
     if (descriptor) return std::make_unique<DiskFile>(path, std::move(descriptor));
     error = errorAt(path, lastCode());
     return nullptr;
