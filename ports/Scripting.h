@@ -2,6 +2,7 @@
 
 #include "base/Error.h"
 #include "base/Geometry.h"
+#include "base/TimeBounds.h"
 
 #include <sys/types.h>
 #include <chrono>
@@ -36,12 +37,33 @@ struct ScriptingDocumentState {
     bool operator==(const ScriptingDocumentState&) const = default;
 };
 
+/// One stay of a slide on the screen, by the program's own observation.
+struct ScriptingVisit {
+    std::int64_t slideNumber = 0;  ///< 1-based
+    std::int64_t position = 0;     ///< 1-based place in the show; differs from the number in a custom show
+    TimeBounds began;
+
+    bool operator==(const ScriptingVisit&) const = default;
+};
+
+/// When things happened, told by a program that watches its own shows. All of it is optional.
+struct ScriptingTimes {
+    std::optional<TimeBounds> showStarted;  ///< the running show, or the one that `showEnded` tells of
+    std::vector<ScriptingVisit> visits;     ///< that show's latest, at most `kMostVisits`, oldest first
+    std::optional<TimeBounds> showEnded;    ///< nothing while a show runs
+    std::string endedDocumentID;            ///< whose show ended
+};
+/// How many visits a program tells at most; with fewer, they are all visits since the start.
+inline constexpr std::size_t kMostVisits = 32;
+
 /// What one poll reads. The application takes all of it at one moment, so the slide belongs to the show.
 struct PresentingState {
     /// Whether a slide show plays; nothing when the application has no such property.
     std::optional<bool> playing;
     /// Element 0 of the documents: the presented one while a show plays. Nothing when no document is open.
     std::optional<ScriptingDocumentState> firstDocument;
+    /// Empty when the application tells no times.
+    ScriptingTimes times;
 };
 
 /// A window as the application tells it: bounds in screen coordinates, ID unique in the application.

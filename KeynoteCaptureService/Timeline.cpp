@@ -1,0 +1,129 @@
+#include "KeynoteCaptureService/Timeline.h"
+
+#include <algorithm>
+#include <utility>
+
+void Timeline::sent(Instant at) {
+    sent_ = at;
+}
+
+Timeline::Entries Timeline::failed() {
+    Entries entries;
+    if (show_ && lastAnswered_ && !std::exchange(unseenIsTold_, true)) {
+        entries.push_back({TimelineEvent::unseenFrom, {lastSent_, *lastAnswered_}, 0, {}});
+    }
+    return entries;
+}
+
+Timeline::Entries Timeline::answered(const Seen& seen, Instant at) {
+    Entries entries;
+    if (std::exchange(unseenIsTold_, false)) entries.push_back({TimelineEvent::unseenTo, {sent_, at}, 0, {}});
+    const bool hasRestarted = this->hasRestarted(seen, at);
+    if (show_ && (!seen.playing || hasRestarted)) {
+        // The visits that a program tells are those of the show that runs, once it does.
+        if (!seen.playing && seen.times.endedDocumentID == show_->documentID) tellVisits(seen, at, entries);
+        endShow(hasRestarted ? TimeBounds{{}, seen.times.showStarted->latest} : seen.times.showEnded, at, entries);
+    }
+    if (seen.playing && !show_) startShow(seen, at, entries);
+    if (seen.playing) tellVisits(seen, at, entries);
+    missed_ = false;
+    lastSent_ = sent_;
+    lastAnswered_ = at;
+    return entries;
+}
+
+Timeline::Entries Timeline::programGone(Instant at) {
+    sent(at);
+    return answered({}, at);
+}
+
+/// When a change happened that the answer shows for the first time.
+TimeBounds Timeline::sinceLastSeen(Instant at) const {
+    return {lastSent_, at};
+}
+
+TimeBounds Timeline::narrowed(const std::optional<TimeBounds>& told, Instant at) const {
+    const auto polled = sinceLastSeen(at);
+    return told ? told->with(polled).value_or(polled) : polled;
+}
+
+/// Whether the show that plays is another one than that of the last poll. Only the program can tell: another document
+/// may have come to the front.
+bool Timeline::hasRestarted(const Seen& seen, Instant at) const {
+    if (!show_ || !seen.playing) return false;
+    const auto& started = seen.times.showStarted;
+    return started && started->earliest > show_->started.latest && started->with(sinceLastSeen(at));
+}
+
+void Timeline::startShow(const Seen& seen, Instant at, Entries& entries) {
+    show_.emplace(Show{narrowed(seen.times.showStarted, at), seen.documentID, {}, 0});
+    entries.push_back({TimelineEvent::showStarted, show_->started, 0, {}});
+}
+
+void Timeline::endShow(const std::optional<TimeBounds>& told, Instant at, Entries& entries) {
+    auto ended = narrowed(told, at);
+    // It ends after its last slide came.
+    if (show_->lastVisit) ended.earliest = std::max(ended.earliest, show_->lastVisit->began.earliest);
+    entries.push_back({TimelineEvent::showEnded, ended, 0, {}});
+    show_.reset();
+}
+
+void Timeline::tellVisits(const Seen& seen, Instant at, Entries& entries) {
+    const auto told = newVisits(seen, at);
+    if (told) {
+        const bool mayLack = seen.times.visits.size() >= kMostVisits && told->size() == seen.times.visits.size();
+        if (mayLack && show_->lastVisit) tellUnseen(told->front().began, entries);
+        for (const auto& visit : *told) tellVisit({visit.slideNumber, visit.began, visit.position}, entries);
+    } else if (missed_ && seen.playing && show_->lastVisit) {
+        tellUnseen({sent_, at}, entries);
+    }
+    // What the program itself has not noticed yet, or does not tell.
+    const bool isTold = told && !seen.times.visits.empty() && seen.times.visits.back().slideNumber == seen.slideNumber;
+    if (seen.slideNumber > 0 && !isTold && seen.slideNumber != show_->seenSlide) {
+        auto began = sinceLastSeen(at);
+        if (show_->lastVisit) began.earliest = std::max(began.earliest, show_->lastVisit->began.earliest);
+        tellVisit({seen.slideNumber, began, {}}, entries);
+    }
+    show_->seenSlide = seen.slideNumber;
+}
+
+std::optional<std::vector<ScriptingVisit>> Timeline::newVisits(const Seen& seen, Instant at) const {
+    auto visits = seen.times.visits;
+    if (visits.empty() || !areInOrder(visits)) return std::nullopt;
+    if (show_->lastVisit) {
+        const auto& last = *show_->lastVisit;
+        const auto same = std::ranges::find_if(visits, [&last](const ScriptingVisit& visit) {
+            return visit.slideNumber == last.slideNumber && visit.began.with(last.began) &&
+                   visit.position == last.position.value_or(visit.position);
+        });
+        const auto isNew = [&last](const ScriptingVisit& visit) { return visit.began.latest >= last.began.latest; };
+        visits.erase(visits.begin(), same != visits.end() ? same + 1 : std::ranges::find_if(visits, isNew));
+    }
+    const auto polled = sinceLastSeen(at);
+    for (auto& visit : visits) {
+        const auto began = visit.began.with(polled);
+        if (!began) return std::nullopt;
+        visit.began = *began;
+    }
+    return visits;
+}
+
+/// Whether each visit began neither before the one in front of it nor before the show.
+bool Timeline::areInOrder(const std::vector<ScriptingVisit>& visits) const {
+    auto earliest = show_->started.earliest;
+    return std::all_of(visits.begin(), visits.end(), [&earliest](const ScriptingVisit& visit) {
+        const bool isSound =
+            visit.slideNumber > 0 && visit.began.earliest && *visit.began.earliest <= visit.began.latest;
+        return isSound && visit.began.earliest >= std::exchange(earliest, visit.began.earliest);
+    });
+}
+
+void Timeline::tellUnseen(const TimeBounds& until, Entries& entries) const {
+    entries.push_back({TimelineEvent::unseenFrom, {lastSent_, *lastAnswered_}, 0, {}});
+    entries.push_back({TimelineEvent::unseenTo, until, 0, {}});
+}
+
+void Timeline::tellVisit(const Visit& visit, Entries& entries) {
+    entries.push_back({TimelineEvent::slideShown, visit.began, visit.slideNumber, visit.position});
+    show_->lastVisit = visit;
+}
