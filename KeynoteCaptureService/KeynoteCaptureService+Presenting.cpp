@@ -13,7 +13,9 @@ void KeynoteCaptureService::updateKeynotePresentingState() {
         askPresentingState(application);
     } else {
         // Without a program there is nothing to ask, and a show that was running has ended.
+        const auto presentationID = currentPresentationID_;
         takePresentingState({});
+        noteProgramGone(presentationID);
     }
 }
 
@@ -23,8 +25,9 @@ bool KeynoteCaptureService::isPollUnderWay() const {
 
 void KeynoteCaptureService::askPresentingState(const std::shared_ptr<ScriptingApplication>& application) {
     // A slow program gets one question at a time. The next tick asks for what it is by then.
-    if (isPollUnderWay()) return;
+    if (isPollUnderWay()) return timeline_.skipped();
     askedApplication_ = application;
+    timeline_.sent(platform().clock.steadyNow());
     application->presentingState([weak = weak_from_this(), asked = std::weak_ptr(application)](
                                      const PresentingState& state, const ErrorPtr& lastError) {
         if (const auto service = weak.lock()) service->takeAnswer(asked.lock(), state, lastError);
@@ -41,8 +44,11 @@ void KeynoteCaptureService::takeAnswer(const std::shared_ptr<ScriptingApplicatio
             "Apple Event error occured when checking Keynote presenting state. Skipping this polling update. %@ %@ "
             "(%ld)",
             lastError, lastError->localizedDescription(), lastError->code());
+        reportTimeline(timeline_.failed(), currentPresentationID_);
     } else if (isCurrent) {
+        const auto presentationID = currentPresentationID_;
         takePresentingState(state);
+        noteAnswer(state.times, presentationID);
     }
     if (!isPollUnderWay()) notifyLaunched();
 }

@@ -72,6 +72,7 @@ void KeynoteCaptureService::startOnMainQueue(const std::optional<Path>& captureD
         return fail(captureError(KeynoteCaptureServiceError::missingStartArgument, descriptions.missingRecordingID));
     }
     baseCaptureDirectoryURL_ = captureDirectoryURL;
+    recordingID_ = *recordingID;
     baseWorkingDirectoryURL_ = appendingPathComponent(sandboxRootURL_, *recordingID);
     ErrorPtr error;
     if (!createDirectoryIfNeededAtFilePath(baseCaptureDirectoryURL_, error)) return fail(error);
@@ -104,6 +105,7 @@ void KeynoteCaptureService::stopMonitoring() {
     VELLog("Stopped monitoring...");
     setObservedWorkspace(nullptr);
     slideImageMonitors_.set(std::nullopt);
+    reportTimeline(timeline_.unwatched(), currentPresentationID_);
     handleKeynoteStopped();
     monitoringActive_ = false;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KeynoteCaptureService/Timeline.h"
 #include "MacShared/Atomic.h"
 #include "ports/Dispatch.h"
 #include "ports/KeynoteCaptureServiceDelegate.h"
@@ -43,8 +44,10 @@ class KeynoteCaptureSlideImageFileMonitor;
 /// and goes on when the answer comes. Host calls arrive on the connection's queue: start and stop hop to the main
 /// queue; the other operations work right there, on the properties that are atomic, and may wait.
 ///
-/// The class is one in several files by concern: control here, `+Monitoring`, `+Presenting`, `+Windows`, `+Output`,
-/// `+Extraction`.
+/// Beside the delegate's calls a timeline tells what is known about the screen and how well: `Timeline`.
+///
+/// The class is one in several files by concern: control here, `+Monitoring`, `+Presenting`, `+Timeline`, `+Windows`,
+/// `+Output`, `+Extraction`.
 class KeynoteCaptureService final : public KeynoteCaptureServiceProtocol,
                                     public ScriptingDelegate,
                                     public std::enable_shared_from_this<KeynoteCaptureService> {
@@ -73,6 +76,8 @@ public:
     /// Whom to tell; null tells nobody. Any thread.
     [[nodiscard]] std::shared_ptr<Delegate> delegate() const { return delegate_.get(); }
     void setDelegate(std::shared_ptr<Delegate> delegate) { delegate_.set(std::move(delegate)); }
+    /// Who hears the timeline; null for nobody, as at first. Any thread.
+    void setTimelineListener(std::shared_ptr<TimelineListener> listener) { timelineListener_.set(std::move(listener)); }
 
     /// `createDirectoryIfNeededAtFilePath:error:`: creates the directory with its parents when it is missing. False
     /// with error code 4 (no path), 1 (a file stands there) or the file manager's error. Any thread.
@@ -150,6 +155,11 @@ private:
     /// A reference to the document with ID `currentDocumentID`; null without program or document. Any thread.
     [[nodiscard]] std::shared_ptr<ScriptingDocument> currentDocument() const;
 
+    // Timeline: what polls see goes in, what comes of it to the listener. Main queue.
+    void noteAnswer(ScriptingTimes times, const std::optional<std::string>& presentationID);
+    void noteProgramGone(const std::optional<std::string>& presentationID);
+    void reportTimeline(const Timeline::Entries& entries, std::optional<std::string> presentationID);
+
     // Windows
     [[nodiscard]] std::string descriptionOfCurrentScriptableWindows() const;
     [[nodiscard]] std::string descriptionOfCurrentKeynoteWindows() const;
@@ -187,6 +197,7 @@ private:
     Handle periodicTimer_;
     std::optional<Path> baseCaptureDirectoryURL_;
     std::optional<Path> baseWorkingDirectoryURL_;
+    std::string recordingID_;
     std::shared_ptr<DispatchQueue> fileOutputQueue_;
     shared::Atomic<std::shared_ptr<RunningApplication>> currentKeynoteRunningApplication_;
     Handle processIdentifierObservation_;
@@ -211,4 +222,6 @@ private:
     shared::Atomic<std::optional<std::vector<std::shared_ptr<Monitor>>>> slideImageMonitors_;
     MonitorForMethod monitorForMethod_;
     shared::Atomic<std::shared_ptr<Delegate>> delegate_;
+    Timeline timeline_;
+    shared::Atomic<std::shared_ptr<TimelineListener>> timelineListener_;
 };

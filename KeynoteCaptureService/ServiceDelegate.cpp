@@ -4,6 +4,7 @@
 
 bool ServiceDelegate::listenerShouldAcceptNewConnection(const std::shared_ptr<ServiceConnection>& newConnection) {
     const auto service = KeynoteCaptureService::initWithDelegate(newConnection->remoteObjectProxy());
+    if (service) service->setTimelineListener(newConnection->timelineListener());
     // Null when the service cannot be set up: the connection then refuses the host's calls.
     newConnection->setExportedObject(service);
     newConnection->setInvalidationHandler(

@@ -9,15 +9,18 @@ void Timeline::sent(Instant at) {
 
 Timeline::Entries Timeline::failed() {
     Entries entries;
-    if (show_ && lastAnswered_ && !std::exchange(unseenIsTold_, true)) {
-        entries.push_back({TimelineEvent::unseenFrom, {lastSent_, *lastAnswered_}, 0, {}});
-    }
+    missed_ = false;
+    tellUnseen(entries);
     return entries;
 }
 
 Timeline::Entries Timeline::answered(const Seen& seen, Instant at) {
     Entries entries;
-    if (std::exchange(unseenIsTold_, false)) entries.push_back({TimelineEvent::unseenTo, {sent_, at}, 0, {}});
+    const bool isSlow = std::exchange(missed_, false) && seen.playing && seen.times.visits.empty();
+    if (unseenIsTold_ && !isSlow) {
+        entries.push_back({TimelineEvent::unseenTo, {sent_, at}, 0, {}});
+        unseenIsTold_ = false;
+    }
     const bool hasRestarted = this->hasRestarted(seen, at);
     if (show_ && (!seen.playing || hasRestarted)) {
         // The visits that a program tells are those of the show that runs, once it does.
@@ -26,15 +29,21 @@ Timeline::Entries Timeline::answered(const Seen& seen, Instant at) {
     }
     if (seen.playing && !show_) startShow(seen, at, entries);
     if (seen.playing) tellVisits(seen, at, entries);
-    missed_ = false;
     lastSent_ = sent_;
     lastAnswered_ = at;
+    if (isSlow) tellUnseen(entries);
     return entries;
 }
 
 Timeline::Entries Timeline::programGone(Instant at) {
     sent(at);
     return answered({}, at);
+}
+
+Timeline::Entries Timeline::unwatched() {
+    auto entries = failed();
+    *this = {};
+    return entries;
 }
 
 /// When a change happened that the answer shows for the first time.
@@ -72,10 +81,12 @@ void Timeline::tellVisits(const Seen& seen, Instant at, Entries& entries) {
     const auto told = newVisits(seen, at);
     if (told) {
         const bool mayLack = seen.times.visits.size() >= kMostVisits && told->size() == seen.times.visits.size();
-        if (mayLack && show_->lastVisit) tellUnseen(told->front().began, entries);
+        if (mayLack && show_->lastVisit) {
+            tellUnseen(entries);
+            unseenIsTold_ = false;
+            entries.push_back({TimelineEvent::unseenTo, told->front().began, 0, {}});
+        }
         for (const auto& visit : *told) tellVisit({visit.slideNumber, visit.began, visit.position}, entries);
-    } else if (missed_ && seen.playing && show_->lastVisit) {
-        tellUnseen({sent_, at}, entries);
     }
     // What the program itself has not noticed yet, or does not tell.
     const bool isTold = told && !seen.times.visits.empty() && seen.times.visits.back().slideNumber == seen.slideNumber;
@@ -118,9 +129,10 @@ bool Timeline::areInOrder(const std::vector<ScriptingVisit>& visits) const {
     });
 }
 
-void Timeline::tellUnseen(const TimeBounds& until, Entries& entries) const {
+/// What came after the last poll that was answered may not have been seen.
+void Timeline::tellUnseen(Entries& entries) {
+    if (!show_ || !lastAnswered_ || std::exchange(unseenIsTold_, true)) return;
     entries.push_back({TimelineEvent::unseenFrom, {lastSent_, *lastAnswered_}, 0, {}});
-    entries.push_back({TimelineEvent::unseenTo, until, 0, {}});
 }
 
 void Timeline::tellVisit(const Visit& visit, Entries& entries) {

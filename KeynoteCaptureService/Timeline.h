@@ -31,7 +31,8 @@ public:
 
     /// A poll is sent. One is under way at a time.
     void sent(Instant at);
-    /// A poll was due and left out, because the one before is still under way.
+    /// A poll was due and left out, because the one before is still under way. Without the program's times that makes
+    /// time unseen, until a poll is answered before the next is due.
     void skipped() { missed_ = true; }
     /// The poll under way has failed. Answers what is told now.
     [[nodiscard]] Entries failed();
@@ -39,6 +40,8 @@ public:
     [[nodiscard]] Entries answered(const Seen& seen, Instant at);
     /// The program has gone, and a show that ran has ended with it.
     [[nodiscard]] Entries programGone(Instant at);
+    /// Nobody polls any more: a show that runs goes on unseen.
+    [[nodiscard]] Entries unwatched();
 
 private:
     struct Visit {
@@ -62,7 +65,7 @@ private:
     /// The visits that were not told yet; nothing when they cannot be right.
     [[nodiscard]] std::optional<std::vector<ScriptingVisit>> newVisits(const Seen& seen, Instant at) const;
     [[nodiscard]] bool areInOrder(const std::vector<ScriptingVisit>& visits) const;
-    void tellUnseen(const TimeBounds& until, Entries& entries) const;
+    void tellUnseen(Entries& entries);
     void tellVisit(const Visit& visit, Entries& entries);
 
     std::optional<Instant> lastSent_;      ///< of the poll that was answered last

@@ -2,6 +2,7 @@
 
 #include "ports/KeynoteCaptureServiceDelegate.h"
 #include "ports/KeynoteCaptureServiceProtocol.h"
+#include "ports/Timeline.h"
 
 #include <functional>
 #include <memory>
@@ -13,6 +14,8 @@ public:
     /// The host's end. Calls on it are sent without waiting, from any thread, and go nowhere once the host is gone.
     /// Never null.
     [[nodiscard]] virtual std::shared_ptr<KeynoteCaptureServiceDelegate> remoteObjectProxy() = 0;
+    /// Whoever follows the timeline over this connection. Reports go nowhere once the connection is gone. Never null.
+    [[nodiscard]] virtual std::shared_ptr<TimelineListener> timelineListener() = 0;
     /// Who serves the host's calls; the connection keeps it. Null: every call is refused with an error.
     virtual void setExportedObject(std::shared_ptr<KeynoteCaptureServiceProtocol> object) = 0;
     /// What was set; null when nothing was.

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 
 /// What an entry of the timeline tells.
 enum class TimelineEvent {
@@ -23,4 +24,21 @@ struct TimelineEntry {
     std::optional<std::int64_t> position;  ///< 1-based place in the show, when the program tells it
 
     bool operator==(const TimelineEntry&) const = default;
+};
+
+/// Whose entry it is, and when by the calendar.
+struct TimelineReport {
+    TimelineEntry entry;
+    std::string recordingID;
+    std::string presentationID;
+    std::optional<Date> earliest;  ///< the entry's bounds in civil time, as the clock stands when the entry is made
+    Date latest;
+};
+
+/// Hears the entries of the shows that a service captures, in order, each once.
+class TimelineListener {
+public:
+    virtual ~TimelineListener() = default;
+    /// Between the delegate's calls, as things happen; must not wait. Main queue.
+    virtual void timelineReport(const TimelineReport& report) = 0;
 };

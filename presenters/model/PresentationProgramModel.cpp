@@ -23,6 +23,11 @@ std::int64_t shownSlideAfter(const ProgramDocument& document, std::int64_t slide
     return 0;
 }
 
+std::int64_t hiddenSlidesBefore(const ProgramDocument& document, std::int64_t slide) {
+    const auto end = document.hiddenSlides.lower_bound(slide);
+    return std::distance(document.hiddenSlides.begin(), end);
+}
+
 ErrorPtr noSuchSlide(const ProgramDocument& document, std::int64_t slide) {
     if (slide >= 0 && slide <= document.slideCount) return nullptr;
     return failed(fmt::format("\"{}\" has slides 1 to {}, no slide {}.", document.name, document.slideCount, slide));
@@ -59,7 +64,7 @@ ErrorPtr PresentationProgramModel::launch() {
 
 void PresentationProgramModel::quit() {
     jobs_.giveUp();
-    presentedID_.reset();
+    endShow();
     documents_.clear();
     isRunning_ = false;
     changed();
@@ -90,7 +95,7 @@ ErrorPtr PresentationProgramModel::admit(ProgramDocument& document) {
 ErrorPtr PresentationProgramModel::closeDocument(const std::string& id) {
     const auto found = find(id);
     if (found == documents_.end()) return noSuchDocument(id);
-    if (presentedID_ == id) presentedID_.reset();
+    if (presentedID_ == id) endShow();
     documents_.erase(found);
     changed();
     return nullptr;
@@ -111,6 +116,8 @@ ErrorPtr PresentationProgramModel::startShow(const std::string& id, std::optiona
     const std::int64_t first = slide.value_or(shownSlideAfter(*found, 0));
     if (auto error = noSuchSlide(*found, first)) return error;
     presentedID_ = id;
+    if (now_) times_.started(rightNow());
+    found->currentSlide = 0;
     show(*found, first);
     return nullptr;
 }
@@ -134,7 +141,7 @@ ErrorPtr PresentationProgramModel::nextSlide() {
 
 ErrorPtr PresentationProgramModel::stopShow() {
     if (!presentedID_) return failed("No slide show plays.");
-    presentedID_.reset();
+    endShow();
     changed();
     return nullptr;
 }
@@ -169,6 +176,7 @@ PresentingState PresentationProgramModel::presentingState(ErrorPtr& error) const
         const ProgramDocument& front = documents_.front();
         state.firstDocument = {.id = front.id, .file = front.file, .currentSlideNumber = front.currentSlide};
     }
+    state.times = times_.times();
     return state;
 }
 
@@ -297,8 +305,15 @@ ProgramDocument* PresentationProgramModel::shownDocument() {
 }
 
 void PresentationProgramModel::show(ProgramDocument& document, std::int64_t slide) {
+    const bool isSeen = presentedID_ == document.id && slide > 0 && slide != document.currentSlide;
     document.currentSlide = slide;
+    if (isSeen && now_) times_.shown(slide, slide - hiddenSlidesBefore(document, slide), rightNow());
     changed();
+}
+
+void PresentationProgramModel::endShow() {
+    if (presentedID_ && now_) times_.ended(*presentedID_, rightNow());
+    presentedID_.reset();
 }
 
 void PresentationProgramModel::changed() const {

@@ -3,6 +3,7 @@
 #include "ports/Scripting.h"
 #include "presenters/model/PresentationProgramFaults.h"
 #include "presenters/model/PresentationProgramJobs.h"
+#include "presenters/model/ShowTimes.h"
 
 #include <functional>
 #include <vector>
@@ -14,8 +15,9 @@ namespace presenters {
 
 /// The model of a presentation program: documents, slide show and windows, and the saves and exports that it carries
 /// out. A script moves it (launch, open, start, go to a slide, stop, quit), and a scripting channel asks it what a
-/// capture service asks the real program. It never looks at a clock: work takes its time on the queue that it is given,
-/// so that it runs in virtual time as well as in real time. Faults may be switched at any time and act from then on.
+/// capture service asks the real program. It looks at no clock but the one that it is given: work takes its time on the
+/// queue that it is given, so that it runs in virtual time as well as in real time. Faults may be switched at any time
+/// and act from then on.
 ///
 /// Everything, construction and destruction included, happens on the queue's thread.
 class PresentationProgramModel {
@@ -30,6 +32,8 @@ public:
     /// presentation with one empty slide.
     using Reader = std::function<std::optional<ProgramDocument>(const std::filesystem::path&, ErrorPtr& error)>;
     void setReader(Reader reader) { reader_ = std::move(reader); }
+    /// From now on the program tells when its shows start, change and end, by this clock; at first it does not.
+    void tellTimes(std::function<Instant()> now) { now_ = std::move(now); }
     [[nodiscard]] PresentationProgramFaults& faults() { return faults_; }
     [[nodiscard]] const PresentationProgramFaults& faults() const { return faults_; }
 
@@ -106,12 +110,16 @@ private:
     [[nodiscard]] const ProgramDocument* documentWithID(const std::string& id) const;
     [[nodiscard]] ProgramDocument* shownDocument();
     void show(ProgramDocument& document, std::int64_t slide);
+    void endShow();
+    [[nodiscard]] TimeBounds rightNow() const { return {now_(), now_()}; }
     void changed() const;
 
     PresentationProgramFaults faults_;
     ProgramObserver observer_;
     PresentationProgramJobs jobs_;
     Reader reader_;
+    std::function<Instant()> now_;
+    ShowTimes times_;
     bool isRunning_ = false;
     std::vector<ProgramDocument> documents_;
     std::optional<std::string> presentedID_;

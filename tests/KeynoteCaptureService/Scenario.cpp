@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 #include <algorithm>
+#include <array>
 #include <utility>
 
 namespace {
@@ -75,6 +76,21 @@ void RecordingHost::take(const host::DelegateCall& call) {
     const auto* const slide = std::get_if<host::PresentedSlide>(&call);
     EXPECT_TRUE(slide == nullptr || slide->at == dispatch_.now());
     note(std::visit(Worded(), call));
+}
+
+void RecordingHost::timelineReport(const TimelineReport& report) {
+    static constexpr std::array kNames{"started", "shown", "ended", "unseen from", "unseen to"};
+    EXPECT_EQ(report.recordingID, "R");
+    const auto milliseconds = [](Duration time) {
+        return static_cast<double>(std::chrono::duration_cast<std::chrono::microseconds>(time).count()) / 1000;
+    };
+    const auto& [event, at, slide, position] = report.entry;
+    const auto sinceStart = [&](Date date) { return milliseconds(date - simulated::SimulatedDispatch::kStartDate); };
+    EXPECT_EQ(sinceStart(report.latest), milliseconds(at.latest.time_since_epoch()));
+    timeline.push_back(fmt::format("{} {}{} {}..{:g}", shortID(report.presentationID),
+                                   kNames.at(static_cast<int>(event)), slide > 0 ? fmt::format(" {}", slide) : "",
+                                   report.earliest ? fmt::format("{:g}", sinceStart(*report.earliest)) : "",
+                                   sinceStart(report.latest)));
 }
 
 Program::Program(simulated::SimulatedPlatform& simulated, pid_t processIdentifier, const std::string& version)

@@ -15,13 +15,16 @@ using namespace std::chrono_literals;
 
 /// Notes every call in order, one line each, beginning with the virtual time in milliseconds, and errors with all they
 /// carry. Presentation identifiers appear as P1, P2, … in the order made, the sandbox as S.
-class RecordingHost final : public host::DelegateCalls {
+class RecordingHost final : public host::DelegateCalls, public TimelineListener {
 public:
     explicit RecordingHost(const simulated::SimulatedDispatch& dispatch) : dispatch_(dispatch) {}
+
+    void timelineReport(const TimelineReport& report) override;
 
     void note(const std::string& what);
 
     std::vector<std::string> calls;
+    std::vector<std::string> timeline;  ///< one line each: presentation, event, slide, bounds in milliseconds
 
 private:
     void take(const host::DelegateCall& call) override;
@@ -49,9 +52,10 @@ public:
 /// A connection as the listener makes them.
 class SimulatedConnection final : public ServiceConnection {
 public:
-    explicit SimulatedConnection(std::shared_ptr<KeynoteCaptureServiceDelegate> host) : host_(std::move(host)) {}
+    explicit SimulatedConnection(std::shared_ptr<RecordingHost> host) : host_(std::move(host)) {}
 
     [[nodiscard]] std::shared_ptr<KeynoteCaptureServiceDelegate> remoteObjectProxy() override { return host_; }
+    [[nodiscard]] std::shared_ptr<TimelineListener> timelineListener() override { return host_; }
     void setExportedObject(std::shared_ptr<KeynoteCaptureServiceProtocol> object) override {
         object_ = std::move(object);
     }
@@ -63,7 +67,7 @@ public:
     bool resumed = false;
 
 private:
-    std::shared_ptr<KeynoteCaptureServiceDelegate> host_;
+    std::shared_ptr<RecordingHost> host_;
     std::shared_ptr<KeynoteCaptureServiceProtocol> object_;
 };
 

@@ -1,4 +1,5 @@
 #include "KeynoteCaptureService/Timeline.h"
+#include "tests/KeynoteCaptureService/Scenario.h"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
@@ -6,8 +7,6 @@
 #include <random>
 #include <string>
 #include <vector>
-
-using namespace std::chrono_literals;
 
 namespace {
 
@@ -79,11 +78,14 @@ TEST_F(TimelineTest, PollsThatAreMissedMakeTimeUnseen) {
     poll(1250ms, playing(2));
     timeline.skipped();
     poll(2000ms, playing(2));
-    fail(2250ms);
-    poll(3000ms, {});
+    timeline.skipped();
+    poll(2500ms, playing(3));
+    poll(2750ms, playing(3));
+    fail(3000ms);
+    poll(3500ms, {});
     EXPECT_EQ(told, (Told{"started ..10", "shown 1 ..10", "unseen from 0..10", "unseen to 1250..1260",
-                          "shown 2 0..1260", "unseen from 1250..1260", "unseen to 2000..2010", "unseen from 2000..2010",
-                          "unseen to 3000..3010", "ended 2000..3010"}));
+                          "shown 2 0..1260", "unseen from 2000..2010", "shown 3 2000..2510", "unseen to 2750..2760",
+                          "unseen from 2750..2760", "unseen to 3500..3510", "ended 2750..3510"}));
 }
 
 TEST_F(TimelineTest, TheProgramsTimesAreNarrowerAndFillWhatNoPollSaw) {
@@ -237,6 +239,59 @@ TEST_F(TimelineTest, BoundsAreTrueWhateverPollsDo) {
         EXPECT_TRUE(!tellsTimes || found >= static_cast<std::ptrdiff_t>(known))
             << "seed " << seed << ": a visit is missing";
     }
+}
+
+/// The service's timeline, in virtual time: a poll every 250 ms, answered at once.
+class TimelineOfAService : public Scenario {
+protected:
+    void SetUp() override {
+        service = KeynoteCaptureService::initWithDelegate(host);
+        service->setTimelineListener(host);
+        start();
+    }
+    /// A show that no poll sees all of.
+    void present() {
+        keynote.launch();
+        const auto deck = keynote.open("deck.key");
+        run(1100ms);
+        ASSERT_EQ(keynote.model.startShow(deck), nullptr);
+        run(60ms);
+        ASSERT_EQ(keynote.model.goToSlide(5), nullptr);
+        run(60ms);
+        ASSERT_EQ(keynote.model.goToSlide(2), nullptr);
+        run(600ms);
+        ASSERT_EQ(keynote.model.stopShow(), nullptr);
+        run(300ms);
+    }
+};
+
+TEST_F(TimelineOfAService, IsExactWhereTheProgramTellsTimes) {
+    keynote.model.tellTimes([this] { return platform.dispatch.steadyNow(); });
+    present();
+    EXPECT_EQ(host->timeline, (Calls{"P1 started 1100..1100", "P1 shown 1 1100..1100", "P1 shown 5 1160..1160",
+                                     "P1 shown 2 1220..1220", "P1 ended 1820..1820"}));
+}
+
+TEST_F(TimelineOfAService, IsBoundByPollsElsewhere) {
+    present();
+    EXPECT_EQ(host->timeline, (Calls{"P1 started 1000..1250", "P1 shown 2 1000..1250", "P1 ended 1750..2000"}));
+}
+
+TEST_F(TimelineOfAService, TellsWhatNobodySaw) {
+    keynote.launch();
+    const auto deck = keynote.open("deck.key");
+    ASSERT_EQ(keynote.model.startShow(deck), nullptr);
+    run(300ms);
+    keynote.model.faults().neverAnswers = true;
+    run(2s);
+    keynote.model.faults().neverAnswers = false;
+    run(1s);
+    keynote.model.faults().answersLate = 400ms;
+    run(1s);
+    service->stopDetectionAndCapture();
+    run(1s);
+    EXPECT_EQ(host->timeline, (Calls{"P1 started 0..250", "P1 shown 1 0..250", "P1 unseen from 250..250",
+                                     "P1 unseen to 2500..2500", "P1 unseen from 3500..3900"}));
 }
 
 }  // namespace
