@@ -3,6 +3,7 @@
 #include "bus/Convert.h"
 #include "bus/Names.h"
 
+#include <chrono>
 #include <limits>
 #include <utility>
 
@@ -60,6 +61,60 @@ std::optional<Path> fileFrom(const Dictionary& values) {
     return url.size() > kLongestText ? std::nullopt : pathFromURL(url);
 }
 
+using BoundsStruct = sdbus::Struct<std::int64_t, std::int64_t>;
+using VisitStruct = sdbus::Struct<std::int64_t, std::int64_t, std::int64_t, std::int64_t>;
+using EndStruct = sdbus::Struct<std::string, std::int64_t, std::int64_t>;
+
+std::int64_t microsecondsFrom(Instant time) {
+    return std::chrono::floor<std::chrono::microseconds>(time.time_since_epoch()).count();
+}
+
+/// Earliest and latest as they travel. A program always knows when it noticed a thing at the earliest.
+std::pair<std::int64_t, std::int64_t> microsecondsFrom(const TimeBounds& bounds) {
+    return {microsecondsFrom(bounds.earliest.value_or(Instant())),
+            // Rounded up: what happened must not lie outside for want of a digit.
+            std::chrono::ceil<std::chrono::microseconds>(bounds.latest.time_since_epoch()).count()};
+}
+
+/// What makes no sense is as if it were not told: the times are an addition, and a poll is good without them.
+ScriptingTimes timesFrom(const Dictionary& values) {
+    ScriptingTimes times;
+    if (const auto started = anyValueOf<BoundsStruct>(values, "showStarted")) {
+        times.showStarted = boundsFrom(started->get<0>(), started->get<1>());
+    }
+    if (const auto ended = anyValueOf<EndStruct>(values, "showEnded");
+        ended && ended->get<0>().size() <= kLongestText) {
+        times.showEnded = boundsFrom(ended->get<1>(), ended->get<2>());
+        times.endedDocumentID = ended->get<0>();
+    }
+    const auto visits = anyValueOf<std::vector<VisitStruct>>(values, "visits").value_or(std::vector<VisitStruct>());
+    if (visits.size() > kMostVisits) return times;
+    for (const auto& visit : visits) {
+        const auto began = boundsFrom(visit.get<2>(), visit.get<3>());
+        // A list with a hole in it would tell visits that were none.
+        if (!began) return {times.showStarted, {}, times.showEnded, times.endedDocumentID};
+        times.visits.push_back({visit.get<0>(), visit.get<1>(), *began});
+    }
+    return times;
+}
+
+void addTimes(Dictionary& values, const ScriptingTimes& times) {
+    if (times.showStarted) {
+        const auto [earliest, latest] = microsecondsFrom(*times.showStarted);
+        values["showStarted"] = sdbus::Variant(BoundsStruct(earliest, latest));
+    }
+    if (times.showEnded) {
+        const auto [earliest, latest] = microsecondsFrom(*times.showEnded);
+        values["showEnded"] = sdbus::Variant(EndStruct(times.endedDocumentID, earliest, latest));
+    }
+    std::vector<VisitStruct> visits;
+    for (const auto& [number, position, began] : times.visits) {
+        const auto [earliest, latest] = microsecondsFrom(began);
+        visits.emplace_back(number, position, earliest, latest);
+    }
+    if (!visits.empty()) values["visits"] = sdbus::Variant(visits);
+}
+
 /// Takes the texts out of the struct.
 ScriptingSlide slideFrom(SlideStruct& slide) {
     auto& [number, skipped, title, body, notes, items, tableStructs] = static_cast<SlideStruct::tuple&>(slide);
@@ -108,6 +163,13 @@ Dictionary dictionaryFrom(sdbus::Message& reply) {
     return values;
 }
 
+std::optional<TimeBounds> boundsFrom(std::int64_t earliest, std::int64_t latest) {
+    // What is later would overflow.
+    constexpr auto kEndOfTime = std::chrono::floor<std::chrono::microseconds>(Instant::duration::max()).count();
+    if (earliest < 0 || latest < earliest || latest > kEndOfTime) return std::nullopt;
+    return TimeBounds{Instant(std::chrono::microseconds(earliest)), Instant(std::chrono::microseconds(latest))};
+}
+
 ProgramFacts factsFrom(sdbus::Message& reply) {
     const auto values = dictionaryFrom(reply);
     ProgramFacts facts{.processIdentifier = {},
@@ -122,6 +184,7 @@ PresentingState presentingStateFrom(sdbus::Message& reply) {
     const auto values = dictionaryFrom(reply);
     PresentingState state;
     state.playing = valueOf<bool>(values, "playing");
+    state.times = timesFrom(values);
     auto id = valueOf<std::string>(values, "documentID");
     // Without a document there is no slide, whatever else was told.
     if (!id) return state;
@@ -139,6 +202,7 @@ Dictionary dictionaryFrom(const PresentingState& state) {
         values["slideNumber"] = sdbus::Variant(document->currentSlideNumber);
         if (document->file) values["documentFile"] = sdbus::Variant(urlFromPath(*document->file));
     }
+    addTimes(values, state.times);
     return values;
 }
 

@@ -34,9 +34,11 @@ using SlideStruct = sdbus::Struct<std::int64_t, bool, std::string, std::string, 
                                   std::vector<TableStruct>>;
 
 [[nodiscard]] ProgramFacts factsFrom(sdbus::Message& reply);
-/// A document's file that is no file URL, or is too long, is left out.
+/// A document's file that is no file URL, or is too long, is left out, and so are times that make no sense.
 [[nodiscard]] PresentingState presentingStateFrom(sdbus::Message& reply);
 [[nodiscard]] Dictionary dictionaryFrom(const PresentingState& state);
+/// Microseconds of the steady clock; nothing when they cannot be such.
+[[nodiscard]] std::optional<TimeBounds> boundsFrom(std::int64_t earliest, std::int64_t latest);
 /// The first thousand windows, their names cut at 16384 bytes.
 [[nodiscard]] std::vector<ScriptingWindow> windowsFrom(sdbus::Message& reply);
 [[nodiscard]] std::vector<WindowStruct> structsFrom(const std::vector<ScriptingWindow>& windows);

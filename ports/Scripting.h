@@ -52,6 +52,8 @@ struct ScriptingTimes {
     std::vector<ScriptingVisit> visits;     ///< that show's latest, at most `kMostVisits`, oldest first
     std::optional<TimeBounds> showEnded;    ///< nothing while a show runs
     std::string endedDocumentID;            ///< whose show ended
+
+    bool operator==(const ScriptingTimes&) const = default;
 };
 /// How many visits a program tells at most; with fewer, they are all visits since the start.
 inline constexpr std::size_t kMostVisits = 32;

@@ -57,6 +57,7 @@ std::optional<std::int64_t> imagesFrom(std::string_view text) {
 
 constexpr std::array kFaults{
     fault<&Faults::lacksPlaying, onFrom>("lacks-playing", ""),
+    fault<&Faults::lacksTimes, onFrom>("lacks-times", ""),
     fault<&Faults::refusedCalls, callsFrom>(
         "refuses",
         "calls out of presentingState,windows,version,activate,open,close,slideNumbers,"

@@ -17,6 +17,7 @@ struct PresentationProgramFaults {
     static constexpr Duration kUsualSaveTime = std::chrono::milliseconds(50);
 
     bool lacksPlaying = false;             ///< `lacks-playing`: the program does not tell whether it plays
+    bool lacksTimes = false;               ///< `lacks-times`: the program does not tell when its shows did what
     std::set<std::string> refusedCalls;    ///< `refuses CALL,...`: these calls answer an error; "all" for every call
     bool exportsJpeg = false;              ///< `exports-jpeg`: images end in ".jpeg"
     bool exportsNothing = false;           ///< `exports-nothing`: accepts the export and writes nothing

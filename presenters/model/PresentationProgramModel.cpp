@@ -176,7 +176,7 @@ PresentingState PresentationProgramModel::presentingState(ErrorPtr& error) const
         const ProgramDocument& front = documents_.front();
         state.firstDocument = {.id = front.id, .file = front.file, .currentSlideNumber = front.currentSlide};
     }
-    state.times = times_.times();
+    if (!faults_.lacksTimes) state.times = times_.times();
     return state;
 }
 

@@ -52,6 +52,7 @@ public:
               },
               [this] { showChange(); }) {
         connection.serveOn(loop_, [this] { leave(kNoBus, "The session bus has gone."); });
+        model_.tellTimes(&std::chrono::steady_clock::now);
         if (options.showsWindows) windows_ = ProgramWindows::open();
         if (!windows_) return;
         model_.setScreen(windows_->screen());

@@ -71,7 +71,7 @@ TEST(Script, BadLinesAreNamedWithWhatIsAllowed) {
         {"slide three", "the slide must be a number from 0 to 10000, not \"three\""},
         {"pid 0", "from 1 to 2147483647"},
         {"fault", "the fault is missing"},
-        {"fault exports-png", "There is no fault \"exports-png\"; the faults are: lacks-playing, refuses,"},
+        {"fault exports-png", "There is no fault \"exports-png\"; the faults are: lacks-playing, lacks-times,"},
         {"fault lacks-playing yes", "The fault \"lacks-playing\" takes no value."},
         {"fault refuses print", "cannot take \"print\"; give it calls out of presentingState,windows,version,"},
         {"fault answers-late", "cannot take \"\"; give it seconds like 0.7."},
@@ -128,15 +128,15 @@ TEST(Script, WordsMayBeQuotedAndOptionsComeInAnyOrder) {
 
 TEST(Faults, EachGoesOnAndOffAndAWrongValueChangesNothing) {
     const std::vector<std::pair<const char*, const char*>> faults{
-        {"lacks-playing", ""},     {"refuses", "save"},     {"exports-jpeg", ""},    {"exports-nothing", ""},
-        {"disk-full", ""},         {"leaves-out", "3"},     {"exports-slowly", "2"}, {"saves-slowly", "3"},
-        {"writes-in-pieces", "4"}, {"answers-late", "0.7"}, {"never-answers", ""},   {"dies-in-export", "2"},
-        {"opens-slowly", "1"},     {"never-closes", ""},
+        {"lacks-playing", ""},   {"lacks-times", ""},       {"refuses", "save"},     {"exports-jpeg", ""},
+        {"exports-nothing", ""}, {"disk-full", ""},         {"leaves-out", "3"},     {"exports-slowly", "2"},
+        {"saves-slowly", "3"},   {"writes-in-pieces", "4"}, {"answers-late", "0.7"}, {"never-answers", ""},
+        {"dies-in-export", "2"}, {"opens-slowly", "1"},     {"never-closes", ""},
     };
     const auto summary = [](const presenters::PresentationProgramFaults& f) {
-        return std::make_tuple(f.lacksPlaying, f.refusedCalls, f.exportsJpeg, f.exportsNothing, f.diskFull,
-                               f.leftOutImages, f.imageTime, f.saveTime, f.imagePieces, f.answersLate, f.neverAnswers,
-                               f.diesInExport, f.openTime, f.neverCloses);
+        return std::make_tuple(f.lacksPlaying, f.lacksTimes, f.refusedCalls, f.exportsJpeg, f.exportsNothing,
+                               f.diskFull, f.leftOutImages, f.imageTime, f.saveTime, f.imagePieces, f.answersLate,
+                               f.neverAnswers, f.diesInExport, f.openTime, f.neverCloses);
     };
     const auto healthy = summary({});
     std::set<decltype(summary({}))> seen{healthy};

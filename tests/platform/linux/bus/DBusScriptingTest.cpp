@@ -1,5 +1,6 @@
 #include "bus/Names.h"
 #include "bus/ProgramContract.h"
+#include "bus/ProgramValues.h"
 #include "platform/linux/bus/DBusScripting.h"
 #include "platform/linux/bus/ProgramCalls.h"
 #include "tests/platform/linux/bus/FakeProgram.h"
@@ -8,6 +9,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 #include <fstream>
+#include <limits>
 
 namespace {
 
@@ -93,6 +95,47 @@ TEST_F(ScriptingTest, ReadsAPollWithOneCall) {
     program.state.clear();
     EXPECT_EQ(poll().state.firstDocument, std::nullopt);
     EXPECT_TRUE(delegate->failures.empty());
+}
+
+using Bounds = sdbus::Struct<std::int64_t, std::int64_t>;
+using Visits = std::vector<sdbus::Struct<std::int64_t, std::int64_t, std::int64_t, std::int64_t>>;
+using End = sdbus::Struct<std::string, std::int64_t, std::int64_t>;
+
+TimeBounds bounds(std::int64_t earliest, std::int64_t latest) {
+    return {Instant(std::chrono::microseconds(earliest)), Instant(std::chrono::microseconds(latest))};
+}
+
+TEST_F(ScriptingTest, ReadsWhenTheProgramsShowsDidWhat) {
+    program.state = {{"playing", sdbus::Variant(true)},
+                     {"showStarted", sdbus::Variant(Bounds(1, 2))},
+                     {"visits", sdbus::Variant(Visits{{7, 5, 3, 4}, {7, 6, 10, 10}})},
+                     {"showEnded", sdbus::Variant(End("D", 20, 21))}};
+    const auto times = poll().state.times;
+    EXPECT_EQ(times.showStarted, bounds(1, 2));
+    EXPECT_EQ(times.visits, (std::vector<ScriptingVisit>{{7, 5, bounds(3, 4)}, {7, 6, bounds(10, 10)}}));
+    EXPECT_EQ(times.showEnded, bounds(20, 21));
+    EXPECT_EQ(times.endedDocumentID, "D");
+    program.state = bus::dictionaryFrom(PresentingState{true, {}, times});
+    EXPECT_EQ(poll().state.times, times);
+}
+
+/// The times are an addition: a poll is good without them, and with half of them a visit could be told that was none.
+TEST_F(ScriptingTest, IgnoresTimesThatMakeNoSense) {
+    constexpr auto kMost = std::numeric_limits<std::int64_t>::max();
+    for (const auto& times : std::vector<std::map<std::string, sdbus::Variant>>{
+             {{"showStarted", sdbus::Variant(Bounds(2, 1))}},
+             {{"showStarted", sdbus::Variant(std::int64_t{5})}},
+             {{"showStarted", sdbus::Variant(Bounds(0, kMost))}},
+             {{"showEnded", sdbus::Variant(End("D", -1, 5))}},
+             {{"showEnded", sdbus::Variant(End(std::string(16385, 'a'), 1, 5))}},
+             {{"visits", sdbus::Variant(Visits{{1, 1, 3, 4}, {2, 2, 6, 5}})}},
+             {{"visits", sdbus::Variant(Visits(kMostVisits + 1, {1, 1, 3, 4}))}}}) {
+        program.state = times;
+        program.state.emplace("playing", true);
+        const auto [state, error] = poll();
+        EXPECT_EQ(state.playing, true) << times.begin()->first;
+        EXPECT_FALSE(state.times.showStarted || state.times.showEnded || !state.times.visits.empty());
+    }
 }
 
 /// A show must not be missed because of its document's file.
