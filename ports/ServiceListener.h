@@ -14,7 +14,8 @@ public:
     /// The host's end. Calls on it are sent without waiting, from any thread, and go nowhere once the host is gone.
     /// Never null.
     [[nodiscard]] virtual std::shared_ptr<KeynoteCaptureServiceDelegate> remoteObjectProxy() = 0;
-    /// Whoever follows the timeline over this connection. Reports go nowhere once the connection is gone. Never null.
+    /// Whoever follows the timeline. May be told when the host has gone, too; goes nowhere once the service ends.
+    /// Never null.
     [[nodiscard]] virtual std::shared_ptr<TimelineListener> timelineListener() = 0;
     /// Who serves the host's calls; the connection keeps it. Null: every call is refused with an error.
     virtual void setExportedObject(std::shared_ptr<KeynoteCaptureServiceProtocol> object) = 0;

@@ -2,6 +2,9 @@
 
 #include "base/TimeBounds.h"
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -14,6 +17,19 @@ enum class TimelineEvent {
     unseenFrom,  ///< from here on nobody saw the show: the program did not answer, or not in time
     unseenTo,    ///< from here on it is seen again
 };
+
+/// How the events are named wherever they are told or written down, in their order.
+inline constexpr std::array<const char*, 5> kTimelineEventNames = {"showStarted", "slideShown", "showEnded",
+                                                                   "unseenFrom", "unseenTo"};
+[[nodiscard]] inline const char* nameOf(TimelineEvent event) {
+    return kTimelineEventNames.at(static_cast<std::size_t>(event));
+}
+/// Nothing when no event has this name.
+[[nodiscard]] inline std::optional<TimelineEvent> timelineEventNamed(const std::string& name) {
+    const auto* const found = std::ranges::find(kTimelineEventNames, name);
+    if (found == kTimelineEventNames.end()) return std::nullopt;
+    return static_cast<TimelineEvent>(found - kTimelineEventNames.begin());
+}
 
 /// One thing that happened during a slide show, and how well it is known when. Bounds are always true: nothing is
 /// claimed beyond them.

@@ -12,8 +12,12 @@ constexpr int kMostWaits = 32;
 }  // namespace
 
 DBusServedHost::DBusServedHost(std::shared_ptr<SessionBus> bus, std::string name, ServiceListenerDelegate* delegate,
-                               const runtime::Workers& workers)
-    : bus_(std::move(bus)), name_(std::move(name)), delegate_(delegate), calls_(workers.makeQueue(kMostCalls)) {}
+                               std::shared_ptr<TimelineListener> timeline, const runtime::Workers& workers)
+    : bus_(std::move(bus)),
+      name_(std::move(name)),
+      delegate_(delegate),
+      timeline_(std::move(timeline)),
+      calls_(workers.makeQueue(kMostCalls)) {}
 
 void DBusServedHost::push(Task call) {
     if (calls_->push(std::move(call))) return;
@@ -48,7 +52,7 @@ std::shared_ptr<DBusServiceConnection> DBusServedHost::connection() const {
 }
 
 std::shared_ptr<DBusServiceConnection> DBusServedHost::connect() {
-    auto made = std::make_shared<DBusServiceConnection>(bus_, name_);
+    auto made = std::make_shared<DBusServiceConnection>(bus_, name_, timeline_);
     const bool accepted = delegate_ != nullptr && delegate_->listenerShouldAcceptNewConnection(made);
     if (!accepted || !made->servingObject()) {
         throw Failure(kFailed,

@@ -18,7 +18,7 @@ public:
 
     /// The delegate, which may be null, must outlive the host.
     DBusServedHost(std::shared_ptr<SessionBus> bus, std::string name, ServiceListenerDelegate* delegate,
-                   const runtime::Workers& workers);
+                   std::shared_ptr<TimelineListener> timeline, const runtime::Workers& workers);
 
     /// Runs a call on the host's queue. Throws `Failure` when too many wait there. Any thread.
     void push(Task call);
@@ -42,6 +42,7 @@ private:
     const std::shared_ptr<SessionBus> bus_;
     const std::string name_;
     ServiceListenerDelegate* const delegate_;
+    const std::shared_ptr<TimelineListener> timeline_;
     const std::unique_ptr<runtime::WorkQueue> calls_;
     /// Each extraction that has not ended owns it, too; counted on the bus thread, where they come.
     const std::shared_ptr<void> extraction_ = std::make_shared<std::byte>();

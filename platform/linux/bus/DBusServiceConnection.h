@@ -14,10 +14,12 @@ class DBusServiceConnection final : public ServiceConnection {
 public:
     using Service = std::shared_ptr<KeynoteCaptureServiceProtocol>;
 
-    DBusServiceConnection(std::shared_ptr<SessionBus> bus, const std::string& host)
-        : proxy_(std::make_shared<DBusDelegateProxy>(std::move(bus), host)) {}
+    DBusServiceConnection(std::shared_ptr<SessionBus> bus, const std::string& host,
+                          std::shared_ptr<TimelineListener> timeline)
+        : proxy_(std::make_shared<DBusDelegateProxy>(std::move(bus), host)), timeline_(std::move(timeline)) {}
 
     [[nodiscard]] std::shared_ptr<KeynoteCaptureServiceDelegate> remoteObjectProxy() override { return proxy_; }
+    [[nodiscard]] std::shared_ptr<TimelineListener> timelineListener() override { return timeline_; }
     void setExportedObject(Service object) override {
         const std::lock_guard lock(mutex_);
         exportedObject_.swap(object);  // what it was is freed outside the lock
@@ -46,6 +48,7 @@ public:
 
 private:
     const std::shared_ptr<DBusDelegateProxy> proxy_;
+    const std::shared_ptr<TimelineListener> timeline_;
     std::atomic<bool> resumed_ = false;
     mutable std::mutex mutex_;
     Service exportedObject_;  ///< this and what follows guarded by `mutex_`

@@ -1,6 +1,7 @@
 #include "platform/linux/bus/DBusServiceListener.h"
 
 #include "bus/Names.h"
+#include "bus/TimelineContract.h"
 #include "platform/linux/bus/DBusServedHost.h"
 #include "ports/Log.h"
 #include "runtime/LoopDispatch.h"
@@ -37,7 +38,12 @@ class DBusServiceListener::Hosts {
 public:
     Hosts(std::shared_ptr<SessionBus> bus, Peer& daemon, ServiceListenerDelegate* delegate, const HostHooks& hooks,
           const runtime::Workers& workers)
-        : bus_(std::move(bus)), daemon_(daemon), delegate_(delegate), hooks_(hooks), workers_(workers) {}
+        : bus_(std::move(bus)),
+          daemon_(daemon),
+          delegate_(delegate),
+          hooks_(hooks),
+          workers_(workers),
+          timeline_(serveTimeline(bus_)) {}
 
     [[nodiscard]] bool empty() const { return hosts_.empty(); }
 
@@ -59,7 +65,7 @@ private:
         }
         // Watched first, so that nothing is made for a host whose leaving could be missed.
         auto watch = watchLeaving(name);
-        auto host = std::make_shared<DBusServedHost>(bus_, name, delegate_, workers_);
+        auto host = std::make_shared<DBusServedHost>(bus_, name, delegate_, timeline_, workers_);
         hosts_.emplace(name, Entry{host, std::move(watch)});
         if (hooks_.hostCame) hooks_.hostCame();
         checkPresence(name);
@@ -96,6 +102,7 @@ private:
     ServiceListenerDelegate* const delegate_;
     const HostHooks& hooks_;
     const runtime::Workers& workers_;
+    const std::shared_ptr<TimelineListener> timeline_;
     std::map<std::string, Entry> hosts_;
 };
 
