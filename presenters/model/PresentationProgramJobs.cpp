@@ -8,7 +8,7 @@
 namespace presenters {
 namespace {
 
-/// What the archive copy of a simulated document holds: enough for a person to see what it is.
+/// What the archive copy of a simulated document holds: enough to see what it is, and to show it again.
 std::string archiveOf(const ProgramDocument& document) {
     std::string text = fmt::format("Simulated presentation \"{}\"\nslides: {}\n", document.name, document.slideCount);
     if (document.file) text += fmt::format("file: {}\n", document.file->string());

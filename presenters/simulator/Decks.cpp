@@ -1,8 +1,11 @@
 #include "presenters/simulator/Decks.h"
 
+#include "presenters/model/ScriptValues.h"
+
 #include <fmt/format.h>
 #include <algorithm>
 #include <array>
+#include <fstream>
 #include <string_view>
 
 namespace simulator {
@@ -60,6 +63,28 @@ const presenters::ProgramDocument* Decks::named(const std::string& name) const {
     return deck == decks_.end() ? nullptr : &*deck;
 }
 
+/// What the file says, line by line, as the program's copies do; of another file nothing is understood. Texts are those
+/// of the deck that was copied, if the script knows it.
+presenters::ProgramDocument Decks::saved(const fs::path& file) const {
+    presenters::ProgramDocument document;
+    document.name = file.filename();
+    std::ifstream text(file);
+    std::string line;
+    constexpr int kMostLines = 20000;
+    for (int lines = 0; lines < kMostLines && std::getline(text, line); ++lines) {
+        const auto value = [&line](std::string_view key) -> std::string_view {
+            return line.starts_with(key) ? std::string_view(line).substr(key.size()) : std::string_view();
+        };
+        if (const auto count = presenters::wholeNumberFrom(value("slides: "), 0, presenters::kMostSlides))
+            document.slideCount = *count;
+        if (const auto slide = presenters::wholeNumberFrom(value("hidden: "), 1, presenters::kMostSlides))
+            document.hiddenSlides.insert(*slide);
+        const auto original = std::ranges::find(decks_, fs::path(value("file: ")), &presenters::ProgramDocument::file);
+        if (original != decks_.end()) document.texts = original->texts;
+    }
+    return document;
+}
+
 std::optional<presenters::ProgramDocument> Decks::read(const fs::path& path, ErrorPtr& error) const {
     const auto deck = std::ranges::find(decks_, path, &presenters::ProgramDocument::file);
     if (deck != decks_.end()) return *deck;
@@ -68,7 +93,8 @@ std::optional<presenters::ProgramDocument> Decks::read(const fs::path& path, Err
     std::error_code failure;
     const auto kind = fs::status(path, failure).type();
     // As the real program does: where nothing stands a new document is made.
-    if (kind == fs::file_type::not_found || (kind == fs::file_type::regular && isPresentation(path))) return document;
+    if (kind == fs::file_type::not_found) return document;
+    if (kind == fs::file_type::regular && isPresentation(path)) return saved(path);
     error = failed(fmt::format("The file {} cannot be opened: it is no presentation.", path.string()));
     return std::nullopt;
 }

@@ -19,12 +19,15 @@ public:
     [[nodiscard]] ErrorPtr addText(const std::string& name, const ScriptingSlide& text);
     /// The deck of this name, or null. Valid until a deck is added.
     [[nodiscard]] const presenters::ProgramDocument* named(const std::string& name) const;
-    /// The document at the path: a deck, a new document where nothing stands, or an empty one for a file whose name
-    /// ends as presentations do. Nothing with `error` set for anything else.
+    /// The document at the path: a deck, a new document where nothing stands, or for a file whose name ends as
+    /// presentations do the slides that a simulator has saved there, else one empty slide. Nothing with `error` set for
+    /// anything else.
     [[nodiscard]] std::optional<presenters::ProgramDocument> read(const std::filesystem::path& path,
                                                                   ErrorPtr& error) const;
 
 private:
+    [[nodiscard]] presenters::ProgramDocument saved(const std::filesystem::path& file) const;
+
     std::vector<presenters::ProgramDocument> decks_;
 };
 
