@@ -5,6 +5,7 @@
 #include "bus/Names.h"
 #include "bus/Peer.h"
 #include "bus/SessionBus.h"
+#include "bus/TimelineContract.h"
 
 #include <algorithm>
 #include <array>
@@ -72,10 +73,13 @@ class CaptureServiceClient::Link {
 public:
     /// Throws `bus::Failure`.
     Link(KeynoteCaptureServiceDelegate& delegate, std::function<void()> onServiceLost,
-         std::chrono::microseconds replyTimeout)
-        : delegate_(
-              bus::serveDelegate(bus_.connection(), delegate,
-                                 [this](const std::string& caller) { return !owner_.empty() && caller == owner_; })),
+         std::chrono::microseconds replyTimeout, TimelineListener* timeline)
+        : delegate_(bus::serveDelegate(bus_.connection(), delegate,
+                                       [this](const std::string& caller) { return isOwner(caller); })),
+          timeline_(timeline == nullptr
+                        ? nullptr
+                        : bus::watchTimeline(bus_.connection(), *timeline,
+                                             [this](const std::string& sender) { return isOwner(sender); })),
           service_(bus_.connection(), bus::kServiceName, bus::kServicePath),
           onServiceLost_(std::move(onServiceLost)),
           replyTimeout_(replyTimeout),
@@ -127,6 +131,8 @@ public:
     }
 
 private:
+    [[nodiscard]] bool isOwner(const std::string& name) const { return !owner_.empty() && name == owner_; }
+
     void ownerChanged(const std::string& now) {
         // The first answer of the daemon and its signal may tell the same.
         if (now == owner_) return;
@@ -141,6 +147,7 @@ private:
 
     bus::SessionBus bus_;
     Handle delegate_;
+    Handle timeline_;
     bus::Peer service_;
     const std::function<void()> onServiceLost_;
     const std::chrono::microseconds replyTimeout_;
@@ -153,11 +160,12 @@ private:
 std::unique_ptr<CaptureServiceClient> CaptureServiceClient::connect(KeynoteCaptureServiceDelegate& delegate,
                                                                     std::function<void()> onServiceLost,
                                                                     ErrorPtr& error,
-                                                                    std::chrono::microseconds replyTimeout) {
+                                                                    std::chrono::microseconds replyTimeout,
+                                                                    TimelineListener* timeline) {
     error = nullptr;
     try {
-        return std::unique_ptr<CaptureServiceClient>(
-            new CaptureServiceClient(std::make_unique<Link>(delegate, std::move(onServiceLost), replyTimeout)));
+        return std::unique_ptr<CaptureServiceClient>(new CaptureServiceClient(
+            std::make_unique<Link>(delegate, std::move(onServiceLost), replyTimeout, timeline)));
     } catch (const bus::Failure& failure) {
         error = makeError(kCaptureServiceClientErrorDomain, kCaptureServiceUnavailable,
                           "There is no session bus to reach the capture service on; check "
@@ -214,6 +222,10 @@ void CaptureServiceClient::extractSlideFiles(const std::vector<std::string>& nam
 
 void CaptureServiceClient::waitForSavingToCompleteAsync(const ErrorReply& withErrorReply) {
     link_->begin(serviceCall("waitForSavingToCompleteAsync"), withErrorReply);
+}
+
+void CaptureServiceClient::askServiceVersion(const TextReply& reply) {
+    link_->askForText(bus::serviceVersion(), reply);
 }
 
 void CaptureServiceClient::descriptionOfScriptableWindowsWithReply(TextReply reply) {

@@ -2,6 +2,7 @@
 
 #include "ports/KeynoteCaptureServiceDelegate.h"
 #include "ports/KeynoteCaptureServiceProtocol.h"
+#include "ports/Timeline.h"
 
 #include <chrono>
 #include <functional>
@@ -36,10 +37,11 @@ public:
     /// `onServiceLost` may be empty. It is called when a service that has accepted a start, an extraction or a wait
     /// leaves the bus, or the bus itself goes: that has ended and no notification will come for it. A new start begins
     /// anew. `replyTimeout` bounds the wait for every answer, including the time that the bus takes to start the
-    /// service.
+    /// service. `timeline`, which may be null and must outlive the client, is told what the service knows of the
+    /// screen, of every recording: look at the recording ID.
     [[nodiscard]] static std::unique_ptr<CaptureServiceClient> connect(
         KeynoteCaptureServiceDelegate& delegate, std::function<void()> onServiceLost, ErrorPtr& error,
-        std::chrono::microseconds replyTimeout = std::chrono::seconds(25));
+        std::chrono::microseconds replyTimeout = std::chrono::seconds(25), TimelineListener* timeline = nullptr);
     ~CaptureServiceClient() override;
 
     /// The reply is called only when starting failed: with the service's error, or with one of
@@ -61,6 +63,8 @@ public:
     void extractSlideFiles(const std::vector<std::string>& names, const std::string& forPresentationAt,
                            const ErrorReply& withErrorReply);
     void waitForSavingToCompleteAsync(const ErrorReply& withErrorReply);
+    /// The service's version; nothing when it did not answer or is too old to tell. The reply is called once.
+    void askServiceVersion(const TextReply& reply);
     /// Nothing also when the service did not answer, when the text is empty, or when no recording runs.
     void descriptionOfScriptableWindowsWithReply(TextReply reply) override;
     /// Nothing also when the service did not answer, when the text is empty, or when no recording runs.
