@@ -44,6 +44,12 @@ def log(programs):
         yield Figure("log line with journal / write(2)", with_journal, time["peer"])
 
 
+def journal(programs):
+    with Session() as session:
+        time = times(session, programs / "JournalBenchmark", 40, "real_time")
+    yield Figure("journal line / write(2) and fdatasync(2)", time["ours"], time["peer"], 1.3)
+
+
 def tick(programs):
     with Session() as session:
         time = times(session, programs / "TickBenchmark", 10, "cpu_time")

@@ -14,6 +14,7 @@ import soapcall
 
 MEASUREMENTS = {
     "log": inprocess.log,
+    "journal": inprocess.journal,
     "tick": inprocess.tick,
     "poll": inprocess.poll,
     "start": inprocess.start,
