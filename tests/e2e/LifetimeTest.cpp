@@ -65,7 +65,9 @@ TEST_F(BusEndTest, ServiceAndRecorderEndWithAMessageWhenTheBusIsGone) {
     EXPECT_THAT(service_->complaints(),
                 HasSubstr("Lost the connection to the session bus; the capture service ends.\n"));
     EXPECT_EQ(recorder.exitStatus(), 3);
-    EXPECT_EQ(recorder.complaints(), "keynote-capture: The capture service has gone; the recording has ended.\n");
+    EXPECT_EQ(recorder.complaints(),
+              "keynote-capture: The capture service has gone; starting it again.\n"
+              "keynote-capture: The session bus has gone; the recording has ended.\n");
     EXPECT_EQ(program->exitStatus(), 3);
     host.waitFor("lost");
     host.record(captures());

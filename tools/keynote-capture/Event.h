@@ -2,6 +2,7 @@
 
 #include "base/Error.h"
 #include "host/DelegateCalls.h"
+#include "ports/Timeline.h"
 
 #include <cstdint>
 #include <optional>
@@ -13,6 +14,7 @@
 /// The service refused what it was asked for: a start, an extraction or a wait.
 struct RequestRefused {
     ErrorPtr error;
+    int connection = 0;  ///< which of the command's clients was refused
 };
 /// A deck is open in the presentation program, or could not be opened.
 struct DeckRead {
@@ -23,9 +25,14 @@ struct ServiceAnswered {};
 struct WindowsDescribed {
     std::optional<std::string> text;
 };
-struct ServiceLost {};
+struct ServiceVersionTold {
+    std::optional<std::string> version;
+};
+struct ServiceLost {
+    int connection = 0;  ///< which of the command's clients lost it
+};
 struct Interrupted {};   ///< SIGINT or SIGTERM
 struct OutputClosed {};  ///< nobody reads standard output any more
 struct TimedOut {};
-using Event = std::variant<host::DelegateCall, RequestRefused, ServiceAnswered, DeckRead, WindowsDescribed, ServiceLost,
-                           Interrupted, OutputClosed, TimedOut>;
+using Event = std::variant<host::DelegateCall, TimelineReport, RequestRefused, ServiceAnswered, ServiceVersionTold,
+                           DeckRead, WindowsDescribed, ServiceLost, Interrupted, OutputClosed, TimedOut>;

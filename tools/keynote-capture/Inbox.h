@@ -5,12 +5,12 @@
 #include <deque>
 #include <mutex>
 
-/// Everything that happens to a command, one event after the other: delegate calls and answers from the client's
-/// thread, signals, the end of standard output, and the passing of a deadline.
+/// Everything that happens to a command, one event after the other: delegate calls, entries of the timeline and answers
+/// from the client's thread, signals, the end of standard output, and the passing of a deadline.
 ///
 /// While it lives, SIGINT and SIGTERM are blocked and arrive as `Interrupted`, and SIGPIPE is ignored. Make it before
 /// any other thread. One at a time in a process.
-class Inbox final : public host::DelegateCalls {
+class Inbox final : public host::DelegateCalls, public TimelineListener {
 public:
     Inbox();
     ~Inbox() override;
@@ -25,6 +25,7 @@ public:
 
 private:
     void take(const host::DelegateCall& call) override { post(call); }
+    void timelineReport(const TimelineReport& report) override { post(report); }
     std::optional<Event> waitForOne(int milliseconds);
     std::optional<Event> takeFirst();
 

@@ -65,7 +65,8 @@ TEST_F(RecordTest, WritesEveryDelegateCallAsOneJSONLine) {
             R"({"event":"detectedKeynoteTerminated"})"));
     tool.send(SIGINT);
     EXPECT_EQ(tool.exitStatus(), 1) << "events carried errors";
-    EXPECT_EQ(tool.restOfOutput(), "");
+    EXPECT_EQ(tool.restOfOutput(), R"({"event":"finished","shows":2,"problems":["say \"why\"\\n"]})"
+                                   "\n");
     EXPECT_EQ(tool.complaints(), "");
 }
 
@@ -155,7 +156,57 @@ TEST_F(RecordTest, AMissingOrBrokenServiceIsStatusThree) {
     EXPECT_THAT(busless.complaints(), HasSubstr("no session bus"));
 }
 
-TEST_F(RecordTest, AServiceThatVanishesEndsTheRecordingEvenWhileWaiting) {
+TEST_F(RecordTest, MakesImagesThatDoNotComeFromTheArchiveCopyBetweenTheShows) {
+    const auto show = directory_.path() / "ID";
+    writeFile(show / "ID.key", "deck");
+    writeFile(show / "slide.001.jpg", "image");
+    bool brings = false;
+    FakeService service(bus_.address(), {{"extractSlideFiles", [&](auto& it) {
+                                              if (brings) writeFile(show / "slide.007.jpg", "image");
+                                              it.host().extractedSlideFilesForPresentation(
+                                                  show / "ID.key", brings ? noError() : errorStruct(5));
+                                              brings = true;
+                                          }}});
+    ChildProcess tool(ToolTest::tool({"record", "--to", directory_.path(), "--recording-id", "r", "--json"}));
+    service.waitForCalls(1);
+    service.host().startedPresenting("ID", "", "ID.key", noError());
+    for (const int slide : {1, 7}) service.host().slideDeckPresentedSlide("ID", slide, 0, "");
+    service.host().startedPresenting("NEXT", "", "", noError());
+    service.host().stoppedPresenting("ID", errorStruct(5));
+    service.host().detectedKeynoteLaunched();
+    tool.waitForLine(R"({"event":"detectedKeynoteLaunched")");
+    EXPECT_EQ(service.waitForCalls(1).size(), 1U) << "the lecturer is not disturbed while the next show runs";
+    service.host().stoppedPresenting("NEXT", noError());
+    const auto extraction = "extractSlideFiles slide.007.jpg " + (show / "ID.key").string();
+    EXPECT_THAT(service.waitForCalls(3), testing::Contains(extraction).Times(2)) << "once more when it did not help";
+    tool.waitForLine(R"({"event":"extractedSlideFilesForPresentation")");
+    tool.waitForLine(R"({"event":"extractedSlideFilesForPresentation")");
+    tool.send(SIGINT);
+    EXPECT_EQ(tool.exitStatus(), 0) << tool.complaints();
+    EXPECT_EQ(tool.restOfOutput(), "{\"event\":\"finished\",\"shows\":2,\"problems\":[]}\n");
+    EXPECT_THAT(contentsOf(show / "timeline.jsonl"), HasSubstr(R"({"event":"finished","images":2,"missing":[])"));
+}
+
+TEST_F(RecordTest, AServiceThatVanishesIsStartedAgainAndTheGapIsTold) {
+    std::filesystem::create_directory(directory_.path() / "ID");
+    auto service = std::make_unique<FakeService>(bus_.address());
+    ChildProcess tool(ToolTest::tool({"record", "--to", directory_.path(), "--recording-id", "r", "--json"}));
+    const auto start = service->waitForCalls(1);
+    beginShow(*service, tool, "ID");
+    service->leave();
+    tool.waitForComplaint("The capture service has gone; starting it again.");
+    service = std::make_unique<FakeService>(bus_.address());
+    EXPECT_EQ(service->waitForCalls(1), start);
+    beginShow(*service, tool, "NEXT");
+    service->host().stoppedPresenting("NEXT", noError());
+    tool.waitForLine(R"({"event":"stoppedPresenting")");
+    tool.send(SIGINT);
+    EXPECT_EQ(tool.exitStatus(), 1);
+    EXPECT_THAT(tool.restOfOutput(), HasSubstr("left during the show"));
+    EXPECT_THAT(contentsOf(directory_.path() / "ID/timeline.jsonl"), HasSubstr(R"({"event":"unseenFrom",)"));
+}
+
+TEST_F(RecordTest, AServiceThatStaysAwayIsWaitedForUntilAnInterruption) {
     for (const bool interrupted : {false, true}) {
         FakeService service(bus_.address());
         ChildProcess tool(recordJSON());
@@ -166,8 +217,10 @@ TEST_F(RecordTest, AServiceThatVanishesEndsTheRecordingEvenWhileWaiting) {
             tool.waitForComplaint("Interrupt again");
         }
         service.leave();
-        EXPECT_EQ(tool.exitStatus(), 3);
-        EXPECT_THAT(tool.complaints(), HasSubstr("The capture service has gone"));
+        tool.waitForComplaint("starting it again");
+        if (!interrupted) tool.send(SIGINT);
+        EXPECT_EQ(tool.exitStatus(), interrupted ? 3 : 1);
+        EXPECT_THAT(tool.restOfOutput(), HasSubstr("left during the show"));
     }
 }
 

@@ -1,0 +1,171 @@
+/// Whoever is killed in the middle of a show: what was recorded stays, and what can be brought is brought.
+
+#include "tests/e2e/CaptureTest.h"
+#include "tests/support/Deadline.h"
+
+#include <csignal>
+#include <nlohmann/json.hpp>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using Json = nlohmann::json;
+
+constexpr const char* kActivationFile = "dbus-1/services/com.veldrin.KeynoteCaptureService.service";
+constexpr int kSlides = 10;
+
+/// The lines of a presentation's journal, each of them complete.
+std::vector<Json> journalIn(const fs::path& presentation) {
+    std::vector<Json> lines;
+    std::istringstream text(contentsOf(presentation / "timeline.jsonl"));
+    for (std::string line; std::getline(text, line);) lines.push_back(Json::parse(line));
+    return lines;
+}
+
+std::vector<int> slidesIn(const std::vector<Json>& journal) {
+    std::vector<int> slides;
+    for (const auto& line : journal) {
+        if (line.value("event", "") == "slideShown") slides.push_back(line.at("slide"));
+    }
+    return slides;
+}
+
+std::optional<Json> lineNamed(const std::vector<Json>& journal, const std::string& event) {
+    const auto found = std::ranges::find(journal, event, [](const Json& line) { return line.value("event", ""); });
+    return found == journal.end() ? std::nullopt : std::optional(*found);
+}
+
+std::vector<int> numbers(int from, int to) {
+    std::vector<int> all;
+    for (int number = from; number <= to; ++number) all.push_back(number);
+    return all;
+}
+
+/// A show of ten slides that is recorded; the parameter is the slide at which somebody is killed.
+class KillTest : public testing::TestWithParam<int> {
+protected:
+    KillTest() {
+        for (const auto* const command : {"launch", "open Optics slides 10"}) program_.play(command);
+    }
+
+    [[nodiscard]] std::unique_ptr<ChildProcess> record() const {
+        auto recorder = std::make_unique<ChildProcess>(
+            std::vector<std::string>{KEYNOTE_CAPTURE, "record", "--to", captures_, "--json"});
+        recorder->waitForLine(R"({"event":"detectedKeynoteLaunched")");
+        return recorder;
+    }
+    /// Shows the slides one by one, each until the recorder has told it.
+    void show(ChildProcess& recorder, int from, int to) {
+        for (int slide = from; slide <= to; ++slide) {
+            program_.play(slide == 1 ? "start" : "slide " + std::to_string(slide));
+            recorder.waitForLine(R"({"event":"slideDeck")");
+        }
+    }
+    void end(ChildProcess& recorder) {
+        program_.play("stop");
+        recorder.waitForLine(R"({"event":"stoppedPresenting")");
+        recorder.send(SIGINT);
+    }
+    /// The presentations in the order in which they were recorded.
+    [[nodiscard]] std::vector<fs::path> presentations() const {
+        std::map<std::string, fs::path> byStart;
+        for (const auto& entry : fs::directory_iterator(captures_)) {
+            byStart.emplace(journalIn(entry).at(0).at("received"), entry.path());
+        }
+        std::vector<fs::path> paths;
+        for (const auto& [start, path] : byStart) paths.push_back(path);
+        return paths;
+    }
+    static void expectImages(const fs::path& presentation, const std::vector<int>& slides) {
+        for (const int slide : slides) {
+            const auto name = std::string("slide.0") + (slide < 10 ? "0" : "") + std::to_string(slide) + ".jpg";
+            EXPECT_TRUE(isWholeImage(presentation / name)) << presentation / name;
+        }
+        EXPECT_TRUE(lineNamed(journalIn(presentation), "finished")->at("missing").empty());
+    }
+    /// The show was seen in two parts, and the second says of which show it is the rest.
+    void expectTwoParts(int last) const {
+        const auto parts = presentations();
+        ASSERT_EQ(parts.size(), 2U);
+        const auto first = journalIn(parts.at(0));
+        const auto second = journalIn(parts.at(1));
+        EXPECT_EQ(slidesIn(first), numbers(1, last));
+        EXPECT_TRUE(lineNamed(first, "unseenFrom"));
+        EXPECT_EQ(lineNamed(second, "continues").value_or(Json{{"presentationID", "none"}}).at("presentationID"),
+                  parts.at(0).filename().string());
+        EXPECT_EQ(slidesIn(second).back(), kSlides);
+        expectImages(parts.at(0), numbers(1, last));
+        expectImages(parts.at(1), slidesIn(second));
+    }
+
+    const TestHome home_;
+    const fs::path captures_ = home_.path() / "captures";
+    const fs::path share_ = [this] {
+        writeFile(home_.path() / "share" / kActivationFile,
+                  "[D-BUS Service]\nName=com.veldrin.KeynoteCaptureService\nExec=" +
+                      std::string(KEYNOTE_CAPTURE_SERVICE) + "\n");
+        return home_.path() / "share";
+    }();
+    PrivateBus bus_{share_};
+    ChildProcess program_{{KEYNOTE_SIMULATOR, "-", "--no-window"}};
+};
+
+TEST_P(KillTest, OfTheServiceLeavesAGapAndAllImages) {
+    const auto recorder = record();
+    show(*recorder, 1, GetParam());
+    ASSERT_EQ(kill(serviceProcess().value(), SIGKILL), 0);
+    recorder->waitForLine(R"({"event":"startedPresenting")");
+    show(*recorder, GetParam() + 1, kSlides);
+    end(*recorder);
+    EXPECT_EQ(recorder->exitStatus(), 1) << "there is a gap";
+    expectTwoParts(GetParam());
+}
+
+TEST_P(KillTest, OfTheRecorderIsMendedByTheNext) {
+    const auto first = record();
+    show(*first, 1, GetParam());
+    first->send(SIGKILL);
+    EXPECT_NE(first->exitStatus(), 0);
+    const auto second = record();
+    second->waitForLine(R"({"event":"slideDeck")");
+    show(*second, GetParam() + 1, kSlides);
+    end(*second);
+    EXPECT_EQ(second->exitStatus(), 0) << second->complaints();
+    expectTwoParts(GetParam());
+}
+
+TEST_P(KillTest, OfTheProgramEndsTheShowAndItsImagesComeFromTheArchiveCopy) {
+    const auto recorder = record();
+    show(*recorder, 1, GetParam());
+    program_.send(SIGKILL);
+    recorder->waitForLine(R"({"event":"detectedKeynoteTerminated")");
+    recorder->send(SIGKILL);  // rather than wait for images that nobody exports
+    static_cast<void>(recorder->exitStatus());
+    const ChildProcess next({KEYNOTE_SIMULATOR, "-", "--no-window"});
+    next.writeLine("launch");
+    const auto second = record();
+    second->waitForLine(R"({"event":"extractedSlideFilesForPresentation")");
+    second->send(SIGINT);
+    EXPECT_EQ(second->exitStatus(), 0) << second->complaints();
+    const auto presentation = presentations().at(0);
+    EXPECT_EQ(slidesIn(journalIn(presentation)), numbers(1, GetParam()));
+    EXPECT_TRUE(lineNamed(journalIn(presentation), "showEnded"));
+    expectImages(presentation, numbers(1, GetParam()));
+}
+
+TEST_P(KillTest, OfTheBusKeepsWhatWasTold) {
+    const auto recorder = record();
+    show(*recorder, 1, GetParam());
+    bus_.end();
+    recorder->waitForComplaint("starting it again");
+    recorder->send(SIGINT);
+    EXPECT_EQ(recorder->exitStatus(), 1);
+    const auto journal = journalIn(presentations().at(0));
+    EXPECT_EQ(slidesIn(journal), numbers(1, GetParam()));
+    EXPECT_TRUE(lineNamed(journal, "unseenFrom"));
+}
+
+INSTANTIATE_TEST_SUITE_P(AtSlide, KillTest, testing::Range(1, kSlides + 1));
+
+}  // namespace

@@ -1,0 +1,155 @@
+#include "tools/keynote-capture/RecordedShow.h"
+
+#include "ports/CaptureNames.h"
+#include "tools/PrintableText.h"
+#include "tools/keynote-capture/DeckFiles.h"
+#include "tools/keynote-capture/EventWriter.h"
+#include "tools/keynote-capture/FileDigest.h"
+
+#include <fmt/format.h>
+#include <utility>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kMostAttempts = 2;
+
+/// What comes over the bus names a directory below the capture directory, and nothing else.
+bool isFileName(const std::string& text) {
+    return !text.empty() && text != "." && text != ".." && text.find('/') == std::string::npos;
+}
+
+fs::path directoryOf(const fs::path& captureDirectory, const std::optional<std::string>& presentationID) {
+    return presentationID && isFileName(*presentationID) ? captureDirectory / *presentationID : fs::path();
+}
+
+std::optional<std::string> fileNameOrNothing(const std::optional<std::string>& name) {
+    return name && isFileName(*name) ? name : std::nullopt;
+}
+
+}  // namespace
+
+RecordedShow::RecordedShow(const fs::path& captureDirectory, const RecorderFacts& facts,
+                           const host::StartedPresenting& call)
+    : presentationID_(call.presentationID),
+      directory_(directoryOf(captureDirectory, call.presentationID)),
+      deck_(call.originalDocumentPath),
+      archive_(fileNameOrNothing(call.archive)),
+      journal_(directory_),
+      startError_(call.error) {
+    journal_.writeHeader(facts, call);
+    journal_.write(call);
+}
+
+RecordedShow::RecordedShow(fs::path directory, JournalContent content)
+    : presentationID_(directory.filename()),
+      directory_(std::move(directory)),
+      deck_(std::move(content.deck)),
+      archive_(fileNameOrNothing(content.archive)),
+      journal_(directory_),
+      slides_(std::move(content.slides)),
+      started_(content.hasEnded ? std::nullopt : content.started),
+      wasLost_(true) {
+    if (!content.hasEnded) journal_.writeUnseen("Its recorder has gone.");
+    settle();
+}
+
+void RecordedShow::note(const host::DelegateCall& call) {
+    if (const auto* slide = std::get_if<host::PresentedSlide>(&call); slide != nullptr && slide->number > 0) {
+        slides_.insert(slide->number);
+    }
+    journal_.write(call);
+}
+
+void RecordedShow::note(const TimelineReport& report) {
+    if (report.entry.event == TimelineEvent::showStarted) started_ = report.entry.at;
+    if (report.entry.event == TimelineEvent::slideShown) slides_.insert(report.entry.slideNumber);
+    journal_.write(report);
+}
+
+void RecordedShow::end(const host::StoppedPresenting& call) {
+    journal_.write(call);
+    endError_ = call.error;
+    settle();
+}
+
+void RecordedShow::lose(const std::string& reason) {
+    if (state_ == State::mending) return mended();
+    if (state_ == State::running) {
+        wasLost_ = hasGap_ = true;
+        journal_.writeUnseen(reason);
+        settle();
+    }
+}
+
+void RecordedShow::mended() {
+    ++attempts_;
+    settle();
+}
+
+/// What is to become of it, now that the service does nothing for it any more.
+void RecordedShow::settle() {
+    if (attempts_ == 0) noteArchive();
+    state_ = State::lacking;
+    if (!canBeMended()) finish();
+}
+
+void RecordedShow::finish() {
+    state_ = State::done;
+    const auto missing = missingImages();
+    journal_.write("finished", {{"images", slides_.size() - missing.size()}, {"missing", missing}});
+}
+
+bool RecordedShow::continues(const RecordedShow& lost) const {
+    if (!lost.wasLost_ || !started_ || !lost.started_ || deck_ != lost.deck_) return false;
+    // It began when the lost one began. Without the program's own times all that is known is that it ran already.
+    return started_->with(*lost.started_) || (!started_->earliest && started_->latest >= lost.started_->latest);
+}
+
+void RecordedShow::writeContinues(const RecordedShow& lost) {
+    journal_.write("continues", {{"presentationID", lost.presentationID_.value_or("")}});
+}
+
+std::vector<std::string> RecordedShow::missingImages() const {
+    std::vector<std::string> missing;
+    if (!hasDirectory()) return missing;
+    std::error_code failure;
+    for (const auto slide : slides_) {
+        auto name = capture::imageFileName(slide);
+        if (!fs::exists(directory_ / name, failure)) missing.push_back(std::move(name));
+    }
+    return missing;
+}
+
+std::optional<std::string> RecordedShow::problem() const {
+    const auto missing = missingImages();
+    const auto name = printableText(directory_.native());
+    if (!missing.empty()) return fmt::format("{} lacks {}.", name, listOf(missing));
+    if (state_ == State::running) return fmt::format("The show in {} was given up before its end.", name);
+    if (startError_) return sentenceFor(*startError_);
+    // Images that were missing may have been made since.
+    if (endError_ && !hasDirectory()) return sentenceFor(*endError_);
+    if (hasGap_) return fmt::format("The capture service left during the show; the timeline in {} has a gap.", name);
+    if (!journal_.isComplete()) return fmt::format("The timeline in {} is not complete.", name);
+    return std::nullopt;
+}
+
+bool RecordedShow::hasDirectory() const {
+    std::error_code failure;
+    return !directory_.empty() && fs::is_directory(directory_, failure);
+}
+
+bool RecordedShow::canBeMended() const {
+    std::error_code failure;
+    // The service leaves the file empty when there was nothing to save.
+    const bool hasArchive =
+        archive_ && fs::is_regular_file(archive(), failure) && fs::file_size(archive(), failure) > 0;
+    return hasArchive && !failure && attempts_ < kMostAttempts && !missingImages().empty();
+}
+
+/// Only now: the program saves the archive copy while the show runs.
+void RecordedShow::noteArchive() {
+    const auto digest = archive_ ? sha256Of(archive()) : std::nullopt;
+    if (digest) journal_.write("archived", {{"archive", *archive_}, {"sha256", *digest}});
+}

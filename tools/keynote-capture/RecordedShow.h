@@ -1,0 +1,64 @@
+#pragma once
+
+#include "tools/keynote-capture/ShowJournal.h"
+
+/// One presentation of a recording: what is told of it goes into its journal, and images that are missing in the end
+/// can be made from its archive copy.
+class RecordedShow {
+public:
+    enum class State {
+        running,  ///< it is shown, or its images are awaited
+        lacking,  ///< over, and images are missing that may be made from the archive copy
+        mending,  ///< they are being made
+        done,     ///< nothing more is done for it
+    };
+
+    /// A show that begins.
+    RecordedShow(const std::filesystem::path& captureDirectory, const RecorderFacts& facts,
+                 const host::StartedPresenting& call);
+    /// A show that another recorder has left in the directory.
+    RecordedShow(std::filesystem::path directory, JournalContent content);
+
+    void note(const host::DelegateCall& call);
+    void note(const TimelineReport& report);
+    /// Its images were told.
+    void end(const host::StoppedPresenting& call);
+    /// The service that told of it has gone.
+    void lose(const std::string& reason);
+    /// From now on its images are being made.
+    void mend() { state_ = State::mending; }
+    /// That has come to an end. The second time it stays as it is.
+    void mended();
+    /// Whether this show, which has just begun, is one that was lost: then the journal says so.
+    [[nodiscard]] bool continues(const RecordedShow& lost) const;
+    void writeContinues(const RecordedShow& lost);
+
+    [[nodiscard]] State state() const { return state_; }
+    [[nodiscard]] const std::optional<std::string>& presentationID() const { return presentationID_; }
+    [[nodiscard]] std::filesystem::path archive() const { return directory_ / archive_.value_or(""); }
+    /// The names of the images of slides that were shown and are not there. Looks.
+    [[nodiscard]] std::vector<std::string> missingImages() const;
+    /// Why it is not complete as it stands, fit for a terminal.
+    [[nodiscard]] std::optional<std::string> problem() const;
+
+private:
+    [[nodiscard]] bool hasDirectory() const;
+    [[nodiscard]] bool canBeMended() const;
+    void noteArchive();
+    void settle();
+    void finish();
+
+    const std::optional<std::string> presentationID_;
+    const std::filesystem::path directory_;
+    const std::optional<std::filesystem::path> deck_;
+    const std::optional<std::string> archive_;
+    ShowJournal journal_;
+    std::set<std::int64_t> slides_;
+    std::optional<TimeBounds> started_;
+    State state_ = State::running;
+    ErrorPtr startError_;   ///< told by the service
+    ErrorPtr endError_;     ///< the same
+    bool wasLost_ = false;  ///< it was seen by a service, or a recorder, that has gone
+    bool hasGap_ = false;
+    int attempts_ = 0;  ///< to make the images that are missing
+};

@@ -1,0 +1,150 @@
+#include "tools/keynote-capture/ShowJournal.h"
+
+#include "base/FileURL.h"
+#include "tools/PrintableText.h"
+#include "tools/keynote-capture/Commands.h"
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <fstream>
+#include <utility>
+
+namespace {
+
+constexpr int kVersion = 1;
+constexpr const char* kBootID = "/proc/sys/kernel/random/boot_id";
+
+Date now() {
+    return std::chrono::floor<std::chrono::microseconds>(std::chrono::system_clock::now());
+}
+
+/// The steady clock begins anew with each start of the computer; this tells them apart.
+std::string bootID() {
+    std::ifstream file(kBootID);
+    std::string id;
+    std::getline(file, id);
+    return id;
+}
+
+std::int64_t steadyMicroseconds() {
+    return jsonOf(TimeBounds{{}, std::chrono::steady_clock::now()}).at(1).get<std::int64_t>();
+}
+
+/// The member when it has that type.
+template <typename T>
+std::optional<T> member(const Json& object, const char* key) {
+    const auto found = object.find(key);
+    if (found == object.end()) return std::nullopt;
+    if constexpr (std::is_same_v<T, std::string>) {
+        if (!found->is_string()) return std::nullopt;
+    } else if (!found->is_number_integer()) {
+        return std::nullopt;
+    }
+    return found->template get<T>();
+}
+
+std::optional<TimeBounds> boundsFrom(const Json& line) {
+    const auto steady = line.find("steady");
+    if (steady == line.end() || !steady->is_array() || steady->size() != 2) return std::nullopt;
+    const auto time = [&](std::size_t index) -> std::optional<Instant> {
+        const auto& value = steady->at(index);
+        if (!value.is_number_integer()) return std::nullopt;
+        return Instant(std::chrono::microseconds(value.get<std::int64_t>()));
+    };
+    if (!time(1)) return std::nullopt;
+    return TimeBounds{time(0), *time(1)};
+}
+
+/// Of a journal's lines those that are objects, the header first.
+std::vector<Json> objectsOf(const std::filesystem::path& file) {
+    std::vector<Json> objects;
+    for (const auto& line : host::journalLines(file)) {
+        auto object = Json::parse(line, nullptr, false);
+        if (object.is_object()) objects.push_back(std::move(object));
+    }
+    return objects;
+}
+
+}  // namespace
+
+ShowJournal::ShowJournal(const std::filesystem::path& directory) : path_(directory / kFileName) {
+    std::error_code failure;
+    if (!std::filesystem::is_directory(directory, failure)) return;
+    file_ = host::Journal::open(path_);
+    if (file_) return;
+    isComplete_ = false;
+    complain(
+        fmt::format("The timeline cannot be written to {} ({}).", printableText(path_.native()), std::strerror(errno)));
+}
+
+void ShowJournal::writeHeader(const RecorderFacts& facts, const host::StartedPresenting& show) {
+    append({{"timeline", kVersion},
+            {"recordingID", facts.recordingID},
+            {"presentationID", show.presentationID.value_or("")},
+            {"deck", jsonOf(show.originalDocumentPath)},
+            {"archive", show.archive ? Json(*show.archive) : Json()},
+            {"tool", facts.toolVersion},
+            {"service", facts.serviceVersion ? Json(*facts.serviceVersion) : Json()},
+            {"clocks", {{"wall", jsonOf(now())}, {"steady", steadyMicroseconds()}, {"boot", bootID()}}}});
+}
+
+void ShowJournal::write(const host::DelegateCall& call) {
+    append(jsonOf(call));
+}
+
+void ShowJournal::write(const TimelineReport& report) {
+    append(jsonOf(report));
+}
+
+void ShowJournal::writeUnseen(const std::string& reason) {
+    const auto passed = [](Instant since) {
+        return std::chrono::duration_cast<Date::duration>(std::chrono::steady_clock::now() - since);
+    };
+    TimelineReport report{
+        {TimelineEvent::unseenFrom, {lastReceived_, std::chrono::steady_clock::now()}, 0, {}}, {}, {}, {}, now()};
+    if (lastReceived_) report.earliest = now() - passed(*lastReceived_);
+    auto line = jsonOf(report);
+    line["reason"] = reason;
+    append(std::move(line));
+}
+
+void ShowJournal::write(const char* event, Json fields) {
+    Json line{{"event", event}};
+    line.update(fields);
+    append(std::move(line));
+}
+
+void ShowJournal::append(Json line) {
+    if (!file_) return;
+    lastReceived_ = std::chrono::steady_clock::now();
+    line["received"] = jsonOf(now());
+    if (file_->append(lineOf(line))) return;
+    if (std::exchange(isComplete_, false)) {
+        complain(fmt::format("The timeline {} lacks a line ({}); see that the disk has room.",
+                             printableText(path_.native()), std::strerror(errno)));
+    }
+}
+
+std::optional<JournalContent> readShowJournal(const std::filesystem::path& directory) {
+    const auto lines = objectsOf(directory / ShowJournal::kFileName);
+    if (lines.empty() || member<int>(lines.front(), "timeline") != kVersion) return std::nullopt;
+    JournalContent content;
+    content.deck = pathFromURL(member<std::string>(lines.front(), "deck").value_or(""));
+    content.archive = member<std::string>(lines.front(), "archive");
+    const auto clocks = lines.front().find("clocks");
+    const bool isThisBoot =
+        clocks != lines.front().end() && clocks->is_object() && member<std::string>(*clocks, "boot") == bootID();
+    for (const auto& line : lines) {
+        const auto event = member<std::string>(line, "event").value_or("");
+        const auto slide = member<std::int64_t>(line, "slide");
+        const auto polled = member<std::int64_t>(line, "presentedSlide");
+        if (slide.value_or(polled.value_or(0)) > 0) content.slides.insert(slide ? *slide : *polled);
+        if (event == "showStarted" && isThisBoot) content.started = boundsFrom(line);
+        if (event == "showEnded") content.hasEnded = true;
+        if (event == "finished") content.isFinished = true;
+    }
+    return content;
+}
