@@ -7,10 +7,6 @@
 
 namespace {
 
-Json json(const std::optional<std::string>& value) {
-    return value ? Json(*value) : Json();
-}
-
 Json json(const ErrorPtr& error) {
     if (!error) return {};
     return {{"domain", error->domain()}, {"code", error->code()}, {"description", error->localizedDescription()}};
@@ -28,14 +24,14 @@ struct JSONFields {
     }
     Json operator()(const host::StartedPresenting& call) const {
         return {{"event", "startedPresenting"},
-                {"presentationID", json(call.presentationID)},
+                {"presentationID", jsonOf(call.presentationID)},
                 {"originalDocumentPath", jsonOf(call.originalDocumentPath)},
-                {"archive", json(call.archive)},
+                {"archive", jsonOf(call.archive)},
                 {"error", json(call.error)}};
     }
     Json operator()(const host::PresentedSlide& call) const {
         return {{"event", "slideDeck"},
-                {"presentationID", json(call.presentationID)},
+                {"presentationID", jsonOf(call.presentationID)},
                 {"presentedSlide", call.number},
                 {"at", jsonOf(call.at)},
                 {"imageFilePathURL", jsonOf(call.imageFilePath)}};
@@ -50,8 +46,9 @@ struct JSONFields {
         return {{"event", "failedToSaveArchiveDocument"}, {"error", json(call.error)}};
     }
     Json operator()(const host::StoppedPresenting& call) const {
-        return {
-            {"event", "stoppedPresenting"}, {"presentationID", json(call.presentationID)}, {"error", json(call.error)}};
+        return {{"event", "stoppedPresenting"},
+                {"presentationID", jsonOf(call.presentationID)},
+                {"error", json(call.error)}};
     }
 };
 
@@ -70,6 +67,10 @@ Json jsonOf(const TimelineReport& report) {
     json["latest"] = jsonOf(report.latest);
     json["steady"] = jsonOf(at);
     return json;
+}
+
+Json jsonOf(const std::optional<std::string>& text) {
+    return text ? Json(*text) : Json();
 }
 
 Json jsonOf(Date date) {

@@ -14,6 +14,7 @@ using Json = nlohmann::ordered_json;
 /// `event` first, then when it happened: earliest and latest by the calendar, and the same by the steady clock in
 /// microseconds. The slide's position only where it is known.
 [[nodiscard]] Json jsonOf(const TimelineReport& report);
+[[nodiscard]] Json jsonOf(const std::optional<std::string>& text);
 [[nodiscard]] Json jsonOf(Date date);
 [[nodiscard]] Json jsonOf(const std::optional<std::filesystem::path>& path);
 /// Earliest, which may be null, and latest in microseconds.

@@ -1,23 +1,11 @@
 #include "tools/keynote-capture/KeynoteReport.h"
 
-#include "base/FileURL.h"
-#include "recorder-shared/KeynoteInstallHelper.h"
 #include "tools/PrintableText.h"
+#include "tools/keynote-capture/EventJSON.h"
 
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 
 namespace {
-
-using Json = nlohmann::ordered_json;
-
-std::string lineOf(const Json& object) {
-    return object.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
-}
-
-Json json(const std::optional<std::string>& text) {
-    return text ? Json(*text) : Json();
-}
 
 const char* nameOf(PluginState state) {
     switch (state) {
@@ -34,12 +22,13 @@ const char* nameOf(PluginState state) {
 }
 
 std::string jsonLine(const char* event, const KeynoteCopy& copy) {
-    return lineOf({{"event", event},
-                   {"path", urlFromPath(copy.path)},
-                   {"version", json(copy.version)},
-                   {"supported", copy.supported},
-                   {"reason", copy.supported ? Json() : Json(copy.reason)},
-                   {"plugin", nameOf(copy.plugin)}});
+    const Json line{{"event", event},
+                    {"path", jsonOf(std::optional(copy.path))},
+                    {"version", jsonOf(copy.version)},
+                    {"supported", copy.supported},
+                    {"reason", copy.supported ? Json() : Json(copy.reason)},
+                    {"plugin", nameOf(copy.plugin)}};
+    return lineOf(line) + '\n';
 }
 
 std::string jsonLines(const char* event, const std::vector<KeynoteCopy>& copies) {
@@ -60,17 +49,18 @@ class JSONKeynoteReport final : public KeynoteReport {
             const auto& conflicting = running.checks->conflicting;
             if (conflicting) checks["conflictingKeynoteVersionsRunning"] = *conflicting;
         }
-        return jsonLines("running", running.copies) + lineOf(checks);
+        return jsonLines("running", running.copies) + lineOf(checks) + '\n';
     }
     std::string installed(const std::vector<KeynoteCopy>& copies) const override {
         return jsonLines("installed", copies);
     }
-    std::string status(const KeynoteStatus& status) const override {
-        return lineOf({{"event", "status"},
-                       {"found", status.found},
-                       {"unsupported", status.unsupported},
-                       {"pluginMissing", status.pluginMissing},
-                       {"highestVersion", json(status.highestVersion)}});
+    std::string status(const KeynoteInstallHelper::Status& status) const override {
+        const Json line{{"event", "status"},
+                        {"found", status.found},
+                        {"unsupported", status.unsupported},
+                        {"pluginMissing", status.pluginMissing},
+                        {"highestVersion", jsonOf(status.highestVersion)}};
+        return lineOf(line) + '\n';
     }
 };
 
@@ -122,7 +112,7 @@ class TextKeynoteReport final : public KeynoteReport {
     std::string installed(const std::vector<KeynoteCopy>& copies) const override {
         return section("Installed", copies, "none");
     }
-    std::string status(const KeynoteStatus& status) const override {
+    std::string status(const KeynoteInstallHelper::Status& status) const override {
         return fmt::format(
             "Status\n"
             "  usable program found                 {}\n"

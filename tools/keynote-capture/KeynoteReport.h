@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ports/Bundle.h"
+#include "recorder-shared/KeynoteInstallHelper.h"
 
 #include <filesystem>
 #include <memory>
@@ -39,21 +39,13 @@ struct RunningKeynotes {
     std::optional<Checks> checks;
 };
 
-/// The four values of the status check.
-struct KeynoteStatus {
-    bool found = false;
-    bool unsupported = false;
-    bool pluginMissing = false;
-    std::optional<std::string> highestVersion;
-};
-
 /// Puts what was found into words, each part with its line feeds. What comes from disks and programs is made harmless.
 class KeynoteReport {
 public:
     virtual ~KeynoteReport() = default;
     [[nodiscard]] virtual std::string running(const RunningKeynotes& running) const = 0;
     [[nodiscard]] virtual std::string installed(const std::vector<KeynoteCopy>& copies) const = 0;
-    [[nodiscard]] virtual std::string status(const KeynoteStatus& status) const = 0;
+    [[nodiscard]] virtual std::string status(const KeynoteInstallHelper::Status& status) const = 0;
 };
 
 /// JSON Lines: an object per copy, one for the checks of what runs, one for the status. What is absent or unknown is

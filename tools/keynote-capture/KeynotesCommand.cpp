@@ -67,8 +67,7 @@ private:
         copies.reserve(bundles.size());
         for (const auto& bundle : bundles) copies.push_back(judgedCopy(*bundle));
         write(report_.installed(copies));
-        const auto status = KeynoteInstallHelper::statusOf(bundles);
-        write(report_.status({status.found, status.unsupported, status.pluginMissing, status.highestVersion}));
+        write(report_.status(KeynoteInstallHelper::statusOf(bundles)));
         platform_.stop(kDone);
     }
 

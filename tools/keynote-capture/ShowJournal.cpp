@@ -85,9 +85,9 @@ void ShowJournal::writeHeader(const RecorderFacts& facts, const host::StartedPre
             {"recordingID", facts.recordingID},
             {"presentationID", show.presentationID.value_or("")},
             {"deck", jsonOf(show.originalDocumentPath)},
-            {"archive", show.archive ? Json(*show.archive) : Json()},
+            {"archive", jsonOf(show.archive)},
             {"tool", facts.toolVersion},
-            {"service", facts.serviceVersion ? Json(*facts.serviceVersion) : Json()},
+            {"service", jsonOf(facts.serviceVersion)},
             {"clocks", {{"wall", jsonOf(now())}, {"steady", steadyMicroseconds()}, {"boot", bootID()}}}});
 }
 
