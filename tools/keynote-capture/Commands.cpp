@@ -5,6 +5,8 @@
 
 #include <cstdio>
 
+namespace keynote_capture {
+
 void complain(std::string_view sentence) {
     const std::string line = "keynote-capture: " + std::string(sentence) + '\n';
     // One write, so that a line of another thread does not fall into it.
@@ -16,3 +18,5 @@ ExitStatus reported(const Error& error) {
     // The client library's own errors mean that nobody answered.
     return error.domain() == host::kCaptureServiceClientErrorDomain ? kNoService : kOperationFailed;
 }
+
+}  // namespace keynote_capture

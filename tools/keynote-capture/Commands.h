@@ -11,6 +11,8 @@
 #include <string_view>
 #include <vector>
 
+namespace keynote_capture {
+
 struct RecordOptions {
     std::filesystem::path directory;        ///< absolute; made when missing
     std::string recordingID;                ///< names the recording's working directory
@@ -59,3 +61,5 @@ void complain(std::string_view sentence);
 
 /// Tells people about the error and answers the exit status that it means.
 [[nodiscard]] ExitStatus reported(const Error& error);
+
+}  // namespace keynote_capture

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <ctime>
 
+namespace keynote_capture {
+
 /// A date as whole seconds since 1970 and the microseconds (0 to 999999) after them.
 struct DateParts {
     std::time_t second;
@@ -19,3 +21,5 @@ struct DateParts {
     if (rest >= 0) return {count / kMillion, rest};
     return {count / kMillion - 1, rest + kMillion};  // rounding down first would leave the range of dates
 }
+
+}  // namespace keynote_capture

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <iterator>
 
+namespace keynote_capture {
 namespace {
 
 namespace fs = std::filesystem;
@@ -100,3 +101,5 @@ std::string listOf(const std::vector<std::string>& names) {
     const std::string list = fmt::format("{}", fmt::join(names.begin(), end, ", "));
     return shown == names.size() ? list : fmt::format("{} and {} more", list, names.size() - shown);
 }
+
+}  // namespace keynote_capture

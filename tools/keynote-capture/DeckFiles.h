@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+namespace keynote_capture {
+
 /// The files of an extraction: the deck, and beside it its slides' images and its text. What goes wrong is told as a
 /// sentence for people that says what to do.
 class DeckFiles {
@@ -47,3 +49,5 @@ private:
 
 /// "a, b, c and 4 more".
 [[nodiscard]] std::string listOf(const std::vector<std::string>& names);
+
+}  // namespace keynote_capture

@@ -10,6 +10,8 @@
 #include <variant>
 #include <vector>
 
+namespace keynote_capture {
+
 /// What else can happen to a command.
 /// The service refused what it was asked for: a start, an extraction or a wait.
 struct RequestRefused {
@@ -36,3 +38,5 @@ struct OutputClosed {};  ///< nobody reads standard output any more
 struct TimedOut {};
 using Event = std::variant<host::DelegateCall, TimelineReport, RequestRefused, ServiceAnswered, ServiceVersionTold,
                            DeckRead, WindowsDescribed, ServiceLost, Interrupted, OutputClosed, TimedOut>;
+
+}  // namespace keynote_capture

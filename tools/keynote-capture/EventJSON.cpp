@@ -5,6 +5,7 @@
 
 #include <fmt/chrono.h>
 
+namespace keynote_capture {
 namespace {
 
 Json json(const ErrorPtr& error) {
@@ -89,3 +90,5 @@ Json jsonOf(const TimeBounds& steady) {
 std::string lineOf(const Json& json) {
     return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
+
+}  // namespace keynote_capture

@@ -6,6 +6,8 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+namespace keynote_capture {
+
 using Json = nlohmann::ordered_json;
 
 /// `event` first, then the operation's arguments by label. What is absent is null; a date is ISO 8601, UTC, with
@@ -21,3 +23,5 @@ using Json = nlohmann::ordered_json;
 [[nodiscard]] Json jsonOf(const TimeBounds& steady);
 /// One line without its end. What is not UTF-8 is replaced.
 [[nodiscard]] std::string lineOf(const Json& json);
+
+}  // namespace keynote_capture

@@ -5,6 +5,8 @@
 
 #include <cstdio>
 
+namespace keynote_capture {
+
 bool EventWriter::write(const host::DelegateCall& call) const {
     const std::string line = lineFor(call) + '\n';
     // Flushed line by line: whoever reads a pipe wants to know of a slide when it is shown.
@@ -24,3 +26,5 @@ std::string sentenceFor(const Error& error) {
     }
     return printableText(error.localizedDescription());
 }
+
+}  // namespace keynote_capture

@@ -4,6 +4,8 @@
 
 #include <memory>
 
+namespace keynote_capture {
+
 /// Writes delegate calls to standard output, one line each, as they come.
 class EventWriter {
 public:
@@ -23,3 +25,5 @@ private:
 
 /// A sentence that says what went wrong and is fit for a terminal. The error must not be null.
 [[nodiscard]] std::string sentenceFor(const Error& error);
+
+}  // namespace keynote_capture

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cstdio>
 
+namespace keynote_capture {
 namespace {
 
 using namespace std::chrono_literals;
@@ -162,3 +163,5 @@ ExitStatus extract(const ExtractOptions& options) {
         if (const auto status = std::visit(extraction, event)) return *status;
     }
 }
+
+}  // namespace keynote_capture

@@ -6,6 +6,8 @@
 #include <fstream>
 #include <memory>
 
+namespace keynote_capture {
+
 std::optional<std::string> sha256Of(const std::filesystem::path& file) {
     std::ifstream content(file, std::ios::binary);
     const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(), &EVP_MD_CTX_free);
@@ -18,3 +20,5 @@ std::optional<std::string> sha256Of(const std::filesystem::path& file) {
     if (content.bad() || EVP_DigestFinal_ex(context.get(), digest.data(), nullptr) != 1) return std::nullopt;
     return fmt::format("{:02x}", fmt::join(digest, ""));
 }
+
+}  // namespace keynote_capture

@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <utility>
 
+namespace keynote_capture {
 namespace {
 
 sigset_t interruptions() {
@@ -101,3 +102,5 @@ std::optional<Event> Inbox::takeFirst() {
     if (events_.empty()) eventfd_read(wakeUp_, &count);
     return first;
 }
+
+}  // namespace keynote_capture

@@ -5,6 +5,8 @@
 #include <deque>
 #include <mutex>
 
+namespace keynote_capture {
+
 /// Everything that happens to a command, one event after the other: delegate calls, entries of the timeline and answers
 /// from the client's thread, signals, the end of standard output, and the passing of a deadline.
 ///
@@ -35,3 +37,5 @@ private:
     const int wakeUp_;          ///< an eventfd that is readable while events wait
     bool watchOutput_;
 };
+
+}  // namespace keynote_capture

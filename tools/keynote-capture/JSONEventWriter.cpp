@@ -1,6 +1,7 @@
 #include "tools/keynote-capture/EventJSON.h"
 #include "tools/keynote-capture/EventWriter.h"
 
+namespace keynote_capture {
 namespace {
 
 class JSONEventWriter final : public EventWriter {
@@ -12,3 +13,5 @@ class JSONEventWriter final : public EventWriter {
 std::unique_ptr<EventWriter> makeJSONEventWriter() {
     return std::make_unique<JSONEventWriter>();
 }
+
+}  // namespace keynote_capture

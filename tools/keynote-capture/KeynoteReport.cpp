@@ -5,6 +5,7 @@
 
 #include <fmt/format.h>
 
+namespace keynote_capture {
 namespace {
 
 const char* nameOf(PluginState state) {
@@ -151,3 +152,5 @@ std::unique_ptr<KeynoteReport> makeJSONKeynoteReport() {
 std::unique_ptr<KeynoteReport> makeTextKeynoteReport() {
     return std::make_unique<TextKeynoteReport>();
 }
+
+}  // namespace keynote_capture

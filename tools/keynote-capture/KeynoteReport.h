@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+namespace keynote_capture {
+
 /// How a copy of the presentation program stands to our plug-in.
 enum class PluginState {
     notNeeded,  ///< its plug-in generation is not installed into the program
@@ -53,3 +55,5 @@ public:
 [[nodiscard]] std::unique_ptr<KeynoteReport> makeJSONKeynoteReport();
 /// Headings and aligned columns for people.
 [[nodiscard]] std::unique_ptr<KeynoteReport> makeTextKeynoteReport();
+
+}  // namespace keynote_capture

@@ -13,6 +13,7 @@
 #include <csignal>
 #include <cstdio>
 
+namespace keynote_capture {
 namespace {
 
 using namespace std::chrono_literals;
@@ -121,3 +122,5 @@ ExitStatus listKeynotes(const KeynotesOptions& options) {
     const auto report = options.json ? makeJSONKeynoteReport() : makeTextKeynoteReport();
     return Survey(linuxPlatform, *report).run();
 }
+
+}  // namespace keynote_capture

@@ -10,6 +10,7 @@
 
 #include <utility>
 
+namespace keynote_capture {
 namespace {
 
 constexpr const char* kNoProgram = "No presentation program runs, and none could be started; start it, then try again.";
@@ -83,3 +84,5 @@ OpenDeck::OpenDeck(const std::filesystem::path& deck, Answer answer)
     : program_(std::make_unique<Program>(deck, std::move(answer))) {}
 
 OpenDeck::~OpenDeck() = default;
+
+}  // namespace keynote_capture

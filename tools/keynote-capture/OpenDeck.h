@@ -8,6 +8,8 @@
 #include <memory>
 #include <vector>
 
+namespace keynote_capture {
+
 /// A deck that is open in the presentation program for as long as this lives: the program that the capture service
 /// would ask, started by the bus when none runs.
 class OpenDeck {
@@ -27,3 +29,5 @@ private:
     class Program;
     const std::unique_ptr<Program> program_;
 };
+
+}  // namespace keynote_capture

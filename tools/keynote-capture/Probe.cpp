@@ -10,6 +10,7 @@
 #include <cstring>
 #include <thread>
 
+namespace keynote_capture {
 namespace {
 
 using namespace std::chrono_literals;
@@ -157,3 +158,5 @@ void Probe::note(const ServiceLost& /*event*/) {
 void Probe::note(const Interrupted& /*event*/) {
     fatal_ = kOperationFailed;
 }
+
+}  // namespace keynote_capture

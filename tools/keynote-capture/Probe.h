@@ -4,6 +4,8 @@
 #include "tools/keynote-capture/Commands.h"
 #include "tools/keynote-capture/Inbox.h"
 
+namespace keynote_capture {
+
 /// A short recording for one question or command. The service knows a program only while it records for the caller,
 /// so this records into a directory of its own, which is removed with all traces at the end.
 class Probe {
@@ -53,3 +55,5 @@ private:
     std::string windows_;
     std::optional<ExitStatus> fatal_;  ///< already told; ends every wait
 };
+
+}  // namespace keynote_capture

@@ -4,6 +4,7 @@
 
 #include <cstdio>
 
+namespace keynote_capture {
 namespace {
 
 constexpr const char* kNoProgram = "No presentation program is running.";
@@ -36,3 +37,5 @@ ExitStatus listWindows(bool scriptable) {
     const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
     return written ? kDone : probe.failed("Cannot write the windows.");
 }
+
+}  // namespace keynote_capture

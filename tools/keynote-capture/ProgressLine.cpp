@@ -5,6 +5,8 @@
 
 #include <cstdio>
 
+namespace keynote_capture {
+
 ProgressLine::ProgressLine() : isTerminal_(isatty(STDERR_FILENO) == 1) {}
 
 void ProgressLine::show(const std::string& line) {
@@ -27,3 +29,5 @@ std::string progressBar(std::size_t done, std::size_t all, std::string_view what
     return fmt::format("[{}{}] {} of {} {}", std::string(filled, '#'), std::string(kWidth - filled, '.'), done, all,
                        what);
 }
+
+}  // namespace keynote_capture

@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+namespace keynote_capture {
+
 /// One line about what is under way, shown on standard error if that is a terminal, and gone at the end.
 class ProgressLine {
 public:
@@ -24,3 +26,5 @@ private:
 
 /// A bar for `done` of `all`, followed by both numbers and what is counted.
 [[nodiscard]] std::string progressBar(std::size_t done, std::size_t all, std::string_view what);
+
+}  // namespace keynote_capture

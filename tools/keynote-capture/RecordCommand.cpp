@@ -2,6 +2,8 @@
 #include "tools/keynote-capture/Inbox.h"
 #include "tools/keynote-capture/Recording.h"
 
+namespace keynote_capture {
+
 ExitStatus record(const RecordOptions& options) {
     Inbox inbox;
     Recording recording(options, inbox);
@@ -10,3 +12,5 @@ ExitStatus record(const RecordOptions& options) {
         if (const auto status = std::visit(recording, inbox.next(recording.deadline()))) return *status;
     }
 }
+
+}  // namespace keynote_capture

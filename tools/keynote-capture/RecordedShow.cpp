@@ -9,6 +9,7 @@
 #include <fmt/format.h>
 #include <utility>
 
+namespace keynote_capture {
 namespace {
 
 namespace fs = std::filesystem;
@@ -153,3 +154,5 @@ void RecordedShow::noteArchive() {
     const auto digest = archive_ ? sha256Of(archive()) : std::nullopt;
     if (digest) journal_.write("archived", {{"archive", *archive_}, {"sha256", *digest}});
 }
+
+}  // namespace keynote_capture

@@ -2,6 +2,8 @@
 
 #include "tools/keynote-capture/ShowJournal.h"
 
+namespace keynote_capture {
+
 /// One presentation of a recording: what is told of it goes into its journal, and images that are missing in the end
 /// can be made from its archive copy.
 class RecordedShow {
@@ -62,3 +64,5 @@ private:
     bool hasGap_ = false;
     int attempts_ = 0;  ///< to make the images that are missing
 };
+
+}  // namespace keynote_capture

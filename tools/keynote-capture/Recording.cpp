@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 
+namespace keynote_capture {
 namespace {
 
 using namespace std::chrono_literals;
@@ -244,3 +245,5 @@ ExitStatus Recording::outputFailed() {
     client_->stopDetectionAndCapture();
     return kOperationFailed;
 }
+
+}  // namespace keynote_capture

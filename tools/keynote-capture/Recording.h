@@ -9,6 +9,8 @@
 #include <list>
 #include <memory>
 
+namespace keynote_capture {
+
 /// A recording that does not give up: when the service leaves it is started again, and images that are missing in the
 /// end are made from the archive copies, between the shows. Each handler returns the exit status when the event ends
 /// the recording. Main thread.
@@ -69,3 +71,5 @@ private:
     std::optional<Instant> busLostAt_;  ///< since when there is no bus
     Instant quietUntil_;                ///< until then a show may run that the service has not seen yet
 };
+
+}  // namespace keynote_capture

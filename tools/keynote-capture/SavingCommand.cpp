@@ -4,6 +4,7 @@
 #include "tools/keynote-capture/Inbox.h"
 #include "tools/keynote-capture/ProgressLine.h"
 
+namespace keynote_capture {
 namespace {
 
 /// One wait. Each handler answers the exit status when the event ends it.
@@ -55,3 +56,5 @@ ExitStatus waitForSaving(bool json) {
         if (const auto status = std::visit(waiting, inbox.next())) return *status;
     }
 }
+
+}  // namespace keynote_capture

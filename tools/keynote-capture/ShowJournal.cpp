@@ -12,6 +12,7 @@
 #include <fstream>
 #include <utility>
 
+namespace keynote_capture {
 namespace {
 
 constexpr int kVersion = 1;
@@ -148,3 +149,5 @@ std::optional<JournalContent> readShowJournal(const std::filesystem::path& direc
     }
     return content;
 }
+
+}  // namespace keynote_capture

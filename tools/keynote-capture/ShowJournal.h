@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+namespace keynote_capture {
+
 /// What a recording says of itself at the beginning of each of its journals.
 struct RecorderFacts {
     std::string recordingID;
@@ -58,3 +60,5 @@ struct JournalContent {
 
 /// Nothing when there is no journal in the directory, or none that this program understands.
 [[nodiscard]] std::optional<JournalContent> readShowJournal(const std::filesystem::path& directory);
+
+}  // namespace keynote_capture

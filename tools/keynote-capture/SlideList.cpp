@@ -2,6 +2,7 @@
 
 #include <charconv>
 
+namespace keynote_capture {
 namespace {
 
 constexpr std::int64_t kLastSlide = 99999;
@@ -37,3 +38,5 @@ std::optional<std::set<std::int64_t>> slidesFrom(std::string_view text) {
     if (!text.empty()) return std::nullopt;
     return slides;
 }
+
+}  // namespace keynote_capture

@@ -6,6 +6,7 @@
 
 #include <utility>
 
+namespace keynote_capture {
 namespace {
 
 /// The columns of one line.
@@ -76,3 +77,5 @@ private:
 std::unique_ptr<EventWriter> makeTextEventWriter(std::filesystem::path captureDirectory) {
     return std::make_unique<TextEventWriter>(std::move(captureDirectory));
 }
+
+}  // namespace keynote_capture

@@ -14,6 +14,7 @@
 #include <functional>
 #include <memory>
 
+namespace keynote_capture {
 namespace {
 
 constexpr const char* kFooter =
@@ -133,9 +134,7 @@ void addKeynotes(CLI::App& app, Run& chosen) {
     command.callback([options, &chosen] { chosen = [options] { return listKeynotes(*options); }; });
 }
 
-}  // namespace
-
-int main(int argc, char** argv) try {
+int run(int argc, char** argv) try {
     openStandardStreams();
     CLI::App app("Watches a presentation program through the capture service.", "keynote-capture");
     app.set_version_flag("--version", std::string("keynote-capture ") + KCS_VERSION);
@@ -154,4 +153,11 @@ int main(int argc, char** argv) try {
 } catch (const std::exception& error) {
     complain(error.what());
     return kOperationFailed;
+}
+
+}  // namespace
+}  // namespace keynote_capture
+
+int main(int argc, char** argv) {
+    return keynote_capture::run(argc, argv);
 }
