@@ -89,6 +89,7 @@ std::optional<ExitStatus> Recording::operator()(const host::DelegateCall& call) 
 }
 
 std::optional<ExitStatus> Recording::operator()(const TimelineReport& report) {
+    // Everybody on the bus hears of everybody's shows.
     if (report.recordingID != options_.recordingID) return std::nullopt;
     auto* const show = showWithID(report.presentationID);
     if (show == nullptr) return std::nullopt;
@@ -105,6 +106,8 @@ std::optional<ExitStatus> Recording::operator()(const ServiceVersionTold& answer
 std::optional<ExitStatus> Recording::operator()(const RequestRefused& failure) {
     if (failure.connection != connection_) return std::nullopt;
     const bool isAway = failure.error->domain() == host::kCaptureServiceClientErrorDomain;
+    // What the service itself refuses it would refuse again, and without a service at the beginning there is most
+    // likely none: people should know at once.
     if (!hasStarted_ || !isAway) return reported(*failure.error);
     if (stopping_) return serviceGone("The capture service has gone; the recording has ended.");
     retryAt_ = now() + kRetryInterval;
@@ -115,6 +118,7 @@ std::optional<ExitStatus> Recording::operator()(const ServiceLost& event) {
     if (event.connection != connection_) return std::nullopt;
     hasStarted_ = true;
     complain("The capture service has gone; starting it again.");
+    mender_.reset();
     for (auto& show : shows_) show.lose("The capture service has gone.");
     return startAgain();
 }
@@ -172,9 +176,11 @@ void Recording::note(const host::ExtractedSlideFiles& call) {
     if (show == nullptr || show->archive() != call.presentationPath) return;
     show->note(call);
     show->mended();
+    mender_.reset();
 }
 
 RecordedShow* Recording::showWithID(const std::optional<std::string>& presentationID) {
+    // The latest: a show whose directory could not be made has no identifier, and there may be several such.
     const auto found = std::find_if(shows_.rbegin(), shows_.rend(),
                                     [&](const auto& show) { return show.presentationID() == presentationID; });
     return found == shows_.rend() ? nullptr : &*found;
@@ -203,11 +209,17 @@ std::optional<ExitStatus> Recording::goOn() {
 
 void Recording::mend(RecordedShow& show) {
     const auto archive = show.archive().native();
+    const auto ended = [&inbox = inbox_, archive](const ErrorPtr& error) {
+        inbox.post(host::DelegateCall(host::ExtractedSlideFiles{archive, error}));
+    };
     show.mend();
     if (!options_.json) complain("Making missing slide images from " + printableText(archive) + ".");
-    client_->extractSlideFiles(show.missingImages(), archive, [&inbox = inbox_, archive](const ErrorPtr& error) {
-        inbox.post(host::DelegateCall(host::ExtractedSlideFiles{archive, error}));
-    });
+    // Over a connection of its own: an extraction gives the program a minute for each answer, polls included, and a
+    // show that begins meanwhile is to be watched as closely as any other.
+    ErrorPtr error;
+    mender_ = host::CaptureServiceClient::connect(inbox_, {}, error);
+    if (!mender_) return ended(error);
+    mender_->extractSlideFiles(show.missingImages(), archive, ended);
 }
 
 ExitStatus Recording::serviceGone(const std::string& sentence) {

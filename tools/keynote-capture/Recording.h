@@ -63,6 +63,7 @@ private:
     const std::unique_ptr<EventWriter> writer_;
     RecorderFacts facts_;
     std::unique_ptr<host::CaptureServiceClient> client_;
+    std::unique_ptr<host::CaptureServiceClient> mender_;  ///< while images are being made
     int connection_ = 0;  ///< number of the client, since events of an earlier one may still come
     std::list<RecordedShow> shows_;
     bool hasStarted_ = false;  ///< the service has accepted a start at some time
