@@ -10,6 +10,7 @@ namespace {
 
 Json json(const ErrorPtr& error) {
     if (!error) return {};
+    // The description is for people and may change; domain and code are what programs go by.
     return {{"domain", error->domain()}, {"code", error->code()}, {"description", error->localizedDescription()}};
 }
 
@@ -75,6 +76,7 @@ Json jsonOf(const std::optional<std::string>& text) {
 }
 
 Json jsonOf(Date date) {
+    // Seconds and microseconds apart: a floating number of seconds would round.
     const auto [second, microsecond] = partsOf(date);
     return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:06}Z", fmt::gmtime(second), microsecond);
 }
@@ -88,6 +90,7 @@ Json jsonOf(const TimeBounds& steady) {
 }
 
 std::string lineOf(const Json& json) {
+    // File names may hold any bytes, and a line that could not be written would be a loss for one letter.
     return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 

@@ -17,6 +17,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
+/// Images arrive a few times a second; people see the bar move, and the disk is hardly touched.
 constexpr auto kLookInterval = 250ms;
 
 /// One extraction: the service is there, the deck is open, the service is asked, images arrive, the service tells the
@@ -103,7 +104,7 @@ private:
         const std::size_t all = files_.names().size();
         const std::size_t arrived = all - files_.missing().size();
         show(progressBar(arrived, all, "slide images"));
-        // A line for each change, not for each look.
+        // A line for each change, not for each look: its reader may be a program that draws a bar.
         if (!options_.json || arrived == told_) return;
         told_ = arrived;
         fmt::print("{{\"event\":\"progress\",\"images\":{},\"of\":{}}}\n", arrived, all);

@@ -8,6 +8,7 @@
 namespace keynote_capture {
 namespace {
 
+/// Part of what other programs read: these names stay.
 const char* nameOf(PluginState state) {
     switch (state) {
         case PluginState::notNeeded:
@@ -44,6 +45,7 @@ class JSONKeynoteReport final : public KeynoteReport {
                     {"isUnsupportedKeynoteRunning", nullptr},
                     {"isDisabledKeynoteRunning", nullptr},
                     {"conflictingKeynoteVersionsRunning", nullptr}};
+        // Otherwise null: unknown is not the same as no.
         if (running.checks) {
             checks["isUnsupportedKeynoteRunning"] = running.checks->unsupported;
             checks["isDisabledKeynoteRunning"] = running.checks->disabled;
@@ -83,6 +85,7 @@ std::string section(const char* heading, const std::vector<KeynoteCopy>& copies,
     if (copies.empty()) text += fmt::format("  {}\n", nothing);
     for (const auto& copy : copies) {
         const auto state = copy.supported ? std::string("supported") : fmt::format("not supported: {}", copy.reason);
+        // On two lines, because paths of bundles are long.
         text += fmt::format("  {:<8}  {}\n            {}{}\n", printableText(copy.version.value_or("?")),
                             printableText(copy.path.native()), state, sentenceFor(copy.plugin));
     }
@@ -130,6 +133,7 @@ class TextKeynoteReport final : public KeynoteReport {
 KeynoteCopy judgedCopy(const Bundle& bundle) {
     KeynoteCopy copy{bundle.path(), bundle.infoString("CFBundleShortVersionString"), false, {}, PluginState::none};
     if (!copy.version) {
+        // The helper takes it for version 0 and so for a usable legacy program, which a damaged bundle is not.
         copy.reason = "it tells no version";
         return copy;
     }

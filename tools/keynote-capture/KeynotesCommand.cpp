@@ -73,7 +73,7 @@ private:
     }
 
     [[nodiscard]] RunningKeynotes runningKeynotes() const {
-        // Nothing is known then, which is not the same as nothing running.
+        // Nothing is known then, which is not the same as nothing running, and the report says so.
         if (!platform_.hasSessionBus()) return {};
         RunningKeynotes running;
         for (const auto& bundle : KeynoteInstallHelper::fetchRunningKeynoteBundles()) {

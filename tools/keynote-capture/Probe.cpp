@@ -80,10 +80,12 @@ void Probe::start() {
                                         [this](const ErrorPtr& error) { inbox_.post(RequestRefused{error}); });
 }
 
+/// The service finds a program that runs within its first poll; a loaded computer gets a few.
 bool Probe::waitForProgram() {
     return waitUntil(3s, [this] { return programRuns_; });
 }
 
+/// Shorter: the program is known by now, and whoever asks expects that no show runs.
 bool Probe::waitForShow() {
     return waitUntil(1500ms, [this] { return showWasSeen_; });
 }
@@ -99,6 +101,7 @@ bool Probe::waitForWindows(bool scriptable) {
     } else {
         client_->descriptionOfKeynoteWindowsWithReply(reply);
     }
+    // A busy program takes its time, and the service waits for it as long as its reply may take.
     return waitUntil(30s, [this] { return windowsCame_; });
 }
 
@@ -155,6 +158,7 @@ void Probe::note(const ServiceLost& /*event*/) {
     complain("The capture service has gone.");
 }
 
+/// Without a word: whoever interrupts knows.
 void Probe::note(const Interrupted& /*event*/) {
     fatal_ = kOperationFailed;
 }

@@ -50,6 +50,7 @@ ExitStatus waitForSaving(bool json) {
     const auto client = host::CaptureServiceClient::connect(
         inbox, [&inbox] { inbox.post(ServiceLost{}); }, error);
     if (!client) return reported(*error);
+    // Waits without end, as people may: only they know how long a save may take, and they can interrupt.
     client->waitForSavingToCompleteAsync([&inbox](const ErrorPtr& failure) { inbox.post(RequestRefused{failure}); });
     Waiting waiting(json);
     for (;;) {

@@ -119,6 +119,7 @@ void ShowJournal::write(const char* event, Json fields) {
 }
 
 void ShowJournal::append(Json line) {
+    // Without a directory there is no capture to tell of; why there is none was told with the show's start.
     if (!file_) return;
     lastReceived_ = std::chrono::steady_clock::now();
     line["received"] = jsonOf(now());
@@ -138,6 +139,7 @@ std::optional<JournalContent> readShowJournal(const std::filesystem::path& direc
     const auto clocks = lines.front().find("clocks");
     const bool isThisBoot =
         clocks != lines.front().end() && clocks->is_object() && member<std::string>(*clocks, "boot") == bootID();
+    // Whoever wrote it, the file may have been edited or damaged since: members of other types count as missing.
     for (const auto& line : lines) {
         const auto event = member<std::string>(line, "event").value_or("");
         const auto slide = member<std::int64_t>(line, "slide");

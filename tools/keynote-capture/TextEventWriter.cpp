@@ -61,9 +61,11 @@ public:
 private:
     std::string lineFor(const host::DelegateCall& call) const override {
         const Line line = std::visit(Columns{captureDirectory_}, call);
+        // Only a slide has a time of its own; other calls are told when they happen.
         const Date now = std::chrono::floor<std::chrono::microseconds>(std::chrono::system_clock::now());
         std::string text =
             fmt::format("{}  {:<13} {:>5}  {}", clockTime(line.at.value_or(now)), line.what, line.slide, line.details);
+        // Columns that are empty at the end leave blanks, which terminals and comparisons do not want.
         text.erase(text.find_last_not_of(' ') + 1);
         if (line.error) text += (line.details.empty() ? "  error: " : ", error: ") + sentenceFor(*line.error);
         return text;

@@ -21,6 +21,7 @@ constexpr const char* kFooter =
     "Exit status: 0 done; 1 the operation reported an error; 2 wrong usage; 3 no capture service.\n"
     "record ends with 1 also when a show was given up before its slide images came.";
 
+/// Readable in a listing, and another one for each of several recorders that are started in the same second.
 std::string defaultRecordingID() {
     const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
     return fmt::format("keynote-capture-{:%Y%m%d-%H%M%S}-{}", fmt::gmtime(now.time_since_epoch().count()), getpid());
@@ -34,6 +35,7 @@ std::string checkRecordingID(const std::string& text) {
 
 std::string checkInterval(const std::string& text) {
     double seconds = 0;
+    // The library reads "nan" and "inf" as numbers.
     if (CLI::detail::lexical_cast(text, seconds) && std::isfinite(seconds) && seconds > 0) return {};
     return "must be a number of seconds above 0";
 }
@@ -53,6 +55,7 @@ void addJSON(CLI::App& command, bool& json) {
     command.add_flag("--json", json, "JSON Lines: one object per event on standard output");
 }
 
+/// The service has another working directory, and what it is told over the bus must hold there.
 std::filesystem::path absolutePath(const std::filesystem::path& path) {
     return std::filesystem::absolute(path).lexically_normal();
 }
