@@ -23,7 +23,7 @@ std::filesystem::path fileNamed(const std::string& name) {
 
 void appendLines(benchmark::State& state) {
     const auto file = fileNamed("ours");
-    auto journal = Journal::open(file);
+    auto journal = host::Journal::open(file);
     if (!journal) fail("cannot open the journal");
     for ([[maybe_unused]] auto _ : state) {
         if (!journal->append(kLine)) fail("cannot write");

@@ -1,11 +1,8 @@
 #include "bus/TimelineContract.h"
 
-#include "bus/Callbacks.h"
 #include "bus/Connection.h"
 #include "bus/Convert.h"
 #include "bus/KeynoteCaptureTimeline1Adaptor.h"
-#include "bus/Library.h"
-#include "bus/MakeCall.h"
 #include "bus/Names.h"
 #include "bus/ProgramValues.h"
 #include "bus/SessionBus.h"
@@ -126,7 +123,7 @@ Handle watchTimeline(Connection& connection, TimelineListener& listener,
                      std::function<bool(const std::string& sender)> mayTell) {
     const auto rule =
         "type='signal',path='" + std::string(kServicePath) + "',interface='" + kInterface + "',member='entry'";
-    return addMatch(connection.library(), rule, [&listener, mayTell = std::move(mayTell)](sdbus::Message& signal) {
+    return connection.addMatch(rule, [&listener, mayTell = std::move(mayTell)](sdbus::Message& signal) {
         if (!mayTell(signal.getSender())) return;
         if (const auto report = reportFrom(signal)) listener.timelineReport(*report);
     });

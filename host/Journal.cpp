@@ -5,12 +5,13 @@
 #include <sys/stat.h>
 #include <array>
 
+namespace host {
 namespace {
 
 constexpr std::size_t kMostBytes = 64UL << 20U;
 
 /// Whether the file has content that does not end with a line feed.
-bool endsTorn(const FileDescriptor& file) {
+bool endsTorn(const runtime::FileDescriptor& file) {
     const off_t size = lseek(file.get(), 0, SEEK_END);
     char last = '\n';
     return size > 0 && pread(file.get(), &last, 1, size - 1) == 1 && last != '\n';
@@ -18,7 +19,7 @@ bool endsTorn(const FileDescriptor& file) {
 
 /// A new file's name is on the disk only when its directory is, too.
 void syncDirectory(const std::filesystem::path& directory) {
-    const FileDescriptor opened(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const runtime::FileDescriptor opened(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (opened) static_cast<void>(fsync(opened.get()));
 }
 
@@ -26,7 +27,7 @@ void syncDirectory(const std::filesystem::path& directory) {
 
 std::optional<Journal> Journal::open(const std::filesystem::path& file) {
     // A link that somebody has put there is not followed, and a pipe does not stop us.
-    FileDescriptor opened(
+    runtime::FileDescriptor opened(
         ::open(file.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0644));
     if (!opened || flock(opened.get(), LOCK_EX | LOCK_NB) != 0) return std::nullopt;
     const bool isTorn = endsTorn(opened);
@@ -45,13 +46,13 @@ bool Journal::append(std::string_view line) {
 }
 
 bool isBeingWritten(const std::filesystem::path& journal) {
-    const FileDescriptor opened(::open(journal.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    const runtime::FileDescriptor opened(::open(journal.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     return opened && flock(opened.get(), LOCK_SH | LOCK_NB) != 0;
 }
 
 std::vector<std::string> journalLines(const std::filesystem::path& file) {
     std::vector<std::string> lines;
-    const FileDescriptor opened(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    const runtime::FileDescriptor opened(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     std::string line;
     std::array<char, 65536> piece{};
     std::size_t total = 0;
@@ -68,3 +69,5 @@ std::vector<std::string> journalLines(const std::filesystem::path& file) {
     }
     return lines;
 }
+
+}  // namespace host

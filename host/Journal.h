@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+namespace host {
+
 /// A file of lines that outlives its writer: each line is on the disk before `append` returns, and one that a crash has
 /// torn spoils neither those before nor those after it. One thread.
 class Journal {
@@ -21,9 +23,9 @@ public:
     [[nodiscard]] bool append(std::string_view line);
 
 private:
-    Journal(FileDescriptor file, bool isTorn) : file_(std::move(file)), isTorn_(isTorn) {}
+    Journal(runtime::FileDescriptor file, bool isTorn) : file_(std::move(file)), isTorn_(isTorn) {}
 
-    FileDescriptor file_;
+    runtime::FileDescriptor file_;
     bool isTorn_;  ///< the last line lacks its end
 };
 
@@ -34,3 +36,5 @@ private:
 /// written when its writer died. Of a file larger than 64 MiB the lines within the first 64 MiB; nothing of a file that
 /// cannot be read. Torn lines in the middle are among them: whoever parses the lines passes over those.
 [[nodiscard]] std::vector<std::string> journalLines(const std::filesystem::path& file);
+
+}  // namespace host

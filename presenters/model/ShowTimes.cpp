@@ -1,5 +1,7 @@
 #include "presenters/model/ShowTimes.h"
 
+namespace presenters {
+
 void ShowTimes::started(const TimeBounds& at) {
     times_ = {at, {}, {}, {}};
 }
@@ -13,3 +15,5 @@ void ShowTimes::ended(const std::string& documentID, const TimeBounds& at) {
     times_.showEnded = at;
     times_.endedDocumentID = documentID;
 }
+
+}  // namespace presenters

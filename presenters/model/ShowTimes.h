@@ -4,6 +4,8 @@
 
 #include <string>
 
+namespace presenters {
+
 /// When the shows of a program did what: what a program that watches them tells with each poll. It keeps the latest
 /// visits of the running show, and those of the last one until the next starts. One thread.
 class ShowTimes {
@@ -17,3 +19,5 @@ public:
 private:
     ScriptingTimes times_;
 };
+
+}  // namespace presenters

@@ -37,28 +37,13 @@ public:
             answer_({}, failed(problem_));
             return;
         }
-<<<<<<< HEAD
         workspace_ = std::make_unique<bus::DBusWorkspace>(bus_, dispatch_.mainQueue(),
                                                           std::vector<std::string>{kKeynoteBundleIdentifier});
-=======
-        workspace_ = std::make_unique<DBusWorkspace>(bus_, dispatch_.mainQueue(),
-                                                     std::vector<std::string>{kKeynoteBundleIdentifier});
-        // When the bus goes, so does the command's client, and that ends the command.
->>>>>>> 5011d9d (Give reasons where a reader of the tool would ask why)
         bus_->start([] {});
         workspace_->findStarted(kKeynoteBundleIdentifier, [this, deck](const auto& owner) { open(deck, owner); });
     }
     ~Program() {
-<<<<<<< HEAD
         if (bus_) bus_->stop();
-=======
-        if (!bus_) return;
-        // In this order: a wait for the program to start ends first, then nobody answers any more.
-        workspace_->shutDown();
-        thread_.join();
-        loop_.reset();
-        bus_->stop();
->>>>>>> 5011d9d (Give reasons where a reader of the tool would ask why)
     }
     Program(const Program&) = delete;
     Program& operator=(const Program&) = delete;
@@ -67,14 +52,7 @@ private:
     void open(const std::filesystem::path& deck, const std::optional<std::string>& owner) {
         if (!owner) return answer_({}, failed(kNoProgram));
         try {
-<<<<<<< HEAD
             program_ = std::make_unique<bus::Peer>(bus_->connection(), *owner, bus::kProgramPath);
-=======
-            // A connection of its own: leaving the bus is what has the program close the deck.
-            connection_ = std::make_unique<bus::Connection>();
-            program_ = std::make_unique<bus::Peer>(*connection_, *program, bus::kProgramPath);
-            loop_ = std::make_unique<bus::EventLoopThread>(*connection_, [] {});
->>>>>>> 5011d9d (Give reasons where a reader of the tool would ask why)
             program_->ask<std::string>(bus::program::open(deck), kTimeout,
                                        [this](const bus::Failure* failure, const std::string& id) {
                                            if (failure != nullptr) return answer_({}, failed(*failure));
