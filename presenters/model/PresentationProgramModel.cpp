@@ -57,6 +57,7 @@ PresentationProgramModel::PresentationProgramModel(DispatchQueue& queue, Program
 
 ErrorPtr PresentationProgramModel::launch() {
     if (isRunning_) return failed("The program is running already.");
+    times_ = {};
     isRunning_ = true;
     changed();
     return nullptr;

@@ -94,6 +94,7 @@ TEST_F(SimulatorProcessTest, AnswersWhatACaptureServiceAsks) {
     EXPECT_TRUE(state.at("playing").get<bool>());
     EXPECT_EQ(state.at("slideNumber").get<std::int64_t>(), 3);
     EXPECT_EQ(state.at("documentFile").get<std::string>(), "file:///decks/%C3%9Cbung%201.key");
+    EXPECT_EQ(state.at("visits").peekValueType(), "a(xxxx)");
     const auto windows = client.windows();
     ASSERT_EQ(windows.size(), 2U);
     EXPECT_EQ(windows[0].get<0>(), "Übung 1");
