@@ -3,6 +3,7 @@
 #include "presenters/impress/DocumentText.h"
 #include "presenters/impress/Documents.h"
 #include "presenters/impress/Refusal.h"
+#include "runtime/Installation.h"
 
 #include <cmath>
 #include <iostream>
@@ -50,18 +51,6 @@ int qualityFrom(const ExportProperties& properties) {
     const double factor = option(properties, "compressionFactor", 0.8);
     if (!(factor >= 0 && factor <= 1)) throw refusal("compressionFactor must lie between 0 and 1.");
     return static_cast<int>(std::lround(factor * 100));
-}
-
-/// Found relative to the executable: both in the build tree and where it is installed.
-std::filesystem::path bundleDirectory() {
-    std::error_code error;
-    const auto executable = std::filesystem::read_symlink("/proc/self/exe", error);
-    const std::filesystem::path bundle = "share/keynote-capture/KeynoteImpress.app";
-    for (const char* prefix : {"..", "../.."}) {
-        auto candidate = (executable.parent_path() / prefix / bundle).lexically_normal();
-        if (std::filesystem::exists(candidate / "Contents/Info.plist", error)) return candidate;
-    }
-    return {};
 }
 
 constexpr auto kState = [](Office& office) { return office.state(); };
@@ -305,7 +294,7 @@ std::uint32_t ImpressProgram::processIdentifier() {
 }
 
 std::filesystem::path ImpressProgram::bundle() {
-    return bundleDirectory();
+    return runtime::installed("KeynoteImpress.app");
 }
 
 std::string ImpressProgram::version() {

@@ -1,12 +1,12 @@
 #include "presenters/simulator/Options.h"
 
 #include "presenters/model/ScriptValues.h"
+#include "runtime/Installation.h"
 
 #include <fmt/format.h>
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
-#include <system_error>
 
 namespace simulator {
 
@@ -35,20 +35,8 @@ std::optional<Options> parseOptions(int argc, char** argv, int& status) {
         return std::nullopt;
     }
     options.showsWindows = !noWindow;
-    if (options.bundle.empty()) options.bundle = installedBundle();
+    if (options.bundle.empty()) options.bundle = runtime::installed("KeynoteSimulator.app");
     return options;
-}
-
-std::filesystem::path installedBundle() {
-    std::error_code failure;
-    const auto executable = std::filesystem::read_symlink("/proc/self/exe", failure);
-    const auto folder = executable.parent_path();
-    // Beside bin in the build tree, beside libexec where it is installed.
-    for (const char* const up : {"..", "../.."}) {
-        auto bundle = (folder / up / "share/keynote-capture/KeynoteSimulator.app").lexically_normal();
-        if (std::filesystem::is_directory(bundle, failure)) return bundle;
-    }
-    return {};
 }
 
 std::string builtInScript(const Options& options) {

@@ -20,8 +20,6 @@ struct Options {
 /// Reads the command line. Answers nothing, with the exit status set, when the process has nothing more to do: help
 /// was asked for, or the usage is wrong.
 [[nodiscard]] std::optional<Options> parseOptions(int argc, char** argv, int& status);
-/// Where the simulator's own bundle lies, found relative to the executable; empty when it is not there.
-[[nodiscard]] std::filesystem::path installedBundle();
 /// The script for people who give none: it shows every slide of a deck and waits for the export.
 [[nodiscard]] std::string builtInScript(const Options& options);
 

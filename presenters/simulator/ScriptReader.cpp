@@ -1,5 +1,7 @@
 #include "presenters/simulator/ScriptReader.h"
 
+#include "base/Trimmed.h"
+
 #include <fmt/format.h>
 #include <unistd.h>
 #include <array>
@@ -12,13 +14,6 @@ namespace {
 
 constexpr std::size_t kLongestLine = 65536;
 constexpr const char* kInputName = "standard input";
-
-std::string_view trimmed(std::string_view text) {
-    static constexpr std::string_view kBlanks = " \t\r";
-    const auto first = text.find_first_not_of(kBlanks);
-    if (first == std::string_view::npos) return {};
-    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
 
 }  // namespace
 
@@ -72,7 +67,7 @@ bool ScriptReader::parse(std::string_view text, const std::string& name, std::ve
     const std::string place = fmt::format("{}:{}", name, ++line_);
     Line line = parseLine(text);
     if (!line.error.empty()) onBadLine_(place + ": " + line.error);
-    if (line.command) entries.push_back({std::move(*line.command), std::string(trimmed(text)), place});
+    if (line.command) entries.push_back({std::move(*line.command), std::string(trimmed(text, " \t\r")), place});
     return line.error.empty();
 }
 
