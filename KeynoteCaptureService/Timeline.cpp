@@ -25,7 +25,8 @@ Timeline::Entries Timeline::answered(const Seen& seen, Instant at) {
     if (show_ && (!seen.playing || hasRestarted)) {
         // The visits that a program tells are those of the show that runs, once it does.
         if (!seen.playing && seen.times.endedDocumentID == show_->documentID) tellVisits(seen, at, entries);
-        endShow(hasRestarted ? TimeBounds{{}, seen.times.showStarted->latest} : seen.times.showEnded, at, entries);
+        endShow(hasRestarted ? TimeBounds{lastSent_, seen.times.showStarted->latest} : seen.times.showEnded, at,
+                entries);
     }
     if (seen.playing && !show_) startShow(seen, at, entries);
     if (seen.playing) tellVisits(seen, at, entries);
@@ -51,9 +52,11 @@ TimeBounds Timeline::sinceLastSeen(Instant at) const {
     return {lastSent_, at};
 }
 
+/// What the program tells, unless the polls contradict it. It is not cut to the polls' bounds: a poll tells what the
+/// program shows, and the screen may be a few milliseconds behind, or ahead of what the program is sure of.
 TimeBounds Timeline::narrowed(const std::optional<TimeBounds>& told, Instant at) const {
     const auto polled = sinceLastSeen(at);
-    return told ? told->with(polled).value_or(polled) : polled;
+    return told && told->with(polled) ? *told : polled;
 }
 
 /// Whether the show that plays is another one than that of the last poll. Only the program can tell: another document
@@ -72,7 +75,11 @@ void Timeline::startShow(const Seen& seen, Instant at, Entries& entries) {
 void Timeline::endShow(const std::optional<TimeBounds>& told, Instant at, Entries& entries) {
     auto ended = narrowed(told, at);
     // It ends after its last slide came.
-    if (show_->lastVisit) ended.earliest = std::max(ended.earliest, show_->lastVisit->began.earliest);
+    if (show_->lastVisit) {
+        const auto& came = show_->lastVisit->began.earliest;
+        if (came > ended.latest) ended = sinceLastSeen(at);
+        ended.earliest = std::max(ended.earliest, came);
+    }
     entries.push_back({TimelineEvent::showEnded, ended, 0, {}});
     show_.reset();
 }
@@ -111,12 +118,8 @@ std::optional<std::vector<ScriptingVisit>> Timeline::newVisits(const Seen& seen,
         visits.erase(visits.begin(), same != visits.end() ? same + 1 : std::ranges::find_if(visits, isNew));
     }
     const auto polled = sinceLastSeen(at);
-    for (auto& visit : visits) {
-        const auto began = visit.began.with(polled);
-        if (!began) return std::nullopt;
-        visit.began = *began;
-    }
-    return visits;
+    const auto fits = [&polled](const ScriptingVisit& visit) { return visit.began.with(polled).has_value(); };
+    return std::ranges::all_of(visits, fits) ? std::optional(visits) : std::nullopt;
 }
 
 /// Whether each visit began neither before the one in front of it nor before the show.

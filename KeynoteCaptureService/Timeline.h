@@ -10,8 +10,8 @@
 
 /// What is known about the screen, from what polls see and from what the program tells of its own times.
 ///
-/// Where the bounds of an entry come from, the narrower wins: the program's times; else the polls, between the moment
-/// when the last poll that saw the old state was sent and the moment when the first that saw the new one was answered.
+/// Where the bounds of an entry come from: the program's times; else the polls, between the moment when the last poll
+/// that saw the old state was sent and the moment when the first that saw the new one was answered.
 /// Times that contradict the polls, each other or the clock are dropped, and the bounds of the polls hold. Each visit
 /// is told once, in order, whatever polls are late, left out or fail; a visit that no poll saw is told when the program
 /// tells it.

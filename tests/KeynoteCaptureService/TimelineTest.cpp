@@ -114,6 +114,19 @@ TEST_F(TimelineTest, AShowThatFollowsAnotherBetweenTwoPollsIsSeen) {
               (Told{"started 30..40", "shown 1 35..45", "ended 250..410", "started 400..410", "shown 1 405..415"}));
 }
 
+TEST_F(TimelineTest, ThePollsDoNotCutWhatTheProgramTells) {
+    ScriptingTimes times{bounds(230ms, 290ms), {{1, 1, bounds(230ms, 290ms)}}, {}, ""};
+    poll(0ms, {});
+    poll(250ms, {});
+    poll(500ms, playing(1, times));
+    times.visits.push_back({2, 2, bounds(490ms, 530ms)});
+    poll(750ms, playing(2, times));
+    times.showEnded = bounds(990ms, 1490ms);
+    times.endedDocumentID = "deck";
+    poll(1000ms, {false, 0, "", times});
+    EXPECT_EQ(told, (Told{"started 230..290", "shown 1 230..290", "shown 2 490..530", "ended 990..1490"}));
+}
+
 TEST_F(TimelineTest, AbsurdTimesLeaveThePollsBounds) {
     const std::vector<ScriptingVisit> absurd[] = {
         {{1, 1, bounds(100ms, 110ms)}, {2, 2, bounds(900ms, 910ms)}},                                // the future
