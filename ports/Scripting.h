@@ -40,7 +40,7 @@ struct ScriptingDocumentState {
 /// One stay of a slide on the screen, by the program's own observation.
 struct ScriptingVisit {
     std::int64_t slideNumber = 0;  ///< 1-based
-    std::int64_t position = 0;     ///< 1-based place in the show; differs from the number in a custom show
+    std::int64_t position = 0;     ///< 1-based place in the show, 0 outside of it
     TimeBounds began;
 
     bool operator==(const ScriptingVisit&) const = default;

@@ -138,7 +138,9 @@ auto ImpressProgram::tryAsk(Question question, std::chrono::milliseconds patienc
             [this, question] {
                 // Made here because its first calls wait for the office, as all of its calls do.
                 if (!office_)
-                    office_.emplace(connection_.context(), [copies = copies_](const auto& id) { copies->closed(id); });
+                    office_.emplace(
+                        connection_.context(), [copies = copies_](const auto& id) { copies->closed(id); },
+                        [this](const auto& id, const auto& show) { shows_.found(id, show); });
                 auto result = question(*office_);
                 auto documents = office_->documents();
                 {
@@ -183,7 +185,7 @@ void ImpressProgram::presentingState(const bus::Answer<PresentingState>& answer)
         (!working || !lastState_ || std::chrono::steady_clock::now() - lastAnswer_ > kLongestOccupation)) {
         throw noAnswer();
     }
-    answer.give(*lastState_);
+    answer.give(shows_.told(*lastState_));
 }
 
 void ImpressProgram::windows(const bus::Answer<std::vector<ScriptingWindow>>& answer) {

@@ -6,6 +6,7 @@
 #include "presenters/impress/Office.h"
 #include "presenters/impress/OfficeConnection.h"
 #include "presenters/impress/SavedCopies.h"
+#include "presenters/impress/ShowWatch.h"
 #include "presenters/impress/SlideExport.h"
 #include "presenters/impress/SpareOffice.h"
 #include "runtime/WorkQueue.h"
@@ -87,6 +88,7 @@ private:
     const std::shared_ptr<SavedCopies> copies_ = std::make_shared<SavedCopies>();
     std::atomic<bool> isLost_ = false;  ///< the office has gone
     std::chrono::steady_clock::time_point lostAt_;
+    const impress::ShowWatch shows_{connection_.context()};
     std::optional<Office> office_;  ///< made and used by questions
     std::mutex documentsMutex_;
     std::map<std::string, Model> documents_;            ///< as last seen; guarded by `documentsMutex_`

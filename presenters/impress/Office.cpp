@@ -10,13 +10,13 @@
 #include <com/sun/star/frame/FrameSearchFlag.hpp>
 #include <com/sun/star/frame/XTitle.hpp>
 #include <com/sun/star/lang/DisposedException.hpp>
-#include <com/sun/star/presentation/XSlideShowController.hpp>
 #include <utility>
 
 namespace impress {
 
-Office::Office(const Context& context, OnClosed onClosed)
+Office::Office(const Context& context, OnClosed onClosed, OnShow onShow)
     : onClosed_(std::move(onClosed)),
+      onShow_(std::move(onShow)),
       desktop_(css::frame::Desktop::create(context), UNO_QUERY_THROW),
       frames_(desktop_->getFrames()) {}
 
@@ -50,6 +50,7 @@ std::optional<ScriptingDocumentState> Office::presentedState() {
         if (!document->presentation->isRunning()) continue;
         const auto controller = document->presentation->getController();
         if (!controller.is()) continue;
+        onShow_(document->id, controller);
         // The end screen may have no slide of its own; the last one stays.
         if (const auto page = controller->getCurrentSlide(); page.is()) lastShownNumber_ = numberOf(page);
         return describe(*document, lastShownNumber_);

@@ -7,6 +7,7 @@
 #include <com/sun/star/frame/XController.hpp>
 #include <com/sun/star/frame/XFrames.hpp>
 #include <com/sun/star/frame/XFramesSupplier.hpp>
+#include <com/sun/star/presentation/XSlideShowController.hpp>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -25,8 +26,13 @@ class Office {
 public:
     using OnClosed = std::function<void(const std::string& documentID)>;  ///< called on any thread
 
-    /// `onClosed` is called when a document that was seen here is closed in whatever way, but not when the office dies.
-    Office(const Context& context, OnClosed onClosed);
+    /// Called within `state`.
+    using OnShow = std::function<void(const std::string& documentID,
+                                      const Reference<css::presentation::XSlideShowController>& show)>;
+
+    /// `onClosed` is called when a document that was seen here is closed in whatever way, but not when the office dies,
+    /// `onShow` for each show that is seen to run.
+    Office(const Context& context, OnClosed onClosed, OnShow onShow);
 
     /// The first document is the presented one, else the active one, else any that is seen.
     [[nodiscard]] PresentingState state();
@@ -66,6 +72,7 @@ private:
     [[nodiscard]] std::int64_t numberOf(const Reference<css::drawing::XDrawPage>& page);
 
     OnClosed onClosed_;
+    OnShow onShow_;
     Reference<css::frame::XFramesSupplier> desktop_;
     Reference<css::frame::XFrames> frames_;
     std::vector<Window> windows_;

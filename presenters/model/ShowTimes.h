@@ -11,6 +11,8 @@ namespace presenters {
 class ShowTimes {
 public:
     void started(const TimeBounds& at);
+    /// A show runs already: its start is not known, nor what it has shown so far.
+    void joined() { times_ = {}; }
     void shown(std::int64_t slide, std::int64_t position, const TimeBounds& at);
     void ended(const std::string& documentID, const TimeBounds& at);
 

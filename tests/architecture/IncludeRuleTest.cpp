@@ -24,7 +24,7 @@ const std::map<std::string, std::set<std::string>> kMayInclude = {
     {"platform/simulated", {"presenters/model", "ports", "base"}},
     {"presenters/model", {"ports", "base"}},
     {"presenters/simulator", {"presenters/model", "bus", "runtime", "ports", "base"}},
-    {"presenters/impress", {"bus", "runtime", "ports", "base"}},
+    {"presenters/impress", {"presenters/model", "bus", "runtime", "ports", "base"}},
     {"host", {"bus", "runtime", "ports", "base"}},
     {"tools", {"host", "recorder-shared", "MacShared", "ports", "base"}},
 };

@@ -2,6 +2,7 @@
 
 #include "bus/Convert.h"
 #include "bus/Names.h"
+#include "bus/ProgramValues.h"
 #include "tests/support/Deadline.h"
 
 #include <fmt/format.h>
@@ -25,6 +26,26 @@ constexpr const char* kSettings = R"(<?xml version="1.0" encoding="UTF-8"?>
 <item oor:path="/org.openoffice.Office.Recovery/RecoveryInfo"><prop oor:name="Enabled"><value>false</value></prop></item>
 </oor:items>
 )";
+
+ScriptingTimes timesFrom(const std::map<std::string, sdbus::Variant>& state) {
+    ScriptingTimes times;
+    if (state.contains("showStarted")) {
+        const auto started = state.at("showStarted").get<sdbus::Struct<std::int64_t, std::int64_t>>();
+        times.showStarted = bus::boundsFrom(started.get<0>(), started.get<1>());
+    }
+    if (state.contains("showEnded")) {
+        const auto ended = state.at("showEnded").get<sdbus::Struct<std::string, std::int64_t, std::int64_t>>();
+        times.showEnded = bus::boundsFrom(ended.get<1>(), ended.get<2>());
+        times.endedDocumentID = ended.get<0>();
+    }
+    if (!state.contains("visits")) return times;
+    using Visit = sdbus::Struct<std::int64_t, std::int64_t, std::int64_t, std::int64_t>;
+    for (const auto& visit : state.at("visits").get<std::vector<Visit>>()) {
+        times.visits.push_back(
+            {visit.get<0>(), visit.get<1>(), bus::boundsFrom(visit.get<2>(), visit.get<3>()).value()});
+    }
+    return times;
+}
 
 }  // namespace
 
@@ -148,5 +169,6 @@ PolledState poll(ProgramProxy& program) {
     if (state.contains("documentID")) result.documentID = state.at("documentID").get<std::string>();
     if (state.contains("documentFile")) result.documentFile = state.at("documentFile").get<std::string>();
     if (state.contains("slideNumber")) result.slideNumber = state.at("slideNumber").get<std::int64_t>();
+    result.times = timesFrom(state);
     return result;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "bus/PresentationProgramProxy.h"
+#include "ports/Scripting.h"
 #include "presenters/impress/OfficeConnection.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/PrivateBus.h"
@@ -29,6 +30,7 @@ struct PolledState {
     std::string documentID;
     std::string documentFile;
     std::int64_t slideNumber = 0;
+    ScriptingTimes times;
 };
 
 /// A screen, a bus, an office with an empty profile, and the bridge, all of their own. The environment names screen and

@@ -1,0 +1,63 @@
+#include "presenters/impress/ShowRecord.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace impress {
+
+void ShowRecord::begins(std::string documentID, std::optional<Instant> notBefore) {
+    documentID_ = std::move(documentID);
+    coming_.reset();
+    shown_.reset();
+    phase_ = notBefore ? Phase::starting : Phase::running;
+    if (!notBefore) return times_.joined();
+    notBefore_ = *notBefore;
+}
+
+void ShowRecord::comes(std::int64_t slideNumber, std::int64_t position, Instant notBefore) {
+    if (phase_ == Phase::starting || phase_ == Phase::running) coming_ = {slideNumber, position, {notBefore, {}}};
+}
+
+void ShowRecord::isShown(Instant by) {
+    if (phase_ == Phase::starting) {
+        phase_ = Phase::running;
+        times_.started({notBefore_, by});
+    }
+    if (!coming_) return;
+    if (!isSame(*coming_)) times_.shown(coming_->slideNumber, coming_->position, {coming_->began.earliest, by});
+    shown_ = std::exchange(coming_, std::nullopt);
+}
+
+void ShowRecord::ends(Instant notBefore) {
+    coming_.reset();
+    if (std::exchange(phase_, Phase::none) != Phase::running) return;
+    phase_ = Phase::ending;
+    notBefore_ = notBefore;
+    times_.ended(documentID_, {notBefore, notBefore + kLongestDrawing});
+}
+
+void ShowRecord::hasEnded(Instant by) {
+    if (std::exchange(phase_, Phase::none) == Phase::ending) times_.ended(documentID_, {notBefore_, by});
+}
+
+PresentingState ShowRecord::told(PresentingState state, Instant now) const {
+    state.times = times_.times();
+    if (phase_ == Phase::ending) state.times.showEnded->latest = std::max(now, notBefore_) + kLongestDrawing;
+    if (!state.playing.value_or(false) || !state.firstDocument) return state;
+    const bool isWatched = phase_ != Phase::none && state.firstDocument->id == documentID_;
+    if (isWatched && phase_ == Phase::starting) {
+        state.playing = false;
+    } else if (!isWatched || phase_ != Phase::running) {
+        state.times = {};
+    } else if (const auto& visits = state.times.visits; !visits.empty()) {
+        state.firstDocument->currentSlideNumber = visits.back().slideNumber;
+    }
+    return state;
+}
+
+/// Whether the screen shows this already: a jump to the slide that is there changes nothing.
+bool ShowRecord::isSame(const ScriptingVisit& visit) const {
+    return shown_ && shown_->slideNumber == visit.slideNumber && shown_->position == visit.position;
+}
+
+}  // namespace impress

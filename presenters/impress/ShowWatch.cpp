@@ -1,0 +1,240 @@
+#include "presenters/impress/ShowWatch.h"
+
+#include "presenters/impress/EndListener.h"
+#include "presenters/impress/Office.h"
+#include "presenters/impress/ShowListeners.h"
+#include "presenters/impress/ShowRecord.h"
+#include "runtime/LoopThread.h"
+
+#include <com/sun/star/document/XDocumentEventBroadcaster.hpp>
+#include <com/sun/star/frame/theGlobalEventBroadcaster.hpp>
+#include <com/sun/star/lang/XComponent.hpp>
+#include <com/sun/star/presentation/XPresentationSupplier.hpp>
+#include <mutex>
+#include <optional>
+#include <utility>
+
+namespace impress {
+
+using css::presentation::XPresentation2;
+using css::presentation::XSlideShowController;
+using css::uno::Reference;
+using css::uno::UNO_QUERY;
+using css::uno::UNO_QUERY_THROW;
+using namespace std::chrono_literals;
+
+namespace {
+
+/// Between a show's view and the show itself: the office takes 25 ms and more.
+constexpr auto kStartCheck = 3ms;
+constexpr auto kLongestStart = 1s;
+
+Instant now() {
+    return std::chrono::steady_clock::now();
+}
+
+/// Returns once the office does something else: its show draws and flushes what it has begun without a break, and only
+/// then lets others in.
+void waitForBreak(const Reference<XSlideShowController>& show) {
+    (void)show->getCurrentSlide();
+}
+
+std::int64_t numberOf(const Reference<css::drawing::XDrawPage>& page) {
+    sal_Int16 number = 0;
+    Reference<css::beans::XPropertySet>(page, UNO_QUERY_THROW)->getPropertyValue("Number") >>= number;
+    return number;
+}
+
+}  // namespace
+
+/// The office calls in on threads of the connection, and waits: these calls take the time and what is gone later, and
+/// leave the rest to the loop. Everything but the loop's own is guarded by `mutex_`.
+class ShowWatch::Watch : public std::enable_shared_from_this<ShowWatch::Watch> {
+public:
+    void start(const Reference<css::uno::XComponentContext>& office) {
+        push([this, office] {
+            const Reference<css::document::XDocumentEventBroadcaster> broadcaster(
+                css::frame::theGlobalEventBroadcaster::get(office), UNO_QUERY_THROW);
+            broadcaster->addDocumentEventListener(new DocumentListener([weak = weak_from_this()](const auto& event) {
+                if (const auto watch = weak.lock()) watch->documentEvent(event);
+            }));
+        });
+    }
+
+    void found(const std::string& documentID, const Reference<XSlideShowController>& show) {
+        const std::lock_guard lock(mutex_);
+        if (show.get() == show_.get()) return;
+        show_ = show;
+        comingSlides_ = 0;
+        record_.begins(documentID,
+                       opened_ && opened_->documentID == documentID ? std::optional(opened_->at) : std::nullopt);
+        opened_.reset();
+        push([this, show] { listenTo(show); });
+    }
+
+    [[nodiscard]] PresentingState told(PresentingState state) {
+        const std::lock_guard lock(mutex_);
+        return record_.told(std::move(state), now());
+    }
+
+private:
+    /// A view of a document whose show did not run then. It may be that of a show.
+    struct Opened {
+        std::string documentID;
+        Reference<XPresentation2> presentation;
+        Instant at;
+    };
+    using Show = Reference<XSlideShowController>;
+
+    /// Has the loop ask the office.
+    void push(Task task) {
+        thread_.loop().async([task = std::move(task)] { heard(task); });
+    }
+    void pushAfter(Duration delay, Task task) {
+        thread_.loop().after(delay, [task = std::move(task)] { heard(task); });
+    }
+    [[nodiscard]] bool isWatched(const Show& show) const { return show.get() == show_.get(); }
+
+    void documentEvent(const css::document::DocumentEvent& event) {
+        const auto at = now();
+        if (event.EventName == "OnViewCreated") viewCreated(event.Source, at);
+        if (event.EventName != "OnFocus") return;
+        // The window manager has given the focus to somebody else, so the show's window has gone.
+        const std::lock_guard lock(mutex_);
+        record_.hasEnded(at);
+    }
+
+    /// The office asks its own thread for what is asked during its call, so it answers for this very moment.
+    void viewCreated(const Reference<css::uno::XInterface>& source, Instant at) {
+        const Reference<css::presentation::XPresentationSupplier> supplier(source, UNO_QUERY);
+        const Reference<css::frame::XModel> model(source, UNO_QUERY);
+        if (!supplier.is() || !model.is()) return;
+        const Reference<XPresentation2> presentation(supplier->getPresentation(), UNO_QUERY);
+        if (!presentation.is() || presentation->isRunning()) return;
+        const Opened opened{identifierOf(model), presentation, at};
+        const std::lock_guard lock(mutex_);
+        opened_ = opened;
+        push([this, opened] { lookForShow(opened); });
+    }
+
+    void lookForShow(const Opened& opened) {
+        if (opened.presentation->isRunning()) {
+            if (const auto show = opened.presentation->getController(); show.is()) {
+                return found(opened.documentID, show);
+            }
+        }
+        if (now() - opened.at < kLongestStart) pushAfter(kStartCheck, [this, opened] { lookForShow(opened); });
+    }
+
+    void listenTo(const Show& show) {
+        const auto calling = [this, &show](void (Watch::*hear)(const Show&)) {
+            return [weak = weak_from_this(), show, hear] {
+                if (const auto watch = weak.lock()) ((*watch).*hear)(show);
+            };
+        };
+        Reference<css::lang::XComponent>(show, UNO_QUERY_THROW)
+            ->addEventListener(new EndListener(calling(&Watch::ends)));
+        show->addSlideShowListener(
+            new ShowListener({calling(&Watch::slideComes), calling(&Watch::slideMoves), calling(&Watch::pauses)}));
+        takeFirstSlide(show);
+        settleLater(show);
+    }
+
+    /// The slide with which a show starts comes before anybody can listen.
+    void takeFirstSlide(const Show& show) {
+        const auto position = show->getCurrentSlideIndex() + 1;
+        const auto page = show->getCurrentSlide();
+        const auto number = page.is() ? numberOf(page) : 0;
+        const std::lock_guard lock(mutex_);
+        if (number > 0 && comingSlides_ == 0 && isWatched(show)) record_.opensWith(number, position);
+    }
+
+    void slideComes(const Show& show) {
+        const auto at = now();
+        const auto position = show->getCurrentSlideIndex() + 1;
+        const auto page = show->getCurrentSlide();
+        const std::lock_guard lock(mutex_);
+        if (!isWatched(show)) return;
+        ++comingSlides_;
+        push([this, show, page, position, at] { takeSlide(show, page, position, at); });
+    }
+
+    void takeSlide(const Show& show, const Reference<css::drawing::XDrawPage>& page, std::int64_t position,
+                   Instant at) {
+        const auto number = page.is() ? numberOf(page) : 0;
+        const std::lock_guard lock(mutex_);
+        if (!isWatched(show)) return;
+        --comingSlides_;
+        if (number > 0) record_.comes(number, position, at);
+        settleLater(show);
+    }
+
+    /// A slide that does nothing, or takes its time to come, is on the screen all the same after so long.
+    void settleLater(const Show& show) {
+        pushAfter(kLongestDrawing, [this, show, arrival = ++arrivals_] {
+            if (arrival == arrivals_) noteShown(show);
+        });
+    }
+
+    void slideMoves(const Show& show) {
+        const std::lock_guard lock(mutex_);
+        if (!isWatched(show) || (comingSlides_ == 0 && !record_.awaitsScreen())) return;
+        push([this, show] { noteShown(show); });
+    }
+
+    /// What is in the record by now has been on the screen, if only until the next slide came.
+    void noteShown(const Show& show) {
+        if (!awaitsScreen(show)) return;
+        waitForBreak(show);
+        const std::lock_guard lock(mutex_);
+        if (isWatched(show)) record_.isShown(now());
+    }
+    [[nodiscard]] bool awaitsScreen(const Show& show) {
+        const std::lock_guard lock(mutex_);
+        return isWatched(show) && record_.awaitsScreen();
+    }
+
+    void pauses(const Show& show) {
+        const std::lock_guard lock(mutex_);
+        if (isWatched(show)) record_.pauses();
+    }
+
+    void ends(const Show& show) {
+        const std::lock_guard lock(mutex_);
+        if (!isWatched(show)) return;
+        record_.ends(now());
+        pushAfter(kLongestDrawing, [this, show] { noteEnd(show); });
+    }
+
+    /// Where no other window of the office has got the focus.
+    void noteEnd(const Show& show) {
+        waitForBreak(show);
+        const std::lock_guard lock(mutex_);
+        if (isWatched(show)) record_.hasEnded(now());
+    }
+
+    std::mutex mutex_;
+    ShowRecord record_;
+    std::optional<Opened> opened_;
+    Show show_;             ///< the latest
+    int comingSlides_ = 0;  ///< that are not in the record yet
+    int arrivals_ = 0;      ///< of slides and shows, as the loop has noted them; the loop's own
+    runtime::LoopThread thread_{[](const std::string& what) { std::cerr << "Watching a show failed: " + what + "\n"; },
+                                "shows"};
+};
+
+ShowWatch::ShowWatch(const Reference<css::uno::XComponentContext>& office) : watch_(std::make_shared<Watch>()) {
+    watch_->start(office);
+}
+
+ShowWatch::~ShowWatch() = default;
+
+void ShowWatch::found(const std::string& documentID, const Reference<XSlideShowController>& show) const {
+    watch_->found(documentID, show);
+}
+
+PresentingState ShowWatch::told(PresentingState state) const {
+    return watch_->told(std::move(state));
+}
+
+}  // namespace impress
