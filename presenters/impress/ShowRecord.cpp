@@ -9,13 +9,22 @@ void ShowRecord::begins(std::string documentID, std::optional<Instant> notBefore
     documentID_ = std::move(documentID);
     coming_.reset();
     shown_.reset();
+    lastNumber_ = 0;
     phase_ = notBefore ? Phase::starting : Phase::running;
     if (!notBefore) return times_.joined();
     notBefore_ = *notBefore;
 }
 
 void ShowRecord::comes(std::int64_t slideNumber, std::int64_t position, Instant notBefore) {
-    if (phase_ == Phase::starting || phase_ == Phase::running) coming_ = {slideNumber, position, {notBefore, {}}};
+    coming_.reset();
+    if (slideNumber <= 0 || (phase_ != Phase::starting && phase_ != Phase::running)) return;
+    coming_ = {slideNumber, position, {notBefore, {}}};
+}
+
+void ShowRecord::opensWith(std::int64_t slideNumber, std::int64_t position) {
+    if (phase_ == Phase::starting) return comes(slideNumber, position, notBefore_);
+    shown_ = {slideNumber, position, {}};
+    lastNumber_ = slideNumber;
 }
 
 void ShowRecord::isShown(Instant by) {
@@ -26,6 +35,7 @@ void ShowRecord::isShown(Instant by) {
     if (!coming_) return;
     if (!isSame(*coming_)) times_.shown(coming_->slideNumber, coming_->position, {coming_->began.earliest, by});
     shown_ = std::exchange(coming_, std::nullopt);
+    lastNumber_ = shown_->slideNumber;
 }
 
 void ShowRecord::ends(Instant notBefore) {
@@ -49,8 +59,8 @@ PresentingState ShowRecord::told(PresentingState state, Instant now) const {
         state.playing = false;
     } else if (!isWatched || phase_ != Phase::running) {
         state.times = {};
-    } else if (const auto& visits = state.times.visits; !visits.empty()) {
-        state.firstDocument->currentSlideNumber = visits.back().slideNumber;
+    } else if (lastNumber_ > 0) {
+        state.firstDocument->currentSlideNumber = lastNumber_;
     }
     return state;
 }

@@ -21,12 +21,11 @@ public:
     /// A show of this document, of which nothing was on the screen before `notBefore`. Without that the show runs
     /// already, and only what comes from now on is told.
     void begins(std::string documentID, std::optional<Instant> notBefore);
-    /// A slide that was not on the screen before `notBefore`; its position counts from 1, 0 outside of the show.
+    /// A slide that was not on the screen before `notBefore`; its position counts from 1, 0 outside of the show. A
+    /// slide without a number is unknown, and is not told.
     void comes(std::int64_t slideNumber, std::int64_t position, Instant notBefore);
-    /// The slide with which a show begins.
-    void opensWith(std::int64_t slideNumber, std::int64_t position) {
-        if (phase_ == Phase::starting) comes(slideNumber, position, notBefore_);
-    }
+    /// The slide with which a show begins, or which a show that runs already has been showing.
+    void opensWith(std::int64_t slideNumber, std::int64_t position);
     /// What came last is on the screen.
     void isShown(Instant by);
     /// The slide makes room for the end screen or a blank one: when it comes again, that is another visit.
@@ -57,6 +56,7 @@ private:
     Instant notBefore_;                     ///< of the start, or of the end
     std::optional<ScriptingVisit> coming_;  ///< not known to be on the screen; `latest` has no meaning yet
     std::optional<ScriptingVisit> shown_;   ///< what the screen shows
+    std::int64_t lastNumber_ = 0;           ///< of the slide that it showed last, 0 when that is not known
 };
 
 }  // namespace impress

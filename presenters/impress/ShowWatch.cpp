@@ -6,6 +6,7 @@
 #include "presenters/impress/ShowRecord.h"
 #include "runtime/LoopThread.h"
 
+#include <algorithm>
 #include <com/sun/star/document/XDocumentEventBroadcaster.hpp>
 #include <com/sun/star/frame/theGlobalEventBroadcaster.hpp>
 #include <com/sun/star/lang/XComponent.hpp>
@@ -39,9 +40,15 @@ void waitForBreak(const Reference<XSlideShowController>& show) {
     (void)show->getCurrentSlide();
 }
 
+/// 0 when there is no such page any more.
 std::int64_t numberOf(const Reference<css::drawing::XDrawPage>& page) {
     sal_Int16 number = 0;
-    Reference<css::beans::XPropertySet>(page, UNO_QUERY_THROW)->getPropertyValue("Number") >>= number;
+    try {
+        const Reference<css::beans::XPropertySet> properties(page, UNO_QUERY);
+        if (properties.is()) properties->getPropertyValue("Number") >>= number;
+    } catch (const css::uno::Exception& exception) {
+        std::cerr << "A slide of the show has no number: " + textFrom(exception) + "\n";
+    }
     return number;
 }
 
@@ -123,7 +130,9 @@ private:
                 return found(opened.documentID, show);
             }
         }
-        if (now() - opened.at < kLongestStart) pushAfter(kStartCheck, [this, opened] { lookForShow(opened); });
+        const auto waited = now() - opened.at;
+        if (waited > kLongestStart) return;
+        pushAfter(std::max<Duration>(kStartCheck, waited / 8), [this, opened] { lookForShow(opened); });
     }
 
     void listenTo(const Show& show) {
@@ -144,9 +153,9 @@ private:
     void takeFirstSlide(const Show& show) {
         const auto position = show->getCurrentSlideIndex() + 1;
         const auto page = show->getCurrentSlide();
-        const auto number = page.is() ? numberOf(page) : 0;
+        const auto number = numberOf(page);
         const std::lock_guard lock(mutex_);
-        if (number > 0 && comingSlides_ == 0 && isWatched(show)) record_.opensWith(number, position);
+        if (comingSlides_ == 0 && isWatched(show)) record_.opensWith(number, position);
     }
 
     void slideComes(const Show& show) {
@@ -161,11 +170,11 @@ private:
 
     void takeSlide(const Show& show, const Reference<css::drawing::XDrawPage>& page, std::int64_t position,
                    Instant at) {
-        const auto number = page.is() ? numberOf(page) : 0;
+        const auto number = numberOf(page);
         const std::lock_guard lock(mutex_);
         if (!isWatched(show)) return;
         --comingSlides_;
-        if (number > 0) record_.comes(number, position, at);
+        record_.comes(number, position, at);
         settleLater(show);
     }
 
@@ -195,8 +204,10 @@ private:
     }
 
     void pauses(const Show& show) {
-        const std::lock_guard lock(mutex_);
-        if (isWatched(show)) record_.pauses();
+        push([this, show] {
+            const std::lock_guard lock(mutex_);
+            if (isWatched(show)) record_.pauses();
+        });
     }
 
     void ends(const Show& show) {
@@ -210,7 +221,9 @@ private:
     void noteEnd(const Show& show) {
         waitForBreak(show);
         const std::lock_guard lock(mutex_);
-        if (isWatched(show)) record_.hasEnded(now());
+        if (!isWatched(show)) return;
+        record_.hasEnded(now());
+        show_.clear();
     }
 
     std::mutex mutex_;
