@@ -11,6 +11,7 @@ import polling
 import search
 import soap
 import soapcall
+import truth
 
 MEASUREMENTS = {
     "log": inprocess.log,
@@ -27,8 +28,9 @@ MEASUREMENTS = {
     "extract": extract.measure,
     "http": inprocess.http,
     "impress": impress.measure,
+    "truth": truth.measure,
 }
-LONG = {"extract", "impress"}  # only when asked for
+LONG = {"extract", "impress", "truth"}  # only when asked for
 
 
 def main():
