@@ -110,10 +110,16 @@ std::optional<std::vector<ScriptingVisit>> Timeline::newVisits(const Seen& seen,
     if (visits.empty() || !areInOrder(visits)) return std::nullopt;
     if (show_->lastVisit) {
         const auto& last = *show_->lastVisit;
-        const auto same = std::ranges::find_if(visits, [&last](const ScriptingVisit& visit) {
-            return visit.slideNumber == last.slideNumber && visit.began.with(last.began) &&
-                   visit.position == last.position.value_or(visit.position);
-        });
+        const auto isSlide = [&last](const ScriptingVisit& visit) {
+            return visit.slideNumber == last.slideNumber && visit.position == last.position.value_or(visit.position);
+        };
+        auto same = std::ranges::find_if(
+            visits, [&](const ScriptingVisit& visit) { return isSlide(visit) && visit.began == last.began; });
+        // One that a poll saw first, before the program told it.
+        if (same == visits.end()) {
+            same = std::ranges::find_if(
+                visits, [&](const ScriptingVisit& visit) { return isSlide(visit) && visit.began.with(last.began); });
+        }
         const auto isNew = [&last](const ScriptingVisit& visit) { return visit.began.latest >= last.began.latest; };
         visits.erase(visits.begin(), same != visits.end() ? same + 1 : std::ranges::find_if(visits, isNew));
     }

@@ -127,6 +127,19 @@ TEST_F(TimelineTest, ThePollsDoNotCutWhatTheProgramTells) {
     EXPECT_EQ(told, (Told{"started 230..290", "shown 1 230..290", "shown 2 490..530", "ended 990..1490"}));
 }
 
+TEST_F(TimelineTest, EachVisitIsToldOnceWhereWideBoundsOverlap) {
+    ScriptingTimes times{bounds(30ms, 40ms), {{1, 1, bounds(35ms, 45ms)}}, {}, ""};
+    poll(0ms, {});
+    poll(250ms, playing(1, times));
+    times.visits.push_back({2, 2, bounds(300ms, 800ms)});
+    times.visits.push_back({3, 3, bounds(360ms, 860ms)});
+    times.visits.push_back({2, 2, bounds(420ms, 920ms)});
+    poll(500ms, playing(2, times));
+    poll(750ms, playing(2, times));
+    EXPECT_EQ(told,
+              (Told{"started 30..40", "shown 1 35..45", "shown 2 300..800", "shown 3 360..860", "shown 2 420..920"}));
+}
+
 TEST_F(TimelineTest, AbsurdTimesLeaveThePollsBounds) {
     const std::vector<ScriptingVisit> absurd[] = {
         {{1, 1, bounds(100ms, 110ms)}, {2, 2, bounds(900ms, 910ms)}},                                // the future
