@@ -88,7 +88,7 @@ private:
     const std::shared_ptr<SavedCopies> copies_ = std::make_shared<SavedCopies>();
     std::atomic<bool> isLost_ = false;  ///< the office has gone
     std::chrono::steady_clock::time_point lostAt_;
-    const impress::ShowWatch shows_{connection_.context()};
+    const impress::ShowWatch shows_{connection_};
     std::optional<Office> office_;  ///< made and used by questions
     std::mutex documentsMutex_;
     std::map<std::string, Model> documents_;            ///< as last seen; guarded by `documentsMutex_`

@@ -26,7 +26,7 @@ public:
     void comes(std::int64_t slideNumber, std::int64_t position, Instant notBefore);
     /// The slide with which a show begins, or which a show that runs already has been showing.
     void opensWith(std::int64_t slideNumber, std::int64_t position);
-    /// What came last is on the screen.
+    /// What came last is on the screen, or will be by then.
     void isShown(Instant by);
     /// The slide makes room for the end screen or a blank one: when it comes again, that is another visit.
     void pauses() { shown_.reset(); }
@@ -35,7 +35,9 @@ public:
     /// It is off the screen.
     void hasEnded(Instant by);
     /// Whether it is to be found out that something is on the screen.
-    [[nodiscard]] bool awaitsScreen() const { return phase_ == Phase::starting || coming_; }
+    [[nodiscard]] bool awaitsScreen() const { return isStarting() || coming_; }
+    /// Whether nothing of the show is known to be on the screen.
+    [[nodiscard]] bool isStarting() const { return phase_ == Phase::starting; }
 
     /// What a poll tells: the office's state with the times, and nothing that the screen does not show yet.
     [[nodiscard]] PresentingState told(PresentingState state, Instant now) const;

@@ -1,5 +1,6 @@
 #include "presenters/impress/ShowWatch.h"
 
+#include "presenters/impress/DrawingLag.h"
 #include "presenters/impress/EndListener.h"
 #include "presenters/impress/Office.h"
 #include "presenters/impress/ShowListeners.h"
@@ -29,6 +30,8 @@ namespace {
 /// Between a show's view and the show itself: the office takes 25 ms and more.
 constexpr auto kStartCheck = 3ms;
 constexpr auto kLongestStart = 1s;
+/// A show's first slide has to wait for its window, too.
+constexpr int kFirstLags = 4;
 
 Instant now() {
     return std::chrono::steady_clock::now();
@@ -58,10 +61,11 @@ std::int64_t numberOf(const Reference<css::drawing::XDrawPage>& page) {
 /// leave the rest to the loop. Everything but the loop's own is guarded by `mutex_`.
 class ShowWatch::Watch : public std::enable_shared_from_this<ShowWatch::Watch> {
 public:
-    void start(const Reference<css::uno::XComponentContext>& office) {
-        push([this, office] {
+    void start(const OfficeConnection& office) {
+        push([this, context = office.context(), process = office.processIdentifier()] {
+            lag_ = drawingLagOf(process);
             const Reference<css::document::XDocumentEventBroadcaster> broadcaster(
-                css::frame::theGlobalEventBroadcaster::get(office), UNO_QUERY_THROW);
+                css::frame::theGlobalEventBroadcaster::get(context), UNO_QUERY_THROW);
             broadcaster->addDocumentEventListener(new DocumentListener([weak = weak_from_this()](const auto& event) {
                 if (const auto watch = weak.lock()) watch->documentEvent(event);
             }));
@@ -196,7 +200,7 @@ private:
         if (!awaitsScreen(show)) return;
         waitForBreak(show);
         const std::lock_guard lock(mutex_);
-        if (isWatched(show)) record_.isShown(now());
+        if (isWatched(show)) record_.isShown(now() + (record_.isStarting() ? kFirstLags * lag_ : lag_));
     }
     [[nodiscard]] bool awaitsScreen(const Show& show) {
         const std::lock_guard lock(mutex_);
@@ -231,12 +235,13 @@ private:
     std::optional<Opened> opened_;
     Show show_;             ///< the latest
     int comingSlides_ = 0;  ///< that are not in the record yet
-    int arrivals_ = 0;      ///< of slides and shows, as the loop has noted them; the loop's own
+    int arrivals_ = 0;      ///< of slides and shows, as the loop has noted them; the loop's own, as is the next one
+    Duration lag_{};        ///< from the office's drawing to the screen
     runtime::LoopThread thread_{[](const std::string& what) { std::cerr << "Watching a show failed: " + what + "\n"; },
                                 "shows"};
 };
 
-ShowWatch::ShowWatch(const Reference<css::uno::XComponentContext>& office) : watch_(std::make_shared<Watch>()) {
+ShowWatch::ShowWatch(const OfficeConnection& office) : watch_(std::make_shared<Watch>()) {
     watch_->start(office);
 }
 

@@ -1,10 +1,9 @@
 #pragma once
 
 #include "ports/Scripting.h"
-#include "presenters/impress/Uno.h"
+#include "presenters/impress/OfficeConnection.h"
 
 #include <com/sun/star/presentation/XSlideShowController.hpp>
-#include <com/sun/star/uno/XComponentContext.hpp>
 #include <memory>
 #include <string>
 
@@ -16,7 +15,7 @@ namespace impress {
 class ShowWatch {
 public:
     /// Returns at once; the office is asked behind it.
-    explicit ShowWatch(const css::uno::Reference<css::uno::XComponentContext>& office);
+    explicit ShowWatch(const OfficeConnection& office);
     /// Waits for what is under way with the office.
     ~ShowWatch();
 

@@ -1,3 +1,4 @@
+#include "presenters/impress/DrawingLag.h"
 #include "presenters/impress/ShowRecord.h"
 
 #include <gtest/gtest.h>
@@ -101,6 +102,16 @@ TEST_F(ShowRecordTest, TellsNothingOfOtherShows) {
     EXPECT_EQ(told().firstDocument->currentSlideNumber, 4) << "the office may be at the next one already";
     record.isShown(at(15ms));
     EXPECT_EQ(told().times, (ScriptingTimes{{}, {{5, 0, bounds(10ms, 15ms)}}, {}, ""}));
+}
+
+TEST(DrawingLagTest, OnlyPlainWindowsDrawAtOnce) {
+    EXPECT_EQ(
+        drawingLag("7f /usr/lib/libc.so\n7f /opt/program/libvclplug_genlo.so\n8f /opt/program/libvclplug_genlo.so"),
+        0ms);
+    for (const char* maps : {"", "7f /usr/lib/libc.so", "7f /opt/program/libvclplug_gtk3lo.so",
+                             "7f /opt/libvclplug_genlo.so\n8f /opt/libvclplug_kf5lo.so"}) {
+        EXPECT_EQ(drawingLag(maps), 500ms) << maps;
+    }
 }
 
 }  // namespace
