@@ -51,7 +51,7 @@ int main(int argc, char** argv) {
     Printer printer;
     NoDelegate delegate;
     ErrorPtr error;
-    const auto client = CaptureServiceClient::connect(delegate, {}, error, std::chrono::seconds(25), &printer);
+    const auto client = host::CaptureServiceClient::connect(delegate, {}, error, std::chrono::seconds(25), &printer);
     if (!client) fail(error);
     client->startDetectionAndCaptureTo(std::filesystem::path(argv[1]), "truth", &fail);
     while (std::cin.get() != std::char_traits<char>::eof()) {

@@ -52,7 +52,7 @@ private:
 
     [[nodiscard]] bool isSame(const ScriptingVisit& visit) const;
 
-    ShowTimes times_;
+    presenters::ShowTimes times_;
     Phase phase_ = Phase::none;
     std::string documentID_;
     Instant notBefore_;                     ///< of the start, or of the end

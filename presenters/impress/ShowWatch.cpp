@@ -2,7 +2,7 @@
 
 #include "presenters/impress/DrawingLag.h"
 #include "presenters/impress/EndListener.h"
-#include "presenters/impress/Office.h"
+#include "presenters/impress/Documents.h"
 #include "presenters/impress/ShowListeners.h"
 #include "presenters/impress/ShowRecord.h"
 #include "runtime/LoopThread.h"
