@@ -75,11 +75,13 @@ void Loop::onSignals(const std::vector<int>& signals, Task task) {
     });
 }
 
-void Loop::drop(std::shared_ptr<void> object) {
-    std::unique_lock lock(context_->mutex);
-    // The object is freed without the lock, because what it owns may come back for the loop.
-    if (context_->hasEnded) lock.unlock();
-    if (lock) asio::post(context_->events, [object = std::move(object)] {});
+Loop::Dropper Loop::dropper() const {
+    return [context = context_](std::shared_ptr<void> object) {
+        std::unique_lock lock(context->mutex);
+        // The object is freed without the lock, because what it owns may come back for the loop.
+        if (context->hasEnded) lock.unlock();
+        if (lock) asio::post(context->events, [object = std::move(object)] {});
+    };
 }
 
 int Loop::run() {

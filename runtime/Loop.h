@@ -28,7 +28,9 @@ public:
     /// the loop is destroyed. Any thread.
     void onSignals(const std::vector<int>& signals, Task task);
     /// Lets go of an object that belongs to the loop's thread there; at once when the loop has ended. Any thread.
-    void drop(std::shared_ptr<void> object);
+    using Dropper = std::function<void(std::shared_ptr<void> object)>;
+    /// May outlive the loop.
+    [[nodiscard]] Dropper dropper() const;
 
     /// Runs tasks on the calling thread until `stop`; returns the status given there. Once.
     [[nodiscard]] int run();

@@ -191,7 +191,8 @@ DBusScripting::~DBusScripting() {
 }
 
 std::shared_ptr<ProgramCalls> DBusScripting::makeCalls(runtime::Loop& loop) {
-    const auto drop = [&loop](ProgramCalls* calls) { loop.drop(std::shared_ptr<ProgramCalls>(calls)); };
+    // A task that the main queue has not come to may own an application longer than this object lives.
+    const auto drop = [drop = loop.dropper()](ProgramCalls* calls) { drop(std::shared_ptr<ProgramCalls>(calls)); };
     std::shared_ptr<ProgramCalls> calls(new ProgramCalls(loop), drop);
     const std::lock_guard lock(mutex_);
     std::erase_if(allCalls_, [](const auto& each) { return each.expired(); });
