@@ -56,6 +56,19 @@ struct KeynotesOptions {
 /// `kOperationFailed` when the search cannot be started. An interruption ends the process at once.
 [[nodiscard]] ExitStatus listKeynotes(const KeynotesOptions& options);
 
+enum class ExportFormat { vtt, ffmetadata, matroska, ogm, json, csv };
+
+struct ExportOptions {
+    std::filesystem::path directory;  ///< absolute; of a recording's captures, or of one presentation
+    ExportFormat format = ExportFormat::vtt;
+    double offset = 0;                           ///< seconds from the video's beginning to the first show's
+    std::optional<std::filesystem::path> video;  ///< whose beginning counts instead of `offset`
+};
+
+/// Writes what is known of a lecture to standard output, from its files alone. `kOperationFailed` when there is no
+/// timeline, when it is not clear which recording is meant, or when the video does not tell its beginning.
+[[nodiscard]] ExitStatus exportLecture(const ExportOptions& options);
+
 /// Writes a sentence for people to standard error.
 void complain(std::string_view sentence);
 

@@ -3,6 +3,7 @@
 #include "base/FileURL.h"
 #include "tools/PrintableText.h"
 #include "tools/keynote-capture/Commands.h"
+#include "tools/keynote-capture/lecture/JournalLine.h"
 
 #include <fmt/format.h>
 
@@ -32,41 +33,6 @@ std::string bootID() {
 
 std::int64_t steadyMicroseconds() {
     return jsonOf(TimeBounds{{}, std::chrono::steady_clock::now()}).at(1).get<std::int64_t>();
-}
-
-/// The member when it has that type.
-template <typename T>
-std::optional<T> member(const Json& object, const char* key) {
-    const auto found = object.find(key);
-    if (found == object.end()) return std::nullopt;
-    if constexpr (std::is_same_v<T, std::string>) {
-        if (!found->is_string()) return std::nullopt;
-    } else if (!found->is_number_integer()) {
-        return std::nullopt;
-    }
-    return found->template get<T>();
-}
-
-std::optional<TimeBounds> boundsFrom(const Json& line) {
-    const auto steady = line.find("steady");
-    if (steady == line.end() || !steady->is_array() || steady->size() != 2) return std::nullopt;
-    const auto time = [&](std::size_t index) -> std::optional<Instant> {
-        const auto& value = steady->at(index);
-        if (!value.is_number_integer()) return std::nullopt;
-        return Instant(std::chrono::microseconds(value.get<std::int64_t>()));
-    };
-    if (!time(1)) return std::nullopt;
-    return TimeBounds{time(0), *time(1)};
-}
-
-/// Of a journal's lines those that are objects, the header first.
-std::vector<Json> objectsOf(const std::filesystem::path& file) {
-    std::vector<Json> objects;
-    for (const auto& line : host::journalLines(file)) {
-        auto object = Json::parse(line, nullptr, false);
-        if (object.is_object()) objects.push_back(std::move(object));
-    }
-    return objects;
 }
 
 }  // namespace
@@ -131,7 +97,7 @@ void ShowJournal::append(Json line) {
 }
 
 std::optional<JournalContent> readShowJournal(const std::filesystem::path& directory) {
-    const auto lines = objectsOf(directory / ShowJournal::kFileName);
+    const auto lines = objectsFrom(journalLines(directory / ShowJournal::kFileName));
     if (lines.empty() || member<int>(lines.front(), "timeline") != kVersion) return std::nullopt;
     JournalContent content;
     content.deck = pathFromURL(member<std::string>(lines.front(), "deck").value_or(""));
@@ -145,7 +111,7 @@ std::optional<JournalContent> readShowJournal(const std::filesystem::path& direc
         const auto slide = member<std::int64_t>(line, "slide");
         const auto polled = member<std::int64_t>(line, "presentedSlide");
         if (slide.value_or(polled.value_or(0)) > 0) content.slides.insert(slide ? *slide : *polled);
-        if (event == "showStarted" && isThisBoot) content.started = boundsFrom(line);
+        if (event == "showStarted" && isThisBoot) content.started = steadyBounds(line);
         if (event == "showEnded") content.hasEnded = true;
         if (event == "finished") content.isFinished = true;
     }

@@ -12,6 +12,7 @@
 
 #include <cmath>
 #include <functional>
+#include <map>
 #include <memory>
 
 namespace keynote_capture {
@@ -84,6 +85,50 @@ void addRecord(CLI::App& app, Run& chosen) {
     });
 }
 
+std::string checkOffset(const std::string& text) {
+    constexpr double kLongest = 1e9;
+    double seconds = 0;
+    if (CLI::detail::lexical_cast(text, seconds) && std::abs(seconds) <= kLongest) return {};
+    return "must be a number of seconds";
+}
+
+/// A directory has one name here, with and without a slash at its end.
+std::filesystem::path absoluteDirectory(const std::filesystem::path& path) {
+    const auto absolute = absolutePath(path);
+    return absolute.has_filename() ? absolute : absolute.parent_path();
+}
+
+void addExport(CLI::App& app, Run& chosen) {
+    static const std::map<std::string, ExportFormat> kFormats{
+        {"vtt", ExportFormat::vtt},           {"ffmetadata", ExportFormat::ffmetadata},
+        {"matroska", ExportFormat::matroska}, {"ogm", ExportFormat::ogm},
+        {"json", ExportFormat::json},         {"csv", ExportFormat::csv}};
+    auto& command = *app.add_subcommand("export", "Write a lecture's chapters, or all that is known of its slides");
+    const auto options = std::make_shared<ExportOptions>();
+    command.add_option("CAPTURE", options->directory, "What `record` has written: all of it, or one presentation's")
+        ->required()
+        ->check(CLI::ExistingDirectory)
+        ->option_text(" ");
+    command.add_option("--format", options->format, "vtt, ffmetadata, matroska, ogm: chapters; json, csv: all visits")
+        ->transform(CLI::CheckedTransformer(kFormats))
+        ->option_text("FORMAT (default: vtt)");
+    auto* const offset =
+        command.add_option("--offset", options->offset, "Seconds from the video's beginning to the show's")
+            ->check(CLI::Validator(checkOffset, "S"))
+            ->option_text("S (default: 0)");
+    command
+        .add_option_function<std::string>(
+            "--video", [options](const std::string& file) { options->video = file; },
+            "A video that tells when its recording began")
+        ->check(CLI::ExistingFile)
+        ->excludes(offset)
+        ->option_text("FILE");
+    command.callback([options, &chosen] {
+        options->directory = absoluteDirectory(options->directory);
+        chosen = [options] { return exportLecture(*options); };
+    });
+}
+
 void addStopPresenting(CLI::App& app, Run& chosen) {
     app.add_subcommand("stop-presenting", "End the running slide show")->callback([&chosen] {
         chosen = stopPresenting;
@@ -144,7 +189,8 @@ int run(int argc, char** argv) try {
     app.require_subcommand(1);
     app.footer(kFooter);
     Run chosen;
-    for (const auto add : {addRecord, addStopPresenting, addWindows, addExtract, addWaitForSaving, addKeynotes}) {
+    for (const auto add :
+         {addRecord, addStopPresenting, addWindows, addExtract, addWaitForSaving, addKeynotes, addExport}) {
         add(app, chosen);
     }
     try {
