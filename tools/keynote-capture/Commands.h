@@ -69,6 +69,12 @@ struct ExportOptions {
 /// timeline, when it is not clear which recording is meant, or when the video does not tell its beginning.
 [[nodiscard]] ExitStatus exportLecture(const ExportOptions& options);
 
+/// Brings the presentations that a recording has left in the directory, or the one whose directory it is, to the state
+/// that they should have: images, text, chapters and page. Prints what it did and what it could not do. `kNoService`
+/// when something is missing that only the service can bring and nobody answers; `kOperationFailed` when something is
+/// missing all the same, and when interrupted.
+[[nodiscard]] ExitStatus recover(const std::filesystem::path& directory);
+
 /// Writes a sentence for people to standard error.
 void complain(std::string_view sentence);
 

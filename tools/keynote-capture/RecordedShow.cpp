@@ -5,6 +5,7 @@
 #include "tools/keynote-capture/DeckFiles.h"
 #include "tools/keynote-capture/EventWriter.h"
 #include "tools/keynote-capture/FileDigest.h"
+#include "tools/keynote-capture/lecture/LectureFiles.h"
 
 #include <fmt/format.h>
 #include <utility>
@@ -41,6 +42,7 @@ RecordedShow::RecordedShow(const fs::path& captureDirectory, const RecorderFacts
       startError_(call.error) {
     journal_.writeHeader(facts, call);
     journal_.write(call);
+    noteDeckFile();
 }
 
 RecordedShow::RecordedShow(fs::path directory, JournalContent content)
@@ -51,8 +53,10 @@ RecordedShow::RecordedShow(fs::path directory, JournalContent content)
       journal_(directory_),
       slides_(std::move(content.slides)),
       started_(content.hasEnded ? std::nullopt : content.started),
-      wasLost_(true) {
-    if (!content.hasEnded) journal_.writeUnseen("Its recorder has gone.");
+      wasLost_(true),
+      archiveDigest_(std::move(content.archiveDigest)),
+      finished_(std::move(content.finished)) {
+    if (!content.hasEnded && !finished_) journal_.writeUnseen("Its recorder has gone.");
     settle();
 }
 
@@ -67,6 +71,7 @@ void RecordedShow::note(const TimelineReport& report) {
     if (report.entry.event == TimelineEvent::showStarted) started_ = report.entry.at;
     if (report.entry.event == TimelineEvent::slideShown) slides_.insert(report.entry.slideNumber);
     journal_.write(report);
+    if (report.entry.event == TimelineEvent::showEnded) noteDeckFile();
 }
 
 void RecordedShow::end(const host::StoppedPresenting& call) {
@@ -99,7 +104,10 @@ void RecordedShow::settle() {
 void RecordedShow::finish() {
     state_ = State::done;
     const auto missing = missingImages();
-    journal_.write("finished", {{"images", slides_.size() - missing.size()}, {"missing", missing}});
+    const Json finished{{"images", slides_.size() - missing.size()}, {"missing", missing}};
+    if (finished != finished_) journal_.write("finished", finished);
+    finished_ = finished;
+    if (hasDirectory()) leaves_ = makeLeaves(directory_);
 }
 
 bool RecordedShow::continues(const RecordedShow& lost) const {
@@ -142,17 +150,35 @@ bool RecordedShow::hasDirectory() const {
 }
 
 bool RecordedShow::canBeMended() const {
+    return attempts_ < kMostAttempts && hasArchive() && (!missingImages().empty() || !hasText());
+}
+
+bool RecordedShow::hasText() const {
+    return archive_ && readDeckText(archive());
+}
+
+bool RecordedShow::hasArchive() const {
     std::error_code failure;
     // The service leaves the file empty when there was nothing to save.
-    const bool hasArchive =
-        archive_ && fs::is_regular_file(archive(), failure) && fs::file_size(archive(), failure) > 0;
-    return hasArchive && !failure && attempts_ < kMostAttempts && !missingImages().empty();
+    return hasDirectory() && archive_ && fs::is_regular_file(archive(), failure) &&
+           fs::file_size(archive(), failure) > 0 && !failure;
+}
+
+/// When the deck is saved during the show, its images may differ from the archive copy.
+void RecordedShow::noteDeckFile() {
+    std::error_code failure;
+    if (!deck_ || !fs::is_regular_file(*deck_, failure)) return;
+    const auto time = fs::last_write_time(*deck_, failure);
+    const auto size = failure ? 0 : fs::file_size(*deck_, failure);
+    if (failure) return;
+    const auto modified = std::chrono::floor<Date::duration>(std::chrono::file_clock::to_sys(time));
+    journal_.write("deckFile", {{"modified", jsonOf(modified)}, {"size", size}});
 }
 
 /// Only now: the program saves the archive copy while the show runs.
 void RecordedShow::noteArchive() {
     const auto digest = archive_ ? sha256Of(archive()) : std::nullopt;
-    if (digest) journal_.write("archived", {{"archive", *archive_}, {"sha256", *digest}});
+    if (digest && digest != archiveDigest_) journal_.write("archived", {{"archive", *archive_}, {"sha256", *digest}});
 }
 
 }  // namespace keynote_capture

@@ -1,16 +1,18 @@
 #pragma once
 
 #include "tools/keynote-capture/ShowJournal.h"
+#include "tools/keynote-capture/lecture/Leaves.h"
 
 namespace keynote_capture {
 
 /// One presentation of a recording: what is told of it goes into its journal, and images that are missing in the end
-/// can be made from its archive copy.
+/// can be made from its archive copy,
+/// as can the text of its slides. When all is done, its chapters and its page are made.
 class RecordedShow {
 public:
     enum class State {
         running,  ///< it is shown, or its images are awaited
-        lacking,  ///< over, and images are missing that may be made from the archive copy
+        lacking,  ///< over, and images or the text are missing that may be made from the archive copy
         mending,  ///< they are being made
         done,     ///< nothing more is done for it
     };
@@ -31,6 +33,8 @@ public:
     void mend() { state_ = State::mending; }
     /// That has come to an end. The second time it stays as it is.
     void mended();
+    /// What is missing will not be made.
+    void giveUp() { finish(); }
     /// Whether this show, which has just begun, is one that was lost: then the journal says so.
     [[nodiscard]] bool continues(const RecordedShow& lost) const;
     void writeContinues(const RecordedShow& lost);
@@ -40,12 +44,19 @@ public:
     [[nodiscard]] std::filesystem::path archive() const { return directory_ / archive_.value_or(""); }
     /// The names of the images of slides that were shown and are not there. Looks.
     [[nodiscard]] std::vector<std::string> missingImages() const;
+    /// Whether the text of its slides is there. Looks.
+    [[nodiscard]] bool hasText() const;
+    /// Whether there is an archive copy that something can be made from. Looks.
+    [[nodiscard]] bool hasArchive() const;
+    /// What has been made of it once it was done.
+    [[nodiscard]] const Leaves& leaves() const { return leaves_; }
     /// Why it is not complete as it stands, fit for a terminal.
     [[nodiscard]] std::optional<std::string> problem() const;
 
 private:
     [[nodiscard]] bool hasDirectory() const;
     [[nodiscard]] bool canBeMended() const;
+    void noteDeckFile();
     void noteArchive();
     void settle();
     void finish();
@@ -62,7 +73,10 @@ private:
     ErrorPtr endError_;     ///< the same
     bool wasLost_ = false;  ///< it was seen by a service, or a recorder, that has gone
     bool hasGap_ = false;
-    int attempts_ = 0;  ///< to make the images that are missing
+    int attempts_ = 0;                          ///< to make what is missing
+    std::optional<std::string> archiveDigest_;  ///< as it stands in the journal
+    std::optional<Json> finished_;              ///< what the journal's last line tells
+    Leaves leaves_;
 };
 
 }  // namespace keynote_capture

@@ -71,7 +71,7 @@ void Recording::takeOver() {
         // Another recorder may be at work in the same directory.
         if (host::isBeingWritten(entry.path() / ShowJournal::kFileName)) continue;
         auto content = readShowJournal(entry.path());
-        if (content && !content->isFinished) shows_.emplace_back(entry.path(), *std::move(content));
+        if (content && !content->finished) shows_.emplace_back(entry.path(), *std::move(content));
     }
 }
 
@@ -174,9 +174,9 @@ void Recording::note(const host::StoppedPresenting& call) {
 void Recording::note(const host::ExtractedSlideFiles& call) {
     auto* const show = firstShowThatIs(State::mending);
     if (show == nullptr || show->archive() != call.presentationPath) return;
+    mender_.reset();
     show->note(call);
     show->mended();
-    mender_.reset();
 }
 
 RecordedShow* Recording::showWithID(const std::optional<std::string>& presentationID) {
@@ -197,7 +197,7 @@ void Recording::linkToLost(RecordedShow& show) const {
     if (lost != shows_.rend()) show.writeContinues(*lost);
 }
 
-/// Makes missing images while nothing is shown, and ends the recording when that is wanted and nothing is left to do.
+/// Makes what is missing while nothing is shown, and ends the recording when that is wanted and nothing is left to do.
 std::optional<ExitStatus> Recording::goOn() {
     if (retryAt_ || firstShowThatIs(State::running) != nullptr || firstShowThatIs(State::mending) != nullptr) return {};
     if (auto* const show = firstShowThatIs(State::lacking)) {
@@ -209,17 +209,21 @@ std::optional<ExitStatus> Recording::goOn() {
 
 void Recording::mend(RecordedShow& show) {
     const auto archive = show.archive().native();
-    const auto ended = [&inbox = inbox_, archive](const ErrorPtr& error) {
+    const auto missing = show.missingImages();
+    show.mend();
+    if (!options_.json) {
+        complain((missing.empty() ? "Reading the slides' text from " : "Making missing slide images from ") +
+                 printableText(archive) + ".");
+    }
+    const auto refused = [&inbox = inbox_, archive](const ErrorPtr& error) {
         inbox.post(host::DelegateCall(host::ExtractedSlideFiles{archive, error}));
     };
-    show.mend();
-    if (!options_.json) complain("Making missing slide images from " + printableText(archive) + ".");
+    ErrorPtr error;
     // Over a connection of its own: an extraction gives the program a minute for each answer, polls included, and a
     // show that begins meanwhile is to be watched as closely as any other.
-    ErrorPtr error;
-    mender_ = host::CaptureServiceClient::connect(inbox_, {}, error);
-    if (!mender_) return ended(error);
-    mender_->extractSlideFiles(show.missingImages(), archive, ended);
+    mender_ = host::CaptureServiceClient::connect(inbox_, {}, error, kReplyTimeout);
+    if (!mender_) return refused(error);
+    mender_->extractSlideFiles(missing, archive, refused);
 }
 
 ExitStatus Recording::serviceGone(const std::string& sentence) {

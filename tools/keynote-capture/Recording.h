@@ -12,8 +12,8 @@
 namespace keynote_capture {
 
 /// A recording that does not give up: when the service leaves it is started again, and images that are missing in the
-/// end are made from the archive copies, between the shows. Each handler returns the exit status when the event ends
-/// the recording. Main thread.
+/// end, and the text of the slides, are made from the archive copies, between the shows. Each handler returns the exit
+/// status when the event ends the recording. Main thread.
 class Recording {
 public:
     Recording(const RecordOptions& options, Inbox& inbox);
@@ -63,7 +63,7 @@ private:
     const std::unique_ptr<EventWriter> writer_;
     RecorderFacts facts_;
     std::unique_ptr<host::CaptureServiceClient> client_;
-    std::unique_ptr<host::CaptureServiceClient> mender_;  ///< while images are being made
+    std::unique_ptr<host::CaptureServiceClient> mender_;  ///< has what is missing made from an archive copy
     int connection_ = 0;  ///< number of the client, since events of an earlier one may still come
     std::list<RecordedShow> shows_;
     bool hasStarted_ = false;  ///< the service has accepted a start at some time

@@ -113,7 +113,11 @@ std::optional<JournalContent> readShowJournal(const std::filesystem::path& direc
         if (slide.value_or(polled.value_or(0)) > 0) content.slides.insert(slide ? *slide : *polled);
         if (event == "showStarted" && isThisBoot) content.started = steadyBounds(line);
         if (event == "showEnded") content.hasEnded = true;
-        if (event == "finished") content.isFinished = true;
+        if (event == "archived") content.archiveDigest = member<std::string>(line, "sha256");
+        if (event == "finished") {
+            content.finished =
+                Json{{"images", line.value("images", Json())}, {"missing", line.value("missing", Json())}};
+        }
     }
     return content;
 }

@@ -55,7 +55,8 @@ struct JournalContent {
     std::set<std::int64_t> slides;      ///< that were shown
     std::optional<TimeBounds> started;  ///< when its clocks are those of this computer since it was started
     bool hasEnded = false;              ///< the show's end is in it
-    bool isFinished = false;            ///< its recorder was done with it
+    std::optional<std::string> archiveDigest;
+    std::optional<Json> finished;  ///< what its recorder told when it was done with it
 };
 
 /// Nothing when there is no journal in the directory, or none that this program understands.

@@ -129,6 +129,17 @@ void addExport(CLI::App& app, Run& chosen) {
     });
 }
 
+void addRecover(CLI::App& app, Run& chosen) {
+    auto& command = *app.add_subcommand("recover", "Make what a recording lacks: images, text, chapters and page");
+    const auto directory = std::make_shared<std::filesystem::path>();
+    command.add_option("CAPTURE", *directory, "What `record` has written: all of it, or one presentation's")
+        ->required()
+        ->check(CLI::ExistingDirectory)
+        ->option_text(" ");
+    command.callback(
+        [directory, &chosen] { chosen = [directory = absoluteDirectory(*directory)] { return recover(directory); }; });
+}
+
 void addStopPresenting(CLI::App& app, Run& chosen) {
     app.add_subcommand("stop-presenting", "End the running slide show")->callback([&chosen] {
         chosen = stopPresenting;
@@ -190,7 +201,7 @@ int run(int argc, char** argv) try {
     app.footer(kFooter);
     Run chosen;
     for (const auto add :
-         {addRecord, addStopPresenting, addWindows, addExtract, addWaitForSaving, addKeynotes, addExport}) {
+         {addRecord, addStopPresenting, addWindows, addExtract, addWaitForSaving, addKeynotes, addExport, addRecover}) {
         add(app, chosen);
     }
     try {

@@ -66,6 +66,11 @@ const SlideText* textOf(const Part& part, std::int64_t slide) {
     return index ? &part.text->slides[*index] : nullptr;
 }
 
+bool wasEdited(const Part& part) {
+    const auto isUnknown = [&part](const Visit& visit) { return textOf(part, visit.slide) == nullptr; };
+    return part.show.deckWasSaved || (part.text && std::ranges::any_of(part.show.visits, isUnknown));
+}
+
 std::string nameOf(const Lecture& lecture) {
     const auto& [directory, show, text] = lecture.parts.front();
     auto name = show.deck ? oneLine(show.deck->stem().native()) : std::string();

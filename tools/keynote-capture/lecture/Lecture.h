@@ -32,6 +32,9 @@ struct Lecture {
 [[nodiscard]] std::string titleOf(const Part& part, std::int64_t slide);
 /// What the archive copy has for the slide; null when nothing is known.
 [[nodiscard]] const SlideText* textOf(const Part& part, std::int64_t slide);
+/// Whether the deck was edited during the show, as far as one can know: images come from the deck as it was in the end,
+/// the archive copy and the text from its beginning.
+[[nodiscard]] bool wasEdited(const Part& part);
 /// The lecture's name as one line: its deck's, else its first title.
 [[nodiscard]] std::string nameOf(const Lecture& lecture);
 

@@ -5,7 +5,6 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <array>
 #include <map>
 #include <string_view>
@@ -42,7 +41,7 @@ public:
                 {"archiveSHA256", jsonOf(show.archiveDigest)},
                 {"startedAt", orNull(show.started)},
                 {"endedAt", orNull(show.ended)},
-                {"deckEdited", wasEdited()}};
+                {"deckEdited", wasEdited(part_)}};
     }
 
     [[nodiscard]] Json visit(const Visit& visit) {
@@ -86,12 +85,6 @@ private:
         if (isNew) known->second = sha256Of(file);
         row["image"] = known->second ? Json(file.lexically_relative(base_).native()) : Json();
         row["imageSHA256"] = jsonOf(known->second);
-    }
-
-    /// The images come from the deck as it was in the end, the archive copy and the text from its beginning.
-    [[nodiscard]] bool wasEdited() const {
-        const auto isUnknown = [this](const Visit& visit) { return !part_.text->indexOf(visit.slide); };
-        return part_.show.deckWasSaved || (part_.text && std::ranges::any_of(part_.show.visits, isUnknown));
     }
 
     const Part& part_;
