@@ -7,6 +7,7 @@ import sys
 import extract
 import impress
 import inprocess
+import lecture
 import polling
 import search
 import soap
@@ -28,9 +29,10 @@ MEASUREMENTS = {
     "extract": extract.measure,
     "http": inprocess.http,
     "impress": impress.measure,
+    "lecture": lecture.measure,
     "truth": truth.measure,
 }
-LONG = {"extract", "impress", "truth"}  # only when asked for
+LONG = {"extract", "impress", "lecture", "truth"}  # only when asked for
 
 
 def main():

@@ -10,12 +10,12 @@ const visits = [...document.querySelectorAll('#visits>li[data-from]')].map(item 
   const title = item.querySelector('h3').textContent;
   if (!pieces.has(slide)) pieces.set(slide, [...item.querySelectorAll('.text,h4')]);
   const words = plain(title + ' ' + pieces.get(slide).filter(piece => piece.matches('.text')).map(piece => piece.textContent).join(' '));
-  const frame = item.firstElementChild, image = frame.querySelector('img');
+  const frame = item.firstElementChild, image = frame.matches('img') ? frame : null;
   const button = document.createElement('button');
   button.type = 'button';
-  button.append(...(image ? [image] : frame.childNodes));
   button.title = item.querySelector('.when').textContent;
   frame.replaceWith(button);
+  button.append(frame);
   return {item, button, image, slide, title, words, from: +from, to: +to};
 });
 
@@ -60,7 +60,7 @@ const show = index => {
   picture.hidden = !visit.image;
   if (visit.image) {
     picture.src = visit.image.src;
-    picture.alt = visit.image.alt;
+    picture.alt = [visit.image.alt, ...pieces.get(visit.slide).map(piece => piece.textContent)].join('. ');
   }
   const name = document.createElement('bdi');
   name.textContent = visit.title;

@@ -40,15 +40,15 @@ std::string durationOf(milliseconds time) {
     return fmt::format("{} min {} s", seconds / 60, seconds % 60);
 }
 
-/// The URL of a file from another directory.
+/// The URL of a file from another directory; it holds nothing that HTML would have to escape.
 std::string relativeURL(const fs::path& file, const fs::path& directory) {
     static constexpr std::string_view kRoot = "file:///";
     return urlFromPath("/" + file.lexically_relative(directory).native()).substr(kRoot.size());
 }
 
-std::string paragraph(std::string_view cssClass, const std::string& text) {
-    return text.empty() ? ""
-                        : fmt::format("<p class=\"{}\" dir=\"auto\" lang=\"\">{}</p>\n", cssClass, escapedForXML(text));
+/// Attributes go without quotes where they can: a page has many. `lang` alone says that the language is not known.
+std::string paragraph(const std::string& text) {
+    return text.empty() ? "" : fmt::format("<p class=text dir=auto lang>{}</p>\n", escapedForXML(text));
 }
 
 class PageWriter {
@@ -111,7 +111,7 @@ private:
     }
 
     [[nodiscard]] std::string item(const Gap& gap) const {
-        return fmt::format("<li class=\"gap\"><p>{} · From here on nothing was seen for a while. {}</p></li>\n",
+        return fmt::format("<li class=gap><p>{} · From here on nothing was seen for a while. {}</p></li>\n",
                            clockOf(timeOf(gap.start)), escapedForXML(gap.reason));
     }
 
@@ -123,8 +123,8 @@ private:
         const auto from = timeOf(visit.start);
         const auto to = timeOf(visit.end);
         return fmt::format(
-            "<li id=\"v{}\" data-from=\"{}\" data-to=\"{}\" data-slide=\"{}.{}\">\n{}<h3><bdi "
-            "lang=\"\">{}</bdi></h3>\n<p class=\"when\">{} · {}{}</p>\n{}</li>\n",
+            "<li id=v{} data-from={} data-to={} data-slide={}.{}>\n{}<h3 dir=auto lang>{}</h3>\n"
+            "<p class=when>{} · {}{}</p>\n{}</li>\n",
             place, from.count(), to.count(), partIndex, visit.slide, image(part, visit.slide),
             escapedForXML(titleOf(part, visit.slide)), clockOf(from), durationOf(to - from),
             remarks(part, visit, ++timesSeen_[key], visitsOf_[key]),
@@ -134,16 +134,12 @@ private:
     [[nodiscard]] std::string image(const Part& part, std::int64_t slide) const {
         const auto file = part.directory / capture::imageFileName(slide);
         std::error_code failure;
-        if (!fs::is_regular_file(file, failure)) return "<div class=\"none\"><span>No image</span></div>\n";
-        const auto* const text = textOf(part, slide);
-        auto alternative = fmt::format("Slide {}", slide);
-        for (const auto* const words :
-             {text == nullptr ? nullptr : &text->title, text == nullptr ? nullptr : &text->body}) {
-            if (words != nullptr && !words->empty()) alternative += ". " + *words;
-        }
-        const auto url = escapedForXML(relativeURL(file, directory_));
-        return fmt::format("<a href=\"{0}\"><img src=\"{0}\" alt=\"{1}\" loading=\"lazy\"></a>\n", url,
-                           escapedForXML(oneLine(alternative)));
+        if (!fs::is_regular_file(file, failure)) return "<div class=none>No image</div>\n";
+        const auto title = titleOf(part, slide);
+        const auto number = fmt::format("Slide {}", slide);
+        // The rest of its text stands beside it.
+        return fmt::format("<img src={} alt=\"{}\" loading=lazy>\n", relativeURL(file, directory_),
+                           escapedForXML(title == number ? number : number + ": " + title));
     }
 
     static std::string remarks(const Part& part, const Visit& visit, int time, int times) {
@@ -159,13 +155,13 @@ private:
     static std::string texts(const Part& part, std::int64_t slide) {
         const auto* const text = textOf(part, slide);
         if (text == nullptr) return {};
-        const auto notes = paragraph("text", text->notes);
-        return paragraph("text", text->body) + (notes.empty() ? "" : "<h4>Notes</h4>\n" + notes);
+        const auto notes = paragraph(text->notes);
+        return paragraph(text->body) + (notes.empty() ? "" : "<h4>Notes</h4>\n" + notes);
     }
 
     static std::string again(const Part& part, std::int64_t slide, std::size_t place) {
         if (texts(part, slide).empty()) return {};
-        return fmt::format("<p class=\"again\"><a href=\"#v{}\">Its text</a></p>\n", place);
+        return fmt::format("<p class=again><a href=#v{}>Its text</a></p>\n", place);
     }
 
     const Lecture& lecture_;

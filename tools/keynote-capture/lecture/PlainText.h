@@ -6,8 +6,9 @@
 /// Text from decks, which may hold anything, made fit for a place.
 namespace keynote_capture {
 
-/// The text as one line of at most 200 characters: white space and control characters become single blanks, characters
-/// that turn the writing direction for what follows are left out, and bytes that are not UTF-8 become U+FFFD.
+/// The text as one line of at most 200 characters: white space and control characters become single blanks,
+/// characters that turn the writing direction for what follows are left out, and bytes that are not UTF-8 become
+/// U+FFFD.
 [[nodiscard]] std::string oneLine(std::string_view text);
 /// The text with `&`, `<`, `>`, `"` and `'` as references, for XML and HTML. Control characters other than line feeds
 /// and tabs, which neither can hold, and bytes that are not UTF-8 become U+FFFD.
