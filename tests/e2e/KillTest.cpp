@@ -1,27 +1,13 @@
 /// Whoever is killed in the middle of a show: what was recorded stays, and what can be brought is brought.
 
-#include "tests/e2e/CaptureTest.h"
-#include "tests/support/Deadline.h"
-
-#include <csignal>
-#include <nlohmann/json.hpp>
+#include "tests/e2e/RecorderTest.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
 using Json = nlohmann::json;
-
-constexpr const char* kActivationFile = "dbus-1/services/com.veldrin.KeynoteCaptureService.service";
-constexpr int kSlides = 10;
-
-/// The lines of a presentation's journal, each of them complete.
-std::vector<Json> journalIn(const fs::path& presentation) {
-    std::vector<Json> lines;
-    std::istringstream text(contentsOf(presentation / "timeline.jsonl"));
-    for (std::string line; std::getline(text, line);) lines.push_back(Json::parse(line));
-    return lines;
-}
+using testing::HasSubstr;
 
 std::vector<int> slidesIn(const std::vector<Json>& journal) {
     std::vector<int> slides;
@@ -43,40 +29,8 @@ std::vector<int> numbers(int from, int to) {
 }
 
 /// A show of ten slides that is recorded; the parameter is the slide at which somebody is killed.
-class KillTest : public testing::TestWithParam<int> {
+class KillTest : public testing::TestWithParam<int>, protected RecorderTest {
 protected:
-    KillTest() {
-        for (const auto* const command : {"launch", "open Optics slides 10"}) program_.play(command);
-    }
-
-    [[nodiscard]] std::unique_ptr<ChildProcess> record() const {
-        auto recorder = std::make_unique<ChildProcess>(
-            std::vector<std::string>{KEYNOTE_CAPTURE, "record", "--to", captures_, "--json"});
-        recorder->waitForLine(R"({"event":"detectedKeynoteLaunched")");
-        return recorder;
-    }
-    /// Shows the slides one by one, each until the recorder has told it.
-    void show(ChildProcess& recorder, int from, int to) {
-        for (int slide = from; slide <= to; ++slide) {
-            program_.play(slide == 1 ? "start" : "slide " + std::to_string(slide));
-            recorder.waitForLine(R"({"event":"slideDeck")");
-        }
-    }
-    void end(ChildProcess& recorder) {
-        program_.play("stop");
-        recorder.waitForLine(R"({"event":"stoppedPresenting")");
-        recorder.send(SIGINT);
-    }
-    /// The presentations in the order in which they were recorded.
-    [[nodiscard]] std::vector<fs::path> presentations() const {
-        std::map<std::string, fs::path> byStart;
-        for (const auto& entry : fs::directory_iterator(captures_)) {
-            byStart.emplace(journalIn(entry).at(0).at("received"), entry.path());
-        }
-        std::vector<fs::path> paths;
-        for (const auto& [start, path] : byStart) paths.push_back(path);
-        return paths;
-    }
     static void expectImages(const fs::path& presentation, const std::vector<int>& slides) {
         for (const int slide : slides) {
             const auto name = std::string("slide.0") + (slide < 10 ? "0" : "") + std::to_string(slide) + ".jpg";
@@ -98,17 +52,6 @@ protected:
         expectImages(parts.at(0), numbers(1, last));
         expectImages(parts.at(1), slidesIn(second));
     }
-
-    const TestHome home_;
-    const fs::path captures_ = home_.path() / "captures";
-    const fs::path share_ = [this] {
-        writeFile(home_.path() / "share" / kActivationFile,
-                  "[D-BUS Service]\nName=com.veldrin.KeynoteCaptureService\nExec=" +
-                      std::string(KEYNOTE_CAPTURE_SERVICE) + "\n");
-        return home_.path() / "share";
-    }();
-    PrivateBus bus_{share_};
-    ChildProcess program_{{KEYNOTE_SIMULATOR, "-", "--no-window"}};
 };
 
 TEST_P(KillTest, OfTheServiceLeavesAGapAndAllImages) {
@@ -133,6 +76,22 @@ TEST_P(KillTest, OfTheRecorderIsMendedByTheNext) {
     end(*second);
     EXPECT_EQ(second->exitStatus(), 0) << second->complaints();
     expectTwoParts(GetParam());
+}
+
+TEST_P(KillTest, OfTheRecorderLeavesWhatRecoverMakesUpFor) {
+    const auto recorder = record();
+    show(*recorder, 1, GetParam());
+    recorder->send(SIGKILL);
+    EXPECT_NE(recorder->exitStatus(), 0);
+    EXPECT_THAT(run("recover"), HasSubstr("Made slide.001.jpg"));
+    const auto presentation = presentations().at(0);
+    expectImages(presentation, numbers(1, GetParam()));
+    const auto page = contentsOf(presentation / "index.html");
+    EXPECT_THAT(page, HasSubstr("<li id=v" + std::to_string(GetParam()) + " "));
+    EXPECT_THAT(page, HasSubstr("perhaps longer"));
+    EXPECT_EQ(contentsOf(presentation / "chapters.vtt").find("Light") != std::string::npos, GetParam() >= 2);
+    EXPECT_THAT(run("recover"), HasSubstr("Nothing was to be done."));
+    EXPECT_EQ(contentsOf(presentation / "index.html"), page);
 }
 
 TEST_P(KillTest, OfTheProgramEndsTheShowAndItsImagesComeFromTheArchiveCopy) {

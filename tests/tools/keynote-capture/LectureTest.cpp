@@ -4,7 +4,9 @@
 #include "tests/support/TemporaryDirectory.h"
 #include "tools/keynote-capture/lecture/Chapters.h"
 #include "tools/keynote-capture/lecture/LectureFiles.h"
+#include "tools/keynote-capture/lecture/Page.h"
 #include "tools/keynote-capture/lecture/PlainText.h"
+#include "tools/keynote-capture/lecture/Template.h"
 #include "tools/keynote-capture/lecture/VideoStart.h"
 #include "tools/keynote-capture/lecture/VisitTables.h"
 
@@ -236,11 +238,61 @@ TEST(VisitTables, TellWhereEverySlideStandsAndWhatIsNotKnown) {
         << csv;
 }
 
+TEST(Page, IsTheSameToTheByteAndHoldsNothingOfADeckAsMarkup) {
+    const TemporaryDirectory captures;
+    auto lecture = hostileLecture();
+    lecture.parts[0].directory = captures.path / "A B";
+    writeFile(captures.path / "A B/slide.001.jpg", "abc");
+    const auto page = pageFrom(lecture, captures.path / "index");
+    const auto list = page.find("<li id=v1");
+    EXPECT_EQ(page.substr(list, page.find("</ol>", list) - list), R"(<li id=v1 data-from=0 data-to=1234 data-slide=0.1>
+<img src=../A%20B/slide.001.jpg alt="Slide 1: Plain" loading=lazy>
+<h3 dir=auto lang>Plain</h3>
+<p class=when>0:00 · 1.2 s · slide 1</p>
+<p class=text dir=auto lang>one
+two
+extra
+a	b</p>
+<h4>Notes</h4>
+<p class=text dir=auto lang>n &lt;/script&gt;</p>
+</li>
+<li id=v2 data-from=1234 data-to=2000 data-slide=0.3>
+<div class=none>No image</div>
+<h3 dir=auto lang>שלום 😀</h3>
+<p class=when>0:01 · 0.7 s · slide 3</p>
+</li>
+<li id=v3 data-from=2000 data-to=2000 data-slide=0.2>
+<div class=none>No image</div>
+<h3 dir=auto lang>a=b; #c \d --&gt; &amp; &lt;i&gt; &quot;q&quot; &#39;r&#39; x</h3>
+<p class=when>0:02 · 0.0 s · slide 2 · visit 1 of 2 · hidden slide</p>
+</li>
+<li id=v4 data-from=2000 data-to=3598000 data-slide=0.2>
+<div class=none>No image</div>
+<h3 dir=auto lang>a=b; #c \d --&gt; &amp; &lt;i&gt; &quot;q&quot; &#39;r&#39; x</h3>
+<p class=when>0:02 · 59 min 56 s · slide 2 · visit 2 of 2 · hidden slide</p>
+</li>
+<li id=v5 data-from=3598000 data-to=3600000 data-slide=0.4>
+<div class=none>No image</div>
+<h3 dir=auto lang>Slide 4</h3>
+<p class=when>59:58 · 2.0 s · slide 4 · not in the archive copy</p>
+</li>
+)");
+    EXPECT_NE(page.find("<title>Optics &lt;1&gt;</title>"), std::string::npos) << "the deck's name";
+    EXPECT_NE(page.find("The deck was edited during the show"), std::string::npos);
+    EXPECT_EQ(page, pageFrom(lecture, captures.path / "index"));
+    EXPECT_EQ(page.find("{{"), std::string::npos) << "all is filled in";
+}
+
 TEST(VisitTables, TellADeckThatWasSavedDuringItsShow) {
     const std::string before = R"({"event":"deckFile","modified":"2026-12-31T23:00:00.000000Z","size":5})";
     const std::string after = R"({"event":"deckFile","modified":"2026-12-31T23:59:00.000000Z","size":5})";
     EXPECT_FALSE(showFrom({header(), before, before})->deckWasSaved);
     EXPECT_TRUE(showFrom({header(), before, after})->deckWasSaved);
+}
+
+TEST(Template, FillsInOnceAndHashesAsBrowsersDo) {
+    EXPECT_EQ(filledIn("{{a}}-{{b}}{{a}}{{", {{"a", "{{b}}"}, {"c", "x"}}), "{{b}}-{{b}}{{b}}{{");
+    EXPECT_EQ(hashSourceOf("alert('Hello, world.');"), "sha256-qznLcsROx4GACP2dm0UCKCzCG+HiZ1guq6ZZDob/Tng=");
 }
 
 TEST(PlainText, IsBoundedAndHoldsNothingThatBreaksOut) {
