@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Builds, then shows the main job: a lecture is presented and captured, and the events are printed as they come.
+# Builds, then shows the main job: a lecture is presented and captured, the events are printed as they come, and the path
+# of the page that the lecture leaves comes last.
 #
 #   ./run.sh         with the simulated presentation program
 #   ./run.sh DECK    with LibreOffice Impress: on your display, where you present; without one on a virtual display,
@@ -82,4 +83,5 @@ wait "$recorder" || status=$?
 echo
 echo "The capture lies in $captures:"
 (cd "$captures" && find . -type f -printf '%P  %s bytes\n' | sort)
+find "$captures" -name index.html -printf 'Its page, for a browser: %p\n'
 exit "$status"

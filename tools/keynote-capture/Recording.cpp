@@ -148,9 +148,10 @@ std::optional<ExitStatus> Recording::operator()(const Interrupted&) {
     const bool isIdle = std::ranges::all_of(shows_, [](const auto& show) { return show.state() == State::done; });
     if (stopping_ || isIdle || retryAt_) return finished();
     stopping_ = true;
-    complain(
-        "The slide images come when the slide show has ended; waiting for that. "
-        "Interrupt again to stop at once without them.");
+    complain(firstShowThatIs(State::running) != nullptr
+                 ? "The slide images come when the slide show has ended; waiting for that. "
+                   "Interrupt again to stop at once without them."
+                 : "What is missing is being made from the archive copy. Interrupt again to stop at once without it.");
     return std::nullopt;
 }
 

@@ -97,7 +97,7 @@ void ShowJournal::append(Json line) {
 }
 
 std::optional<JournalContent> readShowJournal(const std::filesystem::path& directory) {
-    const auto lines = objectsFrom(journalLines(directory / ShowJournal::kFileName));
+    const auto lines = objectsFrom(host::journalLines(directory / ShowJournal::kFileName));
     if (lines.empty() || member<int>(lines.front(), "timeline") != kVersion) return std::nullopt;
     JournalContent content;
     content.deck = pathFromURL(member<std::string>(lines.front(), "deck").value_or(""));

@@ -1,6 +1,6 @@
 /// What is made of the files of a recording: tables of journals and texts, and what comes of them to the byte.
 
-#include "platform/linux/text/LibXmlServices.h"
+#include "platform/linux/text/LinuxXMLServices.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tools/keynote-capture/lecture/Chapters.h"
 #include "tools/keynote-capture/lecture/LectureFiles.h"
@@ -147,7 +147,7 @@ Lecture hostileLecture() {
     auto part = partOf({header(), R"({"event":"archived","sha256":"12ab"})", entry("showStarted", 1000),
                         shown(1, 1000, 1), shown(3, 2234, 2), shown(2, 3000, 2), shown(2, 3000, 2),
                         shown(4, 3599000, 3), entry("showEnded", 3601000)});
-    part.text = deckTextFrom(kText, LibXmlServices());
+    part.text = deckTextFrom(kText, text::LinuxXMLServices());
     return lectureOf({part});
 }
 
@@ -306,7 +306,7 @@ TEST(PlainText, IsBoundedAndHoldsNothingThatBreaksOut) {
 TEST(DeckText, OfADeckThatCouldNotBeReadIsNone) {
     for (const auto* const text :
          {"", "<KeynoteInfo><Slides/></KeynoteInfo>", "<Slides><Slide><Number>1</Number></Slide>"}) {
-        EXPECT_FALSE(deckTextFrom(text, LibXmlServices())) << text;
+        EXPECT_FALSE(deckTextFrom(text, text::LinuxXMLServices())) << text;
     }
 }
 

@@ -1,7 +1,7 @@
 #include "tools/keynote-capture/lecture/LectureFiles.h"
 
 #include "host/Journal.h"
-#include "platform/linux/text/LibXmlServices.h"
+#include "platform/linux/text/LinuxXMLServices.h"
 #include "ports/CaptureNames.h"
 #include "tools/keynote-capture/ShowJournal.h"
 
@@ -62,7 +62,7 @@ Lecture completed(std::vector<Part> parts) {
 }  // namespace
 
 std::optional<Part> readPart(const fs::path& directory, const std::optional<ClockPair>& clock) {
-    auto show = showFrom(journalLines(directory / ShowJournal::kFileName), clock);
+    auto show = showFrom(host::journalLines(directory / ShowJournal::kFileName), clock);
     if (!show) return std::nullopt;
     // What another journal says of this presentation names its directory.
     show->presentationID = directory.filename();
@@ -104,7 +104,7 @@ std::optional<DeckText> readDeckText(const fs::path& archive) {
     if (!fs::is_regular_file(file, failure) || fs::file_size(file, failure) > kMostBytes || failure) return {};
     std::ostringstream bytes;
     bytes << std::ifstream(file, std::ios::binary).rdbuf();
-    return deckTextFrom(bytes.view(), LibXmlServices());
+    return deckTextFrom(bytes.view(), text::LinuxXMLServices());
 }
 
 }  // namespace keynote_capture

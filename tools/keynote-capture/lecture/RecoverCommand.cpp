@@ -41,7 +41,7 @@ public:
 
     /// Nothing when the recovery goes on, or the exit status of an interruption.
     std::optional<ExitStatus> recover(const fs::path& directory) {
-        if (isBeingWritten(directory / ShowJournal::kFileName)) {
+        if (host::isBeingWritten(directory / ShowJournal::kFileName)) {
             fail(directory, "It is being recorded, and left alone.");
             return std::nullopt;
         }
@@ -70,7 +70,7 @@ private:
         const auto archive = show.archive();
         show.mend();
         // For each a connection of its own: what an earlier extraction still does cannot be taken for this one's.
-        const auto client = CaptureServiceClient::connect(
+        const auto client = host::CaptureServiceClient::connect(
             inbox_, [this] { inbox_.post(ServiceLost{}); }, serviceFailure_);
         if (client) {
             client->extractSlideFiles(show.missingImages(), archive.native(),
@@ -97,8 +97,8 @@ private:
                 complain("Interrupted; what is missing can be made by another recovery.");
                 return kOperationFailed;
             }
-            const auto* const call = std::get_if<DelegateCall>(&event);
-            const auto* const extracted = call != nullptr ? std::get_if<ExtractedSlideFiles>(call) : nullptr;
+            const auto* const call = std::get_if<host::DelegateCall>(&event);
+            const auto* const extracted = call != nullptr ? std::get_if<host::ExtractedSlideFiles>(call) : nullptr;
             if (extracted != nullptr && extracted->presentationPath == archive) return std::nullopt;
         }
     }
