@@ -51,6 +51,13 @@ protected:
         EXPECT_EQ(slidesIn(second).back(), kSlides);
         expectImages(parts.at(0), numbers(1, last));
         expectImages(parts.at(1), slidesIn(second));
+        // Both have the page of all: the program has told the second recorder what nobody saw, and what the first did.
+        for (const auto& part : parts) {
+            const auto page = contentsOf(part / "index.html");
+            EXPECT_THAT(page, HasSubstr("<li id=v" + std::to_string(kSlides) + " "));
+            EXPECT_EQ(page.find("<li id=v" + std::to_string(kSlides + 1)), std::string::npos);
+            EXPECT_EQ(page.find("<li class=gap>"), std::string::npos);
+        }
     }
 };
 

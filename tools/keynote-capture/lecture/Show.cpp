@@ -91,12 +91,12 @@ private:
         again.start = at.middle();
         again.earliest = at.earliest;
         again.latest = at.latest;
-        open(std::move(again), true);
+        open(again, true);
     }
 
     void open(Visit visit, bool isResumed) {
         visit.start = std::max(visit.start, end_.value_or(visit.start));
-        open_ = std::move(visit);
+        open_ = visit;
         isResumed_ = isResumed;
     }
 
