@@ -78,7 +78,7 @@ void ShowJournal::writeUnseen(const std::string& reason) {
     append(std::move(line));
 }
 
-void ShowJournal::write(const char* event, Json fields) {
+void ShowJournal::write(const char* event, const Json& fields) {
     Json line{{"event", event}};
     line.update(fields);
     append(std::move(line));

@@ -35,7 +35,7 @@ public:
     /// From here on the recorder saw nothing of the show. It still did when it received the line before, if any.
     void writeUnseen(const std::string& reason);
     /// What the recorder did, with the fields of its event.
-    void write(const char* event, Json fields);
+    void write(const char* event, const Json& fields);
     /// Whether everything has been written so far.
     [[nodiscard]] bool isComplete() const { return isComplete_; }
 

@@ -7,6 +7,7 @@
 #include <charconv>
 #include <iterator>
 #include <memory>
+#include <utility>
 
 namespace keynote_capture {
 namespace {
@@ -34,8 +35,8 @@ private:
         if (name == "TextItem") lines_.push_back(text_);
         if (name == "Cell") row_ += (row_.empty() ? "" : "\t") + text_;
         if (name == "Row") lines_.push_back(row_);
-        if (name == "TextItems") items_ = std::move(lines_);
-        if (name == "Tables") tables_ = std::move(lines_);
+        if (name == "TextItems") items_ = std::exchange(lines_, {});
+        if (name == "Tables") tables_ = std::exchange(lines_, {});
         if (name == "Slide") endSlide();
         text_.clear();
     }

@@ -60,6 +60,7 @@ std::optional<Lecture> lectureIn(const fs::path& directory) {
         return std::nullopt;
     }
     std::vector<std::string> names;
+    names.reserve(recordings.size());
     for (const auto& recording : recordings) names.push_back(printable(recording.parts.front().directory));
     complain(fmt::format("{} holds {} recordings; name a presentation of one of them: {}.", printable(directory),
                          names.size(), fmt::join(names, ", ")));
