@@ -38,7 +38,10 @@ Timeline::Entries Timeline::answered(const Seen& seen, Instant at) {
 
 Timeline::Entries Timeline::programGone(Instant at) {
     sent(at);
-    return answered({}, at);
+    auto entries = answered({}, at);
+    // Of the next program nothing has been seen yet: what it shows may have begun before this one was seen to go.
+    *this = {};
+    return entries;
 }
 
 Timeline::Entries Timeline::unwatched() {

@@ -303,6 +303,30 @@ TEST_F(TimelineOfAService, IsBoundByPollsElsewhere) {
     EXPECT_EQ(host->timeline, (Calls{"P1 started 1000..1250", "P1 shown 2 1000..1250", "P1 ended 1750..2000"}));
 }
 
+TEST_F(TimelineOfAService, KnowsNothingOfAShowFromBeforeItWatched) {
+    keynote.launch();
+    const auto deck = keynote.open("deck.key");
+    run(600ms);
+    ASSERT_EQ(keynote.model.startShow(deck), nullptr);
+    run(300ms);
+    start();
+    EXPECT_EQ(host->timeline, (Calls{"P1 started 500..750", "P1 shown 1 500..750", "P1 unseen from 750..750",
+                                     "P2 started ..900", "P2 shown 1 ..900"}))
+        << "a second start";
+
+    Program second(platform, 101);
+    platform.workspace.tellsAfter = 1s;
+    keynote.quit();
+    run(100ms);
+    second.launch();
+    ASSERT_EQ(second.model.startShow(second.open("b.key")), nullptr);
+    run(2s);
+    ASSERT_GT(host->timeline.size(), 2U);
+    EXPECT_EQ(Calls(host->timeline.end() - 3, host->timeline.end()),
+              (Calls{"P2 ended 900..1900", "P3 started ..2000", "P3 shown 1 ..2000"}))
+        << "another program, whose predecessor was seen to go late";
+}
+
 TEST_F(TimelineOfAService, TellsWhatNobodySaw) {
     keynote.launch();
     const auto deck = keynote.open("deck.key");
