@@ -7,9 +7,13 @@
 #include <utility>
 
 void KeynoteCaptureService::updateKeynotePresentingState() {
-    updateKeynotePresentingWindows();
     const auto application = isKeynoteRunning() ? keynoteApplication_.get() : nullptr;
-    if (application && application->isRunning()) {
+    const bool isThere = application && application->isRunning();
+    // A slow program gets one question at a time. The next tick asks for what it is by then; until the answer comes the
+    // windows stay those of the question, which is about one moment.
+    if (isThere && isPollUnderWay()) return timeline_.skipped();
+    updateKeynotePresentingWindows();
+    if (isThere) {
         askPresentingState(application);
     } else {
         // Without a program there is nothing to ask, and a show that was running has ended.
@@ -24,8 +28,6 @@ bool KeynoteCaptureService::isPollUnderWay() const {
 }
 
 void KeynoteCaptureService::askPresentingState(const std::shared_ptr<ScriptingApplication>& application) {
-    // A slow program gets one question at a time. The next tick asks for what it is by then.
-    if (isPollUnderWay()) return timeline_.skipped();
     askedApplication_ = application;
     timeline_.sent(platform().clock.steadyNow());
     application->presentingState([weak = weak_from_this(), asked = std::weak_ptr(application)](

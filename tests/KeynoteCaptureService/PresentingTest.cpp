@@ -228,6 +228,18 @@ TEST_F(Presenting, WithoutPlayingAFullScreenWindowTells) {
     EXPECT_EQ(logged("Keynote does not have scripting property for 'playing'"), 24U);
 }
 
+TEST_F(Presenting, TheWindowsAreThoseOfTheQuestion) {
+    keynote.model.faults().lacksPlaying = true;
+    keynote.model.faults().answersLate = 400ms;
+    go(5);
+    run(350ms);  // asked at 250, answered at 650
+    show(2);
+    platform.windowServer.windowRecords = {{100, {0, 0, 1440, 900}, "Show", 1}};
+    run(1s);
+    EXPECT_EQ(host->calls, (Calls{"1150 started P1 /decks/a.key P1.key ok", "1275 slide P1 2 P1/slide.002.jpg"}))
+        << "a poll that is left out must not make a show of the slide that was edited before";
+}
+
 TEST_F(Presenting, AFileInPlaceOfTheDirectoryIsToldAndTheSecondOneNotMade) {
     ASSERT_EQ(platform.files.createFile(captureDirectory(1), "x"), nullptr);
     show(1);
