@@ -57,7 +57,7 @@ std::shared_ptr<DispatchQueue> SimulatedDispatch::makeSerialQueue(std::string la
 }
 
 Date SimulatedDispatch::now() const {
-    return kStartDate + std::chrono::duration_cast<std::chrono::microseconds>(elapsed());
+    return kStartDate + std::chrono::duration_cast<std::chrono::microseconds>(elapsed() + clockIsAhead_);
 }
 
 void SimulatedDispatch::runFor(Duration span) {

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -36,6 +37,12 @@ public:
     void stall(Duration span) { now_ += span; }
     /// Virtual time since the start.
     [[nodiscard]] Duration elapsed() const { return now_.time_since_epoch(); }
+    /// When the next task is due; nothing when none waits.
+    [[nodiscard]] std::optional<Instant> nextDeadline() const {
+        return waiting_.empty() ? std::nullopt : std::optional(waiting_.begin()->first.first);
+    }
+    /// Somebody sets the clock of civil time, forward or back. Nothing else notices.
+    void setClock(Duration by) { clockIsAhead_ += by; }
     /// How many serial queues there are.
     [[nodiscard]] long serialQueues() const { return queues_.use_count() - 1; }
 
@@ -49,6 +56,7 @@ private:
                  const std::weak_ptr<const Task>& handler);
 
     Instant now_{};
+    Duration clockIsAhead_{};
     std::uint64_t submitted_ = 0;
     std::map<Key, Task> waiting_;
     std::shared_ptr<const bool> queues_ = std::make_shared<const bool>(true);  ///< shared by the serial queues

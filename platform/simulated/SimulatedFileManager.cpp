@@ -88,6 +88,7 @@ ErrorPtr SimulatedFileManager::rename(const Path& from, const Path& to) {
     auto node = std::exchange(nodes_[from], nullptr);
     nodes_.erase(from);
     nodes_[to] = std::move(node);
+    if (observer) observer(from, to);
     return nullptr;
 }
 
@@ -115,7 +116,9 @@ std::unique_ptr<presenters::ProgramOutput::File> SimulatedFileManager::openFile(
     } else {
         node = std::make_shared<std::string>();
     }
-    return std::make_unique<OpenFile>(node, writes_);
+    auto file = std::make_unique<OpenFile>(node, writes_);
+    if (observer) observer({}, path);
+    return file;
 }
 
 std::optional<std::string> SimulatedFileManager::contents(const Path& path) const {

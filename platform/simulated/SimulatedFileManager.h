@@ -3,6 +3,7 @@
 #include "ports/FileManager.h"
 #include "presenters/model/ProgramOutput.h"
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <set>
@@ -38,6 +39,8 @@ public:
     [[nodiscard]] std::size_t writes() const { return *writes_; }
     void remove(const Path& path) { nodes_.erase(path); }
 
+    /// Hears of every file after it was made, emptied or moved; the first path is empty unless it was moved.
+    std::function<void(const Path& from, const Path& to)> observer;
     /// Directories in which nothing can be created, renamed or removed.
     std::set<Path> readOnly;
     /// Files that exist and still cannot be opened.

@@ -31,7 +31,7 @@ public:
         PresentingState state;
         const auto outcome =
             deliver("presentingState", {}, taking(state, &presenters::PresentationProgramModel::presentingState));
-        later(outcome, [state, outcome, answer = std::move(answer)] { answer(state, outcome.error); });
+        later(outcome, [state, answer = std::move(answer)](const ErrorPtr& error) { answer(state, error); });
     }
 
     [[nodiscard]] std::vector<ScriptingWindow> windows() override {
@@ -52,8 +52,8 @@ public:
     void open(const std::filesystem::path& path, DocumentAnswer answer) override {
         std::string id;
         const auto outcome = deliver("open", path, opening(path, id));
-        later(outcome, [self = shared_from_this(), id, outcome, answer = std::move(answer)] {
-            answer(outcome.error ? nullptr : self->documentWithID(id));
+        later(outcome, [self = shared_from_this(), id, answer = std::move(answer)](const ErrorPtr& error) {
+            answer(error ? nullptr : self->documentWithID(id));
         });
     }
 
@@ -67,7 +67,7 @@ public:
     void setDelegate(std::weak_ptr<ScriptingDelegate> delegate) override { delegate_ = std::move(delegate); }
 
     void send(const std::string& name, const std::string& argument, const Event& event) {
-        later(deliver(name, argument, event), [] {});
+        later(deliver(name, argument, event), [](const ErrorPtr&) {});
     }
 
     [[nodiscard]] ErrorPtr sendAndWait(const std::string& name, const std::string& argument, const Event& event) {
@@ -105,7 +105,7 @@ private:
         if (scripting_.eventObserver) scripting_.eventObserver(argument.empty() ? name : name + " " + argument);
         presenters::PresentationProgramModel* const model = scripting_.model(pid_);
         if (model == nullptr) {
-            return {name, makeError(NSOSStatusErrorDomain, kAppleEventFailed, "The application is not running.")};
+            return {name, notRunning()};
         }
         const auto& faults = model->faults();
         const Duration needed = faults.neverAnswers ? Duration::max() : faults.answersLate.value_or(Duration::zero());
@@ -114,12 +114,18 @@ private:
     }
 
     /// Tells of the outcome on the main queue, when the model answers or the time-out has passed.
-    void later(const Outcome& outcome, Task tell) {
-        scripting_.dispatch_.mainQueue().after(outcome.wait,
-                                               [self = shared_from_this(), outcome, tell = std::move(tell)] {
-                                                   self->tellFailure(outcome);
-                                                   tell();
-                                               });
+    void later(const Outcome& outcome, std::function<void(const ErrorPtr&)> tell) {
+        scripting_.dispatch_.mainQueue().after(
+            outcome.wait, [self = shared_from_this(), outcome = outcome, tell = std::move(tell)]() mutable {
+                // A program that has gone meanwhile answers nothing any more.
+                if (!outcome.error && !self->isRunning()) outcome.error = notRunning();
+                self->tellFailure(outcome);
+                tell(outcome.error);
+            });
+    }
+
+    [[nodiscard]] static ErrorPtr notRunning() {
+        return makeError(NSOSStatusErrorDomain, kAppleEventFailed, "The application is not running.");
     }
 
     void tellFailure(const Outcome& outcome) const {

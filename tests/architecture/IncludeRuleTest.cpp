@@ -26,6 +26,9 @@ const std::map<std::string, std::set<std::string>> kMayInclude = {
     {"presenters/simulator", {"presenters/model", "bus", "runtime", "ports", "base"}},
     {"presenters/impress", {"presenters/model", "bus", "runtime", "ports", "base"}},
     {"host", {"bus", "runtime", "ports", "base"}},
+    {"simulation",
+     {"host", "KeynoteCaptureService", "recorder-shared", "MacShared", "platform/simulated", "presenters/model",
+      "ports", "base"}},
     {"tools", {"host", "recorder-shared", "MacShared", "ports", "base"}},
 };
 

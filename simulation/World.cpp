@@ -1,0 +1,152 @@
+#include "simulation/World.h"
+
+#include "MacShared/LogRun.h"
+
+#include <fmt/format.h>
+#include <algorithm>
+#include <utility>
+
+using namespace std::chrono_literals;
+
+namespace simulation {
+
+namespace {
+
+constexpr int kPrograms = 3;
+
+Instant instant(Duration sinceBeginning) {
+    return Instant(sinceBeginning);
+}
+
+}  // namespace
+
+World::World(Story::Reader reader) : story_(platform.dispatch, std::move(reader)), promises_(*this, story_) {
+    beginNewLogRun();
+    for (int i = 0; i < kPrograms; ++i) programs_.push_back(std::make_unique<Program>(platform, i));
+    prepare();
+}
+
+World::~World() {
+    if (story_.objection()) {
+        // What was going on comes to its end, so that nothing is left of it.
+        for (const auto& program : programs_) quit(*program);
+        dismissHosts();
+        platform.dispatch.runFor(200s);
+    }
+    // The log may hold what this platform has made.
+    beginNewLogRun();
+}
+
+void World::prepare() {
+    platform.unifiedLog.enabled = story_.isRead();
+    platform.unifiedLog.observer = [this](const std::string& line) { story_.tell("    # " + line); };
+    for (const char* version : {"14.0", "6.4"}) {
+        platform.bundles.install(fmt::format("/Applications/{}.app", version),
+                                 {{"CFBundleShortVersionString", version}});
+    }
+    static_cast<void>(platform.files.createDirectory("/captures"));
+    static_cast<void>(platform.files.createDirectory("/locked"));
+    static_cast<void>(platform.files.createDirectory(std::filesystem::path(kSandbox) / "temp"));
+    static_cast<void>(platform.files.createFile("/captures/file", "x"));
+    platform.files.readOnly = {"/locked"};
+    platform.files.observer = [this](const auto& from, const auto& to) {
+        images_.try_emplace(to.native(), now());
+        promises_.fileMoved(from, to);
+    };
+    platform.scripting.eventObserver = [this](const std::string& event) { promises_.sent(event); };
+    // The first of all observers: what hosts are promised is known before they are told.
+    listObservation_ = platform.workspace.observeRunningApplications([this] { listChanges(); });
+}
+
+std::optional<std::string> World::run(const Events& events) {
+    // Whoever acts waits for as long as nothing can run, too.
+    Duration stalled{};
+    for (const Event& event : events) {
+        runUntil(instant(event.at + stalled));
+        if (story_.objection()) return story_.objection();
+        if (story_.isRead()) story_.tell(words(event));
+        const Instant before = now();
+        apply(event);
+        if (now() > before) stalls_.emplace_back(before, now());
+        stalled += now() - before;
+    }
+    finish();
+    return story_.objection();
+}
+
+void World::runUntil(Instant end) {
+    while (!story_.objection()) {
+        const auto next = platform.dispatch.nextDeadline();
+        const Instant moment = next ? std::clamp(*next, now(), end) : end;
+        passTo(moment);
+        if (!platform.dispatch.runNext(end)) break;
+        if (now() > moment) stalls_.emplace_back(moment, now());
+    }
+}
+
+/// Everything before the moment is over, and the next thing happens at it.
+void World::passTo(Instant moment) {
+    for (const auto& host : hosts_) {
+        if (!host->hasLeft()) host->watch.advance(moment, false);
+    }
+    promises_.passed(moment);
+}
+
+void World::finish() {
+    runUntil(now() + 1ms);
+    for (const auto& program : programs_) quit(*program);
+    runUntil(now() + 70s);
+    dismissHosts();
+    runUntil(now() + 100s);
+    passTo(now() + 1s);
+    if (!story_.objection()) promises_.ended();
+}
+
+void World::dismissHosts() {
+    for (const auto& host : hosts_) {
+        if (!host->hasLeft()) host->leave();
+    }
+}
+
+void World::quit(Program& program) {
+    const ProcessPtr process = program.process();
+    if (!process) return;
+    program.quit();
+    platform.workspace.remove(process->application);
+}
+
+Instant World::whenDone(Instant due) const {
+    for (const auto& [from, to] : stalls_) {
+        if (due > from && due <= to) return to;
+    }
+    return due;
+}
+
+std::vector<ProcessPtr> World::listedProcesses() const {
+    std::vector<ProcessPtr> listed;
+    for (const auto& application : platform.workspace.runningApplications()) {
+        const auto& process = processes_.at(application.get());
+        if (process->isSupported) listed.push_back(process);
+    }
+    return listed;
+}
+
+void World::listChanges() {
+    const auto listed = listedProcesses();
+    for (const auto& host : hosts_) {
+        host->watch.advance(now(), true);
+        host->watch.listComes(listed);
+    }
+}
+
+std::optional<Instant> World::imageCame(const std::filesystem::path& directory, const std::string& name) const {
+    std::optional<Instant> first;
+    const auto stem = name.substr(0, name.rfind('.'));
+    for (const char* extension : {".jpg", ".jpeg"}) {
+        const auto found = images_.find((directory / (stem + extension)).native());
+        if (found != images_.end() && (!first || found->second < *first)) first = found->second;
+    }
+    return first;
+}
+
+}  // namespace simulation
