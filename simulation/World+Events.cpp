@@ -149,7 +149,9 @@ void World::launch(int who, std::int64_t variant) {
     Program& program = *programs_.at(static_cast<std::size_t>(who));
     if (program.process()) return;
     program.launch(variant);
-    processes_.emplace(program.process()->application.get(), program.process());
+    ++launches_;
+    running_.push_back(program.process());
+    lists_.push_back(running_);
     platform.workspace.add(program.process()->application);
 }
 

@@ -112,6 +112,8 @@ void World::quit(Program& program) {
     const ProcessPtr process = program.process();
     if (!process) return;
     program.quit();
+    std::erase(running_, process);
+    lists_.push_back(running_);
     platform.workspace.remove(process->application);
 }
 
@@ -123,15 +125,18 @@ Instant World::whenDone(Instant due) const {
 }
 
 std::vector<ProcessPtr> World::listedProcesses() const {
-    std::vector<ProcessPtr> listed;
-    for (const auto& application : platform.workspace.runningApplications()) {
-        const auto& process = processes_.at(application.get());
-        if (process->isSupported) listed.push_back(process);
+    std::vector<ProcessPtr> supported;
+    for (const auto& process : listed_) {
+        if (process->isSupported) supported.push_back(process);
     }
-    return listed;
+    return supported;
 }
 
+/// Hosts hear of every list, each as it was when it changed.
 void World::listChanges() {
+    if (lists_.empty()) return;
+    listed_ = std::move(lists_.front());
+    lists_.pop_front();
     const auto listed = listedProcesses();
     for (const auto& host : hosts_) {
         host->watch.advance(now(), true);

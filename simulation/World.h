@@ -6,6 +6,7 @@
 #include "simulation/Program.h"
 #include "simulation/Promises.h"
 
+#include <deque>
 #include <map>
 #include <memory>
 #include <optional>
@@ -62,7 +63,7 @@ public:
     /// Whether nothing could be made in the directory at some time.
     [[nodiscard]] bool wasLocked(const std::filesystem::path& directory) const { return locked_.contains(directory); }
     /// How many programs have run so far.
-    [[nodiscard]] std::size_t launches() const { return processes_.size(); }
+    [[nodiscard]] std::size_t launches() const { return launches_; }
     [[nodiscard]] bool hasOtherFileSystems() const { return !platform.files.mounts.empty(); }
     [[nodiscard]] const std::vector<std::unique_ptr<Program>>& programs() const { return programs_; }
     [[nodiscard]] const std::vector<HostPtr>& hosts() const { return hosts_; }
@@ -98,7 +99,9 @@ private:
 
     Story story_;
     std::vector<std::unique_ptr<Program>> programs_;
-    std::map<const RunningApplication*, ProcessPtr> processes_;
+    std::vector<ProcessPtr> running_;
+    std::deque<std::vector<ProcessPtr>> lists_;  ///< that nobody has heard of yet
+    std::vector<ProcessPtr> listed_;
     Promises promises_;
     ServiceDelegate delegate_;
     std::vector<HostPtr> hosts_;
@@ -108,6 +111,7 @@ private:
     std::vector<std::pair<Instant, Instant>> stalls_;
     std::unordered_map<std::string, Instant> images_;
     std::set<std::filesystem::path> locked_;
+    std::size_t launches_ = 0;
     int stops_ = 0;
     Handle listObservation_;
 };
