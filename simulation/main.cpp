@@ -3,6 +3,7 @@
 #include "simulation/World.h"
 
 #include <fmt/format.h>
+#include <malloc.h>
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <cstdio>
@@ -10,6 +11,9 @@
 namespace {
 
 using namespace simulation;
+
+constexpr std::uint64_t kWarmUp = 100;
+constexpr std::size_t kMostGrowth = 65536;
 
 std::optional<std::string> objectionTo(const Events& events, Story::Reader reader = nullptr) {
     return World(std::move(reader)).run(events);
@@ -33,14 +37,27 @@ bool isKept(std::uint64_t seed) {
     return !objection;
 }
 
+/// What is allocated now, in bytes.
+std::size_t memoryInUse() {
+    return mallinfo2().uordblks;
+}
+
 int simulateMany(std::uint64_t first, std::uint64_t lectures, double minutes) {
     const auto start = std::chrono::steady_clock::now();
     const auto elapsed = [start] {
         return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     };
     std::uint64_t done = 0;
+    std::size_t memory = 0;
     for (; minutes > 0 ? elapsed() < minutes * 60 : done < lectures; ++done) {
         if (!isKept(first + done)) return 1;
+        // By then all that is made once has been made.
+        if (done == kWarmUp) memory = memoryInUse();
+    }
+    if (done > kWarmUp && memoryInUse() > memory + kMostGrowth) {
+        fmt::print("memory grows: {} bytes in use after {} lectures, {} after {}\n", memory, kWarmUp, memoryInUse(),
+                   done);
+        return 1;
     }
     fmt::print("{} lectures in {:.1f} s ({:.0f} a second), no promise broken\n", done, elapsed(),
                static_cast<double>(done) / elapsed());

@@ -18,7 +18,9 @@ public:
     ShowsStartAsPromised(World& world, Story& story) : Promise(story), world_(world) {}
 
     void sent(const std::string& event) override {
-        if (event.starts_with("save ")) saves_.push_back({world_.now(), event});
+        // A wait for saving saves elsewhere.
+        if (event.starts_with("save ") && event.find(" /captures/") != std::string::npos)
+            saves_.push_back({world_.now(), event});
     }
 
     void told(Host& host, const DelegateCall& call) override {
@@ -37,6 +39,10 @@ public:
         host.watch.showIsNamed(id, isPrepared);
         if (started->archive.has_value() != (started->error == nullptr)) object("there is an archive, or an error");
         if (started->archive) checkArchive(host, *started->archive, id);
+    }
+
+    void passed(Instant now) override {
+        if (!saves_.empty() && saves_.front().first < now) object("nobody wanted to " + saves_.front().second);
     }
 
 private:
