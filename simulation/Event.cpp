@@ -24,6 +24,7 @@ constexpr std::array kWords{
     "program {0} starts the show of deck {1}",
     "program {0} shows slide {1}",
     "program {0} ends its show",
+    "program {0} tells times that are {2} s wrong",
     "program {0} has the fault {1}",
     "program {0} has no faults any more",
     "nothing runs for {2} s",

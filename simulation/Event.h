@@ -26,6 +26,7 @@ enum class Kind {
     showStarts,
     slideComes,
     showStops,
+    programClockIsWrong,
     faultBegins,
     faultsEnd,
     everythingStalls,

@@ -161,6 +161,8 @@ private:
 
     void fail(int program) {
         if (dice_.oneIn(2)) return add(Kind::faultsEnd, program, 0);
+        // Times to come are seen to be wrong; old ones may be true of a show that nobody has watched.
+        if (dice_.oneIn(8)) return add(Kind::programClockIsWrong, program, dice_.between(0, 1) * 3'600'000'000);
         add(Kind::faultBegins, program, dice_.between(0, static_cast<std::int64_t>(faults().size()) - 1));
     }
 

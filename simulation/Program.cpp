@@ -32,13 +32,14 @@ Program::Program(SimulatedPlatform& platform, int index)
                            [this](const ProgramJob& job) {
                                if (job.kind == ProgramJob::Kind::save) ++savesEnded_;
                            }});
-    model.tellTimes([this] { return platform_.dispatch.steadyNow(); });
+    model.tellTimes([this] { return platform_.dispatch.steadyNow() + clockIsWrong_; });
 }
 
 void Program::launch(std::int64_t variant) {
     if (model.launch()) return;
     tellsTimes_ = (variant & kTellsTimes) != 0;
     endFaults();
+    clockIsWrong_ = {};
     const bool isSupported = (variant & kIsTooOld) == 0;
     const pid_t pid = nextIdentifier();
     auto application = std::make_shared<SimulatedApplication>(
@@ -91,12 +92,17 @@ const ProgramDocument* Program::deckNumber(std::int64_t deck) const {
 
 void Program::beginFault(const Fault& fault) {
     static_cast<void>(model.faults().switchOn(fault.name, fault.value));
-    if (model.faults().lacksTimes) truth_.isAmbiguous = true;
+    if (model.faults().lacksTimes) truth_.isIncomplete = true;
 }
 
 void Program::endFaults() {
     model.faults() = {};
     model.faults().lacksTimes = !tellsTimes_;
+}
+
+void Program::setClockWrong(Duration by) {
+    clockIsWrong_ = by;
+    truth_.isIncomplete = true;
 }
 
 bool Program::isReached(const Process& process) const {
@@ -143,9 +149,10 @@ void Program::noteScreen() {
     if (starts) {
         truth_.starts.push_back(now);
         truth_.presented.clear();
-        truth_.isAmbiguous = model.faults().lacksTimes;
+        truth_.isIncomplete = model.faults().lacksTimes || clockIsWrong_ != Duration::zero();
+        truth_.isHidden = false;
     }
-    if (document->id != model.documents().front().id) truth_.isAmbiguous = true;
+    if (document->id != model.documents().front().id) truth_.isHidden = true;
     const bool isShown = seen_.presented > 0 && (starts || seen_.presented != before.presented);
     if (isShown) truth_.presented.push_back(now);
     if (isShown) truth_.visits.push_back({now, seen_.presented});

@@ -47,7 +47,8 @@ struct Truth {
     std::vector<Instant> ends;
     std::vector<Visit> visits;       ///< of the presented document, and of the front one during a show
     std::vector<Instant> presented;  ///< the visits of the presented document since the latest start
-    bool isAmbiguous = false;        ///< since the latest start another document was in front, or times were kept
+    bool isIncomplete = false;       ///< since the latest start the program has kept times to itself, or got them wrong
+    bool isHidden = false;           ///< since then another document was in front
 };
 
 /// A presentation program with its decks, and what is true of it.
@@ -64,6 +65,7 @@ public:
     void startShow(std::int64_t deck);
     void beginFault(const Fault& fault);
     void endFaults();
+    void setClockWrong(Duration by);
 
     /// The running process; null when there is none.
     [[nodiscard]] const ProcessPtr& process() const { return process_; }
@@ -99,6 +101,7 @@ private:
     int savesEnded_ = 0;
     int identifiers_ = 0;
     bool tellsTimes_ = false;
+    Duration clockIsWrong_{};
     ProcessPtr process_;
     Seen seen_;
     Truth truth_;

@@ -57,6 +57,8 @@ public:
     virtual void exportIsDue(const Host& /*host*/, const std::string& /*event*/) {}
     /// Everything before this moment has happened.
     virtual void passed(Instant /*now*/) {}
+    /// No program runs any more, and whatever was awaited has come or not; the hosts are still there.
+    virtual void rested() {}
     /// The lecture is over: programs and hosts have gone, and nothing waits any more.
     virtual void ended() {}
 
@@ -87,6 +89,7 @@ public:
     void gone(const Host& host) { tell(&Promise::gone, host); }
     void exportIsDue(const Host& host, const std::string& event) { tell(&Promise::exportIsDue, host, event); }
     void passed(Instant now) { tell(&Promise::passed, now); }
+    void rested() { tell(&Promise::rested); }
     void ended() { tell(&Promise::ended); }
 
 private:

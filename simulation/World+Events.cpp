@@ -136,6 +136,9 @@ void World::applyToProgram(const Event& event) {
         case Kind::showStops:
             static_cast<void>(model.stopShow());
             break;
+        case Kind::programClockIsWrong:
+            program.setClockWrong(std::chrono::microseconds(event.value));
+            break;
         case Kind::faultBegins:
             program.beginFault(faults().at(static_cast<std::size_t>(event.value)));
             break;

@@ -95,7 +95,8 @@ void World::passTo(Instant moment) {
 void World::finish() {
     runUntil(now() + 1ms);
     for (const auto& program : programs_) quit(*program);
-    runUntil(now() + 70s);
+    runUntil(now() + 100s);
+    if (!story_.objection()) promises_.rested();
     dismissHosts();
     runUntil(now() + 100s);
     passTo(now() + 1s);

@@ -114,10 +114,15 @@ private:
     World& world_;
 };
 
-/// When everybody has gone nothing is left: no service, no timer, no queue, no observer.
+/// While no program runs nobody is woken. When the hosts have gone as well nothing is left: no service, no timer, no
+/// queue.
 class NothingIsHeld final : public Promise {
 public:
     NothingIsHeld(World& world, Story& story) : Promise(story), world_(world) {}
+
+    void rested() override {
+        if (world_.platform.dispatch.nextDeadline()) object("nobody presents, and something still waits");
+    }
 
     void ended() override {
         const auto& dispatch = world_.platform.dispatch;

@@ -22,6 +22,7 @@ public:
         if (watch.program != &program) watch.nextVisit = 0;
         watch.program = &program;
         watch.visitsAsked = countVisits(program, poll.sent);
+        watch.contradictionAsked = program.watchesItself() && program.truth().isHidden;
     }
 
     void answered(const Host& host, const Poll& poll) override {
@@ -29,6 +30,8 @@ public:
         if (poll.fails) return;
         watch.due = poll;
         watch.visitsDue = watch.visitsAsked;
+        watch.contradictionSeen = watch.contradictionAsked;
+        watch.contradictsItself = watch.contradictsItself || watch.contradictionSeen;
         watch.previousSent = std::exchange(watch.lastSent, poll.sent);
     }
 
@@ -79,6 +82,10 @@ private:
         const Program* program = nullptr;
         bool isOpen = false;
         bool isUnseen = false;
+        /// The program names another deck than the one that it shows and tells times of: nobody can know which is true.
+        bool contradictsItself = false;
+        bool contradictionAsked = false;  ///< by the poll under way
+        bool contradictionSeen = false;   ///< by the latest answer
         std::string presentation;
         std::int64_t lastShown = 0;
         std::size_t nextVisit = 0;
@@ -109,7 +116,8 @@ private:
     /// How many visits a program that tells its times has to have told; nothing where that is left open.
     static std::optional<std::size_t> countVisits(const Program& program, Instant sent) {
         const auto& truth = program.truth();
-        if (!program.tellsTimes() || truth.isAmbiguous || truth.presented.size() > kMostVisits) return std::nullopt;
+        if (!program.tellsTimes() || truth.isIncomplete || truth.isHidden || truth.presented.size() > kMostVisits)
+            return std::nullopt;
         return std::ranges::count_if(truth.presented, [sent](Instant at) { return at <= sent; });
     }
 
@@ -122,11 +130,6 @@ private:
         };
         if (report.latest != civil(at.latest)) object(report, "has another time in the calendar");
         if (at.earliest && report.earliest != civil(*at.earliest)) object(report, "has another time in the calendar");
-    }
-
-    /// A program that names another deck than the one that it shows and tells times of: nobody can know which is true.
-    static bool contradictsItself(const Watched& watch) {
-        return watch.program->watchesItself() && watch.program->truth().isAmbiguous;
     }
 
     static bool isWithin(const TimelineReport& report, Instant time) {
@@ -146,6 +149,7 @@ private:
     void start(Watched& watch, const TimelineReport& report) {
         if (watch.isOpen || watch.program == nullptr) return object(report, "comes during a show");
         watch.isOpen = true;
+        watch.contradictsItself = watch.contradictionSeen;
         watch.presentation = report.presentationID;
         watch.lastShown = 0;
         watch.visitsTold = 0;
@@ -158,7 +162,7 @@ private:
         watch.lastShown = report.entry.slideNumber;
         ++watch.visitsTold;
         checkWidth(watch, report);
-        if (contradictsItself(watch)) return;
+        if (watch.contradictsItself) return;
         const auto& visits = watch.program->truth().visits;
         while (watch.nextVisit < visits.size()) {
             const auto& visit = visits[watch.nextVisit++];
@@ -185,7 +189,7 @@ private:
         if (plays != watch.isOpen)
             return object(fmt::format("{} is not told of the show seen at {}", host.name(), seen));
         if (!plays) return;
-        if (!contradictsItself(watch) && poll.screen.slide > 0 && poll.screen.slide != watch.lastShown) {
+        if (!watch.contradictsItself && poll.screen.slide > 0 && poll.screen.slide != watch.lastShown) {
             object(fmt::format("{} is not told of slide {} seen at {}", host.name(), poll.screen.slide, seen));
         }
         if (watch.visitsDue && *watch.visitsDue != watch.visitsTold) {

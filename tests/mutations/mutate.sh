@@ -4,7 +4,7 @@
 # Ends with status 1 when a mistake survives. The tree must be without changes in the files concerned; they are restored.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
-lectures=${1:-3000}
+lectures=${1:-10000}
 shift || true
 build=build/mutations
 file= survivors=0
