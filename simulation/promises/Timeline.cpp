@@ -27,18 +27,27 @@ public:
 
     void answered(const Host& host, const Poll& poll) override {
         auto& watch = watches_[&host].latest();
-        if (poll.fails) return;
+        watch.gapDue.reset();
+        const bool hasMissed = std::exchange(watch.hasMissed, false);
+        if (poll.fails) {
+            watch.gapDue = poll.due;
+            return;
+        }
         watch.due = poll;
+        watch.mayBeUnseen = hasMissed;
         watch.visitsDue = watch.visitsAsked;
         watch.contradictionSeen = watch.contradictionAsked;
         watch.contradictsItself = watch.contradictsItself || watch.contradictionSeen;
         watch.previousSent = std::exchange(watch.lastSent, poll.sent);
     }
 
+    void leftOut(const Host& host) override { watches_[&host].latest().hasMissed = true; }
+
     /// Of the program that comes next nothing has been seen.
     void gone(const Host& host) override {
         watches_[&host].latest().lastSent.reset();
         watches_[&host].latest().previousSent.reset();
+        watches_[&host].latest().gapDue.reset();
     }
 
     void unwatched(const Host& host) override {
@@ -74,6 +83,9 @@ public:
             if (watches.next && watches.ends < now) watches.goOn();
             auto& watch = watches.current;
             if (watch.due && watch.due->due < now) checkState(*host, watch);
+            if (!watch.gapDue || *watch.gapDue >= now) continue;
+            watch.gapDue.reset();
+            if (watch.isOpen && !watch.isUnseen) object(host->name() + " is not told that nobody sees the show");
         }
     }
 
@@ -82,6 +94,9 @@ private:
         const Program* program = nullptr;
         bool isOpen = false;
         bool isUnseen = false;
+        bool hasMissed = false;         ///< a poll was left out since the latest answer
+        bool mayBeUnseen = false;       ///< the same of the answer before
+        std::optional<Instant> gapDue;  ///< when a poll failed, which the timeline has to show
         /// The program names another deck than the one that it shows and tells times of: nobody can know which is true.
         bool contradictsItself = false;
         bool contradictionAsked = false;  ///< by the poll under way
@@ -186,6 +201,7 @@ private:
         const Poll poll = *std::exchange(watch.due, std::nullopt);
         const bool plays = poll.screen.playing.value_or(poll.screen.isFilled);
         const auto seen = seconds(poll.sent.time_since_epoch());
+        if (watch.isUnseen && !watch.mayBeUnseen) object(host.name() + " is not told that the show is seen again");
         if (plays != watch.isOpen)
             return object(fmt::format("{} is not told of the show seen at {}", host.name(), seen));
         if (!plays) return;
