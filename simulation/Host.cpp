@@ -41,7 +41,7 @@ void Host::timelineReport(const TimelineReport& report) {
     promises_.reported(*this, report);
 }
 
-void Host::take(const DelegateCall& call) {
+void Host::take(const host::DelegateCall& call) {
     promises_.told(*this, call);
 }
 

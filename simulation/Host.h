@@ -13,7 +13,7 @@ class Promises;
 
 /// A host with its connection: what the service knows of it, and what it is told. Until it leaves, it and the service
 /// keep each other.
-class Host final : public DelegateCalls,
+class Host final : public host::DelegateCalls,
                    public TimelineListener,
                    public ServiceConnection,
                    public std::enable_shared_from_this<Host> {
@@ -39,7 +39,7 @@ public:
     Watch watch;  ///< what it is promised
 
 private:
-    void take(const DelegateCall& call) override;
+    void take(const host::DelegateCall& call) override;
 
     Promises& promises_;
     const std::string name_;

@@ -23,7 +23,7 @@ std::optional<ProgramDocument> read(const std::filesystem::path& path, ErrorPtr&
 
 }  // namespace
 
-Program::Program(SimulatedPlatform& platform, int index)
+Program::Program(simulated::SimulatedPlatform& platform, int index)
     : model(platform.dispatch.mainQueue(), platform.files, imageOf), platform_(platform), index_(index) {
     model.setReader(read);
     model.setObserver({.changed = [this] { noteScreen(); },

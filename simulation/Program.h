@@ -54,7 +54,7 @@ struct Truth {
 /// A presentation program with its decks, and what is true of it.
 class Program {
 public:
-    Program(SimulatedPlatform& platform, int index);
+    Program(simulated::SimulatedPlatform& platform, int index);
 
     /// What happens to programs; see `Kind`. Nothing happens where it makes no sense.
     void launch(std::int64_t variant);
@@ -96,7 +96,7 @@ private:
     void noteScreen();
     void layOutWindow();
 
-    SimulatedPlatform& platform_;
+    simulated::SimulatedPlatform& platform_;
     const int index_;
     int savesEnded_ = 0;
     int identifiers_ = 0;

@@ -10,20 +10,20 @@ namespace simulation {
 namespace {
 
 struct Worded {
-    std::string operator()(const ProgramLaunched&) const { return "launched"; }
-    std::string operator()(const ProgramTerminated&) const { return "terminated"; }
-    std::string operator()(const StartedPresenting&) const { return "started"; }
-    std::string operator()(const PresentedSlide& call) const {
+    std::string operator()(const host::ProgramLaunched&) const { return "launched"; }
+    std::string operator()(const host::ProgramTerminated&) const { return "terminated"; }
+    std::string operator()(const host::StartedPresenting&) const { return "started"; }
+    std::string operator()(const host::PresentedSlide& call) const {
         return fmt::format("slide {} of {}, image {}", call.number, call.presentationID.value_or("nobody"),
                            call.imageFilePath.value_or("nowhere").native());
     }
-    std::string operator()(const StoppedPresenting& call) const {
+    std::string operator()(const host::StoppedPresenting& call) const {
         return fmt::format("stopped {} {}", call.presentationID.value_or("nobody"), words(call.error));
     }
-    std::string operator()(const ExtractedSlideFiles& call) const {
+    std::string operator()(const host::ExtractedSlideFiles& call) const {
         return fmt::format("extracted {} {}", call.presentationPath, words(call.error));
     }
-    std::string operator()(const SavingEnded& call) const { return fmt::format("saved {}", words(call.error)); }
+    std::string operator()(const host::SavingEnded& call) const { return fmt::format("saved {}", words(call.error)); }
 };
 
 std::string words(const TimelineReport& report) {
@@ -35,7 +35,7 @@ std::string words(const TimelineReport& report) {
 
 }  // namespace
 
-std::string words(const DelegateCall& call) {
+std::string words(const host::DelegateCall& call) {
     return std::visit(Worded(), call);
 }
 
@@ -56,7 +56,7 @@ void Story::tell(const std::string& line) const {
 Promises::Promises(World& world, Story& story) : story_(story), all_(allPromises(world, story)) {}
 Promises::~Promises() = default;
 
-void Promises::told(Host& host, const DelegateCall& call) {
+void Promises::told(Host& host, const host::DelegateCall& call) {
     if (story_.isRead()) story_.tell("  " + host.name() + " < " + words(call));
     tell(&Promise::told, host, call);
 }

@@ -18,7 +18,7 @@ public:
     using Reader = std::function<void(const std::string& line)>;
 
     /// Without a reader nothing is worded.
-    Story(const SimulatedDispatch& clock, Reader reader) : clock_(clock), reader_(std::move(reader)) {}
+    Story(const simulated::SimulatedDispatch& clock, Reader reader) : clock_(clock), reader_(std::move(reader)) {}
 
     /// A promise is broken; the first objection counts.
     void object(const std::string& sentence);
@@ -27,7 +27,7 @@ public:
     void tell(const std::string& words) const;
 
 private:
-    const SimulatedDispatch& clock_;
+    const simulated::SimulatedDispatch& clock_;
     Reader reader_;
     std::optional<std::string> objection_;
 };
@@ -41,7 +41,7 @@ public:
     Promise& operator=(const Promise&) = delete;
 
     /// The service tells a host something.
-    virtual void told(Host& /*host*/, const DelegateCall& /*call*/) {}
+    virtual void told(Host& /*host*/, const host::DelegateCall& /*call*/) {}
     virtual void reported(const Host& /*host*/, const TimelineReport& /*report*/) {}
     /// The service sends an event to a program: its name and arguments.
     virtual void sent(const std::string& /*event*/) {}
@@ -76,7 +76,7 @@ public:
     Promises(World& world, Story& story);
     ~Promises();
 
-    void told(Host& host, const DelegateCall& call);
+    void told(Host& host, const host::DelegateCall& call);
     void reported(const Host& host, const TimelineReport& report);
     void sent(const std::string& event);
     void fileMoved(const std::filesystem::path& from, const std::filesystem::path& to) {
@@ -103,7 +103,7 @@ private:
 };
 
 /// A call in words, as promises are worded; the start of a show without its details.
-[[nodiscard]] std::string words(const DelegateCall& call);
+[[nodiscard]] std::string words(const host::DelegateCall& call);
 /// Domain and code; "ok" without an error.
 [[nodiscard]] std::string words(const ErrorPtr& error);
 

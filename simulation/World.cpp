@@ -21,7 +21,7 @@ Instant instant(Duration sinceBeginning) {
 }  // namespace
 
 World::World(Story::Reader reader) : story_(platform.dispatch, std::move(reader)), promises_(*this, story_) {
-    beginNewLogRun();
+    shared::beginNewLogRun();
     for (int i = 0; i < kPrograms; ++i) programs_.push_back(std::make_unique<Program>(platform, i));
     prepare();
 }
@@ -34,7 +34,7 @@ World::~World() {
         platform.dispatch.runFor(200s);
     }
     // The log may hold what this platform has made.
-    beginNewLogRun();
+    shared::beginNewLogRun();
 }
 
 void World::prepare() {

@@ -72,7 +72,7 @@ public:
     /// How often a host has asked for a stop.
     [[nodiscard]] int stops() const { return stops_; }
 
-    SimulatedPlatform platform;
+    simulated::SimulatedPlatform platform;
 
 private:
     void prepare();

@@ -60,12 +60,12 @@ class ErrandsAreAnswered final : public Promise {
 public:
     ErrandsAreAnswered(World& world, Story& story) : Promise(story), world_(world) {}
 
-    void told(Host& host, const DelegateCall& call) override {
+    void told(Host& host, const host::DelegateCall& call) override {
         auto& errands = world_.errands();
         const auto errand = std::ranges::find_if(errands, [&](const auto& each) { return each.host.get() == &host; });
-        if (const auto* const saved = std::get_if<SavingEnded>(&call)) {
+        if (const auto* const saved = std::get_if<host::SavingEnded>(&call)) {
             checkSaved(errand == errands.end() ? nullptr : &*errand, saved->error);
-        } else if (const auto* const extracted = std::get_if<ExtractedSlideFiles>(&call)) {
+        } else if (const auto* const extracted = std::get_if<host::ExtractedSlideFiles>(&call)) {
             checkExtracted(errand == errands.end() ? nullptr : &*errand, *extracted);
         }
     }
@@ -97,7 +97,7 @@ private:
         if (errand->asked->program.savesEnded() < errand->saves) object("it is not all saved yet");
     }
 
-    void checkExtracted(Errand* errand, const ExtractedSlideFiles& call) {
+    void checkExtracted(Errand* errand, const host::ExtractedSlideFiles& call) {
         if (errand == nullptr || errand->deck != call.presentationPath || ++errand->answers > 1) {
             return object("nobody wanted the images of " + call.presentationPath);
         }

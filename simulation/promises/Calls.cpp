@@ -13,12 +13,13 @@ class CallsComeAsPromised final : public Promise {
 public:
     CallsComeAsPromised(World& world, Story& story) : Promise(story), world_(world) {}
 
-    void told(Host& host, const DelegateCall& call) override {
+    void told(Host& host, const host::DelegateCall& call) override {
         if (host.hasLeft()) return object(fmt::format("{} has left and is told \"{}\"", host.name(), words(call)));
         // Those are answers, and promised elsewhere.
-        if (std::holds_alternative<SavingEnded>(call) || std::holds_alternative<ExtractedSlideFiles>(call)) return;
+        if (std::holds_alternative<host::SavingEnded>(call) || std::holds_alternative<host::ExtractedSlideFiles>(call))
+            return;
         if (const auto reason = host.watch.take(words(call))) return object(host.name() + " " + *reason);
-        const auto* const slide = std::get_if<PresentedSlide>(&call);
+        const auto* const slide = std::get_if<host::PresentedSlide>(&call);
         if (slide != nullptr && slide->at != world_.platform.dispatch.now()) {
             object(fmt::format("{} is told another time of slide {} than now", host.name(), slide->number));
         }

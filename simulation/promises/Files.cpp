@@ -33,15 +33,15 @@ public:
         if (!isSame || !isOurs) object(fmt::format("the image {} is moved to {}", from.native(), to.native()));
     }
 
-    void told(Host& host, const DelegateCall& call) override {
-        if (const auto* const started = std::get_if<StartedPresenting>(&call)) {
+    void told(Host& host, const host::DelegateCall& call) override {
+        if (const auto* const started = std::get_if<host::StartedPresenting>(&call)) {
             if (started->error && !started->archive) withoutDirectory_.insert(started->presentationID.value_or(""));
         }
-        if (const auto* const slide = std::get_if<PresentedSlide>(&call)) {
+        if (const auto* const slide = std::get_if<host::PresentedSlide>(&call)) {
             if (slide->presentationID && slide->imageFilePath)
                 shown_[*slide->presentationID].insert(*slide->imageFilePath);
         }
-        const auto* const stopped = std::get_if<StoppedPresenting>(&call);
+        const auto* const stopped = std::get_if<host::StoppedPresenting>(&call);
         if (stopped != nullptr && !host.hasLeft()) checkImages(stopped->presentationID.value_or(""), !stopped->error);
     }
 

@@ -23,8 +23,8 @@ public:
             saves_.push_back({world_.now(), event});
     }
 
-    void told(Host& host, const DelegateCall& call) override {
-        const auto* const started = std::get_if<StartedPresenting>(&call);
+    void told(Host& host, const host::DelegateCall& call) override {
+        const auto* const started = std::get_if<host::StartedPresenting>(&call);
         if (started == nullptr || host.hasLeft()) return;
         const auto id = started->presentationID.value_or("");
         if (id.size() != 36 || !identifiers_.insert(id).second)
