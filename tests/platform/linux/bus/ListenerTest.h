@@ -20,13 +20,14 @@ public:
     void startDetectionAndCaptureTo(const std::optional<std::filesystem::path>& captureDirectoryURL,
                                     const std::optional<std::string>& withRecordingId,
                                     ErrorReply withErrorReply) override {
+        // Before it is noted: a test answers it then.
+        if (withRecordingId == "hold") held_.push_back(std::move(withErrorReply));
         note("start " + captureDirectoryURL.value_or("none").string() + " " + withRecordingId.value_or("none"));
         if (withRecordingId == "fail") withErrorReply(makeError("Domain", -5, "No \xFF directory."));
         if (withRecordingId == "fail twice") {
             withErrorReply(makeError("Domain", 1, "first"));
             withErrorReply(makeError("Domain", 2, "second"));
         }
-        if (withRecordingId == "hold") held_.push_back(std::move(withErrorReply));
         if (withRecordingId == "throw") throw std::runtime_error("\xFF broke");
         if (withRecordingId == "throw oddly") throw 1;
     }
