@@ -60,11 +60,11 @@ public:
             shown_.note(report);
         }
         if (bus_->hasStopped()) return;
-        const auto& [event, at, slide, position] = report.entry;
+        const auto& entry = report.entry;
         guarded([&] {
-            emitEntry(validUTF8(report.recordingID), report.presentationID, nameOf(event), slide, position.value_or(0),
-                      microsecondsSince(report.earliest), microsecondsFrom(report.latest),
-                      microsecondsSince(at.earliest), microsecondsSince(std::optional(at.latest)));
+            emitEntry(validUTF8(report.recordingID), report.presentationID, nameOf(entry.event), entry.slideNumber,
+                      entry.position.value_or(0), microsecondsSince(report.earliest), microsecondsFrom(report.latest),
+                      microsecondsSince(entry.at.earliest), microsecondsSince(std::optional(entry.at.latest)));
         });
     }
 

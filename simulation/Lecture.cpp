@@ -6,9 +6,9 @@
 #include <initializer_list>
 #include <utility>
 
-using namespace std::chrono_literals;
-
 namespace simulation {
+
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -19,7 +19,8 @@ public:
 
     /// A number from `least` to `most`.
     std::int64_t between(std::int64_t least, std::int64_t most) {
-        return least + static_cast<std::int64_t>(next() % static_cast<std::uint64_t>(most - least + 1));
+        const auto choices = static_cast<std::uint64_t>(std::max<std::int64_t>(most - least, 0)) + 1;
+        return least + static_cast<std::int64_t>(next() % choices);
     }
     bool oneIn(std::int64_t n) { return between(1, n) == 1; }
     /// An index, each as often as its weight says.

@@ -161,7 +161,7 @@ void CurlTransfer::askAboutTrust(std::shared_ptr<const ServerTrust> trust) {
     tell(&URLSessionDelegate::URLSessionTaskDidReceiveChallenge, challenge, handler);
 }
 
-void CurlTransfer::trustDecided(std::shared_ptr<const ServerTrust> trust,
+void CurlTransfer::trustDecided(const std::shared_ptr<const ServerTrust>& trust,
                                 URLSessionAuthChallengeDisposition disposition, bool hasCredential) {
     using Disposition = URLSessionAuthChallengeDisposition;
     if (stage_ != Stage::untrusted) return;

@@ -72,7 +72,7 @@ private:
     [[nodiscard]] auto later(void (CurlTransfer::*decided)(Answer...));
 
     void askAboutTrust(std::shared_ptr<const ServerTrust> trust);
-    void trustDecided(std::shared_ptr<const ServerTrust> trust, URLSessionAuthChallengeDisposition disposition,
+    void trustDecided(const std::shared_ptr<const ServerTrust>& trust, URLSessionAuthChallengeDisposition disposition,
                       bool hasCredential);
     void askAboutRedirection();
     void redirectionDecided(std::optional<URLRequest> request);
