@@ -2,7 +2,6 @@
 
 #include "bus/Convert.h"
 #include "presenters/impress/Documents.h"
-#include "presenters/impress/Refusal.h"
 
 #include <com/sun/star/container/XEnumerationAccess.hpp>
 #include <com/sun/star/container/XNamed.hpp>

@@ -3,7 +3,6 @@
 #include "base/FileURL.h"
 #include "presenters/impress/CancellingInteraction.h"
 #include "presenters/impress/PendingFile.h"
-#include "presenters/impress/Refusal.h"
 
 #include <unistd.h>
 #include <com/sun/star/document/MacroExecMode.hpp>

@@ -2,7 +2,6 @@
 
 #include "presenters/impress/DocumentText.h"
 #include "presenters/impress/Documents.h"
-#include "presenters/impress/Refusal.h"
 #include "runtime/Installation.h"
 
 #include <cmath>

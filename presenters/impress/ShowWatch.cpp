@@ -1,8 +1,8 @@
 #include "presenters/impress/ShowWatch.h"
 
+#include "presenters/impress/Documents.h"
 #include "presenters/impress/DrawingLag.h"
 #include "presenters/impress/EndListener.h"
-#include "presenters/impress/Documents.h"
 #include "presenters/impress/ShowListeners.h"
 #include "presenters/impress/ShowRecord.h"
 #include "runtime/LoopThread.h"

@@ -1,6 +1,6 @@
 #include "presenters/impress/SpareOffice.h"
 
-#include "presenters/impress/Refusal.h"
+#include "presenters/impress/Uno.h"
 
 #include <unistd.h>
 #include <com/sun/star/frame/Desktop.hpp>

@@ -9,6 +9,7 @@
 #include <com/sun/star/uno/XComponentContext.hpp>
 #include <initializer_list>
 #include <rtl/ustring.hxx>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
@@ -27,6 +28,11 @@ using Context = Reference<css::uno::XComponentContext>;
 
 /// Text as UTF-8; what the office's UTF-16 holds of broken surrogates becomes a replacement character.
 [[nodiscard]] std::string textFrom(const rtl::OUString& text);
+/// Why a call is refused: a sentence for its caller.
+struct Refusal : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
 /// Text from UTF-8; broken sequences become replacement characters.
 [[nodiscard]] rtl::OUString unoText(std::string_view utf8);
 /// What went wrong, as the office says it; its exception's type when it says nothing.
