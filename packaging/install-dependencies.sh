@@ -8,8 +8,8 @@ build='cmake ninja-build ccache g++ pkg-config gettext libsdbus-c++-dev libsdbus
        libxcb-randr0-dev uuid-dev libcli11-dev nlohmann-json3-dev libcairo2-dev libjpeg-dev fonts-dejavu-core'
 run='dbus dbus-daemon dbus-bin'
 impress='libreoffice-impress libreoffice-dev xvfb openbox'
-benchmark='libreoffice-impress python3-uno libxcb-xtest0-dev x11proto-dev ffmpeg mkvtoolnix chromium chromium-driver'
-test="$run libgtest-dev libbenchmark-dev libxml2-utils gsoap libgsoap-dev xvfb openbox python3-dbus python3-gi clang-14
+benchmark='libreoffice-impress python3-uno ffmpeg mkvtoolnix chromium chromium-driver'
+test="$run libgtest-dev libbenchmark-dev libxcb-xtest0-dev x11proto-dev libxml2-utils gsoap libgsoap-dev xvfb openbox python3-dbus python3-gi clang-14
       clang-tidy-14 clang-format-14 libclang-rt-14-dev"
 
 wanted=''
