@@ -77,6 +77,11 @@ void SerialQueue::run(const Weak& queue, const Task& task) {
 }
 
 void SerialQueue::async(Task task) {
+    Context& context = *self_->context;
+    // Asio takes no task while it drops those that wait, which it does once the loop has ended; the task then goes
+    // here, without the lock.
+    const std::unique_lock lock(context.mutex);
+    if (context.hasEnded) return;
     asio::post(self_->executor, [queue = Weak(self_), task = std::move(task)] { run(queue, task); });
 }
 
@@ -90,13 +95,14 @@ void SerialQueue::after(Duration delay, Task task) {
 void SerialQueue::sync(const Task& task) {
     Context& context = *self_->context;
     bool done = false;
+    std::unique_lock lock(context.mutex);
+    if (context.hasEnded) return;
     asio::post(self_->executor, [&] {
         context.run(task, self_->label);
-        const std::lock_guard lock(context.mutex);
+        const std::lock_guard doneLock(context.mutex);
         done = true;
         context.changed.notify_all();
     });
-    std::unique_lock lock(context.mutex);
     // One condition for all queues of a loop: waiting so is rare, and a queue needs none of its own.
     context.changed.wait(lock, [&] { return done || context.hasEnded; });
 }
