@@ -24,11 +24,6 @@ std::int64_t microsecondsSince(const std::optional<Time>& time) {
     return time ? std::chrono::floor<std::chrono::microseconds>(time->time_since_epoch()).count() : 0;
 }
 
-template <typename Time>
-Time timeFrom(std::int64_t microseconds) {
-    return Time(std::chrono::microseconds(microseconds));
-}
-
 /// What followers can ask for.
 struct Shown {
     bool playing = false;
