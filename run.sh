@@ -18,7 +18,7 @@ program=keynote-simulator
 mkdir -p build
 if [ -z "${KCS_BUILT:-}" ]; then
     packaging/install-dependencies.sh build run ${deck:+impress}
-    cmake --preset release -B "$build" -DKCS_TESTS=OFF -DKCS_BENCHMARKS=OFF -DKCS_IMPRESS="${deck:+ON}" >"$build.log" 2>&1 \
+    cmake --preset release -B "$build" -DKCS_TESTS=OFF -DKCS_BENCHMARKS=OFF -DCMAKE_UNITY_BUILD=ON -DKCS_IMPRESS="${deck:+ON}" >"$build.log" 2>&1 \
         || { cat "$build.log"; exit 1; }
     cmake --build "$build" --target KeynoteCaptureService keynote-capture "$program"
     export KCS_BUILT=1

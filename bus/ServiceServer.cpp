@@ -11,7 +11,7 @@
 namespace bus {
 namespace {
 
-constexpr std::size_t kLongestText = 16384;
+constexpr std::size_t kLongestArgument = 16384;
 constexpr std::size_t kMostNames = 10000;
 constexpr std::size_t kLongestName = 255;
 
@@ -21,7 +21,7 @@ using VoidAnswer = Answer<>;
 using TextAnswer = Answer<std::string>;
 
 void requireShort(const std::string& text) {
-    if (text.size() <= kLongestText) return;
+    if (text.size() <= kLongestArgument) return;
     throw Failure(kLimitsExceeded, "A text is longer than 16384 bytes; pass a shorter one.");
 }
 

@@ -16,7 +16,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr auto kLongestStart = 30s;
+constexpr auto kLongestOpening = 30s;
 /// A show that starts while the deck's window is still being laid out stays black, and the office tells no end of that.
 constexpr auto kSettling = 3s;
 
@@ -31,7 +31,7 @@ Reference<XPresentation2> open(const Context& office, const std::filesystem::pat
 /// The office starts the show behind the call; null when it does not come.
 Reference<XSlideShowController> start(const Reference<XPresentation2>& presentation) {
     presentation->start();
-    const auto deadline = std::chrono::steady_clock::now() + kLongestStart;
+    const auto deadline = std::chrono::steady_clock::now() + kLongestOpening;
     while (std::chrono::steady_clock::now() < deadline) {
         if (auto controller = presentation->getController(); controller.is() && presentation->isRunning())
             return controller;

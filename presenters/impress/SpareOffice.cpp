@@ -12,7 +12,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr auto kLongestStart = 45s;
+constexpr auto kLongestOfficeStart = 45s;
 constexpr auto kLongestEnd = 5s;
 
 }  // namespace
@@ -22,7 +22,7 @@ void SpareOffice::run(const Work& work) {
     // A name of our own: another bridge may have a spare office at the same time.
     const std::string pipe = "keynote-capture-spare-" + std::to_string(getpid());
     const bool started = process_.start(pipe, OfficeProcess::Windows::never);
-    const auto office = started ? OfficeConnection::attachWithin(pipe, kLongestStart) : std::nullopt;
+    const auto office = started ? OfficeConnection::attachWithin(pipe, kLongestOfficeStart) : std::nullopt;
     if (!office) {
         process_.end();
         throw Refusal("LibreOffice cannot be started again.");

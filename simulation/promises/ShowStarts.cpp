@@ -20,7 +20,7 @@ public:
     void sent(const std::string& event) override {
         // A wait for saving saves elsewhere.
         if (event.starts_with("save ") && event.find(" /captures/") != std::string::npos)
-            saves_.push_back({world_.now(), event});
+            saves_.emplace_back(world_.now(), event);
     }
 
     void told(Host& host, const host::DelegateCall& call) override {

@@ -51,7 +51,7 @@ public:
     }
 
     void unwatched(const Host& host) override {
-        watches_[&host].next.emplace();
+        watches_[&host].next = Watched{};
         watches_[&host].ends = world_.now();
     }
 

@@ -80,15 +80,16 @@ TEST_P(ExtractionInTrouble, EndsAsItShould) {
 
 const std::vector<std::string> kImages{"slide.001.jpg", "slide.002.jpg"};
 const std::string kSuccess = "500 extracted /decks/a.key ok";
-const std::string kMissing = "90500 extracted /decks/a.key KeynoteCaptureServiceErrorDomain 5";
+const std::string kImagesMissing = "90500 extracted /decks/a.key KeynoteCaptureServiceErrorDomain 5";
 const std::string kText = "a.key.key.text.xml ";
 const std::string kNoText = "<Filename></Filename><KeynoteVersion>14.0</KeynoteVersion><Slides></Slides>";
 const std::string kEventFailed = "-[KeynoteTextExtractor eventDidFail:withError:] error:Error Domain=";
 
 const Trouble kTroubles[] = {
-    {"ImageLeftOut", "leaves-out", "1", "", kImages, kMissing, kText + "slide.002.jpg ", "<Number>2</Number>",
+    {"ImageLeftOut", "leaves-out", "1", "", kImages, kImagesMissing, kText + "slide.002.jpg ", "<Number>2</Number>",
      "Could not find all expected slide images: Error Domain="},
-    {"NotOpened", "refuses", "open", "", kImages, kMissing, kText, kNoText, "(null): extracting text from 0 slides"},
+    {"NotOpened", "refuses", "open", "", kImages, kImagesMissing, kText, kNoText,
+     "(null): extracting text from 0 slides"},
     {"NotOpenedForImages", "refuses", "open", "", {}, kSuccess, kText, kNoText, "Finished verification"},
     {"NoText", "refuses", "text", "", kImages, kSuccess, kText + "slide.001.jpg slide.002.jpg ", kNoText, kEventFailed},
     {"NoVersion",

@@ -87,10 +87,10 @@ void RecordingHost::timelineReport(const TimelineReport& report) {
     const auto& [event, at, slide, position] = report.entry;
     const auto sinceStart = [&](Date date) { return milliseconds(date - simulated::SimulatedDispatch::kStartDate); };
     EXPECT_EQ(sinceStart(report.latest), milliseconds(at.latest.time_since_epoch()));
-    timeline.push_back(fmt::format("{} {}{} {}..{:g}", shortID(report.presentationID),
-                                   kNames.at(static_cast<int>(event)), slide > 0 ? fmt::format(" {}", slide) : "",
-                                   report.earliest ? fmt::format("{:g}", sinceStart(*report.earliest)) : "",
-                                   sinceStart(report.latest)));
+    timeline.push_back(fmt::format(
+        "{} {}{} {}..{:g}", shortID(report.presentationID), kNames.at(static_cast<std::size_t>(event)),
+        slide > 0 ? fmt::format(" {}", slide) : "",
+        report.earliest ? fmt::format("{:g}", sinceStart(*report.earliest)) : "", sinceStart(report.latest)));
 }
 
 Program::Program(simulated::SimulatedPlatform& simulated, pid_t processIdentifier, const std::string& version)

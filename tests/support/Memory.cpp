@@ -8,7 +8,7 @@
 namespace {
 
 thread_local std::size_t largest = memory::kUnlimited;
-std::atomic<std::size_t> held = 0;
+std::atomic<std::size_t> heldBytes = 0;
 
 }  // namespace
 
@@ -17,12 +17,12 @@ void memory::failAbove(std::size_t size) {
 }
 
 std::size_t memory::inUse() {
-    return held;
+    return heldBytes;
 }
 
 void* operator new(std::size_t size, const std::nothrow_t& /*nothing*/) noexcept {
     void* const piece = size > largest ? nullptr : std::malloc(size);
-    if (piece != nullptr) held += ::malloc_usable_size(piece);
+    if (piece != nullptr) heldBytes += ::malloc_usable_size(piece);
     return piece;
 }
 
@@ -33,7 +33,7 @@ void* operator new(std::size_t size) {
 }
 
 void operator delete(void* piece) noexcept {
-    held -= piece == nullptr ? 0 : ::malloc_usable_size(piece);
+    heldBytes -= piece == nullptr ? 0 : ::malloc_usable_size(piece);
     std::free(piece);
 }
 

@@ -16,10 +16,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string printable(const fs::path& path) {
-    return printableText(path.native());
-}
-
 bool isThere(const fs::path& path) {
     std::error_code failure;
     // A link that leads nowhere is in the way, too.

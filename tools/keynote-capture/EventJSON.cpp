@@ -15,7 +15,7 @@ Json json(const ErrorPtr& error) {
 }
 
 template <typename Time>
-std::int64_t microseconds(Time time) {
+std::int64_t microsecondsOf(Time time) {
     return std::chrono::floor<std::chrono::microseconds>(time.time_since_epoch()).count();
 }
 
@@ -86,7 +86,8 @@ Json jsonOf(const std::optional<std::filesystem::path>& path) {
 }
 
 Json jsonOf(const TimeBounds& steady) {
-    return Json::array({steady.earliest ? Json(microseconds(*steady.earliest)) : Json(), microseconds(steady.latest)});
+    return Json::array(
+        {steady.earliest ? Json(microsecondsOf(*steady.earliest)) : Json(), microsecondsOf(steady.latest)});
 }
 
 std::string lineOf(const Json& json) {

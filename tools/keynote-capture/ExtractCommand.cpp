@@ -118,7 +118,7 @@ private:
                                       listOf(files_.missing())));
         }
         if (error) return failed(sentenceFor(*error));
-        const std::string folder = printableText(files_.folder().native());
+        const std::string folder = printable(files_.folder());
         const std::string text = printableText(files_.textName());
         if (!files_.hasNewText()) {
             return failed(

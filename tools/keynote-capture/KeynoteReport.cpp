@@ -87,7 +87,7 @@ std::string section(const char* heading, const std::vector<KeynoteCopy>& copies,
         const auto state = copy.supported ? std::string("supported") : fmt::format("not supported: {}", copy.reason);
         // On two lines, because paths of bundles are long.
         text += fmt::format("  {:<8}  {}\n            {}{}\n", printableText(copy.version.value_or("?")),
-                            printableText(copy.path.native()), state, sentenceFor(copy.plugin));
+                            printable(copy.path), state, sentenceFor(copy.plugin));
     }
     return text;
 }

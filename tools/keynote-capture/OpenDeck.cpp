@@ -13,7 +13,8 @@
 namespace keynote_capture {
 namespace {
 
-constexpr const char* kNoProgram = "No presentation program runs, and none could be started; start it, then try again.";
+constexpr const char* kNoneStarted =
+    "No presentation program runs, and none could be started; start it, then try again.";
 /// As long as the capture service waits for a deck to be opened.
 constexpr std::chrono::minutes kTimeout{1};
 
@@ -50,7 +51,7 @@ public:
 
 private:
     void open(const std::filesystem::path& deck, const std::optional<std::string>& owner) {
-        if (!owner) return answer_({}, failed(kNoProgram));
+        if (!owner) return answer_({}, failed(kNoneStarted));
         try {
             program_ = std::make_unique<bus::Peer>(bus_->connection(), *owner, bus::kProgramPath);
             program_->ask<std::string>(bus::program::open(deck), kTimeout,

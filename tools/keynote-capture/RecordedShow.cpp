@@ -133,7 +133,7 @@ std::vector<std::string> RecordedShow::missingImages() const {
 
 std::optional<std::string> RecordedShow::problem() const {
     const auto missing = missingImages();
-    const auto name = printableText(directory_.native());
+    const auto name = printable(directory_);
     if (!missing.empty()) return fmt::format("{} lacks {}.", name, listOf(missing));
     if (state_ == State::running) return fmt::format("The show in {} was given up before its end.", name);
     if (startError_) return sentenceFor(*startError_);

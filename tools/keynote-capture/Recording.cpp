@@ -41,7 +41,7 @@ std::optional<ExitStatus> Recording::begin() {
     start();
     // On standard error: standard output has the events only.
     if (!options_.json) {
-        complain("Captures go to " + printableText(options_.directory.native()) + "; interrupt (Ctrl-C) to stop.");
+        complain("Captures go to " + printable(options_.directory) + "; interrupt (Ctrl-C) to stop.");
     }
     return std::nullopt;
 }

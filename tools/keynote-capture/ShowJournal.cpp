@@ -43,8 +43,7 @@ ShowJournal::ShowJournal(const std::filesystem::path& directory) : path_(directo
     file_ = host::Journal::open(path_);
     if (file_) return;
     isComplete_ = false;
-    complain(
-        fmt::format("The timeline cannot be written to {} ({}).", printableText(path_.native()), std::strerror(errno)));
+    complain(fmt::format("The timeline cannot be written to {} ({}).", printable(path_), std::strerror(errno)));
 }
 
 void ShowJournal::writeHeader(const RecorderFacts& facts, const host::StartedPresenting& show) {
@@ -91,8 +90,8 @@ void ShowJournal::append(Json line) {
     line["received"] = jsonOf(now());
     if (file_->append(lineOf(line))) return;
     if (std::exchange(isComplete_, false)) {
-        complain(fmt::format("The timeline {} lacks a line ({}); see that the disk has room.",
-                             printableText(path_.native()), std::strerror(errno)));
+        complain(fmt::format("The timeline {} lacks a line ({}); see that the disk has room.", printable(path_),
+                             std::strerror(errno)));
     }
 }
 

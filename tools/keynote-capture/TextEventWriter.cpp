@@ -24,7 +24,7 @@ std::string clockTime(Date date) {
 }
 
 std::string printable(const std::optional<std::filesystem::path>& path) {
-    return path ? printableText(path->native()) : std::string();
+    return path ? printable(*path) : std::string();
 }
 
 struct Columns {

@@ -31,7 +31,7 @@ std::vector<std::string> shownCertificates(X509_STORE_CTX* handshake) {
     return certificates;
 }
 
-constexpr std::pair<int, NSURLErrorCode> kCodes[] = {
+constexpr std::pair<int, NSURLErrorCode> kTrustCodes[] = {
     {X509_V_ERR_CERT_HAS_EXPIRED, NSURLErrorServerCertificateHasBadDate},
     {X509_V_ERR_CERT_NOT_YET_VALID, NSURLErrorServerCertificateNotYetValid},
 };
@@ -84,7 +84,7 @@ ErrorPtr CurlTrust::evaluate(X509_STORE_CTX* handshake) const {
     }
     if (X509_verify_cert(handshake) == 1) return nullptr;
     const int problem = X509_STORE_CTX_get_error(handshake);
-    const auto code = valueIn(kCodes, problem, NSURLErrorServerCertificateUntrusted);
+    const auto code = valueIn(kTrustCodes, problem, NSURLErrorServerCertificateUntrusted);
     return makeURLError(code, server_.url, X509_verify_cert_error_string(problem));
 }
 

@@ -16,10 +16,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string printable(const fs::path& path) {
-    return printableText(path.native());
-}
-
 ExitStatus failed(const std::string& sentence) {
     complain(sentence);
     return kOperationFailed;

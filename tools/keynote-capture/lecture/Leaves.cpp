@@ -49,7 +49,7 @@ void make(const fs::path& file, const std::string& content, Leaves& leaves) {
     if (replace(file, content)) {
         leaves.written.push_back(file);
     } else {
-        leaves.problem = fmt::format("{} cannot be written ({}).", printableText(file.native()), std::strerror(errno));
+        leaves.problem = fmt::format("{} cannot be written ({}).", printable(file), std::strerror(errno));
     }
 }
 

@@ -17,10 +17,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string printable(const fs::path& path) {
-    return printableText(path.native());
-}
-
 void tell(const fs::path& directory, const std::string& sentence) {
     fmt::print("{}: {}\n", printable(directory), sentence);
     std::fflush(stdout);
