@@ -17,10 +17,21 @@ bool endsTorn(const runtime::FileDescriptor& file) {
     return size > 0 && pread(file.get(), &last, 1, size - 1) == 1 && last != '\n';
 }
 
-/// A new file's name is on the disk only when its directory is, too.
-void syncDirectory(const std::filesystem::path& directory) {
-    const runtime::FileDescriptor opened(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+void sync(const std::filesystem::path& path) {
+    const runtime::FileDescriptor opened(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (opened) static_cast<void>(fsync(opened.get()));
+}
+
+/// A name is on the disk only when its directory is, whose own name may be as new: up to where the file system begins.
+void syncDirectoriesOf(std::filesystem::path file) {
+    std::optional<dev_t> device;
+    while (file.has_relative_path()) {
+        file = file.parent_path();
+        struct stat status {};
+        if (stat(file.c_str(), &status) != 0 || status.st_dev != device.value_or(status.st_dev)) return;
+        device = status.st_dev;
+        sync(file);
+    }
 }
 
 }  // namespace
@@ -31,7 +42,7 @@ std::optional<Journal> Journal::open(const std::filesystem::path& file) {
         ::open(file.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0644));
     if (!opened || flock(opened.get(), LOCK_EX | LOCK_NB) != 0) return std::nullopt;
     const bool isTorn = endsTorn(opened);
-    syncDirectory(file.parent_path());
+    syncDirectoriesOf(file);
     return Journal(std::move(opened), isTorn);
 }
 

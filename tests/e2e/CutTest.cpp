@@ -1,0 +1,203 @@
+/// Processes that are killed after each of their system calls, and disks as power cuts leave them after each: nothing
+/// complete is lost, and nothing half is taken for whole.
+
+#include "host/Journal.h"
+#include "platform/linux/files/LinuxFileManager.h"
+#include "presenters/impress/PendingFile.h"
+#include "tests/support/PowerCut.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <new>
+#include <set>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using Roots = PowerCut::Roots;
+using Lines = std::vector<std::string>;
+
+/// What a process does to two empty directories on two file systems, and what has to be true whenever it is cut.
+struct Work {
+    std::function<void(const Roots&)> prepare;  ///< before it begins
+    std::function<void(const Roots&)> run;      ///< in the process
+    std::function<void(const Roots&)> look;     ///< at what it has left when it was killed
+    /// At what a power cut has left.
+    std::function<void(const Roots&)> lookAfterPowerCut = {};
+};
+
+class Disks {
+public:
+    explicit Disks(const Work& work) {
+        if (work.prepare) work.prepare(roots);
+    }
+
+private:
+    const TemporaryDirectory here_{"/dev/shm"};
+    const TemporaryDirectory there_;
+
+public:
+    const Roots roots{here_.path, there_.path};
+};
+
+using OnChange = std::function<bool(const FileCall&)>;
+
+/// Has the work done by a process of its own, for as long as `goesOn` says so after what may have changed the disks.
+std::optional<int> start(const Work& work, const Disks& disks, const OnChange& goesOn) {
+    return trace([&] { work.run(disks.roots); }, disks.roots,
+                 [&](const FileCall& call) { return !call.mayChange || goesOn(call); });
+}
+
+/// Whether the process has ended by itself before it had made that many changes.
+bool endsWithin(const Work& work, std::size_t changes) {
+    const Disks disks(work);
+    std::string last = "nothing";
+    const auto status = start(work, disks, [&](const FileCall& call) {
+        last = call.name + " " + call.path.filename().native();
+        return changes-- > 1;
+    });
+    EXPECT_EQ(status.value_or(0), 0);
+    const testing::ScopedTrace where(__FILE__, __LINE__, "killed after " + last);
+    work.look(disks.roots);
+    return status.has_value();
+}
+
+void cutPower(const Work& work) {
+    const Disks disks(work);
+    PowerCut power(disks.roots);
+    const auto status = start(work, disks, [&](const FileCall& call) {
+        power.note(call);
+        const testing::ScopedTrace where(__FILE__, __LINE__, "no power after " + call.name + " " + call.path.native());
+        power.forEach(work.lookAfterPowerCut);
+        return !testing::Test::HasFailure();
+    });
+    EXPECT_EQ(status, 0);
+    power.forEach(work.lookAfterPowerCut);
+}
+
+void cutAfterEachChange(const Work& work) {
+    std::size_t changes = 1;
+    while (!endsWithin(work, changes) && !testing::Test::HasFailure()) ++changes;
+    EXPECT_GT(changes, 1U) << "it is not seen to do anything";
+    if (work.lookAfterPowerCut && !testing::Test::HasFailure()) cutPower(work);
+}
+
+class CutTest : public testing::Test {
+protected:
+    void SetUp() override {
+        try {
+            static_cast<void>(trace([] { ::close(-1); }, {}, {}));
+        } catch (const TracingRefused& reason) {
+            GTEST_SKIP() << reason.what();
+        }
+    }
+};
+
+/// A number that a process and those that it begins see alike.
+class SharedNumber {
+public:
+    SharedNumber()
+        : number_(new (mmap(nullptr, sizeof(std::atomic<std::size_t>), PROT_READ | PROT_WRITE,
+                            MAP_SHARED | MAP_ANONYMOUS, -1, 0)) std::atomic<std::size_t>()) {}
+    ~SharedNumber() { munmap(number_, sizeof *number_); }
+    SharedNumber(const SharedNumber&) = delete;
+    SharedNumber& operator=(const SharedNumber&) = delete;
+    std::atomic<std::size_t>& operator*() const { return *number_; }
+
+private:
+    std::atomic<std::size_t>* number_;
+};
+
+TEST_F(CutTest, AJournalKeepsEveryLineThatItHasReported) {
+    const Lines all{R"({"line":1})", R"({"line":2})", R"({"line":3})"};
+    const SharedNumber reported;
+    const auto run = [&](const Roots& roots) {
+        const auto directory = roots[0] / "captures/P";
+        static_cast<void>(files::LinuxFileManager().createDirectory(directory));
+        for (const auto& line : all) {
+            auto journal = host::Journal::open(directory / "timeline.jsonl");
+            if (journal->append(line)) ++*reported;
+        }
+    };
+    const auto look = [&](const Roots& roots) {
+        const auto directory = roots[0] / "captures/P";
+        auto lines = host::journalLines(directory / "timeline.jsonl");
+        EXPECT_GE(lines.size(), *reported);
+        EXPECT_EQ(lines, Lines(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(lines.size())));
+
+        // Whoever goes on may find half a line behind those, and closes it.
+        static_cast<void>(files::LinuxFileManager().createDirectory(directory));
+        auto journal = host::Journal::open(directory / "timeline.jsonl");
+        ASSERT_TRUE(journal);
+        EXPECT_TRUE(journal->append("next"));
+        auto now = host::journalLines(directory / "timeline.jsonl");
+        if (now.size() == lines.size() + 2) {
+            EXPECT_TRUE(all.at(lines.size()).starts_with(now.at(lines.size())));
+            now.erase(now.end() - 2);
+        }
+        lines.emplace_back("next");
+        EXPECT_EQ(now, lines);
+    };
+    const auto prepare = [&](const Roots&) { *reported = 0; };
+    cutAfterEachChange({prepare, run, look, look});
+}
+
+TEST_F(CutTest, AMovedImageIsWholeWhereverItIs) {
+    // More than is copied at a time.
+    std::string image;
+    while (image.size() < 70'000) image += std::to_string(image.size());
+    std::set<dev_t> fileSystems;
+    for (const auto& root : Disks({}).roots) {
+        struct stat status {};
+        ASSERT_EQ(::stat(root.c_str(), &status), 0);
+        fileSystems.insert(status.st_dev);
+    }
+    ASSERT_EQ(fileSystems.size(), 2U) << "Set TMPDIR to a directory on another file system than /dev/shm.";
+    for (const std::size_t target : {1U, 0U}) {
+        const auto from = [](const Roots& roots) { return roots[0] / "slide/slide.001.jpg"; };
+        const auto to = [target](const Roots& roots) { return roots[target] / "slide.001.jpg"; };
+        const auto run = [&](const Roots& roots) {
+            if (files::LinuxFileManager().moveItem(from(roots), to(roots))) ::_exit(1);
+        };
+        const auto look = [&](const Roots& roots) {
+            EXPECT_TRUE(fs::exists(from(roots)) || fs::exists(to(roots)));
+            for (const auto& file : {from(roots), to(roots)}) {
+                EXPECT_TRUE(!fs::exists(file) || contentsOf(file) == image) << file;
+            }
+            const bool wasThere = fs::exists(to(roots));
+            const auto error = files::LinuxFileManager().moveItem(from(roots), to(roots));
+            EXPECT_EQ(error == nullptr, !wasThere) << "another look moves it, and nothing over it";
+            EXPECT_TRUE(contentsOf(to(roots)) == image);
+        };
+        const auto prepare = [&](const Roots& roots) { writeFile(from(roots), image); };
+        cutAfterEachChange({prepare, run, look, look});
+    }
+}
+
+TEST_F(CutTest, AnArchiveCopyIsWholeOrEmpty) {
+    const auto archive = [](const Roots& roots) { return roots[0] / "P.key"; };
+    // As the service makes room for it and the program saves it.
+    const auto run = [&](const Roots& roots) {
+        static_cast<void>(files::LinuxFileManager().createFile(archive(roots), ""));
+        impress::PendingFile file(archive(roots));
+        std::ofstream out(file.path());
+        out << "half" << std::flush << "whole" << std::flush;
+        out.close();
+        if (file.commit()) ::_exit(1);
+    };
+    const auto look = [&](const Roots& roots) {
+        const auto content = contentsOf(archive(roots));
+        EXPECT_TRUE(content.empty() || content == "halfwhole") << content;
+        run(roots);
+        EXPECT_EQ(contentsOf(archive(roots)), "halfwhole");
+    };
+    cutAfterEachChange({{}, run, look});
+}
+
+}  // namespace
