@@ -17,11 +17,6 @@ bool endsTorn(const runtime::FileDescriptor& file) {
     return size > 0 && pread(file.get(), &last, 1, size - 1) == 1 && last != '\n';
 }
 
-void sync(const std::filesystem::path& path) {
-    const runtime::FileDescriptor opened(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    if (opened) static_cast<void>(fsync(opened.get()));
-}
-
 /// A name is on the disk only when its directory is, whose own name may be as new: up to where the file system begins.
 void syncDirectoriesOf(std::filesystem::path file) {
     std::optional<dev_t> device;
@@ -35,6 +30,11 @@ void syncDirectoriesOf(std::filesystem::path file) {
 }
 
 }  // namespace
+
+void sync(const std::filesystem::path& path) {
+    const runtime::FileDescriptor opened(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (opened) static_cast<void>(fsync(opened.get()));
+}
 
 std::optional<Journal> Journal::open(const std::filesystem::path& file) {
     // A link that somebody has put there is not followed, and a pipe does not stop us.

@@ -29,6 +29,10 @@ private:
     bool isTorn_;  ///< the last line lacks its end
 };
 
+/// Has the disk take a file's bytes, or a directory's names, before a journal tells of them: a power cut then leaves
+/// both. Nothing happens when it cannot be read.
+void sync(const std::filesystem::path& path);
+
 /// Whether a writer has the journal open. False also when there is none.
 [[nodiscard]] bool isBeingWritten(const std::filesystem::path& journal);
 

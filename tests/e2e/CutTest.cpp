@@ -4,15 +4,20 @@
 #include "host/Journal.h"
 #include "platform/linux/files/LinuxFileManager.h"
 #include "presenters/impress/PendingFile.h"
+#include "tests/support/ChildProcess.h"
 #include "tests/support/PowerCut.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tools/keynote-capture/FileDigest.h"
 
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <nlohmann/json.hpp>
 
+#include <fcntl.h>
 #include <atomic>
+#include <map>
 #include <new>
 #include <set>
 
@@ -20,6 +25,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
+using Json = nlohmann::json;
 using Roots = PowerCut::Roots;
 using Lines = std::vector<std::string>;
 
@@ -30,6 +36,7 @@ struct Work {
     std::function<void(const Roots&)> look;     ///< at what it has left when it was killed
     /// At what a power cut has left.
     std::function<void(const Roots&)> lookAfterPowerCut = {};
+    Lines unsynced = {};  ///< files in the first directory whose bytes are not on the disk when it begins
 };
 
 class Disks {
@@ -71,6 +78,7 @@ bool endsWithin(const Work& work, std::size_t changes) {
 void cutPower(const Work& work) {
     const Disks disks(work);
     PowerCut power(disks.roots);
+    for (const auto& file : work.unsynced) power.lose(disks.roots[0] / file);
     const auto status = start(work, disks, [&](const FileCall& call) {
         power.note(call);
         const testing::ScopedTrace where(__FILE__, __LINE__, "no power after " + call.name + " " + call.path.native());
@@ -198,6 +206,79 @@ TEST_F(CutTest, AnArchiveCopyIsWholeOrEmpty) {
         EXPECT_EQ(contentsOf(archive(roots)), "halfwhole");
     };
     cutAfterEachChange({{}, run, look});
+}
+
+constexpr const char* kJournal =
+    R"({"timeline":1,"recordingID":"R","presentationID":"P","deck":null,"archive":"P.key",)"
+    R"("clocks":{"wall":"2026-03-05T13:07:09.000000Z","steady":0,"boot":"b"}}
+{"event":"showStarted","steady":[0,1000]}
+{"event":"slideShown","slide":1,"steady":[0,1000]}
+{"event":"slideShown","slide":2,"steady":[2000000,2001000],"received":"2026-03-05T13:07:12.000000Z"}
+)";
+constexpr const char* kText =
+    "<?xml version=\"1.0\"?><KeynoteInfo version=\"1\"><Slides><Slide><Number>1</Number><Title>Light</Title></Slide>"
+    "</Slides></KeynoteInfo>";
+
+class RecoveryCutTest : public CutTest {
+protected:
+    /// What its recorder has left.
+    static void prepare(const Roots& roots) {
+        const auto presentation = roots[0] / "P";
+        writeFile(presentation / "timeline.jsonl", kJournal);
+        writeFile(presentation / "P.key", "deck");
+        writeFile(presentation / "P.key.key.text.xml", kText);
+        for (const char* image : {"slide.001.jpg", "slide.002.jpg"}) writeFile(presentation / image, image);
+    }
+    static void run(const Roots& roots) {
+        const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+        ::dup2(nowhere, STDOUT_FILENO);
+        ::execl(KEYNOTE_CAPTURE, KEYNOTE_CAPTURE, "recover", roots[0].c_str(), nullptr);
+    }
+    /// The files that it is all about, and all that the journal says of them.
+    static std::map<std::string, std::string> leavesIn(const fs::path& presentation) {
+        std::map<std::string, std::string> leaves;
+        for (const auto& entry : fs::directory_iterator(presentation)) {
+            const auto name = entry.path().filename().native();
+            if (name != "timeline.jsonl") leaves[name] = contentsOf(entry.path());
+        }
+        return leaves;
+    }
+    static std::optional<Json> lineNamed(const fs::path& presentation, const std::string& event) {
+        for (const auto& line : host::journalLines(presentation / "timeline.jsonl")) {
+            const auto json = Json::parse(line, nullptr, false);
+            if (json.is_object() && json.value("event", "") == event) return json;
+        }
+        return std::nullopt;
+    }
+};
+
+TEST_F(RecoveryCutTest, IsMadeUpForByAnotherOneToTheByte) {
+    const Work uncut{prepare, run, {}};
+    const Disks whole(uncut);
+    EXPECT_EQ(ChildProcess({KEYNOTE_CAPTURE, "recover", whole.roots[0]}).exitStatus(), 0);
+    const auto expected = leavesIn(whole.roots[0] / "P");
+    ASSERT_EQ(expected.size(), 6U);
+
+    const auto lookAtOnce = [&](const Roots& roots) {
+        const auto presentation = roots[0] / "P";
+        if (const auto line = lineNamed(presentation, "archived")) {
+            EXPECT_EQ(line->at("sha256"), keynote_capture::sha256Of(presentation / "P.key"));
+        }
+        // What is finished nobody looks at again.
+        const bool isFinished = lineNamed(presentation, "finished").has_value();
+        EXPECT_TRUE(!isFinished || leavesIn(presentation) == expected);
+    };
+    const auto look = [&](const Roots& roots) {
+        lookAtOnce(roots);
+        for (const auto& [name, bytes] : leavesIn(roots[0] / "P")) {
+            EXPECT_TRUE(name.starts_with(".") || bytes == expected.at(name)) << "half of " << name;
+        }
+        EXPECT_EQ(ChildProcess({KEYNOTE_CAPTURE, "recover", roots[0]}).exitStatus(), 0);
+        EXPECT_EQ(leavesIn(roots[0] / "P"), expected);
+        EXPECT_TRUE(lineNamed(roots[0] / "P", "finished"));
+    };
+    cutAfterEachChange(
+        {prepare, run, look, lookAtOnce, {"P/P.key", "P/P.key.key.text.xml", "P/slide.001.jpg", "P/slide.002.jpg"}});
 }
 
 }  // namespace

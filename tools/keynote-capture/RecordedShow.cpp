@@ -105,9 +105,19 @@ void RecordedShow::finish() {
     state_ = State::done;
     const auto missing = missingImages();
     const Json finished{{"images", slides_.size() - missing.size()}, {"missing", missing}};
+    if (hasDirectory()) leaves_ = makeLeaves(directory_);
+    // The last line, of a show that nobody looks after any more: by then all of it is there for good.
+    syncFiles();
     if (finished != finished_) journal_.write("finished", finished);
     finished_ = finished;
-    if (hasDirectory()) leaves_ = makeLeaves(directory_);
+}
+
+/// Programs write images and archive copies, and no program syncs what it writes.
+void RecordedShow::syncFiles() const {
+    std::error_code failure;
+    if (directory_.empty()) return;
+    for (const auto& entry : fs::directory_iterator(directory_, failure)) host::sync(entry.path());
+    host::sync(directory_);
 }
 
 bool RecordedShow::continues(const RecordedShow& lost) const {
@@ -178,7 +188,9 @@ void RecordedShow::noteDeckFile() {
 /// Only now: the program saves the archive copy while the show runs.
 void RecordedShow::noteArchive() {
     const auto digest = archive_ ? sha256Of(archive()) : std::nullopt;
-    if (digest && digest != archiveDigest_) journal_.write("archived", {{"archive", *archive_}, {"sha256", *digest}});
+    if (!digest || digest == archiveDigest_) return;
+    syncFiles();
+    journal_.write("archived", {{"archive", *archive_}, {"sha256", *digest}});
 }
 
 }  // namespace keynote_capture

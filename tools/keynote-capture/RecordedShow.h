@@ -58,6 +58,7 @@ private:
     [[nodiscard]] bool canBeMended() const;
     void noteDeckFile();
     void noteArchive();
+    void syncFiles() const;
     void settle();
     void finish();
 

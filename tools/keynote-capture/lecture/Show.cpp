@@ -41,7 +41,8 @@ public:
         if (event == "continues") show_.continues = member<std::string>(line, "presentationID");
         if (event == "archived") show_.archiveDigest = member<std::string>(line, "sha256");
         if (event == "deckFile") takeDeckFile(line);
-        alive(dateMember(line, "received"));
+        // The page is made before that line comes, and says the same when it is made again after it.
+        if (event != "finished") alive(dateMember(line, "received"));
         if (moment) alive(moment->latest);
     }
 
