@@ -32,6 +32,7 @@ constexpr std::array kWords{
     "lists of programs come {2} s late from now on",
     "the disk of host {0} has trouble {1}",
     "all disks are fine",
+    "the service is killed after {1} halves of its next changes of files",
 };
 
 }  // namespace

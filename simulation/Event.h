@@ -34,6 +34,7 @@ enum class Kind {
     listsComeLate,
     diskFails,
     diskIsMended,
+    serviceEnds,
 };
 
 /// One thing that happens to the service, its hosts, programs, disks or clocks. Where it makes no sense any more,

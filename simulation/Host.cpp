@@ -16,6 +16,11 @@ void Host::leave() {
     if (const auto handler = std::exchange(invalidate_, nullptr)) handler();
 }
 
+void Host::loseService() {
+    hasLostService_ = true;
+    leave();
+}
+
 std::shared_ptr<KeynoteCaptureServiceDelegate> Host::remoteObjectProxy() {
     return shared_from_this();
 }
@@ -38,11 +43,11 @@ void Host::setInvalidationHandler(std::function<void()> handler) {
 }
 
 void Host::timelineReport(const TimelineReport& report) {
-    promises_.reported(*this, report);
+    if (!hasLostService_) promises_.reported(*this, report);
 }
 
 void Host::take(const host::DelegateCall& call) {
-    promises_.told(*this, call);
+    if (!hasLostService_) promises_.told(*this, call);
 }
 
 }  // namespace simulation

@@ -23,6 +23,8 @@ public:
     /// The connection ends.
     void leave();
     [[nodiscard]] bool hasLeft() const { return hasLeft_; }
+    /// The service ends: whatever it was about to tell does not arrive.
+    void loseService();
     /// Whether the service's object for this host is still there.
     [[nodiscard]] bool isServed() const { return !everServed_.expired(); }
     /// How traces call it, and its recording ID.
@@ -44,6 +46,7 @@ private:
     Promises& promises_;
     const std::string name_;
     bool hasLeft_ = false;
+    bool hasLostService_ = false;
     std::function<void()> invalidate_;
     std::shared_ptr<KeynoteCaptureServiceProtocol> object_;
     std::weak_ptr<KeynoteCaptureServiceProtocol> everServed_;

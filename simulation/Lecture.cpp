@@ -67,6 +67,8 @@ public:
         pass();
         if (dice_.oneIn(6)) now_ += 92s;
         add(Kind::diskIsMended, 0, 0);
+        // From the beginning on: then it hits starts, shows and images alike.
+        if (dice_.oneIn(5)) events_.insert(events_.begin(), {{}, Kind::serviceEnds, 0, dice_.between(0, 40)});
         return std::move(events_);
     }
 

@@ -55,6 +55,8 @@ public:
     virtual void unwatched(const Host& /*host*/) {}
     virtual void gone(const Host& /*host*/) {}
     virtual void exportIsDue(const Host& /*host*/, const std::string& /*event*/) {}
+    /// The service has been killed: what was due at this moment may have been done or not, and its hosts have left.
+    virtual void serviceEnded() {}
     /// Everything before this moment has happened.
     virtual void passed(Instant /*now*/) {}
     /// No program runs any more, and whatever was awaited has come or not; the hosts are still there.
@@ -88,6 +90,7 @@ public:
     void unwatched(const Host& host) { tell(&Promise::unwatched, host); }
     void gone(const Host& host) { tell(&Promise::gone, host); }
     void exportIsDue(const Host& host, const std::string& event) { tell(&Promise::exportIsDue, host, event); }
+    void serviceEnded() { tell(&Promise::serviceEnded); }
     void passed(Instant now) { tell(&Promise::passed, now); }
     void rested() { tell(&Promise::rested); }
     void ended() { tell(&Promise::ended); }

@@ -41,9 +41,9 @@ void World::applyToHost(const Event& event) {
 }
 
 HostPtr World::connect() {
-    hosts_.push_back(std::make_shared<Host>(*this, promises_, static_cast<int>(hosts_.size()) + 1));
-    static_cast<void>(delegate_.listenerShouldAcceptNewConnection(hosts_.back()));
-    return hosts_.back();
+    auto host = std::make_shared<Host>(*this, promises_, static_cast<int>(hosts_.size()) + 1);
+    static_cast<void>(delegate_.listenerShouldAcceptNewConnection(host));
+    return hosts_.emplace_back(std::move(host));
 }
 
 void World::start(int who, Start how) {
@@ -63,7 +63,7 @@ void World::start(int who, Start how) {
     } else if (recording) {
         host->watch.failToStart(captures);
     }
-    starts_.push_back(std::make_unique<Begun>(Begun{host, how}));
+    starts_.push_back(std::make_unique<Begun>(Begun{host, now(), how}));
     host->exportedObject()->startDetectionAndCaptureTo(
         captures, recording,
         [begun = starts_.back().get()](const ErrorPtr& error) { begun->replies.push_back(error); });
@@ -168,6 +168,8 @@ void World::applyToWorld(const Event& event) {
         case Kind::listsComeLate:
             platform.workspace.tellsAfter = span;
             return;
+        case Kind::serviceEnds:
+            return platform.serviceFiles.endAfter(static_cast<std::size_t>(event.value));
         case Kind::diskFails:
             return fail(event.who, static_cast<Disk>(event.value));
         default:

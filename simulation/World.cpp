@@ -29,6 +29,7 @@ World::World(Story::Reader reader) : story_(platform.dispatch, std::move(reader)
 World::~World() {
     if (story_.objection()) {
         // What was going on comes to its end, so that nothing is left of it.
+        platform.serviceFiles.begin();
         for (const auto& program : programs_) quit(*program);
         dismissHosts();
         platform.dispatch.runFor(200s);
@@ -53,7 +54,9 @@ void World::prepare() {
         images_.try_emplace(to.native(), now());
         promises_.fileMoved(from, to);
     };
-    platform.scripting.eventObserver = [this](const std::string& event) { promises_.sent(event); };
+    platform.scripting.eventObserver = [this](const std::string& event) {
+        if (!platform.serviceFiles.hasEnded()) promises_.sent(event);
+    };
     // The first of all observers: what hosts are promised is known before they are told.
     listObservation_ = platform.workspace.observeRunningApplications([this] { listChanges(); });
 }
@@ -66,9 +69,10 @@ std::optional<std::string> World::run(const Events& events) {
         if (story_.objection()) return story_.objection();
         if (story_.isRead()) story_.tell(words(event));
         const Instant before = now();
-        apply(event);
+        static_cast<void>(unlessServiceEnds([&] { return apply(event), true; }));
         if (now() > before) stalls_.emplace_back(before, now());
         stalled += now() - before;
+        beginServiceAnew();
     }
     finish();
     return story_.objection();
@@ -79,9 +83,42 @@ void World::runUntil(Instant end) {
         const auto next = platform.dispatch.nextDeadline();
         const Instant moment = next ? std::clamp(*next, now(), end) : end;
         passTo(moment);
-        if (!platform.dispatch.runNext(end)) break;
+        if (!unlessServiceEnds([&] { return platform.dispatch.runNext(end); })) break;
         if (now() > moment) stalls_.emplace_back(moment, now());
+        beginServiceAnew();
     }
+}
+
+bool World::unlessServiceEnds(const std::function<bool()>& happen) {
+    try {
+        return happen();
+    } catch (const ProcessEnded&) {
+        return true;
+    }
+}
+
+/// When the service has ended its hosts go on with a new one, on the same disk.
+void World::beginServiceAnew() {
+    if (!platform.serviceFiles.hasEnded()) return;
+    ++kills_;
+    if (story_.isRead()) story_.tell("the service is killed");
+    std::vector<int> recording;
+    for (const auto& [who, host] : recorders_) {
+        if (host && host->watch.isMonitoring()) recording.push_back(who);
+    }
+    for (const auto& host : hosts_) {
+        if (!host->hasLeft()) host->loseService();
+    }
+    recorders_.clear();
+    for (auto& errand : errands_) errand.isCut = true;
+    for (const auto& begun : starts_) begun->isCut = true;
+    // What it still had to do at this moment comes to nothing at the first file.
+    while (platform.dispatch.nextDeadline().value_or(Instant::max()) <= now()) {
+        static_cast<void>(unlessServiceEnds([this] { return platform.dispatch.runNext(now()); }));
+    }
+    promises_.serviceEnded();
+    platform.serviceFiles.begin();
+    for (const int who : recording) start(who, Start::fine);
 }
 
 /// Everything before the moment is over, and the next thing happens at it.

@@ -30,13 +30,16 @@ struct Errand {
     std::size_t launches = 0;        ///< programs that had run by then
     int saves = 0;                   ///< that the program has to end before
     int answers = 0;
+    bool isCut = false;  ///< the service ended first
 };
 
 /// A start, and what its host was answered.
 struct Begun {
     HostPtr host;
+    Instant at;
     Start how = Start::fine;
     std::vector<ErrorPtr> replies{};
+    bool isCut = false;  ///< the service ended first
 };
 
 /// The whole service on the simulated platform, with hosts, programs, disks and clocks: carries the events of a lecture
@@ -69,6 +72,8 @@ public:
     [[nodiscard]] const std::vector<HostPtr>& hosts() const { return hosts_; }
     [[nodiscard]] std::vector<Errand>& errands() { return errands_; }
     [[nodiscard]] const std::vector<std::unique_ptr<Begun>>& starts() const { return starts_; }
+    /// How often the service was killed.
+    [[nodiscard]] int kills() const { return kills_; }
     /// How often a host has asked for a stop.
     [[nodiscard]] int stops() const { return stops_; }
 
@@ -81,6 +86,8 @@ private:
     void applyToProgram(const Event& event);
     void applyToWorld(const Event& event);
     void runUntil(Instant end);
+    [[nodiscard]] bool unlessServiceEnds(const std::function<bool()>& happen);
+    void beginServiceAnew();
     void passTo(Instant moment);
     void finish();
     void dismissHosts();
@@ -113,6 +120,7 @@ private:
     std::set<std::filesystem::path> locked_;
     std::size_t launches_ = 0;
     int stops_ = 0;
+    int kills_ = 0;
     Handle listObservation_;
 };
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/simulated/ServiceFileManager.h"
 #include "platform/simulated/SimulatedDispatch.h"
 #include "platform/simulated/SimulatedFileManager.h"
 #include "platform/simulated/SimulatedMetadataQueries.h"
@@ -30,6 +31,7 @@ public:
 
     SimulatedDispatch dispatch;
     SimulatedFileManager files;
+    ServiceFileManager serviceFiles{files};
     SimulatedDirectories directories;
     SimulatedBundles bundles;
     SimulatedMetadataQueries metadataQueries{dispatch};
@@ -49,7 +51,7 @@ public:
 private:
     const Platform services_{.clock = dispatch,
                              .dispatch = dispatch,
-                             .fileManager = files,
+                             .fileManager = serviceFiles,
                              .directories = directories,
                              .bundles = bundles,
                              .metadataQueries = metadataQueries,

@@ -21,7 +21,8 @@ public:
 
     void passed(Instant /*now*/) override {
         // A start is answered by the task that it puts on the main queue: before anything else happens.
-        for (; checked_ + 1 < world_.starts().size(); ++checked_) check(*world_.starts()[checked_]);
+        const auto& starts = world_.starts();
+        while (checked_ < starts.size() && starts[checked_]->at < starts.back()->at) check(*starts[checked_++]);
     }
     void ended() override {
         for (const auto& begun : world_.starts()) check(*begun);
@@ -33,6 +34,7 @@ public:
 
 private:
     void check(const Begun& begun) {
+        if (begun.isCut) return;
         static constexpr std::array kOutcomes{
             "", "Requested to start capturing with a nil file URL for the content capture directory.",
             "Requested to start capturing with a nil recording ID for the working directory.",
@@ -80,7 +82,8 @@ public:
 
     void ended() override {
         for (const auto& errand : world_.errands()) {
-            if (errand.answers == 0 && errand.deck.empty()) object("a wait for saving outlives its program");
+            if (errand.answers == 0 && errand.deck.empty() && !errand.isCut)
+                object("a wait for saving outlives its program");
         }
     }
 

@@ -17,12 +17,13 @@ bool isBelow(const Path& path, const Path& folder) {
 
 /// What is captured is never written over, and an image goes from the working directory of a presentation into the
 /// capture directory of the same, under the same number. A host that hears that all images are in place finds the
-/// image of every slide that it was told of, and the right one.
+/// image of every slide that it was told of, and the right one. An image that was whole once stays so, wherever it is.
 class FilesAreSafe final : public Promise {
 public:
     FilesAreSafe(World& world, Story& story) : Promise(story), world_(world) {}
 
     void fileMoved(const Path& from, const Path& to) override {
+        noteWhole(from, to);
         if (!isBelow(to, "/captures") && !isBelow(to, "/decks")) return;
         const bool isImage = to.extension() == ".jpg" || to.extension() == ".jpeg";
         if (!isImage) return checkOther(from, to);
@@ -45,7 +46,22 @@ public:
         if (stopped != nullptr && !host.hasLeft()) checkImages(stopped->presentationID.value_or(""), !stopped->error);
     }
 
+    void ended() override {
+        for (const auto& [image, contents] : whole_) {
+            if (world_.platform.files.contents(image) != contents) object("the image " + image.native() + " is lost");
+        }
+    }
+
 private:
+    /// Programs give an image its name when it is whole.
+    void noteWhole(const Path& from, const Path& to) {
+        if (from.extension() == ".part") whole_[to] = world_.platform.files.contents(to).value_or("");
+        auto image = whole_.extract(from);
+        if (image.empty()) return;
+        image.key() = to;
+        whole_.insert(std::move(image));
+    }
+
     void checkOther(const Path& from, const Path& to) {
         // An archive is made by the service and written by the program.
         const bool isText = to.native().ends_with(".key.text.xml");
@@ -75,6 +91,7 @@ private:
 
     World& world_;
     std::set<Path> made_;
+    std::map<Path, std::string> whole_;
     std::map<std::string, std::set<Path>> shown_;
     std::set<std::string> withoutDirectory_;
 };

@@ -19,6 +19,10 @@ public:
     }
     void polled(const Host& /*host*/, const Poll& poll) override { promised_.push_back(poll.sent); }
 
+    void serviceEnded() override {
+        for (auto* const times : {&sent_, &promised_}) std::erase(*times, world_.now());
+    }
+
     void passed(Instant now) override {
         const auto isOver = [now](const auto& times) { return !times.empty() && times.front() < now; };
         while (isOver(sent_) || isOver(promised_)) {
@@ -58,6 +62,10 @@ public:
         if (!event.starts_with("export ") || event.find("/R") == std::string::npos) return;
         latest_ = world_.now();
         sent_.push_back(event);
+    }
+    void serviceEnded() override {
+        sent_.clear();
+        due_.clear();
     }
     void passed(Instant now) override {
         if (now <= latest_ || (due_.empty() && sent_.empty())) return;

@@ -41,6 +41,8 @@ public:
         if (started->archive) checkArchive(host, *started->archive, id);
     }
 
+    void serviceEnded() override { saves_.clear(); }
+
     void passed(Instant now) override {
         if (!saves_.empty() && saves_.front().first < now) object("nobody wanted to " + saves_.front().second);
     }

@@ -78,6 +78,8 @@ public:
         }
     }
 
+    void serviceEnded() override { watches_.clear(); }
+
     void passed(Instant now) override {
         for (auto& [host, watches] : watches_) {
             if (watches.next && watches.ends < now) watches.goOn();
