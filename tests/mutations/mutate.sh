@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Puts the mistakes of a list into the product, one at a time, and tells which of them the simulated lectures find, and
-# with which seed.  usage: tests/mutations/mutate.sh [LECTURES [NAME...]]
+# Puts the mistakes of a list into the product, one at a time, and tells which of them are found: those of the service by
+# the simulated lectures, with which seed; those of what writes files by the processes that are killed at each change.
+# usage: tests/mutations/mutate.sh [LECTURES [NAME...]]
 # Ends with status 1 when a mistake survives. The tree must be without changes in the files concerned; they are restored.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
@@ -19,13 +20,17 @@ while IFS='|' read -r name path expression; do
     file=$path
     sed -i -E "$expression" "$path"
     if git diff --quiet -- "$path"; then echo "$name: $path no longer has that line" >&2; exit 2; fi
-    if ! cmake --build "$build" --target simulate >"$build/log" 2>&1; then
+    case $path in
+        KeynoteCaptureService/* | platform/simulated/*) check=(simulate --lectures "$lectures") ;;
+        *) check=(cut-tests) ;;
+    esac
+    if ! cmake --build "$build" --target "${check[0]}" >"$build/log" 2>&1; then
         printf '%-32s is no program\n' "$name"
-    elif timeout 300 "$build/bin/simulate" --lectures "$lectures" >"$build/story" 2>&1; then
-        printf '%-32s SURVIVES %s lectures\n' "$name" "$lectures"
+    elif timeout 300 "$build/bin/${check[0]}" "${check[@]:1}" >"$build/story" 2>&1; then
+        printf '%-32s SURVIVES %s\n' "$name" "${check[*]}"
         survivors=$((survivors + 1))
     else
-        printf '%-32s %s\n' "$name" "$(grep -m1 '^seed' "$build/story" || echo 'crashes')"
+        printf '%-32s %s\n' "$name" "$(grep -m1 -E '^(seed|\[  FAILED)' "$build/story" || echo 'crashes')"
     fi
     restore
 done <tests/mutations/mutations.txt
