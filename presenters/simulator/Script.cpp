@@ -108,9 +108,11 @@ presenters::ProgramDocument parseDocument(Arguments& arguments) {
         } else if (arguments.keyword("hidden")) {
             document.hiddenSlides = arguments.slides("the hidden slides");
         } else if (arguments.keyword("file")) {
-            const std::filesystem::path file = arguments.text("the file");
+            const std::string file = arguments.text("the file");
+            std::error_code failure;
             // Hosts ask for files by their whole path.
-            document.file = std::filesystem::absolute(file).lexically_normal();
+            document.file = std::filesystem::absolute(file, failure).lexically_normal();
+            if (failure) arguments.fail(fmt::format("the file \"{}\" has no whole path", file));
         } else {
             break;
         }

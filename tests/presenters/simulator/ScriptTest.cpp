@@ -64,6 +64,8 @@ TEST(Script, BadLinesAreNamedWithWhatIsAllowed) {
         {"open \"Deck", "quotation mark is not closed"},
         {"open De\xfck", "not in UTF-8"},
         {"deck Optics slides 3", "deck: the file is missing. Usage: deck NAME file PATH"},
+        {"deck Optics file", "deck: the file is missing. Usage: deck NAME file PATH"},
+        {"open Optics file \"\"", "open: the file \"\" has no whole path. Usage: open NAME"},
         {"text Optics 0 title A", "the slide must be a number from 1 to 10000"},
         {"text Optics 1 footer A", "\"footer\" is no title, body, notes, item or table"},
         {"text Optics 1 title A B", "\"B\" is not expected here"},
