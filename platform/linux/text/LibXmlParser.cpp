@@ -1,5 +1,7 @@
 #include "platform/linux/text/LibXmlParser.h"
 
+#include "base/UTF8.h"
+
 #include <algorithm>
 #include <new>
 #include <string>
@@ -89,7 +91,7 @@ xmlSAXHandler LibXmlParser::handler() {
     };
     handler.characters = characters;
     handler.ignorableWhitespace = characters;
-    handler.cdataBlock = characters;
+    handler.cdataBlock = cdata;
     // Where a document type stands in another file, libxml2 takes unknown entities for declared there.
     handler.reference = [](void* parser, const xmlChar* /*name*/) {
         hear(parser, [](LibXmlParser& it) { it.refuse("an entity is not known"); });
@@ -182,6 +184,15 @@ void LibXmlParser::startElement(void* parser, const xmlChar* name, const xmlChar
 void LibXmlParser::characters(void* parser, const xmlChar* text, int length) noexcept {
     hear(parser, [&](LibXmlParser& it) {
         it.delegate_.parserFoundCharacters({chars(text), static_cast<std::size_t>(length)});
+    });
+}
+
+/// In these sections alone libxml2 hands out longer forms of characters than UTF-8 has, byte for byte.
+void LibXmlParser::cdata(void* parser, const xmlChar* text, int length) noexcept {
+    hear(parser, [&](LibXmlParser& it) {
+        const std::string_view section(chars(text), static_cast<std::size_t>(length));
+        if (!utf8::isValid(section)) return it.refuse("a CDATA section is not UTF-8");
+        it.delegate_.parserFoundCharacters(section);
     });
 }
 

@@ -29,6 +29,7 @@ private:
     static void hear(void* parser, const Event& event) noexcept;
     static void startElement(void* parser, const xmlChar* name, const xmlChar** attributes) noexcept;
     static void characters(void* parser, const xmlChar* text, int length) noexcept;
+    static void cdata(void* parser, const xmlChar* text, int length) noexcept;
     static void conversionFailed(void* parser, const char* format, ...) noexcept;
 
     void feed(std::string_view piece, bool last);

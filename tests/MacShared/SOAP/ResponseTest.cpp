@@ -89,6 +89,7 @@ TEST_F(Response, HostileDocumentsEndInAParseError) {
         {"nothing", ""},
         {"no XML", "HTTP/1.1 200 OK"},
         {"bytes that are not UTF-8", inResponse("\xFF\xFE\xFF")},
+        {"a longer form than UTF-8 has, in a CDATA section", inResponse("<a><![CDATA[\xC1\x87]]></a>")},
         {"bytes that do not fit the encoding",
          "<?xml version='1.0' encoding='utf--8'?>" + inResponse("<a>x\xE6y</a>") + "\xE6"},
         {"a tag that does not match", "<GetItemResponse><a></b></GetItemResponse>"},
