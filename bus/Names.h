@@ -13,6 +13,9 @@ inline constexpr const char* kProgramInterface = "com.veldrin.PresentationProgra
 inline constexpr const char* kProgramFailed = "com.veldrin.PresentationProgram.Error.Failed";
 /// A presentation program's name is its bundle identifier, this, and a number.
 inline constexpr const char* kInstanceInfix = ".instance";
+/// The bridge to Impress that waits for its user's offices, and the pipe on which they listen.
+inline constexpr const char* kBridgeName = "com.veldrin.KeynoteImpress";
+inline constexpr const char* kBridgePipe = "keynote-capture";
 /// What a D-Bus error name begins with when it carries an error value: then domain, ".Code" and the code follow.
 inline constexpr const char* kErrorPrefix = "com.veldrin.Error.";
 

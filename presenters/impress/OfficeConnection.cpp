@@ -4,6 +4,7 @@
 
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <unistd.h>
 #include <charconv>
 #include <com/sun/star/bridge/BridgeFactory.hpp>
 #include <com/sun/star/connection/ConnectionSetupException.hpp>
@@ -47,7 +48,8 @@ bool isConnectedToPipe(int socket, const std::string& pipe) {
     return address.sun_family == AF_UNIX && path.find("OSL_PIPE_") != std::string::npos && path.ends_with("_" + pipe);
 }
 
-pid_t listenerOf(const std::string& pipe) {
+/// Who listens on the pipe to which this process is connected; process and user 0 and -1 when nobody can tell.
+ucred listenerOf(const std::string& pipe) {
     std::error_code error;
     for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd", error)) {
         const std::string name = entry.path().filename();
@@ -56,9 +58,9 @@ pid_t listenerOf(const std::string& pipe) {
         if (descriptor < 0 || !isConnectedToPipe(descriptor, pipe)) continue;
         ucred credentials{};
         socklen_t size = sizeof credentials;
-        if (getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &credentials, &size) == 0) return credentials.pid;
+        if (getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &credentials, &size) == 0) return credentials;
     }
-    return 0;
+    return {0, static_cast<uid_t>(-1), static_cast<gid_t>(-1)};
 }
 
 }  // namespace
@@ -69,6 +71,11 @@ std::optional<OfficeConnection> OfficeConnection::attach(const std::string& pipe
     try {
         const auto connector = css::connection::Connector::create(own);
         const auto connection = connector->connect(unoText("pipe,name=" + pipe));
+        // Now, while the connection is sure to be open; the office itself tells no process identifier.
+        const auto listener = listenerOf(pipe);
+        // Pipes lie where every user of the computer may make one, also under the name of another user's.
+        if (listener.pid != 0 && listener.uid != geteuid()) return std::nullopt;
+        office.processIdentifier_ = listener.pid;
         office.bridge_ = css::bridge::BridgeFactory::create(own)->createBridge({}, "urp", connection, nullptr);
         office.context_.set(office.bridge_->getInstance("StarOffice.ComponentContext"), UNO_QUERY);
     } catch (const css::connection::NoConnectException&) {
@@ -79,18 +86,16 @@ std::optional<OfficeConnection> OfficeConnection::attach(const std::string& pipe
         return std::nullopt;
     }
     if (!office.context_.is()) return std::nullopt;
-    // Now, while the connection is sure to be open; the office itself tells no process identifier.
-    office.processIdentifier_ = listenerOf(pipe);
     return office;
 }
 
 std::optional<OfficeConnection> OfficeConnection::attachWithin(const std::string& pipe, std::chrono::seconds patience) {
     const auto deadline = std::chrono::steady_clock::now() + patience;
-    while (std::chrono::steady_clock::now() < deadline) {
+    for (;;) {
         if (auto office = attach(pipe)) return office;
+        if (std::chrono::steady_clock::now() >= deadline) return std::nullopt;
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
     }
-    return std::nullopt;
 }
 
 void OfficeConnection::observeLoss(std::function<void()> onLost) const {

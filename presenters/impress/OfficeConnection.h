@@ -14,12 +14,12 @@ namespace impress {
 /// A connection to a running office over the pipe on which it listens.
 class OfficeConnection {
 public:
-    /// Connects to the office that listens on the pipe `uno:pipe,name=PIPE;urp`. Nothing when none does. Waits as long
-    /// as an office that listens needs to answer. Throws `css::uno::Exception` when this office's own
+    /// Connects to the office that listens on the pipe `uno:pipe,name=PIPE;urp`. Nothing when none of this user's does.
+    /// Waits as long as an office that listens needs to answer. Throws `css::uno::Exception` when this office's own
     /// libraries cannot be set up.
     [[nodiscard]] static std::optional<OfficeConnection> attach(const std::string& pipe);
 
-    /// The same, again until `patience` is over: for an office that is being started.
+    /// The same, once and again until `patience` is over: for an office that is being started.
     [[nodiscard]] static std::optional<OfficeConnection> attachWithin(const std::string& pipe,
                                                                       std::chrono::seconds patience);
 

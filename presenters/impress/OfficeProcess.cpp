@@ -8,6 +8,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <thread>
 #include <vector>
 
@@ -24,6 +25,21 @@ std::filesystem::path ownProfile() {
     const auto cache = variable("XDG_CACHE_HOME");
     const auto folder = cache.starts_with('/') ? cache : variable("HOME") + "/.cache";
     return std::filesystem::path(folder) / "keynote-capture/office";
+}
+
+/// An office without windows does not listen where its user's does, whatever is set for all offices: that one comes
+/// later and would find its pipe taken.
+constexpr const char* kOwnSettings = R"(<?xml version="1.0" encoding="UTF-8"?>
+<oor:items xmlns:oor="http://openoffice.org/2001/registry" xmlns:xs="http://www.w3.org/2001/XMLSchema" xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance">
+<item oor:path="/org.openoffice.Setup/Office"><prop oor:name="ooSetupConnectionURL" oor:op="fuse"><value></value></prop></item>
+</oor:items>
+)";
+
+/// The office needs its settings when it starts, and writes them anew when it ends.
+void writeOwnSettings() {
+    std::error_code failure;
+    std::filesystem::create_directories(ownProfile() / "user", failure);
+    std::ofstream(ownProfile() / "user/registrymodifications.xcu") << kOwnSettings;
 }
 
 pid_t spawn(std::vector<std::string> command) {
@@ -51,6 +67,7 @@ bool OfficeProcess::start(const std::string& pipe, Windows windows) {
                                      "--norestore",  "--nofirststartwizard"};
     if (headless_) {
         // With its user's profile it would be that user's office, and every deck opened later would stay unseen.
+        writeOwnSettings();
         command.emplace_back("--headless");
         command.push_back("-env:UserInstallation=" + urlFromPath(ownProfile()));
     }

@@ -5,11 +5,14 @@
 #include "presenters/impress/Lifeline.h"
 #include "presenters/impress/OfficeConnection.h"
 #include "presenters/impress/OfficeProcess.h"
+#include "presenters/impress/PipeWatch.h"
 #include "presenters/impress/Show.h"
 #include "presenters/impress/SpareOffice.h"
+#include "presenters/impress/Turns.h"
 #include "runtime/Loop.h"
 #include "runtime/WorkQueue.h"
 
+#include <unistd.h>
 #include <CLI/CLI.hpp>
 #include <com/sun/star/frame/Desktop.hpp>
 #include <cstdlib>
@@ -21,7 +24,7 @@ using namespace std::chrono_literals;
 namespace {
 
 struct Options {
-    std::string pipe = "keynote-capture";
+    std::string pipe = bus::kBridgePipe;
     std::string deck;
     double advance = 3;
     int exitWhenIdle = 0;  ///< seconds; 0 for never
@@ -30,6 +33,9 @@ struct Options {
 constexpr int kWrongUsage = 2;
 constexpr auto kLongestOfficeStart = 90s;
 constexpr auto kLongestOfficeEnd = 10s;
+/// From the moment when its pipe appears until an office answers.
+constexpr auto kLongestOpening = 5s;
+constexpr auto kBetweenLooksAtJobs = 250ms;
 
 OfficeProcess ownOffice;
 SpareOffice spareOffice;
@@ -47,11 +53,13 @@ void endUnseenOffices() {
     std::_Exit(EXIT_FAILURE);
 }
 
-OfficeConnection attach(const std::string& pipe) {
+/// Waits for an office of the user's, and for its turn.
+OfficeConnection attach(const std::string& pipe, Turns& turns) {
     std::cerr << "Waiting for an office on the pipe " << pipe << "." << std::endl;
-    while (true) {
-        if (auto office = OfficeConnection::attach(pipe)) return *office;
-        std::this_thread::sleep_for(250ms);
+    PipeWatch watch(pipe);
+    for (bool hasAppeared = false;; hasAppeared = watch.wait(turns.isOthersTurn() ? kBetweenLooksAtJobs : 1min)) {
+        if (turns.isOthersTurn()) continue;
+        if (auto office = OfficeConnection::attachWithin(pipe, hasAppeared ? kLongestOpening : 0s)) return *office;
     }
 }
 
@@ -97,6 +105,32 @@ void takePlainName(bus::Connection& connection) {
     }
 }
 
+[[noreturn]] void leaveToOther() {
+    std::cerr << "Another keynote-impress is at work." << std::endl;
+    endUnseenOffices();
+    std::_Exit(EXIT_SUCCESS);
+}
+
+/// The office is another bridge's, at least for a while.
+[[noreturn]] void giveUp(const Options& options, Lifeline& lifeline) {
+    if (!options.deck.empty()) fail("Another keynote-impress serves the office; end that first.");
+    if (options.exitWhenIdle > 0) leaveToOther();
+    std::this_thread::sleep_for(1s);
+    lifeline.restart();
+    for (;;) pause();
+}
+
+/// The name by which the service finds the program. With it callers come. Whether no other bridge has it.
+bool takeInstanceName(bus::Connection& connection, const OfficeConnection& office) {
+    try {
+        connection.requestName(bus::instanceName(office.processIdentifier()));
+        return true;
+    } catch (const bus::Failure& failure) {
+        std::cerr << "The office's name is taken: " << failure.what() << std::endl;
+        return false;
+    }
+}
+
 /// Returns when nobody has needed the program for so long; never when that is no time at all.
 void waitUntilIdle(ImpressProgram& program, std::chrono::seconds longestIdling) {
     runtime::Loop idling([](const std::string&) { throw; });
@@ -112,12 +146,18 @@ void waitUntilIdle(ImpressProgram& program, std::chrono::seconds longestIdling) 
     bus::SessionBus bus;
     bus.start([] { fail("The session bus is gone."); });
     const bool onDemand = options.exitWhenIdle > 0;
-    const auto office = onDemand ? attachOrStart(options.pipe) : attach(options.pipe);
+    Turns turns(bus, options.pipe);
+    if (onDemand || !options.deck.empty()) {
+        turns.goFirst();
+    } else if (!turns.stand()) {
+        leaveToOther();
+    }
+    const auto office = onDemand ? attachOrStart(options.pipe) : attach(options.pipe, turns);
     ImpressProgram program(bus.connection(), office, spareOffice);
     lifeline.watch(office.processIdentifier(), [&program] { return program.hasWorkWithoutOffice(); });
     office.observeLoss([&lifeline] { lifeline.restart(); });
-    // Only now that calls can be answered: with the name callers come.
-    bus.connection().requestName(bus::instanceName(office.processIdentifier()));
+    // Only now that calls can be answered.
+    if (!takeInstanceName(bus.connection(), office)) giveUp(options, lifeline);
     takePlainName(bus.connection());
     std::cerr << "Attached to the office, process " << office.processIdentifier() << "." << std::endl;
     if (!options.deck.empty()) present(options, office);
