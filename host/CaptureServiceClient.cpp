@@ -130,6 +130,13 @@ public:
         bus::guarded([&] { service_.tell(event); });
     }
 
+    /// Where the bus cannot start it, there is none, or its user starts it.
+    void startBridge() {
+        constexpr std::uint32_t kNoFlags = 0;
+        const std::string name = bus::kBridgeName;
+        bus::guarded([&] { daemon_.tell(bus::makeCall(bus::kBusDaemon, "StartServiceByName", name, kNoFlags)); });
+    }
+
 private:
     [[nodiscard]] bool isOwner(const std::string& name) const { return !owner_.empty() && name == owner_; }
 
@@ -182,6 +189,7 @@ CaptureServiceClient::~CaptureServiceClient() = default;
 void CaptureServiceClient::startDetectionAndCaptureTo(const std::optional<std::filesystem::path>& captureDirectoryURL,
                                                       const std::optional<std::string>& withRecordingId,
                                                       ErrorReply withErrorReply) {
+    link_->startBridge();
     link_->begin(
         serviceCall("startDetectionAndCaptureTo", bus::textFrom(captureDirectoryURL), bus::textFrom(withRecordingId)),
         withErrorReply);

@@ -46,6 +46,7 @@ public:
 
     /// The reply is called only when starting failed: with the service's error, or with one of
     /// `kCaptureServiceClientErrorDomain`. When the bus is gone already, that happens before the call returns.
+    /// The bus is asked, too, to start the bridge that finds the user's office, if it knows one that does not run yet.
     void startDetectionAndCaptureTo(const std::optional<std::filesystem::path>& captureDirectoryURL,
                                     const std::optional<std::string>& withRecordingId,
                                     ErrorReply withErrorReply) override;

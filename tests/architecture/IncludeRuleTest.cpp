@@ -33,9 +33,12 @@ const std::map<std::string, std::set<std::string>> kMayInclude = {
 };
 
 /// The wiring: the files of a program that know the platform.
-const std::set<fs::path> kWiring = {"KeynoteCaptureService/main.cpp", "tools/keynote-capture/KeynotesCommand.cpp",
+const std::set<fs::path> kWiring = {"KeynoteCaptureService/main.cpp",
+                                    "tools/keynote-capture/KeynotesCommand.cpp",
                                     "tools/keynote-capture/OpenDeck.cpp",
-                                    "tools/keynote-capture/lecture/LectureFiles.cpp", "tools/soap-call/soap-call.cpp"};
+                                    "tools/keynote-capture/lecture/LectureFiles.cpp",
+                                    "tools/keynote-capture/office/SetupCommand.cpp",
+                                    "tools/soap-call/soap-call.cpp"};
 
 /// What the product gets from the ports instead: time, threads, descriptors, systems and buses.
 const std::regex kForbiddenInProduct(

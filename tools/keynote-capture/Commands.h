@@ -56,6 +56,16 @@ struct KeynotesOptions {
 /// `kOperationFailed` when the search cannot be started. An interruption ends the process at once.
 [[nodiscard]] ExitStatus listKeynotes(const KeynotesOptions& options);
 
+struct SetupOptions {
+    std::filesystem::path profile;         ///< the office's, `user` is in it; empty for this user's
+    std::string pipe = "keynote-capture";  ///< on which the office is to listen
+    bool undo = false;
+};
+
+/// Has the office of this user listen for the bridge from its next start on, or no longer. `kOperationFailed` when
+/// an office runs, or when its settings cannot be read or written or say something else.
+[[nodiscard]] ExitStatus setUpOffice(const SetupOptions& options);
+
 enum class ExportFormat { vtt, ffmetadata, matroska, ogm, json, csv };
 
 struct ExportOptions {

@@ -10,6 +10,8 @@
 #include <unistd.h>
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <functional>
 #include <map>
@@ -193,6 +195,27 @@ void addKeynotes(CLI::App& app, Run& chosen) {
     command.callback([options, &chosen] { chosen = [options] { return listKeynotes(*options); }; });
 }
 
+std::string checkPipe(const std::string& text) {
+    const auto isUsable = [](unsigned char byte) { return std::isalnum(byte) != 0 || byte == '-' || byte == '_'; };
+    return !text.empty() && std::ranges::all_of(text, isUsable) ? std::string() : "must be letters, digits, - and _";
+}
+
+void addSetup(CLI::App& app, Run& chosen) {
+    auto& command = *app.add_subcommand("setup", "Have your LibreOffice found by recordings from its next start on");
+    const auto options = std::make_shared<SetupOptions>();
+    command.add_flag("--undo", options->undo, "Take back what an earlier setup has changed");
+    command.add_option("--profile", options->profile, "LibreOffice's profile, if it is not the usual one")
+        ->check(CLI::Validator(checkPath, "DIR"))
+        ->option_text("DIR");
+    command.add_option("--pipe", options->pipe, "Where LibreOffice is to listen, for a bridge with the same option")
+        ->check(CLI::Validator(checkPipe, "NAME"))
+        ->option_text("NAME (default: keynote-capture)");
+    command.callback([options, &chosen] {
+        if (!options->profile.empty()) options->profile = absoluteDirectory(options->profile);
+        chosen = [options] { return setUpOffice(*options); };
+    });
+}
+
 int run(int argc, char** argv) try {
     openStandardStreams();
     CLI::App app("Watches a presentation program through the capture service.", "keynote-capture");
@@ -200,8 +223,8 @@ int run(int argc, char** argv) try {
     app.require_subcommand(1);
     app.footer(kFooter);
     Run chosen;
-    for (const auto add :
-         {addRecord, addStopPresenting, addWindows, addExtract, addWaitForSaving, addKeynotes, addExport, addRecover}) {
+    for (const auto add : {addRecord, addStopPresenting, addWindows, addExtract, addWaitForSaving, addKeynotes,
+                           addExport, addRecover, addSetup}) {
         add(app, chosen);
     }
     try {
