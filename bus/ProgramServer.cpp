@@ -6,6 +6,7 @@
 #include "bus/ProgramValues.h"
 #include "ports/CaptureNames.h"
 
+#include <cctype>
 #include <utility>
 
 namespace bus {
@@ -127,6 +128,16 @@ Failure refusal(const std::string& sentence) {
 std::string instanceName(std::int64_t number) {
     // The name must differ for each process: several programs may run at a time.
     return kKeynoteBundleIdentifier + (kInstanceInfix + std::to_string(number));
+}
+
+std::string bridgeName(const std::string& pipe) {
+    std::string name = kBridgeName;
+    if (pipe == kBridgePipe) return name;
+    name += ".pipe_";
+    for (const unsigned char byte : pipe) {
+        name += std::isalnum(byte) != 0 ? std::string(1, static_cast<char>(byte)) : "_" + std::to_string(byte) + "_";
+    }
+    return name;
 }
 
 std::unique_ptr<ProgramServer> ProgramServer::publish(Connection& connection, Program& program) {

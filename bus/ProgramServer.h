@@ -48,6 +48,8 @@ public:
 [[nodiscard]] Failure refusal(const std::string& sentence);
 /// The name that a program takes: its bundle identifier and a number of its own.
 [[nodiscard]] std::string instanceName(std::int64_t number);
+/// The name of the bridge that waits for the offices of a pipe. That of the usual pipe can be started by the bus.
+[[nodiscard]] std::string bridgeName(const std::string& pipe);
 
 /// A program on a connection, under no name yet, until this is dropped.
 class ProgramServer : public Registration {

@@ -1,9 +1,8 @@
 #include "presenters/impress/Turns.h"
 
 #include "bus/Names.h"
+#include "bus/ProgramServer.h"
 
-#include <fmt/format.h>
-#include <cctype>
 #include <chrono>
 #include <future>
 #include <memory>
@@ -18,23 +17,12 @@ using namespace std::chrono_literals;
 constexpr auto kLongestHandOver = 2s;
 constexpr auto kReplyTimeout = 5s;
 
-/// The pipe of the name that the bus can start has the name itself, others one of their own.
-std::string nameFor(const std::string& pipe) {
-    std::string name = bus::kBridgeName;
-    if (pipe == bus::kBridgePipe) return name;
-    name += ".pipe_";
-    for (const unsigned char byte : pipe) {
-        name += std::isalnum(byte) != 0 ? std::string(1, static_cast<char>(byte)) : fmt::format("_{:02x}", byte);
-    }
-    return name;
-}
-
 }  // namespace
 
 Turns::Turns(bus::SessionBus& bus, const std::string& pipe)
     : bus_(bus),
       daemon_(bus.connection(), bus::kBusDaemon, bus::kBusDaemonPath),
-      name_(nameFor(pipe)),
+      name_(bus::bridgeName(pipe)),
       jobName_(name_ + ".Job") {}
 
 bool Turns::stand() {

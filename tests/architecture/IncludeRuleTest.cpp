@@ -38,6 +38,7 @@ const std::set<fs::path> kWiring = {"KeynoteCaptureService/main.cpp",
                                     "tools/keynote-capture/OpenDeck.cpp",
                                     "tools/keynote-capture/lecture/LectureFiles.cpp",
                                     "tools/keynote-capture/office/SetupCommand.cpp",
+                                    "tools/keynote-capture/status/BusFacts.cpp",
                                     "tools/soap-call/soap-call.cpp"};
 
 /// What the product gets from the ports instead: time, threads, descriptors, systems and buses.

@@ -66,6 +66,21 @@ struct SetupOptions {
 /// an office runs, or when its settings cannot be read or written or say something else.
 [[nodiscard]] ExitStatus setUpOffice(const SetupOptions& options);
 
+struct StatusOptions {
+    std::filesystem::path directory;       ///< absolute; where captures are to go
+    std::string pipe = "keynote-capture";  ///< on which the office listens
+    bool json = false;
+};
+
+/// Prints what a recording needs and whether it is there, with what helps where it is not. Starts the service, and ends
+/// within a quarter of a minute whatever hangs. `kNoService` without a bus or a service, `kOperationFailed` when a
+/// recording would not work for another reason. A program that does not run yet is none.
+[[nodiscard]] ExitStatus status(const StatusOptions& options);
+
+/// The same question on a thread of its own, for a recording that sees no program: tells the first thing that is
+/// missing, if any.
+void complainOfWhatIsMissing(const std::filesystem::path& directory);
+
 enum class ExportFormat { vtt, ffmetadata, matroska, ogm, json, csv };
 
 struct ExportOptions {

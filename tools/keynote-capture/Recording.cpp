@@ -21,6 +21,8 @@ constexpr auto kMostTimeWithoutBus = 10s;
 /// After a start the service finds the program, and asks it, within a few polls.
 constexpr auto kFirstLook = 2s;
 constexpr auto kReplyTimeout = 25s;
+/// A program that runs is found within moments of the start.
+constexpr auto kLongestSearch = 5s;
 
 Instant now() {
     return std::chrono::steady_clock::now();
@@ -39,6 +41,7 @@ std::optional<ExitStatus> Recording::begin() {
     if (!connect(error)) return reported(*error);
     takeOver();
     start();
+    missingAt_ = now() + kLongestSearch;
     // On standard error: standard output has the events only.
     if (!options_.json) {
         complain("Captures go to " + printable(options_.directory) + "; interrupt (Ctrl-C) to stop.");
@@ -76,13 +79,18 @@ void Recording::takeOver() {
 }
 
 std::optional<Instant> Recording::deadline() const {
-    if (retryAt_) return retryAt_;
+    std::vector<Instant> all;
     const bool isLacking = std::ranges::any_of(shows_, [](const auto& show) { return show.state() == State::lacking; });
-    return isLacking ? std::optional(quietUntil_) : std::nullopt;
+    if (retryAt_) all.push_back(*retryAt_);
+    if (isLacking && !retryAt_) all.push_back(quietUntil_);
+    if (missingAt_) all.push_back(*missingAt_);
+    const auto first = std::ranges::min_element(all);
+    return first == all.end() ? std::nullopt : std::optional(*first);
 }
 
 std::optional<ExitStatus> Recording::operator()(const host::DelegateCall& call) {
     hasStarted_ = true;
+    missingAt_.reset();
     if (!writer_->write(call)) return outputFailed();
     std::visit([this](const auto& each) { this->note(each); }, call);
     return goOn();
@@ -140,6 +148,10 @@ std::optional<ExitStatus> Recording::startAgain() {
 }
 
 std::optional<ExitStatus> Recording::operator()(const TimedOut&) {
+    if (missingAt_ && now() >= *missingAt_) {
+        missingAt_.reset();
+        complainOfWhatIsMissing(options_.directory);
+    }
     if (retryAt_ && now() >= *retryAt_) return startAgain();
     return goOn();
 }

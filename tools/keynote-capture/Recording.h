@@ -70,6 +70,7 @@ private:
     bool stopping_ = false;
     std::optional<Instant> retryAt_;    ///< the service, or the bus, is gone and looked for again then
     std::optional<Instant> busLostAt_;  ///< since when there is no bus
+    std::optional<Instant> missingAt_;  ///< when to look what is missing, unless a program is found before
     Instant quietUntil_;                ///< until then a show may run that the service has not seen yet
 };
 

@@ -200,6 +200,12 @@ std::string checkPipe(const std::string& text) {
     return !text.empty() && std::ranges::all_of(text, isUsable) ? std::string() : "must be letters, digits, - and _";
 }
 
+void addPipe(CLI::App& command, std::string& pipe) {
+    command.add_option("--pipe", pipe, "Where LibreOffice listens, for a bridge with the same option")
+        ->check(CLI::Validator(checkPipe, "NAME"))
+        ->option_text("NAME (default: keynote-capture)");
+}
+
 void addSetup(CLI::App& app, Run& chosen) {
     auto& command = *app.add_subcommand("setup", "Have your LibreOffice found by recordings from its next start on");
     const auto options = std::make_shared<SetupOptions>();
@@ -207,12 +213,24 @@ void addSetup(CLI::App& app, Run& chosen) {
     command.add_option("--profile", options->profile, "LibreOffice's profile, if it is not the usual one")
         ->check(CLI::Validator(checkPath, "DIR"))
         ->option_text("DIR");
-    command.add_option("--pipe", options->pipe, "Where LibreOffice is to listen, for a bridge with the same option")
-        ->check(CLI::Validator(checkPipe, "NAME"))
-        ->option_text("NAME (default: keynote-capture)");
+    addPipe(command, options->pipe);
     command.callback([options, &chosen] {
         if (!options->profile.empty()) options->profile = absoluteDirectory(options->profile);
         chosen = [options] { return setUpOffice(*options); };
+    });
+}
+
+void addStatus(CLI::App& app, Run& chosen) {
+    auto& command = *app.add_subcommand("status", "Tell what a recording needs, and how to get what is missing");
+    const auto options = std::make_shared<StatusOptions>();
+    command.add_option("--to", options->directory, "Where captures are to go")
+        ->check(CLI::Validator(checkPath, "DIR"))
+        ->option_text("DIR (default: here)");
+    addPipe(command, options->pipe);
+    command.add_flag("--json", options->json, "One JSON object on standard output");
+    command.callback([options, &chosen] {
+        options->directory = absoluteDirectory(options->directory.empty() ? "." : options->directory);
+        chosen = [options] { return status(*options); };
     });
 }
 
@@ -224,7 +242,7 @@ int run(int argc, char** argv) try {
     app.footer(kFooter);
     Run chosen;
     for (const auto add : {addRecord, addStopPresenting, addWindows, addExtract, addWaitForSaving, addKeynotes,
-                           addExport, addRecover, addSetup}) {
+                           addExport, addRecover, addSetup, addStatus}) {
         add(app, chosen);
     }
     try {
