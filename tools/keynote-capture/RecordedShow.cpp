@@ -8,6 +8,9 @@
 #include "tools/keynote-capture/lecture/LectureFiles.h"
 
 #include <fmt/format.h>
+#include <algorithm>
+#include <fstream>
+#include <iterator>
 #include <utility>
 
 namespace keynote_capture {
@@ -28,6 +31,16 @@ fs::path directoryOf(const fs::path& captureDirectory, const std::optional<std::
 
 std::optional<std::string> fileNameOrNothing(const std::optional<std::string>& name) {
     return name && isFileName(*name) ? name : std::nullopt;
+}
+
+/// Whether the end of a JPEG file is there, as it may not be after a power cut or when its program died. Its marker
+/// never occurs in an image's data (ITU T.81, B.1.1.5); a program may write something behind it.
+bool isWholeImage(const fs::path& file) {
+    constexpr std::streamoff kMostBehind = 4096;
+    std::ifstream image(file, std::ios::binary | std::ios::ate);
+    image.seekg(std::max<std::streamoff>(image.tellg() - kMostBehind, 0));
+    const std::string end{std::istreambuf_iterator<char>(image), {}};
+    return end.find("\xFF\xD9") != std::string::npos;
 }
 
 }  // namespace
@@ -89,6 +102,14 @@ void RecordedShow::lose(const std::string& reason) {
     }
 }
 
+void RecordedShow::mend() {
+    state_ = State::mending;
+    // An image is never moved over anything, not even over half of itself.
+    std::error_code failure;
+    for (const auto& name : missingImages())
+        fs::rename(directory_ / name, directory_ / ("." + name + ".half"), failure);
+}
+
 void RecordedShow::mended() {
     ++attempts_;
     settle();
@@ -133,10 +154,9 @@ void RecordedShow::writeContinues(const RecordedShow& lost) {
 std::vector<std::string> RecordedShow::missingImages() const {
     std::vector<std::string> missing;
     if (!hasDirectory()) return missing;
-    std::error_code failure;
     for (const auto slide : slides_) {
         auto name = capture::imageFileName(slide);
-        if (!fs::exists(directory_ / name, failure)) missing.push_back(std::move(name));
+        if (!isWholeImage(directory_ / name)) missing.push_back(std::move(name));
     }
     return missing;
 }

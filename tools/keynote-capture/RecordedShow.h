@@ -29,8 +29,8 @@ public:
     void end(const host::StoppedPresenting& call);
     /// The service that told of it has gone.
     void lose(const std::string& reason);
-    /// From now on its images are being made.
-    void mend() { state_ = State::mending; }
+    /// From now on the images that are missing are being made. Halves of them give way, under hidden names.
+    void mend();
     /// That has come to an end. The second time it stays as it is.
     void mended();
     /// What is missing will not be made.
@@ -42,7 +42,7 @@ public:
     [[nodiscard]] State state() const { return state_; }
     [[nodiscard]] const std::optional<std::string>& presentationID() const { return presentationID_; }
     [[nodiscard]] std::filesystem::path archive() const { return directory_ / archive_.value_or(""); }
-    /// The names of the images of slides that were shown and are not there. Looks.
+    /// The names of the images of slides that were shown and are not there, or not whole. Looks.
     [[nodiscard]] std::vector<std::string> missingImages() const;
     /// Whether the text of its slides is there. Looks.
     [[nodiscard]] bool hasText() const;

@@ -159,10 +159,12 @@ TEST_F(RecordTest, AMissingOrBrokenServiceIsStatusThree) {
 TEST_F(RecordTest, MakesImagesThatDoNotComeFromTheArchiveCopyBetweenTheShows) {
     const auto show = directory_.path() / "ID";
     writeFile(show / "ID.key", "deck");
-    writeFile(show / "slide.001.jpg", "image");
+    const std::string image = "\xFF\xD8\xFF\xD9";
+    writeFile(show / "slide.001.jpg", image);
+    writeFile(show / "slide.007.jpg", "\xFF\xD8 half");
     bool brings = false;
     FakeService service(bus_.address(), {{"extractSlideFiles", [&](auto& it) {
-                                              if (brings) writeFile(show / "slide.007.jpg", "image");
+                                              if (brings) writeFile(show / "slide.007.jpg", image);
                                               it.host().extractedSlideFilesForPresentation(
                                                   show / "ID.key", brings ? noError() : errorStruct(5));
                                               brings = true;
@@ -185,6 +187,7 @@ TEST_F(RecordTest, MakesImagesThatDoNotComeFromTheArchiveCopyBetweenTheShows) {
     EXPECT_EQ(tool.exitStatus(), 0) << tool.complaints();
     EXPECT_EQ(tool.restOfOutput(), "{\"event\":\"finished\",\"shows\":2,\"problems\":[]}\n");
     EXPECT_THAT(contentsOf(show / "timeline.jsonl"), HasSubstr(R"({"event":"finished","images":2,"missing":[])"));
+    EXPECT_EQ(contentsOf(show / ".slide.007.jpg.half"), "\xFF\xD8 half");
 }
 
 TEST_F(RecordTest, AServiceThatVanishesIsStartedAgainAndTheGapIsTold) {
