@@ -162,7 +162,7 @@ public:
                 continue;
             }
             const bool isCall = WSTOPSIG(status) == (SIGTRAP | 0x80);
-            const auto call = isCall ? take(thread) : std::nullopt;
+            auto call = isCall ? take(thread) : std::nullopt;
             stopped_ = thread;
             if (call) return call;
             // A new thread begins with a stop, a new program with a trap; neither is for the process.
