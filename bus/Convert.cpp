@@ -97,6 +97,12 @@ ErrorPtr errorFrom(const ErrorStruct& value) {
     return std::make_shared<const Error>(domain, code, std::move(info));
 }
 
+std::pair<std::int64_t, std::int64_t> microsecondsFrom(const TimeBounds& bounds) {
+    using std::chrono::microseconds;
+    return {std::chrono::floor<microseconds>(bounds.earliest.value_or(Instant()).time_since_epoch()).count(),
+            std::chrono::ceil<microseconds>(bounds.latest.time_since_epoch()).count()};
+}
+
 std::int64_t microsecondsFrom(Date date) {
     return date.time_since_epoch().count();
 }

@@ -3,6 +3,7 @@
 #include "base/Error.h"
 #include "base/FileURL.h"
 #include "base/Time.h"
+#include "base/TimeBounds.h"
 #include "bus/Failure.h"
 
 #include <sdbus-c++/Types.h>
@@ -11,6 +12,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 /// How values travel on the bus, in both directions.
 namespace bus {
@@ -40,6 +42,9 @@ using ErrorStruct = sdbus::Struct<std::string, std::int32_t, std::map<std::strin
 [[nodiscard]] ErrorPtr errorFrom(const ErrorStruct& value);
 
 [[nodiscard]] std::int64_t microsecondsFrom(Date date);
+/// Earliest, 0 for none, and latest by the steady clock. Rounded outwards: what happened must not lie outside for want
+/// of a digit.
+[[nodiscard]] std::pair<std::int64_t, std::int64_t> microsecondsFrom(const TimeBounds& bounds);
 [[nodiscard]] Date dateFrom(std::int64_t microseconds);
 
 }  // namespace bus

@@ -65,17 +65,6 @@ using BoundsStruct = sdbus::Struct<std::int64_t, std::int64_t>;
 using VisitStruct = sdbus::Struct<std::int64_t, std::int64_t, std::int64_t, std::int64_t>;
 using EndStruct = sdbus::Struct<std::string, std::int64_t, std::int64_t>;
 
-std::int64_t microsecondsFrom(Instant time) {
-    return std::chrono::floor<std::chrono::microseconds>(time.time_since_epoch()).count();
-}
-
-/// Earliest and latest as they travel. A program always knows when it noticed a thing at the earliest.
-std::pair<std::int64_t, std::int64_t> microsecondsFrom(const TimeBounds& bounds) {
-    return {microsecondsFrom(bounds.earliest.value_or(Instant())),
-            // Rounded up: what happened must not lie outside for want of a digit.
-            std::chrono::ceil<std::chrono::microseconds>(bounds.latest.time_since_epoch()).count()};
-}
-
 /// What makes no sense is as if it were not told: the times are an addition, and a poll is good without them.
 ScriptingTimes timesFrom(const Dictionary& values) {
     ScriptingTimes times;

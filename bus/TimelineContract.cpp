@@ -19,9 +19,8 @@ constexpr std::uint32_t kVersion = 1;
 using Times = sdbus::Struct<std::int64_t, std::int64_t>;
 
 /// 0 stands for nothing.
-template <typename Time>
-std::int64_t microsecondsSince(const std::optional<Time>& time) {
-    return time ? std::chrono::floor<std::chrono::microseconds>(time->time_since_epoch()).count() : 0;
+std::int64_t microsecondsOf(const std::optional<Date>& date) {
+    return date ? microsecondsFrom(*date) : 0;
 }
 
 /// What followers can ask for.
@@ -38,7 +37,7 @@ struct Shown {
         // A show that is seen again shows the slide that it showed before until the next entry tells another.
         if (entry.event == TimelineEvent::unseenFrom || entry.event == TimelineEvent::unseenTo) return;
         slideNumber = entry.slideNumber;
-        since = Times(microsecondsSince(report.earliest), microsecondsFrom(report.latest));
+        since = Times(microsecondsOf(report.earliest), microsecondsFrom(report.latest));
     }
 };
 
@@ -57,9 +56,10 @@ public:
         if (bus_->hasStopped()) return;
         const auto& entry = report.entry;
         guarded([&] {
+            const auto [steadyEarliest, steadyLatest] = microsecondsFrom(entry.at);
             emitEntry(validUTF8(report.recordingID), report.presentationID, nameOf(entry.event), entry.slideNumber,
-                      entry.position.value_or(0), microsecondsSince(report.earliest), microsecondsFrom(report.latest),
-                      microsecondsSince(entry.at.earliest), microsecondsSince(std::optional(entry.at.latest)));
+                      entry.position.value_or(0), microsecondsOf(report.earliest), microsecondsFrom(report.latest),
+                      steadyEarliest, steadyLatest);
         });
     }
 
