@@ -3,6 +3,7 @@
 #include "presenters/impress/Uno.h"
 
 #include <com/sun/star/document/XDocumentEventListener.hpp>
+#include <com/sun/star/document/XEventListener.hpp>
 #include <com/sun/star/lang/DisposedException.hpp>
 #include <com/sun/star/presentation/XSlideShowListener.hpp>
 #include <cppuhelper/implbase1.hxx>
@@ -57,6 +58,22 @@ public:
 
 private:
     const ShowEvents events_;
+};
+
+/// Hears what happens to a document and its shows.
+class ModelListener : public cppu::WeakImplHelper1<css::document::XEventListener> {
+public:
+    using Hear = std::function<void(const css::document::EventObject&)>;
+
+    explicit ModelListener(Hear hear) : hear_(std::move(hear)) {}
+
+    void SAL_CALL notifyEvent(const css::document::EventObject& event) override {
+        heard([&] { hear_(event); });
+    }
+    void SAL_CALL disposing(const css::lang::EventObject& /*source*/) override {}
+
+private:
+    const Hear hear_;
 };
 
 /// Hears what happens to the documents of an office.

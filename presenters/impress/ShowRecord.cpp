@@ -15,6 +15,10 @@ void ShowRecord::begins(std::string documentID, std::optional<Instant> notBefore
     notBefore_ = *notBefore;
 }
 
+void ShowRecord::isNotBefore(Instant notBefore) {
+    if (phase_ == Phase::starting) notBefore_ = notBefore;
+}
+
 void ShowRecord::comes(std::int64_t slideNumber, std::int64_t position, Instant notBefore) {
     coming_.reset();
     if (slideNumber <= 0 || (phase_ != Phase::starting && phase_ != Phase::running)) return;
@@ -47,7 +51,9 @@ void ShowRecord::ends(Instant notBefore) {
 }
 
 void ShowRecord::hasEnded(Instant by) {
-    if (std::exchange(phase_, Phase::none) == Phase::ending) times_.ended(documentID_, {notBefore_, by});
+    if (phase_ != Phase::ending) return;
+    phase_ = Phase::none;
+    times_.ended(documentID_, {notBefore_, by});
 }
 
 PresentingState ShowRecord::told(PresentingState state, Instant now) const {

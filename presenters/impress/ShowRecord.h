@@ -21,6 +21,8 @@ public:
     /// A show of this document, of which nothing was on the screen before `notBefore`. Without that the show runs
     /// already, and only what comes from now on is told.
     void begins(std::string documentID, std::optional<Instant> notBefore);
+    /// Nothing of the show that begins was on the screen before `notBefore`.
+    void isNotBefore(Instant notBefore);
     /// A slide that was not on the screen before `notBefore`; its position counts from 1, 0 outside of the show. A
     /// slide without a number is unknown, and is not told.
     void comes(std::int64_t slideNumber, std::int64_t position, Instant notBefore);
@@ -32,10 +34,12 @@ public:
     void pauses() { shown_.reset(); }
     /// The show was on the screen until `notBefore`.
     void ends(Instant notBefore);
-    /// It is off the screen.
+    /// If it has ended, it is off the screen.
     void hasEnded(Instant by);
     /// Whether it is to be found out that something is on the screen.
     [[nodiscard]] bool awaitsScreen() const { return isStarting() || coming_; }
+    /// Whether it is to be found out that the show is off the screen.
+    [[nodiscard]] bool isEnding() const { return phase_ == Phase::ending; }
     /// Whether nothing of the show is known to be on the screen.
     [[nodiscard]] bool isStarting() const { return phase_ == Phase::starting; }
 

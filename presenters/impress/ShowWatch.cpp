@@ -5,10 +5,12 @@
 #include "presenters/impress/EndListener.h"
 #include "presenters/impress/ShowListeners.h"
 #include "presenters/impress/ShowRecord.h"
+#include "presenters/impress/Waker.h"
 #include "runtime/LoopThread.h"
 
 #include <algorithm>
 #include <com/sun/star/document/XDocumentEventBroadcaster.hpp>
+#include <com/sun/star/document/XEventBroadcaster.hpp>
 #include <com/sun/star/frame/theGlobalEventBroadcaster.hpp>
 #include <com/sun/star/lang/XComponent.hpp>
 #include <com/sun/star/presentation/XPresentationSupplier.hpp>
@@ -30,6 +32,9 @@ namespace {
 /// Between a show's view and the show itself: the office takes 25 ms and more.
 constexpr auto kStartCheck = 3ms;
 constexpr auto kLongestStart = 1s;
+/// How often an office that is to draw is woken, and for how long.
+constexpr auto kWakeInterval = 1500us;
+constexpr auto kLongestWaking = 100ms;
 /// A show's first slide has to wait for its window, too.
 constexpr int kFirstLags = 4;
 
@@ -69,18 +74,16 @@ public:
             broadcaster->addDocumentEventListener(new DocumentListener([weak = weak_from_this()](const auto& event) {
                 if (const auto watch = weak.lock()) watch->documentEvent(event);
             }));
+            if (lag_ == 0ms) waker_.emplace(context);
         });
     }
 
     void found(const std::string& documentID, const Reference<XSlideShowController>& show) {
         const std::lock_guard lock(mutex_);
-        if (show.get() == show_.get()) return;
-        show_ = show;
-        comingSlides_ = 0;
-        record_.begins(documentID,
-                       opened_ && opened_->documentID == documentID ? std::optional(opened_->at) : std::nullopt);
-        opened_.reset();
-        push([this, show] { listenTo(show); });
+        if (isWatched(show)) return;
+        begins(documentID, show,
+               opened_ && opened_->documentID == documentID ? std::optional(opened_->at) : std::nullopt);
+        push([this, show] { listenTo(show, false); });
     }
 
     [[nodiscard]] PresentingState told(PresentingState state) {
@@ -94,6 +97,8 @@ private:
         std::string documentID;
         Reference<XPresentation2> presentation;
         Instant at;
+        Reference<css::document::XEventBroadcaster> document;
+        Reference<css::document::XEventListener> listener;
     };
     using Show = Reference<XSlideShowController>;
 
@@ -122,24 +127,70 @@ private:
         if (!supplier.is() || !model.is()) return;
         const Reference<XPresentation2> presentation(supplier->getPresentation(), UNO_QUERY);
         if (!presentation.is() || presentation->isRunning()) return;
-        const Opened opened{identifierOf(model), presentation, at};
+        Opened opened{identifierOf(model), presentation, at, {model, UNO_QUERY}, {}};
+        hearStartOf(opened);
         const std::lock_guard lock(mutex_);
         opened_ = opened;
         push([this, opened] { lookForShow(opened); });
     }
 
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"  // no other interface tells that a show starts
+    /// A document tells of its shows what the office's broadcaster leaves out; but also of everything else that happens
+    /// in it, so it is heard only until its view has turned out to be that of a show, or of none.
+    void hearStartOf(Opened& opened) {
+        if (!opened.document.is()) return;
+        opened.listener = new ModelListener(
+            [weak = weak_from_this(), id = opened.documentID, presentation = opened.presentation](const auto& event) {
+                const auto watch = weak.lock();
+                if (watch && event.EventName == "OnStartPresentation") watch->starts(id, presentation);
+            });
+        opened.document->addEventListener(opened.listener);
+    }
+    static void forget(const Opened& opened) {
+        if (opened.listener.is()) opened.document->removeEventListener(opened.listener);
+    }
+#pragma GCC diagnostic pop
+
+    /// The show is there, but nothing of it is drawn; its first slide comes when the office goes on.
+    void starts(const std::string& documentID, const Reference<XPresentation2>& presentation) {
+        const auto at = now();
+        const Show show = presentation->getController();
+        if (!show.is()) return;
+        {
+            const std::lock_guard lock(mutex_);
+            if (!isWatched(show)) begins(documentID, show, at);
+        }
+        listenTo(show, true);
+    }
+
+    /// With the lock held.
+    void begins(const std::string& documentID, const Show& show, std::optional<Instant> notBefore) {
+        show_ = show;
+        comingSlides_ = 0;
+        isHeard_ = hasCome_ = false;
+        record_.begins(documentID, notBefore);
+        opened_.reset();
+    }
+
     void lookForShow(const Opened& opened) {
         if (opened.presentation->isRunning()) {
             if (const auto show = opened.presentation->getController(); show.is()) {
-                return found(opened.documentID, show);
+                found(opened.documentID, show);
+                return forget(opened);
             }
         }
         const auto waited = now() - opened.at;
-        if (waited > kLongestStart) return;
+        if (waited > kLongestStart) return forget(opened);
         pushAfter(std::max<Duration>(kStartCheck, waited / 8), [this, opened] { lookForShow(opened); });
     }
 
-    void listenTo(const Show& show) {
+    void listenTo(const Show& show, bool hearsStart) {
+        {
+            const std::lock_guard lock(mutex_);
+            if (!isWatched(show) || std::exchange(isHeard_, true)) return;
+            hearsStart_ = hearsStart;
+        }
         const auto calling = [this, &show](void (Watch::*hear)(const Show&)) {
             return [weak = weak_from_this(), show, hear] {
                 if (const auto watch = weak.lock()) ((*watch).*hear)(show);
@@ -149,25 +200,33 @@ private:
             ->addEventListener(new EndListener(calling(&Watch::ends)));
         show->addSlideShowListener(
             new ShowListener({calling(&Watch::slideComes), calling(&Watch::slideMoves), calling(&Watch::pauses)}));
-        takeFirstSlide(show);
-        settleLater(show);
+        push([this, show] {
+            takeFirstSlide(show);
+            settleLater(show);
+        });
     }
 
-    /// The slide with which a show starts comes before anybody can listen.
+    /// Where nobody has listened when the show started, its first slide has come before.
     void takeFirstSlide(const Show& show) {
+        if (hasCome()) return;
         const auto position = show->getCurrentSlideIndex() + 1;
         const auto page = show->getCurrentSlide();
         const auto number = numberOf(page);
         const std::lock_guard lock(mutex_);
-        if (comingSlides_ == 0 && isWatched(show)) record_.opensWith(number, position);
+        if (!hasCome_ && isWatched(show)) record_.opensWith(number, position);
+    }
+    [[nodiscard]] bool hasCome() {
+        const std::lock_guard lock(mutex_);
+        return hasCome_;
     }
 
     void slideComes(const Show& show) {
-        const auto at = now();
         const auto position = show->getCurrentSlideIndex() + 1;
         const auto page = show->getCurrentSlide();
         const std::lock_guard lock(mutex_);
         if (!isWatched(show)) return;
+        const auto at = now();
+        if (!std::exchange(hasCome_, true) && hearsStart_) record_.isNotBefore(at);
         ++comingSlides_;
         push([this, show, page, position, at] { takeSlide(show, page, position, at); });
     }
@@ -187,6 +246,21 @@ private:
         pushAfter(kLongestDrawing, [this, show, arrival = ++arrivals_] {
             if (arrival == arrivals_) noteShown(show);
         });
+        push([this, arrival = arrivals_] { hasten(arrival, now() + kLongestWaking); });
+    }
+
+    /// Until the next slide or end comes, or this one is done.
+    void hasten(int arrival, Instant until) {
+        if (!waker_ || arrival != arrivals_ || now() > until || !isUnderWay()) return;
+        waker_->wake([weak = weak_from_this(), arrival, until] {
+            const auto watch = weak.lock();
+            if (!watch) return;
+            watch->pushAfter(kWakeInterval, [watch = watch.get(), arrival, until] { watch->hasten(arrival, until); });
+        });
+    }
+    [[nodiscard]] bool isUnderWay() {
+        const std::lock_guard lock(mutex_);
+        return record_.awaitsScreen() || record_.isEnding();
     }
 
     void slideMoves(const Show& show) {
@@ -218,6 +292,7 @@ private:
         const std::lock_guard lock(mutex_);
         if (!isWatched(show)) return;
         record_.ends(now());
+        push([this] { hasten(++arrivals_, now() + kLongestWaking); });
         pushAfter(kLongestDrawing, [this, show] { noteEnd(show); });
     }
 
@@ -233,10 +308,14 @@ private:
     std::mutex mutex_;
     ShowRecord record_;
     std::optional<Opened> opened_;
-    Show show_;             ///< the latest
-    int comingSlides_ = 0;  ///< that are not in the record yet
-    int arrivals_ = 0;      ///< of slides and shows, as the loop has noted them; the loop's own, as is the next one
-    Duration lag_{};        ///< from the office's drawing to the screen
+    Show show_;                ///< the latest
+    bool isHeard_ = false;     ///< whether its listeners are there, or about to be
+    bool hearsStart_ = false;  ///< whether they were before its first slide
+    bool hasCome_ = false;     ///< a slide since then
+    int comingSlides_ = 0;     ///< that are not in the record yet
+    int arrivals_ = 0;         ///< of slides and shows, as the loop has noted them; the loop's own, as is the next one
+    Duration lag_{};           ///< from the office's drawing to the screen
+    std::optional<Waker> waker_;
     runtime::LoopThread thread_{[](const std::string& what) { std::cerr << "Watching a show failed: " + what + "\n"; },
                                 "shows"};
 };

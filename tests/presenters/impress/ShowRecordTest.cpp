@@ -26,8 +26,10 @@ protected:
 };
 
 TEST_F(ShowRecordTest, AShowPlaysOnceItIsOnTheScreen) {
-    record.begins("deck", at(10ms));
+    record.begins("deck", at(5ms));
+    record.isNotBefore(at(10ms));
     record.opensWith(1, 1);
+    record.hasEnded(at(20ms));  // a window of the show has got the focus
     EXPECT_TRUE(record.awaitsScreen());
     EXPECT_EQ(told().playing, false);
     record.isShown(at(50ms));
@@ -38,7 +40,9 @@ TEST_F(ShowRecordTest, AShowPlaysOnceItIsOnTheScreen) {
     EXPECT_EQ(told().times, times);
     EXPECT_EQ(told().firstDocument->currentSlideNumber, 1) << "the screen may show it already, or not yet";
     EXPECT_TRUE(record.awaitsScreen());
+    record.isNotBefore(at(65ms));
     record.isShown(at(70ms));
+    EXPECT_EQ(told().times.showStarted, times.showStarted);
     EXPECT_EQ(told().firstDocument->currentSlideNumber, 2);
 }
 
@@ -64,10 +68,12 @@ TEST_F(ShowRecordTest, AnEndMayTakeHalfASecondUntilItIsKnown) {
     record.begins("deck", at(0ms));
     show(1, 1, 0ms, 5ms);
     record.ends(at(100ms));
+    EXPECT_TRUE(record.isEnding());
     EXPECT_EQ(told(false, 90ms).times.showEnded, bounds(100ms, 600ms));
     EXPECT_EQ(told(false, 3s).times.showEnded, bounds(100ms, 3500ms));
     record.hasEnded(at(130ms));
     record.hasEnded(at(140ms));
+    EXPECT_FALSE(record.isEnding());
     EXPECT_EQ(told(false).times.showEnded, bounds(100ms, 130ms));
     EXPECT_EQ(told(false).times.endedDocumentID, "deck");
     show(2, 2, 150ms, 160ms);
