@@ -9,6 +9,7 @@ import impress
 import inprocess
 import lecture
 import polling
+import restart
 import search
 import soap
 import soapcall
@@ -21,6 +22,7 @@ MEASUREMENTS = {
     "poll": inprocess.poll,
     "start": inprocess.start,
     "polling": polling.measure,
+    "restart": restart.measure,
     "strings": inprocess.strings,
     "text": inprocess.text,
     "search": search.measure,

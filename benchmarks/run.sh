@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds, measures against peers and physical limits, and prints a table.  usage: benchmarks/run.sh [NAME...]
-# The names are http, journal, log, poll, polling, search, soap, soapcall, start, strings, text, tick (all unless told otherwise, four minutes), and
+# The names are http, journal, log, poll, polling, restart, search, soap, soapcall, start, strings, text, tick (all unless told otherwise, four minutes), and
 # extract, impress, lecture and truth.
 # Exit status: 0 every figure is within its limit, 1 one is not or could not be measured, 2 wrong usage.
 set -euo pipefail

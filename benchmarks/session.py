@@ -23,7 +23,9 @@ def wait_for(condition, what, seconds=PATIENCE):
 
 
 class Session:
-    def __init__(self):
+    def __init__(self, services=()):
+        """The bus starts these services: their programs by name."""
+        self._services = dict(services)
         self._processes = []
 
     def __enter__(self):
@@ -39,6 +41,11 @@ class Session:
         self.environment = {**os.environ, "HOME": str(self.folder), "TMPDIR": str(self.folder), "LC_ALL": "C.UTF-8"}
         for name in ("XDG_DATA_HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_RUNTIME_DIR", "WAYLAND_DISPLAY"):
             self.environment.pop(name, None)
+        for name, program in self._services.items():
+            file = self.folder / f"share/dbus-1/services/{name}.service"
+            file.parent.mkdir(parents=True, exist_ok=True)
+            file.write_text(f"[D-BUS Service]\nName={name}\nExec={program}\n")
+            self.environment["XDG_DATA_DIRS"] = f"{self.folder}/share:/usr/local/share:/usr/share"
         bus = self.start("dbus-daemon", "--session", "--nofork", "--print-address=1", stdout=subprocess.PIPE)
         self.environment["DBUS_SESSION_BUS_ADDRESS"] = bus.stdout.readline().strip()
         screen = self.start("Xvfb", "-displayfd", "1", "-screen", "0", "1440x900x24", "-nolisten", "tcp",
