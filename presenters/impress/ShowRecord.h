@@ -38,8 +38,6 @@ public:
     void hasEnded(Instant by);
     /// Whether it is to be found out that something is on the screen.
     [[nodiscard]] bool awaitsScreen() const { return isStarting() || coming_; }
-    /// Whether it is to be found out that the show is off the screen.
-    [[nodiscard]] bool isEnding() const { return phase_ == Phase::ending; }
     /// Whether nothing of the show is known to be on the screen.
     [[nodiscard]] bool isStarting() const { return phase_ == Phase::starting; }
 

@@ -249,18 +249,19 @@ private:
         push([this, arrival = arrivals_] { hasten(arrival, now() + kLongestWaking); });
     }
 
-    /// Until the next slide or end comes, or this one is done.
+    /// Until the next slide comes, or this one is on the screen. Not for an end: there the office's other windows draw
+    /// by its timers, and the focus, which is the sign, must not come to them any earlier than it does.
     void hasten(int arrival, Instant until) {
-        if (!waker_ || arrival != arrivals_ || now() > until || !isUnderWay()) return;
+        if (!waker_ || arrival != arrivals_ || now() > until || !isAwaited()) return;
         waker_->wake([weak = weak_from_this(), arrival, until] {
             const auto watch = weak.lock();
             if (!watch) return;
             watch->pushAfter(kWakeInterval, [watch = watch.get(), arrival, until] { watch->hasten(arrival, until); });
         });
     }
-    [[nodiscard]] bool isUnderWay() {
+    [[nodiscard]] bool isAwaited() {
         const std::lock_guard lock(mutex_);
-        return record_.awaitsScreen() || record_.isEnding();
+        return record_.awaitsScreen();
     }
 
     void slideMoves(const Show& show) {
@@ -292,7 +293,6 @@ private:
         const std::lock_guard lock(mutex_);
         if (!isWatched(show)) return;
         record_.ends(now());
-        push([this] { hasten(++arrivals_, now() + kLongestWaking); });
         pushAfter(kLongestDrawing, [this, show] { noteEnd(show); });
     }
 
