@@ -1,5 +1,6 @@
 #include "KeynoteCaptureService/ServiceDelegate.h"
 #include "platform/linux/LinuxPlatform.h"
+#include "runtime/OutOfMemory.h"
 
 #include <CLI/CLI.hpp>
 #include <clocale>
@@ -12,6 +13,8 @@ int main(int argc, char** argv) {
     std::setlocale(LC_MESSAGES, "");
     // Standard error may be closed at the other end; that must not end a recording.
     std::signal(SIGPIPE, SIG_IGN);
+    // Half of its work done would be worse than none: hosts hear that it went, and the bus starts it again.
+    runtime::endProcessWhenMemoryRunsOut();
 
     CLI::App arguments("Watches a presentation program for hosts that record lectures. Started by the session bus.",
                        "KeynoteCaptureService");

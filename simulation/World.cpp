@@ -27,7 +27,7 @@ World::World(Story::Reader reader) : story_(platform.dispatch, std::move(reader)
 }
 
 World::~World() {
-    if (story_.objection()) {
+    if (!hasEnded_) {
         // What was going on comes to its end, so that nothing is left of it.
         platform.serviceFiles.begin();
         for (const auto& program : programs_) quit(*program);
@@ -138,6 +138,7 @@ void World::finish() {
     runUntil(now() + 100s);
     passTo(now() + 1s);
     if (!story_.objection()) promises_.ended();
+    hasEnded_ = !story_.objection();
 }
 
 void World::dismissHosts() {

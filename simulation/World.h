@@ -54,6 +54,8 @@ public:
     /// Carries out everything, then ends it: programs quit, hosts leave, and what waits comes to its end. Answers the
     /// sentence about the first promise that was broken.
     [[nodiscard]] std::optional<std::string> run(const Events& events);
+    /// The same, should something be thrown on the way.
+    [[nodiscard]] const std::optional<std::string>& objection() const { return story_.objection(); }
 
     [[nodiscard]] Instant now() const { return platform.dispatch.steadyNow(); }
     /// When what is due at a moment is done: then, or as soon as anything can run.
@@ -121,6 +123,7 @@ private:
     std::size_t launches_ = 0;
     int stops_ = 0;
     int kills_ = 0;
+    bool hasEnded_ = false;  ///< all that was going on has come to its end
     Handle listObservation_;
 };
 

@@ -150,6 +150,7 @@ std::vector<std::string> cellsOf(const std::string& row) {
     std::vector<std::string> cells;
     // With a bar at the end, or an empty last cell would be lost.
     std::istringstream words(row + '|');
+    words.exceptions(std::ios::badbit);  // nor be without cells that memory lacks for
     for (std::string cell; std::getline(words, cell, '|');) cells.push_back(withLineFeeds(cell));
     return cells;
 }

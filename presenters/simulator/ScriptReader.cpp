@@ -23,6 +23,7 @@ ScriptReader::ScriptReader(Simulator& simulator, BadLine onBadLine)
 void ScriptReader::read(const std::string& text, const std::string& name) {
     std::vector<Simulator::Entry> entries;
     std::istringstream lines(text);
+    lines.exceptions(std::ios::badbit);  // want of memory must not pass for the end of the script
     for (std::string line; std::getline(lines, line);) {
         if (!parse(line, name, entries)) return;
     }

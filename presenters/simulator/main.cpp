@@ -8,6 +8,7 @@
 #include "presenters/simulator/Simulator.h"
 #include "presenters/simulator/SlideImage.h"
 #include "runtime/Loop.h"
+#include "runtime/OutOfMemory.h"
 
 #include <fmt/format.h>
 #include <unistd.h>
@@ -107,6 +108,7 @@ private:
 }  // namespace
 
 int main(int argc, char** argv) {
+    runtime::endProcessWhenMemoryRunsOut();
     int status = 0;
     const auto options = parseOptions(argc, argv, status);
     if (!options) return status;

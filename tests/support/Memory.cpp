@@ -8,7 +8,15 @@
 namespace {
 
 thread_local std::size_t largest = memory::kUnlimited;
+thread_local std::size_t untilFailure = 0;
+thread_local bool failed = false;
 std::atomic<std::size_t> heldBytes = 0;
+
+bool mayHave(std::size_t size) {
+    const bool isTheOne = untilFailure > 0 && --untilFailure == 0;
+    if (isTheOne) failed = true;
+    return !isTheOne && size <= largest;
+}
 
 }  // namespace
 
@@ -16,12 +24,25 @@ void memory::failAbove(std::size_t size) {
     largest = size;
 }
 
+void memory::failAt(std::size_t number) {
+    untilFailure = number;
+    failed = false;
+}
+
+void memory::failNoMore() {
+    untilFailure = 0;
+}
+
+bool memory::hasFailed() {
+    return failed;
+}
+
 std::size_t memory::inUse() {
     return heldBytes;
 }
 
 void* operator new(std::size_t size, const std::nothrow_t& /*nothing*/) noexcept {
-    void* const piece = size > largest ? nullptr : std::malloc(size);
+    void* const piece = mayHave(size) ? std::malloc(size) : nullptr;
     if (piece != nullptr) heldBytes += ::malloc_usable_size(piece);
     return piece;
 }

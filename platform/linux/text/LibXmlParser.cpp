@@ -46,6 +46,13 @@ std::string description(const xmlError& error) {
     return text;
 }
 
+/// What is short of memory deep inside has no context to tell.
+bool lacksMemory(const xmlParserCtxt& context) {
+    const auto* const last = xmlGetLastError();
+    return context.errNo == XML_ERR_NO_MEMORY || context.lastError.code == XML_ERR_NO_MEMORY ||
+           (last != nullptr && last->code == XML_ERR_NO_MEMORY);
+}
+
 /// Hears of failures for which libxml2 has no other handler, on this thread and meanwhile.
 class GenericErrors {
 public:
@@ -69,7 +76,7 @@ void LibXmlParser::Free::operator()(xmlParserCtxt* context) const {
 template <class Event>
 void LibXmlParser::hear(void* parser, const Event& event) noexcept {
     auto& it = *static_cast<LibXmlParser*>(parser);
-    if (it.failed_) return;
+    if (it.failed_ || it.isUnfit_) return;
     try {
         event(it);
     } catch (...) {
@@ -132,14 +139,17 @@ bool LibXmlParser::finish() {
 
 void LibXmlParser::feed(std::string_view piece, bool last) {
     const GenericErrors errors(this, conversionFailed);
+    xmlResetLastError();
     xmlParseChunk(context_.get(), piece.data(), static_cast<int>(piece.size()), last ? 1 : 0);
     if (thrown_) std::rethrow_exception(std::exchange(thrown_, nullptr));
     if (failed_) return;
-    if (context_->lastError.code == XML_ERR_NO_MEMORY) {
+    if (lacksMemory(*context_)) {
         failed_ = true;
         throw std::bad_alloc();
     }
-    if (context_->wellFormed == 0 || context_->disableSAX != 0) {
+    if (isUnfit_) {
+        fail(XML_I18N_CONV_FAILED, "the bytes do not fit the encoding");
+    } else if (context_->wellFormed == 0 || context_->disableSAX != 0) {
         fail(context_->lastError.code, description(context_->lastError));
     } else if (hasHugeToken()) {
         refuse("a tag or a declaration is too long");
@@ -198,7 +208,7 @@ void LibXmlParser::cdata(void* parser, const xmlChar* text, int length) noexcept
 
 /// libxml2 leaves out what does not fit the encoding and reads on.
 void LibXmlParser::conversionFailed(void* parser, const char* /*format*/, ...) noexcept {
-    hear(parser, [](LibXmlParser& it) { it.fail(XML_I18N_CONV_FAILED, "the bytes do not fit the encoding"); });
+    hear(parser, [](LibXmlParser& it) { it.isUnfit_ = true; });
 }
 
 }  // namespace text

@@ -42,6 +42,7 @@ private:
     std::string held_;  ///< the open end of the last piece
     std::size_t depth_ = 0;
     bool failed_ = false;
+    bool isUnfit_ = false;       ///< the bytes do not fit the encoding, or memory has run out
     std::exception_ptr thrown_;  ///< in the midst of libxml2
 };
 
