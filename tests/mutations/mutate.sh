@@ -29,7 +29,7 @@ while IFS='|' read -r name path expression; do
     if git diff --quiet -- "$path"; then echo "$name: $path no longer has that line" >&2; exit 2; fi
     if ! cmake --build "$build" --target "$program" >"$build/log" 2>&1; then
         printf '%-32s is no program\n' "$name"
-    elif timeout 300 "$build/bin/$program" "${arguments[@]}" >"$build/story" 2>&1; then
+    elif (timeout 300 "$build/bin/$program" "${arguments[@]}"; exit $?) >"$build/story" 2>&1; then
         printf '%-32s SURVIVES %s\n' "$name" "$program ${arguments[*]}"
         survivors=$((survivors + 1))
     else
