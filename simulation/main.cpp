@@ -80,7 +80,14 @@ int main(int argc, char** argv) {
     app.add_option("--minutes", minutes, "Go on for so many minutes instead");
     auto* const one = app.add_option("--seed", seed, "Only this lecture");
     app.add_flag("--trace", isTraced, "Tell the whole lecture, whether or not a promise is broken")->needs(one);
-    CLI11_PARSE(app, argc, argv);
+    app.name("simulate");
+    app.set_version_flag("--version", std::string("simulate ") + KCS_VERSION);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        constexpr int kWrongUsage = 2;
+        return app.exit(error) == 0 ? 0 : kWrongUsage;
+    }
     if (!one->count()) return simulateMany(first, lectures, minutes);
     if (!isTraced) return simulateMany(seed, 1, 0);
     const auto objection = objectionTo(makeLecture(seed), printLine);

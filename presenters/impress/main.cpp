@@ -168,7 +168,10 @@ void waitUntilIdle(ImpressProgram& program, std::chrono::seconds longestIdling) 
 }  // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app("Makes LibreOffice Impress answer as a presentation program on the session bus.");
+    CLI::App app("Makes LibreOffice Impress answer as a presentation program on the session bus.", "keynote-impress");
+    app.failure_message([](const CLI::App* program, const CLI::Error& error) {
+        return program->get_name() + ": " + CLI::FailureMessage::simple(program, error);
+    });
     Options options;
     app.add_option("--pipe", options.pipe, "Pipe of an office started with --accept=\"pipe,name=NAME;urp;\"")
         ->capture_default_str()

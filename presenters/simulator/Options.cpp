@@ -26,6 +26,9 @@ std::optional<Options> parseOptions(int argc, char** argv, int& status) {
     app.add_option("--seconds-per-slide", options.secondsPerSlide, "how long each is shown")
         ->check(CLI::Range(0.0, 3600.0))
         ->capture_default_str();
+    app.failure_message([](const CLI::App* program, const CLI::Error& error) {
+        return program->get_name() + ": " + CLI::FailureMessage::simple(program, error);
+    });
     app.set_version_flag("--version", std::string("keynote-simulator ") + KCS_VERSION);
     try {
         app.parse(argc, argv);

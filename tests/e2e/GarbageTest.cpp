@@ -147,7 +147,7 @@ TEST_F(GarbageTest, SignalsAndRepliesThatNobodyAskedForEndNoProcess) {
     ChildProcess recorder({KEYNOTE_CAPTURE, "record", "--to", captures("others"), "--json"});
     const auto program = present(host);
     host.waitFor("P1 slide 1");
-    recorder.waitForLine(R"({"event":"slideDeck")");
+    recorder.waitForLine(R"({"event":"slideDeckPresentedSlide")");
 
     Client stranger;
     stranger.own("com.apple.iWork.Keynote.instance1");  // so that somebody listens
@@ -175,7 +175,7 @@ TEST_F(GarbageTest, SignalsAndRepliesThatNobodyAskedForEndNoProcess) {
 
     program->play("next");
     EXPECT_THAT(host.waitFor("P1 slide 2"), ElementsAre("launched", "P1 started", "P1 slide 1", "P1 slide 2"));
-    EXPECT_THAT(recorder.waitForLine(R"({"event":"slideDeck")"), HasSubstr(R"("presentedSlide":2)"));
+    EXPECT_THAT(recorder.waitForLine(R"({"event":"slideDeckPresentedSlide")"), HasSubstr(R"("presentedSlide":2)"));
     program->play("stop");
     recorder.waitForLine(R"({"event":"stoppedPresenting")");
     recorder.send(SIGTERM);

@@ -22,7 +22,7 @@ TEST_F(HostsTest, AHostThatIsKilledLeavesTheServiceToOthers) {
     const auto program = launchProgram();
     program->play("open Optics slides 3");
     program->play("start");
-    recorder.waitForLine(R"({"event":"slideDeck")");
+    recorder.waitForLine(R"({"event":"slideDeckPresentedSlide")");
     recorder.send(SIGKILL);
     waitForLog("Stop detection and capture.");
     waitForLog("Stopped polling keynote for status.");

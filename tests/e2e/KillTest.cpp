@@ -80,7 +80,7 @@ TEST_P(KillTest, OfTheRecorderIsMendedByTheNext) {
     first->send(SIGKILL);
     EXPECT_NE(first->exitStatus(), 0);
     const auto second = record();
-    second->waitForLine(R"({"event":"slideDeck")");
+    second->waitForLine(R"({"event":"slideDeckPresentedSlide")");
     show(*second, GetParam() + 1, kSlides);
     end(*second);
     EXPECT_EQ(second->exitStatus(), 0) << second->complaints();

@@ -18,7 +18,7 @@ protected:
         const auto recorder = record();
         show(*recorder, 1, 2);
         program_.play("slide 1");
-        recorder->waitForLine(R"({"event":"slideDeck")");
+        recorder->waitForLine(R"({"event":"slideDeckPresentedSlide")");
         end(*recorder);
         EXPECT_EQ(recorder->exitStatus(), 0) << recorder->complaints();
         return presentations().at(0);

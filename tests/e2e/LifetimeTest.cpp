@@ -58,7 +58,7 @@ TEST_F(BusEndTest, ServiceAndRecorderEndWithAMessageWhenTheBusIsGone) {
     Host host;
     host.record(captures("second"));
     const auto program = present(host);
-    recorder.waitForLine(R"({"event":"slideDeck")");
+    recorder.waitForLine(R"({"event":"slideDeckPresentedSlide")");
     host.waitFor("P1 slide 1");
     bus_.end();
     EXPECT_EQ(service_->exitStatus(), 1);
@@ -100,7 +100,7 @@ TEST(InstalledTreeTest, RecordsByActivation) {
     recorder.waitForLine(R"({"event":"detectedKeynoteLaunched"})");
     for (const auto* const command : {"open Optics slides 2", "start"}) program.play(command);
     recorder.waitForLine(R"({"event":"startedPresenting")");
-    recorder.waitForLine(R"({"event":"slideDeck")");
+    recorder.waitForLine(R"({"event":"slideDeckPresentedSlide")");
     EXPECT_EQ(fs::read_symlink("/proc/" + std::to_string(serviceProcess().value()) + "/exe"),
               prefix / "libexec/keynote-capture/KeynoteCaptureService");
     recorder.send(SIGINT);

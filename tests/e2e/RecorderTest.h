@@ -38,7 +38,7 @@ protected:
     void show(ChildProcess& recorder, int from, int to) {
         for (int slide = from; slide <= to; ++slide) {
             program_.play(slide == 1 ? "start" : "slide " + std::to_string(slide));
-            recorder.waitForLine(R"({"event":"slideDeck")");
+            recorder.waitForLine(R"({"event":"slideDeckPresentedSlide")");
         }
     }
     void end(ChildProcess& recorder) {

@@ -17,6 +17,7 @@ struct RecordOptions {
     std::filesystem::path directory;        ///< absolute; made when missing
     std::string recordingID;                ///< names the recording's working directory
     std::optional<double> pollingInterval;  ///< seconds, above 0
+    std::vector<std::string> hook;          ///< the words of a command to run per event; empty for none
     bool json = false;
 };
 
@@ -26,11 +27,11 @@ struct RecordOptions {
 [[nodiscard]] ExitStatus record(const RecordOptions& options);
 
 /// Ends the running slide show. `kOperationFailed` when none runs or its end was not confirmed.
-[[nodiscard]] ExitStatus stopPresenting();
+[[nodiscard]] ExitStatus stopPresenting(bool json);
 
 /// Prints the presentation program's windows: the window server's view, or the program's own. `kOperationFailed` when
 /// no program runs.
-[[nodiscard]] ExitStatus listWindows(bool scriptable);
+[[nodiscard]] ExitStatus listWindows(bool scriptable, bool json);
 
 struct ExtractOptions {
     std::filesystem::path deck;                    ///< absolute

@@ -95,4 +95,9 @@ std::string lineOf(const Json& json) {
     return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
+std::string outputLineOf(Json json) {
+    json["version"] = 1;
+    return lineOf(json) + '\n';
+}
+
 }  // namespace keynote_capture

@@ -23,5 +23,7 @@ using Json = nlohmann::ordered_json;
 [[nodiscard]] Json jsonOf(const TimeBounds& steady);
 /// One line without its end. What is not UTF-8 is replaced.
 [[nodiscard]] std::string lineOf(const Json& json);
+/// A whole line of standard output, in version 1 of its format, which the object tells last.
+[[nodiscard]] std::string outputLineOf(Json json);
 
 }  // namespace keynote_capture

@@ -8,7 +8,7 @@
 namespace keynote_capture {
 
 bool EventWriter::write(const host::DelegateCall& call) const {
-    const std::string line = lineFor(call) + '\n';
+    const std::string line = lineFor(call);
     // Flushed line by line: whoever reads a pipe wants to know of a slide when it is shown.
     return std::fwrite(line.data(), 1, line.size(), stdout) == line.size() && std::fflush(stdout) == 0;
 }

@@ -14,10 +14,15 @@ public:
     [[nodiscard]] bool write(const host::DelegateCall& call) const;
 
 private:
+    /// With its line feed.
     [[nodiscard]] virtual std::string lineFor(const host::DelegateCall& call) const = 0;
 };
 
-/// JSON Lines: an object per call, `event` first, then the operation's arguments by label. What is absent is null.
+/// An object for the call and a line feed: `event` first, by the delegate's name, then the operation's arguments by
+/// label; `formerEvent` where the event had another name once, and last the format's `version`. What is absent is null.
+[[nodiscard]] std::string outputLineOf(const host::DelegateCall& call);
+
+/// JSON Lines: an object per call.
 [[nodiscard]] std::unique_ptr<EventWriter> makeJSONEventWriter();
 /// Aligned columns for people: local time, what happened, slide, file, error. An archive is shown by its path in the
 /// capture directory.

@@ -2,6 +2,7 @@
 #include "tools/PrintableText.h"
 #include "tools/keynote-capture/Commands.h"
 #include "tools/keynote-capture/DeckFiles.h"
+#include "tools/keynote-capture/EventJSON.h"
 #include "tools/keynote-capture/EventWriter.h"
 #include "tools/keynote-capture/Inbox.h"
 #include "tools/keynote-capture/OpenDeck.h"
@@ -107,7 +108,7 @@ private:
         // A line for each change, not for each look: its reader may be a program that draws a bar.
         if (!options_.json || arrived == told_) return;
         told_ = arrived;
-        fmt::print("{{\"event\":\"progress\",\"images\":{},\"of\":{}}}\n", arrived, all);
+        fmt::print("{}", outputLineOf(Json{{"event", "progress"}, {"images", arrived}, {"of", all}}));
         std::fflush(stdout);
     }
 

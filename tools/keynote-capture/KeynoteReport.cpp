@@ -24,12 +24,14 @@ const char* nameOf(PluginState state) {
 }
 
 std::string jsonLine(const char* event, const KeynoteCopy& copy) {
+    // "version" is the program's here, and so the format has another name.
     const Json line{{"event", event},
                     {"path", jsonOf(std::optional(copy.path))},
                     {"version", jsonOf(copy.version)},
                     {"supported", copy.supported},
                     {"reason", copy.supported ? Json() : Json(copy.reason)},
-                    {"plugin", nameOf(copy.plugin)}};
+                    {"plugin", nameOf(copy.plugin)},
+                    {"format", 1}};
     return lineOf(line) + '\n';
 }
 
@@ -52,6 +54,7 @@ class JSONKeynoteReport final : public KeynoteReport {
             const auto& conflicting = running.checks->conflicting;
             if (conflicting) checks["conflictingKeynoteVersionsRunning"] = *conflicting;
         }
+        checks["format"] = 1;
         return jsonLines("running", running.copies) + lineOf(checks) + '\n';
     }
     std::string installed(const std::vector<KeynoteCopy>& copies) const override {
@@ -62,7 +65,8 @@ class JSONKeynoteReport final : public KeynoteReport {
                         {"found", status.found},
                         {"unsupported", status.unsupported},
                         {"pluginMissing", status.pluginMissing},
-                        {"highestVersion", jsonOf(status.highestVersion)}};
+                        {"highestVersion", jsonOf(status.highestVersion)},
+                        {"format", 1}};
         return lineOf(line) + '\n';
     }
 };

@@ -1,5 +1,6 @@
 #include "tools/PrintableText.h"
 #include "tools/keynote-capture/Commands.h"
+#include "tools/keynote-capture/EventJSON.h"
 #include "tools/keynote-capture/Probe.h"
 
 #include <cstdio>
@@ -9,9 +10,13 @@ namespace {
 
 constexpr const char* kNoProgram = "No presentation program is running.";
 
+bool isWritten(const std::string& text) {
+    return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
+}
+
 }  // namespace
 
-ExitStatus stopPresenting() {
+ExitStatus stopPresenting(bool json) {
     Probe probe;
     if (!probe.waitForProgram()) return probe.failed(kNoProgram);
     if (!probe.waitForShow()) return probe.failed("No slide show is running.");
@@ -22,20 +27,21 @@ ExitStatus stopPresenting() {
             "The presentation program was asked to end the slide show, but its end was not confirmed within ten "
             "seconds.");
     }
+    if (json && !isWritten(outputLineOf(Json{{"event", "stoppedPresenting"}}))) return kOperationFailed;
     return kDone;
 }
 
-ExitStatus listWindows(bool scriptable) {
+ExitStatus listWindows(bool scriptable, bool json) {
     Probe probe;
     if (!probe.waitForProgram()) return probe.failed(kNoProgram);
     if (!probe.waitForWindows(scriptable)) return probe.failed("The capture service did not describe the windows.");
-    if (probe.windows().empty()) {
+    if (probe.windows().empty() && !json) {
         complain("The presentation program shows no windows.");
         return kDone;
     }
-    const std::string text = printableText(probe.windows(), LineFeeds::kept);
-    const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
-    return written ? kDone : probe.failed("Cannot write the windows.");
+    const auto text = json ? outputLineOf(Json{{"event", "windows"}, {"description", probe.windows()}})
+                           : printableText(probe.windows(), LineFeeds::kept);
+    return isWritten(text) ? kDone : probe.failed("Cannot write the windows.");
 }
 
 }  // namespace keynote_capture

@@ -30,9 +30,10 @@ Instant now() {
 
 }  // namespace
 
-Recording::Recording(const RecordOptions& options, Inbox& inbox)
+Recording::Recording(const RecordOptions& options, Inbox& inbox, Hook* hook)
     : options_(options),
       inbox_(inbox),
+      hook_(hook),
       writer_(options.json ? makeJSONEventWriter() : makeTextEventWriter(options.directory)),
       facts_{options.recordingID, std::string("keynote-capture ") + KCS_VERSION, {}} {}
 
@@ -91,6 +92,7 @@ std::optional<Instant> Recording::deadline() const {
 std::optional<ExitStatus> Recording::operator()(const host::DelegateCall& call) {
     hasStarted_ = true;
     missingAt_.reset();
+    if (hook_ != nullptr) hook_->tell(outputLineOf(call));
     if (!writer_->write(call)) return outputFailed();
     std::visit([this](const auto& each) { this->note(each); }, call);
     return goOn();
@@ -248,8 +250,10 @@ ExitStatus Recording::serviceGone(const std::string& sentence) {
 ExitStatus Recording::finished() {
     if (client_) client_->stopDetectionAndCapture();
     const auto all = problems();
+    const auto line = outputLineOf(Json{{"event", "finished"}, {"shows", shows_.size()}, {"problems", all}});
+    if (hook_ != nullptr) hook_->tell(line);
     if (options_.json) {
-        fmt::print("{}\n", lineOf({{"event", "finished"}, {"shows", shows_.size()}, {"problems", all}}));
+        fmt::print("{}", line);
         std::fflush(stdout);
     } else {
         for (const auto& problem : all) complain(problem);

@@ -5,6 +5,7 @@
 #include "tools/keynote-capture/EventWriter.h"
 #include "tools/keynote-capture/Inbox.h"
 #include "tools/keynote-capture/RecordedShow.h"
+#include "tools/keynote-capture/hook/Hook.h"
 
 #include <list>
 #include <memory>
@@ -16,7 +17,8 @@ namespace keynote_capture {
 /// status when the event ends the recording. Main thread.
 class Recording {
 public:
-    Recording(const RecordOptions& options, Inbox& inbox);
+    /// The hook, which may be null, is told each call.
+    Recording(const RecordOptions& options, Inbox& inbox, Hook* hook);
 
     /// Connects and starts; the exit status when that failed at once.
     [[nodiscard]] std::optional<ExitStatus> begin();
@@ -60,6 +62,7 @@ private:
 
     const RecordOptions& options_;
     Inbox& inbox_;
+    Hook* const hook_;
     const std::unique_ptr<EventWriter> writer_;
     RecorderFacts facts_;
     std::unique_ptr<host::CaptureServiceClient> client_;

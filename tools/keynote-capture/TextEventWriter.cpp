@@ -68,7 +68,7 @@ private:
         // Columns that are empty at the end leave blanks, which terminals and comparisons do not want.
         text.erase(text.find_last_not_of(' ') + 1);
         if (line.error) text += (line.details.empty() ? "  error: " : ", error: ") + sentenceFor(*line.error);
-        return text;
+        return text + '\n';
     }
 
     const std::filesystem::path captureDirectory_;

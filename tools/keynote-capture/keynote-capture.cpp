@@ -3,8 +3,10 @@
 #include "base/UTF8.h"
 #include "tools/PrintableText.h"
 #include "tools/StandardStreams.h"
+#include "tools/UsageMessage.h"
 #include "tools/keynote-capture/Commands.h"
 #include "tools/keynote-capture/SlideList.h"
+#include "tools/keynote-capture/hook/Hook.h"
 
 #include <fmt/chrono.h>
 #include <unistd.h>
@@ -21,8 +23,11 @@ namespace keynote_capture {
 namespace {
 
 constexpr const char* kFooter =
-    "Exit status: 0 done; 1 the operation reported an error; 2 wrong usage; 3 no capture service.\n"
-    "record ends with 1 also when a show was given up before its slide images came.";
+    "Examples:\n"
+    "  keynote-capture status                       what is needed, and what is missing\n"
+    "  keynote-capture record --to ~/lectures/12    slide shows, until Ctrl-C\n"
+    "  keynote-capture extract optics.odp           images and text of a deck, without a show\n"
+    "Exit status: 0 done; 1 the operation reported an error; 2 wrong usage; 3 no capture service.";
 
 /// Readable in a listing, and another one for each of several recorders that are started in the same second.
 std::string defaultRecordingID() {
@@ -45,6 +50,10 @@ std::string checkInterval(const std::string& text) {
 
 std::string checkSlides(const std::string& text) {
     return slidesFrom(text) ? std::string() : "must be slide numbers like 1-9,12, at most 10000";
+}
+
+std::string checkCommand(const std::string& text) {
+    return wordsOf(text) ? std::string() : "must be a program and its arguments, quotes closed";
 }
 
 std::string checkPath(const std::string& text) {
@@ -80,7 +89,21 @@ void addRecord(CLI::App& app, Run& chosen) {
             "Seconds between two looks at the program")
         ->check(CLI::Validator(checkInterval, "S"))
         ->option_text("S (default: 0.25)");
+    command
+        .add_option_function<std::string>(
+            "--exec", [options](const std::string& words) { options->hook = wordsOf(words).value(); },
+            "Run this per event, with its JSON on standard input; no shell")
+        ->check(CLI::Validator(checkCommand, "CMD"))
+        ->option_text("CMD");
     addJSON(command, options->json);
+    command.footer(
+        "Examples:\n"
+        "  keynote-capture record --to ~/lectures/12\n"
+        "  keynote-capture record --to ~/lectures/12 --json | jq -r .event\n"
+        "  keynote-capture record --to ~/lectures/12 --exec 'light --red'\n"
+        "Ctrl-C ends it; during a show, or while its images are awaited, with the show's images. Exit status 1 also "
+        "when a "
+        "show was given up before.");
     command.callback([options, &chosen] {
         options->directory = absolutePath(options->directory);
         chosen = [options] { return record(*options); };
@@ -125,6 +148,10 @@ void addExport(CLI::App& app, Run& chosen) {
         ->check(CLI::ExistingFile)
         ->excludes(offset)
         ->option_text("FILE");
+    command.footer(
+        "Examples:\n"
+        "  keynote-capture export ~/lectures/12 --video lecture.mkv > chapters.vtt\n"
+        "  keynote-capture export ~/lectures/12 --format ffmetadata --offset 3.5");
     command.callback([options, &chosen] {
         options->directory = absoluteDirectory(options->directory);
         chosen = [options] { return exportLecture(*options); };
@@ -143,16 +170,19 @@ void addRecover(CLI::App& app, Run& chosen) {
 }
 
 void addStopPresenting(CLI::App& app, Run& chosen) {
-    app.add_subcommand("stop-presenting", "End the running slide show")->callback([&chosen] {
-        chosen = stopPresenting;
-    });
+    auto& command = *app.add_subcommand("stop-presenting", "End the running slide show");
+    const auto json = std::make_shared<bool>(false);
+    addJSON(command, *json);
+    command.callback([json, &chosen] { chosen = [json] { return stopPresenting(*json); }; });
 }
 
 void addWindows(CLI::App& app, Run& chosen) {
     auto& command = *app.add_subcommand("windows", "List the presentation program's windows");
     const auto scriptable = std::make_shared<bool>(false);
     command.add_flag("--scriptable", *scriptable, "As the program tells, not the window server");
-    command.callback([scriptable, &chosen] { chosen = [scriptable] { return listWindows(*scriptable); }; });
+    const auto json = std::make_shared<bool>(false);
+    addJSON(command, *json);
+    command.callback([=, &chosen] { chosen = [=] { return listWindows(*scriptable, *json); }; });
 }
 
 void addExtract(CLI::App& app, Run& chosen) {
@@ -170,6 +200,10 @@ void addExtract(CLI::App& app, Run& chosen) {
         ->option_text("LIST");
     command.add_flag("--replace", options->replace, "Remove images of the same names first");
     addJSON(command, options->json);
+    command.footer(
+        "Examples:\n"
+        "  keynote-capture extract optics.odp\n"
+        "  keynote-capture extract optics.odp --slides 1-9,12 --replace");
     command.callback([options, &chosen] {
         options->deck = absolutePath(options->deck);
         chosen = [options] { return extract(*options); };
@@ -214,6 +248,10 @@ void addSetup(CLI::App& app, Run& chosen) {
         ->check(CLI::Validator(checkPath, "DIR"))
         ->option_text("DIR");
     addPipe(command, options->pipe);
+    command.footer(
+        "Not needed where keynote-capture is installed for the whole computer. Examples:\n"
+        "  keynote-capture setup           while LibreOffice does not run\n"
+        "  keynote-capture setup --undo");
     command.callback([options, &chosen] {
         if (!options->profile.empty()) options->profile = absoluteDirectory(options->profile);
         chosen = [options] { return setUpOffice(*options); };
@@ -239,12 +277,14 @@ int run(int argc, char** argv) try {
     CLI::App app("Watches a presentation program through the capture service.", "keynote-capture");
     app.set_version_flag("--version", std::string("keynote-capture ") + KCS_VERSION);
     app.require_subcommand(1);
-    app.footer(kFooter);
+    app.failure_message(usageMessage);
     Run chosen;
     for (const auto add : {addRecord, addStopPresenting, addWindows, addExtract, addWaitForSaving, addKeynotes,
                            addExport, addRecover, addSetup, addStatus}) {
         add(app, chosen);
     }
+    // After the commands, which would have it too.
+    app.footer(kFooter);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

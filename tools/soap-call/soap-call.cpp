@@ -5,6 +5,7 @@
 #include "platform/linux/http/CurlSessions.h"
 #include "tools/ExitStatus.h"
 #include "tools/StandardStreams.h"
+#include "tools/UsageMessage.h"
 #include "tools/soap-call/SoapParameters.h"
 #include "tools/soap-call/SoapReport.h"
 
@@ -108,6 +109,7 @@ int main(int argc, char** argv) try {
     CLI::App app("Calls a method of a SOAP 1.1 web service and prints its response as JSON.", "soap-call");
     app.set_version_flag("--version", std::string("soap-call ") + KCS_VERSION);
     app.footer(kFooter);
+    app.failure_message(usageMessage);
     Options options;
     app.add_option("URL", options.url, "The service, http or https")->required()->option_text("");
     app.add_option("METHOD", options.method, "The method's name")->required()->option_text("");

@@ -48,23 +48,24 @@ TEST_F(KeynotesTest, TellsWhatRunsWhatIsInstalledAndWhatFollows) {
     EXPECT_EQ(json.complaints(), "");
     const auto url = "\"path\":\"file://" + (directory_.path() / "disk/").string();
     const auto line = [&](const std::string& event, const std::string& rest) {
-        return R"({"event":")" + event + "\"," + url + rest + "}\n";
+        return R"({"event":")" + event + "\"," + url + rest + ",\"format\":1}\n";
     };
     const std::string five = R"(5.app","version":"5.3","supported":true,"reason":null,"plugin":"missing")";
     const std::string six = R"(6.app","version":"6.4.9","supported":false,"reason":"there is no plug-in for versions )"
                             R"(from 6.0 up to 6.5","plugin":"none")";
     const std::string seven =
         R"(7%20%C3%A4%0A.app","version":"7.1","supported":true,"reason":null,"plugin":"notNeeded")";
-    EXPECT_EQ(json.restOfOutput(),
-              line("running", seven) + line("running", seven) + line("running", five) +
-                  R"({"event":"runningChecks","isUnsupportedKeynoteRunning":false,"isDisabledKeynoteRunning":true,)"
-                  R"("conflictingKeynoteVersionsRunning":["7.1","7.1"]})"
-                  "\n" +
-                  line("installed", five) + line("installed", six) + line("installed", seven) +
-                  line("installed", R"(none.app","version":null,"supported":false,"reason":"it tells no version",)"
-                                    R"("plugin":"none")") +
-                  R"({"event":"status","found":true,"unsupported":true,"pluginMissing":true,"highestVersion":"7.1"})"
-                  "\n");
+    EXPECT_EQ(
+        json.restOfOutput(),
+        line("running", seven) + line("running", seven) + line("running", five) +
+            R"({"event":"runningChecks","isUnsupportedKeynoteRunning":false,"isDisabledKeynoteRunning":true,)"
+            R"("conflictingKeynoteVersionsRunning":["7.1","7.1"],"format":1})"
+            "\n" +
+            line("installed", five) + line("installed", six) + line("installed", seven) +
+            line("installed", R"(none.app","version":null,"supported":false,"reason":"it tells no version",)"
+                              R"("plugin":"none")") +
+            R"({"event":"status","found":true,"unsupported":true,"pluginMissing":true,"highestVersion":"7.1","format":1})"
+            "\n");
 }
 
 TEST_F(KeynotesTest, WithoutABusItStillTellsWhatIsInstalled) {

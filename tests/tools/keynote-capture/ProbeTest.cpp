@@ -52,6 +52,10 @@ TEST_F(ProbeTest, WindowsAreListedInsideAShortRecordingThatLeavesNothing) {
     };
     for (const Case& each :
          {Case{{"windows"}, "descriptionOfKeynoteWindowsWithReply", "kCGWindowName = \"a\\u{1b}[31mred\";\n"},
+          Case{{"windows", "--json"},
+               "descriptionOfKeynoteWindowsWithReply",
+               R"({"event":"windows","description":"kCGWindowName = \"a\u001b[31mred\";\n","version":1})"
+               "\n"},
           Case{{"windows", "--scriptable"}, "descriptionOfScriptableWindowsWithReply", "Window Name: Slides\n"}}) {
         FakeService service(bus_.address(), {{"startDetectionAndCaptureTo", showRuns()}});
         ChildProcess tool(ToolTest::tool(each.arguments));
@@ -67,8 +71,9 @@ TEST_F(ProbeTest, StopPresentingEndsWhenTheShowHasEnded) {
     FakeService service(bus_.address(), {{"startDetectionAndCaptureTo", showRuns()},
                                          {"stopPresenting",
                                           [](FakeService& it) { it.host().stoppedPresenting("ID", errorStruct(5)); }}});
-    ChildProcess tool(ToolTest::tool({"stop-presenting"}));
+    ChildProcess tool(ToolTest::tool({"stop-presenting", "--json"}));
     EXPECT_EQ(tool.exitStatus(), 0) << "missing images are of no interest here";
+    EXPECT_EQ(tool.restOfOutput(), "{\"event\":\"stoppedPresenting\",\"version\":1}\n");
     EXPECT_THAT(service.waitForCalls(3),
                 ElementsAre(StartsWith("startDetectionAndCaptureTo"), "stopPresenting", "stopDetectionAndCapture"));
     EXPECT_THAT(litter(), ElementsAre());

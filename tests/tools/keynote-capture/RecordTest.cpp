@@ -1,5 +1,6 @@
 /// `keynote-capture record` against a capture service that a test plays.
 
+#include "tests/support/Deadline.h"
 #include "tests/tools/keynote-capture/ToolTest.h"
 
 #include <gmock/gmock.h>
@@ -48,24 +49,24 @@ TEST_F(RecordTest, WritesEveryDelegateCallAsOneJSONLine) {
     EXPECT_THAT(
         lines,
         ElementsAre(
-            R"({"event":"detectedKeynoteLaunched"})",
+            R"({"event":"detectedKeynoteLaunched","version":1})",
             R"({"event":"startedPresenting","presentationID":"ID","originalDocumentPath":)"
             R"("file:///home/a%20b%0A%FF%C3%A4.key","archive":"ID.key","error":{"domain":)"
-            R"("KeynoteCaptureServiceErrorDomain","code":3,"description":"say \"why\"\n"}})",
-            R"({"event":"slideDeck","presentationID":"ID","presentedSlide":12,"at":"2026-03-05T13:07:09.000042Z",)"
-            R"("imageFilePathURL":"file:///captures/ID/slide.012.jpg"})",
-            R"({"event":"slideDeck","presentationID":null,"presentedSlide":-1,"at":"1969-12-31T23:59:59.999999Z",)"
-            R"("imageFilePathURL":null})",
+            R"("KeynoteCaptureServiceErrorDomain","code":3,"description":"say \"why\"\n"},"version":1})",
+            R"({"event":"slideDeckPresentedSlide","presentationID":"ID","presentedSlide":12,"at":"2026-03-05T13:07:09.000042Z",)"
+            R"("imageFilePathURL":"file:///captures/ID/slide.012.jpg","formerEvent":"slideDeck","version":1})",
+            R"({"event":"slideDeckPresentedSlide","presentationID":null,"presentedSlide":-1,"at":"1969-12-31T23:59:59.999999Z",)"
+            R"("imageFilePathURL":null,"formerEvent":"slideDeck","version":1})",
             R"({"event":"stoppedPresenting","presentationID":"ID","error":{"domain":)"
             R"("KeynoteCaptureServiceErrorDomain","code":5,"description":"The operation couldn’t be completed. )"
-            R"j((KeynoteCaptureServiceErrorDomain error 5.)"}})j",
+            R"j((KeynoteCaptureServiceErrorDomain error 5.)"},"version":1})j",
             R"({"event":"startedPresenting","presentationID":null,"originalDocumentPath":null,"archive":null,)"
-            R"("error":null})",
-            R"({"event":"stoppedPresenting","presentationID":null,"error":null})",
-            R"({"event":"detectedKeynoteTerminated"})"));
+            R"("error":null,"version":1})",
+            R"({"event":"stoppedPresenting","presentationID":null,"error":null,"version":1})",
+            R"({"event":"detectedKeynoteTerminated","version":1})"));
     tool.send(SIGINT);
     EXPECT_EQ(tool.exitStatus(), 1) << "events carried errors";
-    EXPECT_EQ(tool.restOfOutput(), R"({"event":"finished","shows":2,"problems":["say \"why\"\\n"]})"
+    EXPECT_EQ(tool.restOfOutput(), R"({"event":"finished","shows":2,"problems":["say \"why\"\\n"],"version":1})"
                                    "\n");
     EXPECT_EQ(tool.complaints(), "");
 }
@@ -185,7 +186,7 @@ TEST_F(RecordTest, MakesImagesThatDoNotComeFromTheArchiveCopyBetweenTheShows) {
     tool.waitForLine(R"({"event":"extractedSlideFilesForPresentation")");
     tool.send(SIGINT);
     EXPECT_EQ(tool.exitStatus(), 0) << tool.complaints();
-    EXPECT_EQ(tool.restOfOutput(), "{\"event\":\"finished\",\"shows\":2,\"problems\":[]}\n");
+    EXPECT_EQ(tool.restOfOutput(), "{\"event\":\"finished\",\"shows\":2,\"problems\":[],\"version\":1}\n");
     EXPECT_THAT(contentsOf(show / "timeline.jsonl"), HasSubstr(R"({"event":"finished","images":2,"missing":[])"));
     EXPECT_EQ(contentsOf(show / ".slide.007.jpg.half"), "\xFF\xD8 half");
 }
@@ -241,7 +242,7 @@ TEST_F(RecordTest, CallsFromStrangersChangeNothing) {
         EXPECT_EQ(error.getName(), "org.freedesktop.DBus.Error.AccessDenied");
     }
     service.host().detectedKeynoteLaunched();
-    EXPECT_EQ(tool.readLine(), R"({"event":"detectedKeynoteLaunched"})");
+    EXPECT_EQ(tool.readLine(), R"({"event":"detectedKeynoteLaunched","version":1})");
     tool.send(SIGINT);
     EXPECT_EQ(tool.exitStatus(), 0) << "no show runs that it would wait for";
 }
@@ -259,7 +260,7 @@ TEST_F(RecordTest, AReaderThatGoesEndsItAtOnce) {
 TEST_F(RecordTest, WrongUsageSendsNothing) {
     FakeService service(bus_.address());
     std::vector<std::vector<std::string>> wrong{
-        {}, {"reccord"}, {"record"}, {"record", "--to", ""}, {"windows", "stop-presenting"}, {"windows", "--json"}};
+        {}, {"reccord"}, {"record"}, {"record", "--to", ""}, {"windows", "stop-presenting"}, {"windows", "--jsonl"}};
     for (const char* interval : {"0", "-1", "nan", "inf", "1s"}) {
         wrong.push_back({"record", "--to", "/c", "--polling-interval", interval});
     }
@@ -272,6 +273,55 @@ TEST_F(RecordTest, WrongUsageSendsNothing) {
         EXPECT_EQ(tool.restOfOutput(), "");
     }
     EXPECT_THAT(service.waitForCalls(0), ElementsAre());
+}
+
+TEST_F(RecordTest, RunsTheCommandForEachEventAndNeverWaitsForIt) {
+    const auto seen = directory_.path() / "se en";
+    for (const std::string body : {"cat >>\"$1\"; exit 1", "exec <&-; exit 0", "exit 0; cat", "exec sleep 60"}) {
+        const auto script = directory_.path() / "hook";
+        writeFile(script, "#!/bin/sh\n" + body + "\n");
+        std::filesystem::permissions(script, std::filesystem::perms::owner_all);
+        FakeService service(bus_.address());
+        auto command = recordJSON();
+        command.insert(command.end(), {"--exec", script.string() + " '" + seen.string() + "'"});
+        ChildProcess tool(command);
+        service.waitForCalls(1);
+        const int count = body.ends_with("60") ? 300 : 2;
+        for (int i = 0; i < count; ++i) service.host().detectedKeynoteLaunched();
+        service.host().detectedKeynoteTerminated();
+        tool.waitForLine(R"({"event":"detectedKeynoteTerminated")");
+        if (count > 2) tool.waitForComplaint("too slow");
+        if (body.starts_with("cat")) {
+            tool.waitForComplaint("has failed");
+            EXPECT_TRUE(eventually([&] {
+                return std::filesystem::exists(seen) &&
+                       contentsOf(seen).starts_with("{\"event\":\"detectedKeynoteLaunched\",\"version\":1}\n{");
+            }));
+        }
+        tool.send(SIGINT);
+        EXPECT_EQ(tool.exitStatus(), 0) << body;
+    }
+    for (const std::string words : {"", " ", "'a", "a \\"}) {
+        auto command = recordJSON();
+        command.insert(command.end(), {"--exec", words});
+        EXPECT_EQ(ChildProcess(command).exitStatus(), 2) << words;
+    }
+}
+
+TEST_F(RecordTest, WrongUsageIsNamed) {
+    const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
+        {{"recrod", "--to", "x"}, "There is no command recrod; did you mean record?"},
+        {{"extr"}, "did you mean extract?"},
+        {{"qqqq"}, "There is no command qqqq."},
+        {{}, "A command is missing."},
+        {{"--bogus"}, "There is no option --bogus."},
+        {{"record"}, "--to is required\nRun keynote-capture record --help"},
+    };
+    for (const auto& [arguments, complaint] : cases) {
+        ChildProcess run(tool(arguments));
+        EXPECT_EQ(run.exitStatus(), 2);
+        EXPECT_THAT(run.complaints(), testing::AllOf(testing::StartsWith("keynote-capture: "), HasSubstr(complaint)));
+    }
 }
 
 }  // namespace
