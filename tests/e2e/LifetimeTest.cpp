@@ -97,7 +97,7 @@ TEST(InstalledTreeTest, RecordsByActivation) {
     ChildProcess recorder({prefix / "bin/keynote-capture", "record", "--to", home.path() / "captures", "--json"});
     ChildProcess program({prefix / "libexec/keynote-capture/keynote-simulator", "-", "--no-window"});
     program.play("launch");
-    recorder.waitForLine(R"({"event":"detectedKeynoteLaunched"})");
+    recorder.waitForLine(R"({"event":"detectedKeynoteLaunched")");
     for (const auto* const command : {"open Optics slides 2", "start"}) program.play(command);
     recorder.waitForLine(R"({"event":"startedPresenting")");
     recorder.waitForLine(R"({"event":"slideDeckPresentedSlide")");
