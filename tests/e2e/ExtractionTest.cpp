@@ -52,9 +52,9 @@ TEST_F(ExtractionTest, WritesImagesAndTextBesideTheDeckWhileAnotherHostCaptures)
     EXPECT_THAT(lecture.waitFor("P1 stopped"),
                 ElementsAre("launched", "P1 started", "P1 slide 1", "P1 slide 2", "P1 slide 3", "P1 stopped"));
     EXPECT_THAT(tool.restOfOutput(),
-                AllOf(HasSubstr(R"({"event":"progress","images":2,"of":2})"),
+                AllOf(HasSubstr(R"({"event":"progress","images":2,"of":2)"),
                       HasSubstr(fmt::format(
-                          R"({{"event":"extractedSlideFilesForPresentation","presentation":"{}","error":null}})",
+                          R"({{"event":"extractedSlideFilesForPresentation","presentation":"{}","error":null)",
                           deck().string()))));
     EXPECT_EQ(filesIn(deck().parent_path()),
               (std::set<std::string>{"optics.key", "optics.key.key.text.xml", "slide.001.jpg", "slide.003.jpg"}));
@@ -115,7 +115,7 @@ TEST_F(ExtractionTest, WaitsEndWhenEverythingIsSavedOrTheProgramIsGone) {
     ChildProcess two({KEYNOTE_CAPTURE, "wait-for-saving", "--json"});
     EXPECT_EQ(one.exitStatus(), 0) << one.complaints();
     EXPECT_EQ(two.exitStatus(), 0) << two.complaints();
-    EXPECT_EQ(two.restOfOutput(), "{\"event\":\"savedArchiveDocuments\"}\n");
+    EXPECT_EQ(two.restOfOutput(), "{\"event\":\"savedArchiveDocuments\",\"version\":1}\n");
 
     program->play("fault saves-slowly 1000");
     ChildProcess failing({KEYNOTE_CAPTURE, "wait-for-saving"});

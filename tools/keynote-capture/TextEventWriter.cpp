@@ -23,7 +23,7 @@ std::string clockTime(Date date) {
     return fmt::format("{:%H:%M:%S}.{:03}", fmt::localtime(second), microsecond / 1000);
 }
 
-std::string printable(const std::optional<std::filesystem::path>& path) {
+std::string printableOrNothing(const std::optional<std::filesystem::path>& path) {
     return path ? printable(*path) : std::string();
 }
 
@@ -33,7 +33,7 @@ struct Columns {
     Line operator()(const host::ProgramLaunched&) const { return {"program found", {}, {}, {}, {}}; }
     Line operator()(const host::ProgramTerminated&) const { return {"program gone", {}, {}, {}, {}}; }
     Line operator()(const host::StartedPresenting& call) const {
-        std::string details = printable(call.originalDocumentPath);
+        std::string details = printableOrNothing(call.originalDocumentPath);
         if (call.archive && call.presentationID) {
             if (!details.empty()) details += ", ";
             details += "archived as " + printable(captureDirectory / *call.presentationID / *call.archive);
@@ -41,7 +41,7 @@ struct Columns {
         return {"show started", {}, std::move(details), call.error, {}};
     }
     Line operator()(const host::PresentedSlide& call) const {
-        return {"slide", std::to_string(call.number), printable(call.imageFilePath), {}, call.at};
+        return {"slide", std::to_string(call.number), printableOrNothing(call.imageFilePath), {}, call.at};
     }
     Line operator()(const host::ExtractedSlideFiles& call) const {
         return {"extracted", {}, printableText(call.presentationPath), call.error, {}};
