@@ -7,26 +7,26 @@
 
 namespace {
 
-thread_local std::size_t largest = memory::kUnlimited;
+thread_local std::size_t largestPiece = memory::kUnlimited;
 thread_local std::size_t untilFailure = 0;
-thread_local bool failed = false;
+thread_local bool oneFailed = false;
 std::atomic<std::size_t> heldBytes = 0;
 
 bool mayHave(std::size_t size) {
     const bool isTheOne = untilFailure > 0 && --untilFailure == 0;
-    if (isTheOne) failed = true;
-    return !isTheOne && size <= largest;
+    if (isTheOne) oneFailed = true;
+    return !isTheOne && size <= largestPiece;
 }
 
 }  // namespace
 
 void memory::failAbove(std::size_t size) {
-    largest = size;
+    largestPiece = size;
 }
 
 void memory::failAt(std::size_t number) {
     untilFailure = number;
-    failed = false;
+    oneFailed = false;
 }
 
 void memory::failNoMore() {
@@ -34,7 +34,7 @@ void memory::failNoMore() {
 }
 
 bool memory::hasFailed() {
-    return failed;
+    return oneFailed;
 }
 
 std::size_t memory::inUse() {
