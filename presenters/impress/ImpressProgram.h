@@ -6,9 +6,9 @@
 #include "presenters/impress/Office.h"
 #include "presenters/impress/OfficeConnection.h"
 #include "presenters/impress/SavedCopies.h"
-#include "presenters/impress/ShowWatch.h"
 #include "presenters/impress/SlideExport.h"
 #include "presenters/impress/SpareOffice.h"
+#include "presenters/impress/show/ShowWatch.h"
 #include "runtime/WorkQueue.h"
 
 #include <atomic>

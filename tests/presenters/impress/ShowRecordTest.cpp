@@ -1,5 +1,5 @@
-#include "presenters/impress/DrawingLag.h"
-#include "presenters/impress/ShowRecord.h"
+#include "presenters/impress/show/DrawingLag.h"
+#include "presenters/impress/show/ShowRecord.h"
 
 #include <gtest/gtest.h>
 #include <utility>

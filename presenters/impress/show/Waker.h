@@ -1,7 +1,7 @@
 #pragma once
 
-#include "presenters/impress/ShowListeners.h"
 #include "presenters/impress/Uno.h"
+#include "presenters/impress/show/ShowListeners.h"
 
 #include <com/sun/star/awt/AsyncCallback.hpp>
 #include <com/sun/star/awt/XCallback.hpp>

@@ -1,11 +1,11 @@
-#include "presenters/impress/ShowWatch.h"
+#include "presenters/impress/show/ShowWatch.h"
 
 #include "presenters/impress/Documents.h"
-#include "presenters/impress/DrawingLag.h"
 #include "presenters/impress/EndListener.h"
-#include "presenters/impress/ShowListeners.h"
-#include "presenters/impress/ShowRecord.h"
-#include "presenters/impress/Waker.h"
+#include "presenters/impress/show/DrawingLag.h"
+#include "presenters/impress/show/ShowListeners.h"
+#include "presenters/impress/show/ShowRecord.h"
+#include "presenters/impress/show/Waker.h"
 #include "runtime/LoopThread.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-#include "presenters/impress/ShowRecord.h"
+#include "presenters/impress/show/ShowRecord.h"
 
 #include <algorithm>
 #include <utility>

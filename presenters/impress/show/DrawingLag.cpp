@@ -1,4 +1,4 @@
-#include "presenters/impress/DrawingLag.h"
+#include "presenters/impress/show/DrawingLag.h"
 
 #include <fstream>
 #include <iterator>
