@@ -35,6 +35,7 @@ void ShowRecord::isShown(Instant by) {
     if (phase_ == Phase::starting) {
         phase_ = Phase::running;
         times_.started({notBefore_, by});
+        if (coming_) coming_->began.earliest = std::max(coming_->began.earliest, std::optional(notBefore_));
     }
     if (!coming_) return;
     if (!isSame(*coming_)) times_.shown(coming_->slideNumber, coming_->position, {coming_->began.earliest, by});

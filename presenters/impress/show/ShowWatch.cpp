@@ -29,11 +29,12 @@ using namespace std::chrono_literals;
 
 namespace {
 
-/// Between a show's view and the show itself: the office takes 25 ms and more.
-constexpr auto kStartCheck = 3ms;
+/// A show that starts tells so; whether one runs all the same is looked up no sooner, for an office that starts a show
+/// answers nobody, and draws its first slide the later for it.
+constexpr auto kStartCheck = 100ms;
 constexpr auto kLongestStart = 1s;
 /// How often an office that is to draw is woken, and for how long.
-constexpr auto kWakeInterval = 1500us;
+constexpr auto kWakeInterval = 300us;
 constexpr auto kLongestWaking = 100ms;
 /// A show's first slide has to wait for its window, too.
 constexpr int kFirstLags = 4;
@@ -69,12 +70,14 @@ public:
     void start(const OfficeConnection& office) {
         push([this, context = office.context(), process = office.processIdentifier()] {
             lag_ = drawingLagOf(process);
+            if (lag_ == 0ms) use(Waker(context));
+        });
+        push([this, context = office.context()] {
             const Reference<css::document::XDocumentEventBroadcaster> broadcaster(
                 css::frame::theGlobalEventBroadcaster::get(context), UNO_QUERY_THROW);
             broadcaster->addDocumentEventListener(new DocumentListener([weak = weak_from_this()](const auto& event) {
                 if (const auto watch = weak.lock()) watch->documentEvent(event);
             }));
-            if (lag_ == 0ms) waker_.emplace(context);
         });
     }
 
@@ -109,6 +112,10 @@ private:
     void pushAfter(Duration delay, Task task) {
         thread_.loop().after(delay, [task = std::move(task)] { heard(task); });
     }
+    void use(Waker waker) {
+        const std::lock_guard lock(mutex_);
+        waker_ = std::move(waker);
+    }
     [[nodiscard]] bool isWatched(const Show& show) const { return show.get() == show_.get(); }
 
     void documentEvent(const css::document::DocumentEvent& event) {
@@ -131,7 +138,7 @@ private:
         hearStartOf(opened);
         const std::lock_guard lock(mutex_);
         opened_ = opened;
-        push([this, opened] { lookForShow(opened); });
+        pushAfter(kStartCheck, [this, opened] { lookForShow(opened); });
     }
 
 #pragma GCC diagnostic push
@@ -223,12 +230,26 @@ private:
     void slideComes(const Show& show) {
         const auto position = show->getCurrentSlideIndex() + 1;
         const auto page = show->getCurrentSlide();
-        const std::lock_guard lock(mutex_);
+        std::unique_lock lock(mutex_);
         if (!isWatched(show)) return;
         const auto at = now();
-        if (!std::exchange(hasCome_, true) && hearsStart_) record_.isNotBefore(at);
         ++comingSlides_;
         push([this, show, page, position, at] { takeSlide(show, page, position, at); });
+        if (std::exchange(hasCome_, true) || !hearsStart_) return;
+        record_.isNotBefore(at);
+        const auto waker = waker_;
+        lock.unlock();
+        if (waker)
+            waker->wake([weak = weak_from_this(), show] {
+                if (const auto watch = weak.lock()) watch->showsNothingYet(show);
+            });
+    }
+
+    /// The office goes on from a show's first slide to this call ahead of whatever draws; meanwhile it has set up the
+    /// show's window.
+    void showsNothingYet(const Show& show) {
+        const std::lock_guard lock(mutex_);
+        if (isWatched(show)) record_.isNotBefore(now());
     }
 
     void takeSlide(const Show& show, const Reference<css::drawing::XDrawPage>& page, std::int64_t position,
@@ -308,14 +329,14 @@ private:
     std::mutex mutex_;
     ShowRecord record_;
     std::optional<Opened> opened_;
-    Show show_;                ///< the latest
-    bool isHeard_ = false;     ///< whether its listeners are there, or about to be
-    bool hearsStart_ = false;  ///< whether they were before its first slide
-    bool hasCome_ = false;     ///< a slide since then
-    int comingSlides_ = 0;     ///< that are not in the record yet
-    int arrivals_ = 0;         ///< of slides and shows, as the loop has noted them; the loop's own, as is the next one
-    Duration lag_{};           ///< from the office's drawing to the screen
-    std::optional<Waker> waker_;
+    Show show_;                   ///< the latest
+    bool isHeard_ = false;        ///< whether its listeners are there, or about to be
+    bool hearsStart_ = false;     ///< whether they were before its first slide
+    bool hasCome_ = false;        ///< a slide since then
+    int comingSlides_ = 0;        ///< that are not in the record yet
+    std::optional<Waker> waker_;  ///< written by the loop
+    int arrivals_ = 0;  ///< of slides and shows, as the loop has noted them; the loop's own, as is the next one
+    Duration lag_{};    ///< from the office's drawing to the screen
     runtime::LoopThread thread_{[](const std::string& what) { std::cerr << "Watching a show failed: " + what + "\n"; },
                                 "shows"};
 };

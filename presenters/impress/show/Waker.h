@@ -30,7 +30,7 @@ private:
         const std::function<void()> awake_;
     };
 
-    const Reference<css::awt::XRequestCallback> callbacks_;
+    Reference<css::awt::XRequestCallback> callbacks_;
 };
 
 }  // namespace impress

@@ -29,11 +29,12 @@ TEST_F(ShowRecordTest, AShowPlaysOnceItIsOnTheScreen) {
     record.begins("deck", at(5ms));
     record.isNotBefore(at(10ms));
     record.opensWith(1, 1);
+    record.isNotBefore(at(15ms));
     record.hasEnded(at(20ms));  // a window of the show has got the focus
     EXPECT_TRUE(record.awaitsScreen());
     EXPECT_EQ(told().playing, false);
     record.isShown(at(50ms));
-    const ScriptingTimes times{bounds(10ms, 50ms), {{1, 1, bounds(10ms, 50ms)}}, {}, ""};
+    const ScriptingTimes times{bounds(15ms, 50ms), {{1, 1, bounds(15ms, 50ms)}}, {}, ""};
     EXPECT_EQ(told().playing, true);
     EXPECT_EQ(told().times, times);
     record.comes(2, 2, at(60ms));
