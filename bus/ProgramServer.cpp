@@ -134,8 +134,9 @@ std::string bridgeName(const std::string& pipe) {
     std::string name = kBridgeName;
     if (pipe == kBridgePipe) return name;
     name += ".pipe_";
-    for (const unsigned char byte : pipe) {
-        name += std::isalnum(byte) != 0 ? std::string(1, static_cast<char>(byte)) : "_" + std::to_string(byte) + "_";
+    for (const char character : pipe) {
+        const auto byte = static_cast<unsigned char>(character);
+        name += std::isalnum(byte) != 0 ? std::string(1, character) : "_" + std::to_string(byte) + "_";
     }
     return name;
 }
