@@ -10,8 +10,8 @@ Host::Host(World& world, Promises& promises, int number)
     : watch(world, promises, *this), promises_(promises), name_("R" + std::to_string(number)) {}
 
 void Host::leave() {
-    hasLeft_ = true;
     watch.leave();
+    hasLeft_ = true;
     // As platforms do it: the handler runs once.
     if (const auto handler = std::exchange(invalidate_, nullptr)) handler();
 }

@@ -122,7 +122,7 @@ private:
         // Half a second is what an answer may take: the next poll would be due at the same moment.
         static constexpr std::array<std::int64_t, 6> kIntervals{62'500,  125'000,   250'000,
                                                                 499'998, 1'000'000, 2'000'000};
-        switch (dice_.pick({40, 14, 12, 10, 6, 9, 9})) {
+        switch (dice_.pick({40, 14, 12, 10, 6, 9, 6, 9})) {
             case 0:
                 return add(Kind::hostStarts, host, static_cast<std::int64_t>(dice_.pick({84, 4, 4, 4, 4})));
             case 1:
@@ -135,6 +135,8 @@ private:
                 return add(Kind::hostEndsShow, host, 0);
             case 5:
                 return add(Kind::hostExtracts, host, dice_.between(0, 4));
+            case 6:
+                return add(Kind::hostAsksForWindows, host, dice_.between(0, 1));
             default:
                 return add(Kind::hostWaitsForSaving, host, 0);
         }
@@ -142,7 +144,7 @@ private:
 
     void manage(Program& it, int program) {
         if (!it.runs) return launch(program);
-        switch (dice_.pick({30, 20, 25, 25})) {
+        switch (dice_.pick({30, 20, 25, 25, 12, 5})) {
             case 0:
                 it = {};
                 return add(Kind::programQuits, program, 0);
@@ -150,8 +152,12 @@ private:
                 return add(Kind::programChangesIdentifier, program, 0);
             case 2:
                 return add(Kind::deckOpens, program, dice_.between(0, 2));
-            default:
+            case 3:
                 return add(Kind::deckComesToFront, program, dice_.between(0, 2));
+            case 4:
+                return add(Kind::deckIsEdited, program, dice_.between(0, 8));
+            default:
+                return add(Kind::deckCloses, program, 0);
         }
     }
 

@@ -82,6 +82,16 @@ void Program::bringToFront(std::int64_t deck) {
         static_cast<void>(model.activateDocument(std::string(document->id)));
 }
 
+void Program::editFrontDeck(std::int64_t slides) {
+    if (model.documents().empty()) return;
+    static_cast<void>(model.setSlideCount(std::string(model.documents().front().id), slides));
+}
+
+void Program::closeFrontDeck() {
+    if (model.documents().empty()) return;
+    static_cast<void>(model.closeDocument(std::string(model.documents().front().id)));
+}
+
 void Program::startShow(std::int64_t deck) {
     if (const auto* const document = deckNumber(deck)) static_cast<void>(model.startShow(std::string(document->id)));
 }

@@ -62,6 +62,8 @@ public:
     void changeIdentifier();
     void open(std::int64_t deck);
     void bringToFront(std::int64_t deck);
+    void editFrontDeck(std::int64_t slides);
+    void closeFrontDeck();
     void startShow(std::int64_t deck);
     void beginFault(const Fault& fault);
     void endFaults();

@@ -12,6 +12,8 @@
 
 namespace simulation {
 
+struct WindowQuery;
+
 /// What is said about a lecture while it runs: the first objection, and what happens, for whoever wants to read it.
 class Story {
 public:
@@ -55,6 +57,8 @@ public:
     virtual void unwatched(const Host& /*host*/) {}
     virtual void gone(const Host& /*host*/) {}
     virtual void exportIsDue(const Host& /*host*/, const std::string& /*event*/) {}
+    /// A host has asked for windows. The answer comes at once; later ones would be too many.
+    virtual void askedForWindows(const WindowQuery& /*query*/) {}
     /// The service has been killed: what was due at this moment may have been done or not, and its hosts have left.
     virtual void serviceEnded() {}
     /// Everything before this moment has happened.
@@ -90,6 +94,7 @@ public:
     void unwatched(const Host& host) { tell(&Promise::unwatched, host); }
     void gone(const Host& host) { tell(&Promise::gone, host); }
     void exportIsDue(const Host& host, const std::string& event) { tell(&Promise::exportIsDue, host, event); }
+    void askedForWindows(const WindowQuery& query) { tell(&Promise::askedForWindows, query); }
     void serviceEnded() { tell(&Promise::serviceEnded); }
     void passed(Instant now) { tell(&Promise::passed, now); }
     void rested() { tell(&Promise::rested); }

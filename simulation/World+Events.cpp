@@ -35,6 +35,7 @@ void World::applyToHost(const Event& event) {
             break;
     }
     if (!host) return;
+    if (event.kind == Kind::hostAsksForWindows) return askForWindows(host, event.value != 0);
     if (event.kind == Kind::hostEndsShow) return host->exportedObject()->stopPresenting();
     host->watch.setInterval(std::chrono::microseconds(event.value));
     host->exportedObject()->setKeynotePollingInterval(static_cast<double>(event.value) / 1'000'000);
@@ -107,6 +108,14 @@ void World::waitForSaving() {
     host->exportedObject()->waitForSavingToCompleteAsync();
 }
 
+void World::askForWindows(const HostPtr& host, bool areScriptable) {
+    windowQueries_.push_back(std::make_unique<WindowQuery>(WindowQuery{host, areScriptable, host->watch.followed()}));
+    const auto take = [query = windowQueries_.back().get()](const auto& text) { query->replies.push_back(text); };
+    areScriptable ? host->exportedObject()->descriptionOfScriptableWindowsWithReply(take)
+                  : host->exportedObject()->descriptionOfKeynoteWindowsWithReply(take);
+    promises_.askedForWindows(*windowQueries_.back());
+}
+
 void World::applyToProgram(const Event& event) {
     Program& program = *programs_.at(static_cast<std::size_t>(event.who));
     auto& model = program.model;
@@ -126,6 +135,12 @@ void World::applyToProgram(const Event& event) {
             break;
         case Kind::deckComesToFront:
             program.bringToFront(event.value);
+            break;
+        case Kind::deckIsEdited:
+            program.editFrontDeck(event.value);
+            break;
+        case Kind::deckCloses:
+            program.closeFrontDeck();
             break;
         case Kind::showStarts:
             program.startShow(event.value);

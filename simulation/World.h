@@ -33,6 +33,14 @@ struct Errand {
     bool isCut = false;  ///< the service ended first
 };
 
+/// A host that has asked for the windows of the program that is watched for it, and what it was answered.
+struct WindowQuery {
+    HostPtr host;
+    bool areScriptable = false;
+    ProcessPtr asked;  ///< null when none is watched
+    std::vector<std::optional<std::string>> replies{};
+};
+
 /// A start, and what its host was answered.
 struct Begun {
     HostPtr host;
@@ -74,6 +82,7 @@ public:
     [[nodiscard]] const std::vector<HostPtr>& hosts() const { return hosts_; }
     [[nodiscard]] std::vector<Errand>& errands() { return errands_; }
     [[nodiscard]] const std::vector<std::unique_ptr<Begun>>& starts() const { return starts_; }
+    [[nodiscard]] const std::vector<std::unique_ptr<WindowQuery>>& windowQueries() const { return windowQueries_; }
     /// How often the service was killed.
     [[nodiscard]] int kills() const { return kills_; }
     /// How often a host has asked for a stop.
@@ -103,6 +112,7 @@ private:
     void leave(HostPtr& host);
     void extract(std::int64_t images);
     void waitForSaving();
+    void askForWindows(const HostPtr& host, bool areScriptable);
     void fail(int who, Disk how);
     void launch(int who, std::int64_t variant);
 
@@ -117,6 +127,7 @@ private:
     std::map<int, HostPtr> recorders_;
     std::vector<Errand> errands_;
     std::vector<std::unique_ptr<Begun>> starts_;
+    std::vector<std::unique_ptr<WindowQuery>> windowQueries_;
     std::vector<std::pair<Instant, Instant>> stalls_;
     std::unordered_map<std::string, Instant> images_;
     std::set<std::filesystem::path> locked_;

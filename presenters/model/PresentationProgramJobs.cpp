@@ -62,6 +62,8 @@ void PresentationProgramJobs::beginJob() {
     // Made anew for the first job after those that were given up.
     if (!alive_) alive_ = std::make_shared<const bool>(true);
     if (jobs_.front().kind == ProgramJob::Kind::save) {
+        // The file stands there, and is empty, while the program writes it.
+        static_cast<void>(open(jobs_.front().target));
         return later(faults_.saveTime, &PresentationProgramJobs::finishSave);
     }
     slide_ = 0;

@@ -28,6 +28,11 @@ std::int64_t hiddenSlidesBefore(const ProgramDocument& document, std::int64_t sl
     return std::distance(document.hiddenSlides.begin(), end);
 }
 
+ErrorPtr noSuchCount(std::int64_t slides) {
+    if (slides >= 0 && slides <= kMostSlides) return nullptr;
+    return failed(fmt::format("A document has 0 to {} slides.", kMostSlides));
+}
+
 ErrorPtr noSuchSlide(const ProgramDocument& document, std::int64_t slide) {
     if (slide >= 0 && slide <= document.slideCount) return nullptr;
     return failed(fmt::format("\"{}\" has slides 1 to {}, no slide {}.", document.name, document.slideCount, slide));
@@ -81,9 +86,7 @@ ErrorPtr PresentationProgramModel::openDocument(ProgramDocument document) {
 
 /// Gives the document its place in the program, or says why it cannot have one.
 ErrorPtr PresentationProgramModel::admit(ProgramDocument& document) {
-    if (document.slideCount < 0 || document.slideCount > kMostSlides) {
-        return failed(fmt::format("A document has 0 to {} slides.", kMostSlides));
-    }
+    if (auto error = noSuchCount(document.slideCount)) return error;
     // IDs and windows are never used twice, so that nobody takes a new document for a closed one.
     ++documentsMade_;
     if (document.id.empty()) document.id = fmt::format("document-{}", documentsMade_);
@@ -99,6 +102,15 @@ ErrorPtr PresentationProgramModel::closeDocument(const std::string& id) {
     if (presentedID_ == id) endShow();
     documents_.erase(found);
     changed();
+    return nullptr;
+}
+
+ErrorPtr PresentationProgramModel::setSlideCount(const std::string& id, std::int64_t slides) {
+    const auto found = find(id);
+    if (found == documents_.end()) return noSuchDocument(id);
+    if (auto error = noSuchCount(slides)) return error;
+    found->slideCount = slides;
+    if (found->currentSlide > slides) show(*found, slides);
     return nullptr;
 }
 

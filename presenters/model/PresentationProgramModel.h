@@ -49,6 +49,9 @@ public:
     [[nodiscard]] ErrorPtr openDocument(ProgramDocument document);
     /// Closes the document; its show ends.
     [[nodiscard]] ErrorPtr closeDocument(const std::string& id);
+    /// The lecturer adds slides at the end of the document, or takes the last ones out of it. When its current slide
+    /// goes, the last that is left becomes the current one.
+    [[nodiscard]] ErrorPtr setSlideCount(const std::string& id, std::int64_t slides);
     /// Brings the document to the front: element 0 of the documents is what a poll takes for the presented one.
     [[nodiscard]] ErrorPtr activateDocument(const std::string& id);
     /// Starts the show of the document at a slide, or at the first that is not hidden. The documents keep their order.

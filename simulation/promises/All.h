@@ -18,6 +18,7 @@ class World;
 [[nodiscard]] std::unique_ptr<Promise> timelineIsTrue(World& world, Story& story);
 [[nodiscard]] std::unique_ptr<Promise> startsAreAnswered(World& world, Story& story);
 [[nodiscard]] std::unique_ptr<Promise> errandsAreAnswered(World& world, Story& story);
+[[nodiscard]] std::unique_ptr<Promise> windowsAreTold(World& world, Story& story);
 [[nodiscard]] std::unique_ptr<Promise> nothingIsHeld(World& world, Story& story);
 
 [[nodiscard]] std::vector<std::unique_ptr<Promise>> allPromises(World& world, Story& story);
