@@ -78,7 +78,9 @@ void Watch::listComes(const std::vector<ProcessPtr>& processes) {
 }
 
 void Watch::identifierChanges(const Process& process) {
-    if (followed_.get() == &process) dropAnswer(world_.now());
+    if (followed_.get() != &process) return;
+    isConnected_ = false;
+    dropAnswer(world_.now());
 }
 
 void Watch::stopFollowing(Instant now) {
@@ -134,7 +136,8 @@ void Watch::tick(Instant now) {
 
 void Watch::look(Instant now) {
     const Program& program = followed_->program;
-    if (!program.isReached(*followed_)) return dropAnswer(now);
+    isConnected_ = program.isReached(*followed_);
+    if (!isConnected_) return dropAnswer(now);
     if (poll_) return promises_.leftOut(host_);
     const auto needed = program.answerTime();
     const bool isLate = !needed || *needed > kReplyTime;

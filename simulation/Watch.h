@@ -73,6 +73,8 @@ public:
     [[nodiscard]] const Screen& lastSeen() const { return lastSeen_; }
     [[nodiscard]] const std::optional<std::string>& documentID() const { return documentID_; }
     [[nodiscard]] const ProcessPtr& followed() const { return followed_; }
+    /// Whether the program was reached under the process identifier that it has.
+    [[nodiscard]] bool isConnected() const { return isConnected_; }
 
 private:
     struct Slide {
@@ -113,6 +115,7 @@ private:
     std::string recording_;
     Duration interval_ = std::chrono::milliseconds(250);
     ProcessPtr followed_;
+    bool isConnected_ = false;
     bool launchIsUntold_ = false;
     std::optional<Instant> nextTick_;
     std::optional<Poll> poll_;

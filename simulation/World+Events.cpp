@@ -109,7 +109,8 @@ void World::waitForSaving() {
 }
 
 void World::askForWindows(const HostPtr& host, bool areScriptable) {
-    windowQueries_.push_back(std::make_unique<WindowQuery>(WindowQuery{host, areScriptable, host->watch.followed()}));
+    windowQueries_.push_back(std::make_unique<WindowQuery>(
+        WindowQuery{host, areScriptable, host->watch.followed(), host->watch.isConnected()}));
     const auto take = [query = windowQueries_.back().get()](const auto& text) { query->replies.push_back(text); };
     areScriptable ? host->exportedObject()->descriptionOfScriptableWindowsWithReply(take)
                   : host->exportedObject()->descriptionOfKeynoteWindowsWithReply(take);

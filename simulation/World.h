@@ -37,7 +37,8 @@ struct Errand {
 struct WindowQuery {
     HostPtr host;
     bool areScriptable = false;
-    ProcessPtr asked;  ///< null when none is watched
+    ProcessPtr asked;          ///< null when none is watched
+    bool isConnected = false;  ///< it has been asked something before
     std::vector<std::optional<std::string>> replies{};
 };
 

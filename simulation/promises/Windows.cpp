@@ -22,7 +22,8 @@ public:
         if (told.has_value() != (query.asked != nullptr)) object("windows are told of no program, or none of one");
         if (!told || !query.asked) return;
         const auto& process = *query.asked;
-        const bool isRight = query.areScriptable ? *told == scriptable(process) : isOfTheDisplay(process, *told);
+        const bool isRight = query.areScriptable ? *told == (query.isConnected ? scriptable(process) : "")
+                                                 : isOfTheDisplay(process, *told);
         if (!isRight)
             object("of program " + std::to_string(process.application->processIdentifier()) +
                    " these windows are told: " + *told);
@@ -53,7 +54,8 @@ private:
 
     /// The display has a window of a program only during its show.
     [[nodiscard]] static bool isOfTheDisplay(const Process& process, const std::string& told) {
-        if (process.program.model.presentedDocument() == nullptr) return told.empty();
+        const Program& program = process.program;
+        if (!program.isReached(process) || program.model.presentedDocument() == nullptr) return told.empty();
         const auto owner = fmt::format("kCGWindowOwnerPID = {};", process.application->processIdentifier());
         return told.find(owner) != std::string::npos;
     }
