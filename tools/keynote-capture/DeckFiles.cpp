@@ -1,7 +1,7 @@
 #include "tools/keynote-capture/DeckFiles.h"
 
 #include "base/UTF8.h"
-#include "tools/PrintableText.h"
+#include "commandline/PrintableText.h"
 
 #include <fmt/format.h>
 #include <unistd.h>

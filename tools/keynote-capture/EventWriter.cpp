@@ -1,7 +1,7 @@
 #include "tools/keynote-capture/EventWriter.h"
 
+#include "commandline/PrintableText.h"
 #include "ports/CaptureErrors.h"
-#include "tools/PrintableText.h"
 
 #include <cstdio>
 

@@ -1,5 +1,5 @@
+#include "commandline/PrintableText.h"
 #include "host/CaptureServiceClient.h"
-#include "tools/PrintableText.h"
 #include "tools/keynote-capture/Commands.h"
 #include "tools/keynote-capture/DeckFiles.h"
 #include "tools/keynote-capture/EventJSON.h"

@@ -1,6 +1,6 @@
 #include "tools/keynote-capture/KeynoteReport.h"
 
-#include "tools/PrintableText.h"
+#include "commandline/PrintableText.h"
 #include "tools/keynote-capture/EventJSON.h"
 
 #include <fmt/format.h>

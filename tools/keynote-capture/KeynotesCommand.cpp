@@ -1,15 +1,14 @@
 /// Wires the Linux platform into the tool, for the one command that looks at this computer itself.
 
+#include "commandline/PrintableText.h"
 #include "platform/linux/LinuxPlatform.h"
 #include "recorder-shared/KeynoteInstallHelper.h"
-#include "tools/PrintableText.h"
 #include "tools/keynote-capture/Commands.h"
 #include "tools/keynote-capture/KeynoteReport.h"
 
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <clocale>
 #include <csignal>
 #include <cstdio>
 
@@ -113,8 +112,6 @@ private:
 }  // namespace
 
 ExitStatus listKeynotes(const KeynotesOptions& options) {
-    std::setlocale(LC_MESSAGES, "");
-    std::setlocale(LC_CTYPE, "");
     LinuxPlatform::Options platformOptions;
     platformOptions.searchRoots = options.roots;
     LinuxPlatform linuxPlatform(platformOptions);

@@ -1,4 +1,4 @@
-#include "tools/PrintableText.h"
+#include "commandline/PrintableText.h"
 #include "tools/keynote-capture/Commands.h"
 #include "tools/keynote-capture/EventJSON.h"
 #include "tools/keynote-capture/Probe.h"
@@ -16,7 +16,7 @@ bool isWritten(const std::string& text) {
 
 }  // namespace
 
-ExitStatus stopPresenting(bool json) {
+ExitStatus stopPresenting(const StopPresentingOptions& options) {
     Probe probe;
     if (!probe.waitForProgram()) return probe.failed(kNoProgram);
     if (!probe.waitForShow()) return probe.failed("No slide show is running.");
@@ -27,20 +27,21 @@ ExitStatus stopPresenting(bool json) {
             "The presentation program was asked to end the slide show, but its end was not confirmed within ten "
             "seconds.");
     }
-    if (json && !isWritten(outputLineOf(Json{{"event", "stoppedPresenting"}}))) return kOperationFailed;
+    if (options.json && !isWritten(outputLineOf(Json{{"event", "stoppedPresenting"}}))) return kOperationFailed;
     return kDone;
 }
 
-ExitStatus listWindows(bool scriptable, bool json) {
+ExitStatus listWindows(const WindowsOptions& options) {
     Probe probe;
     if (!probe.waitForProgram()) return probe.failed(kNoProgram);
-    if (!probe.waitForWindows(scriptable)) return probe.failed("The capture service did not describe the windows.");
-    if (probe.windows().empty() && !json) {
+    if (!probe.waitForWindows(options.scriptable))
+        return probe.failed("The capture service did not describe the windows.");
+    if (probe.windows().empty() && !options.json) {
         complain("The presentation program shows no windows.");
         return kDone;
     }
-    const auto text = json ? outputLineOf(Json{{"event", "windows"}, {"description", probe.windows()}})
-                           : printableText(probe.windows(), LineFeeds::kept);
+    const auto text = options.json ? outputLineOf(Json{{"event", "windows"}, {"description", probe.windows()}})
+                                   : printableText(probe.windows(), LineFeeds::kept);
     return isWritten(text) ? kDone : probe.failed("Cannot write the windows.");
 }
 

@@ -1,7 +1,7 @@
 #include "tools/keynote-capture/RecordedShow.h"
 
+#include "commandline/PrintableText.h"
 #include "ports/CaptureNames.h"
-#include "tools/PrintableText.h"
 #include "tools/keynote-capture/DeckFiles.h"
 #include "tools/keynote-capture/EventWriter.h"
 #include "tools/keynote-capture/FileDigest.h"

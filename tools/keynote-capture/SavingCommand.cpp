@@ -44,7 +44,7 @@ private:
 
 }  // namespace
 
-ExitStatus waitForSaving(bool json) {
+ExitStatus waitForSaving(const WaitForSavingOptions& options) {
     Inbox inbox;
     ErrorPtr error;
     const auto client = host::CaptureServiceClient::connect(
@@ -52,7 +52,7 @@ ExitStatus waitForSaving(bool json) {
     if (!client) return reported(*error);
     // Waits without end, as people may: only they know how long a save may take, and they can interrupt.
     client->waitForSavingToCompleteAsync([&inbox](const ErrorPtr& failure) { inbox.post(RequestRefused{failure}); });
-    Waiting waiting(json);
+    Waiting waiting(options.json);
     for (;;) {
         if (const auto status = std::visit(waiting, inbox.next())) return *status;
     }

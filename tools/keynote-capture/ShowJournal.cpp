@@ -1,7 +1,7 @@
 #include "tools/keynote-capture/ShowJournal.h"
 
 #include "base/FileURL.h"
-#include "tools/PrintableText.h"
+#include "commandline/PrintableText.h"
 #include "tools/keynote-capture/Commands.h"
 #include "tools/keynote-capture/lecture/JournalLine.h"
 

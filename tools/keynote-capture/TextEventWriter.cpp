@@ -1,4 +1,4 @@
-#include "tools/PrintableText.h"
+#include "commandline/PrintableText.h"
 #include "tools/keynote-capture/DateParts.h"
 #include "tools/keynote-capture/EventWriter.h"
 

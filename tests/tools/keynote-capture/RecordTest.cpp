@@ -308,20 +308,4 @@ TEST_F(RecordTest, RunsTheCommandForEachEventAndNeverWaitsForIt) {
     }
 }
 
-TEST_F(RecordTest, WrongUsageIsNamed) {
-    const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
-        {{"recrod", "--to", "x"}, "There is no command recrod; did you mean record?"},
-        {{"extr"}, "did you mean extract?"},
-        {{"qqqq"}, "There is no command qqqq."},
-        {{}, "A command is missing."},
-        {{"--bogus"}, "There is no option --bogus."},
-        {{"record"}, "--to is required\nRun keynote-capture record --help"},
-    };
-    for (const auto& [arguments, complaint] : cases) {
-        ChildProcess run(tool(arguments));
-        EXPECT_EQ(run.exitStatus(), 2);
-        EXPECT_THAT(run.complaints(), testing::AllOf(testing::StartsWith("keynote-capture: "), HasSubstr(complaint)));
-    }
-}
-
 }  // namespace

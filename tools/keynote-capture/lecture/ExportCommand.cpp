@@ -1,4 +1,4 @@
-#include "tools/PrintableText.h"
+#include "commandline/PrintableText.h"
 #include "tools/keynote-capture/Commands.h"
 #include "tools/keynote-capture/lecture/Chapters.h"
 #include "tools/keynote-capture/lecture/LectureFiles.h"

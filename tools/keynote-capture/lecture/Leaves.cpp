@@ -1,6 +1,6 @@
 #include "tools/keynote-capture/lecture/Leaves.h"
 
-#include "tools/PrintableText.h"
+#include "commandline/PrintableText.h"
 #include "tools/keynote-capture/lecture/Chapters.h"
 #include "tools/keynote-capture/lecture/LectureFiles.h"
 #include "tools/keynote-capture/lecture/Page.h"

@@ -1,5 +1,5 @@
+#include "commandline/PrintableText.h"
 #include "host/CaptureServiceClient.h"
-#include "tools/PrintableText.h"
 #include "tools/keynote-capture/Commands.h"
 #include "tools/keynote-capture/DeckFiles.h"
 #include "tools/keynote-capture/EventWriter.h"
@@ -135,11 +135,11 @@ private:
 
 }  // namespace
 
-ExitStatus recover(const fs::path& directory) {
-    const auto presentations = presentationsIn(directory);
+ExitStatus recover(const RecoverOptions& options) {
+    const auto presentations = presentationsIn(options.directory);
     if (presentations.empty()) {
         complain(fmt::format("There is no timeline in {}; name a directory that `record` has written to.",
-                             printable(directory)));
+                             printable(options.directory)));
         return kOperationFailed;
     }
     Inbox inbox;

@@ -1,7 +1,7 @@
 /// Wires the Linux platform's XML into the tool, to look at the office's settings before they are changed.
 
 #include "platform/linux/text/LinuxXMLServices.h"
-#include "tools/PrintableText.h"
+#include "commandline/PrintableText.h"
 #include "tools/keynote-capture/Commands.h"
 #include "tools/keynote-capture/office/OfficeSettings.h"
 #include "tools/keynote-capture/office/Offices.h"

@@ -1,6 +1,6 @@
 #include "tools/keynote-capture/status/RecordingChecks.h"
 
-#include "tools/PrintableText.h"
+#include "commandline/PrintableText.h"
 
 #include <fmt/format.h>
 

@@ -1,0 +1,36 @@
+#include "commandline/Translation.h"
+
+#include "runtime/Installation.h"
+
+#include <libintl.h>
+
+#include <clocale>
+
+namespace {
+
+constexpr const char* kDomain = "keynote-capture";
+
+}  // namespace
+
+void useLanguageOfUser() {
+    // Numbers keep their point.
+    std::setlocale(LC_CTYPE, "");
+    std::setlocale(LC_MESSAGES, "");
+    const auto folder = runtime::installed("../locale");
+    if (!folder.empty()) ::bindtextdomain(kDomain, folder.c_str());
+    // Texts are UTF-8 throughout, whatever the locale says.
+    ::bind_textdomain_codeset(kDomain, "UTF-8");
+}
+
+void useEnglish() {
+    std::setlocale(LC_MESSAGES, "C");
+}
+
+const char* translation(const char* english) {
+    // For nothing there would be the catalogue's header.
+    return *english == '\0' ? english : ::dgettext(kDomain, english);
+}
+
+const char* translation(const char* one, const char* many, std::size_t count) {
+    return ::dngettext(kDomain, one, many, count);
+}
