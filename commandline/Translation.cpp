@@ -10,6 +10,8 @@ namespace {
 
 constexpr const char* kDomain = "keynote-capture";
 
+thread_local int englishUses = 0;
+
 }  // namespace
 
 void useLanguageOfUser() {
@@ -26,11 +28,20 @@ void useEnglish() {
     std::setlocale(LC_MESSAGES, "C");
 }
 
+InEnglish::InEnglish() {
+    ++englishUses;
+}
+
+InEnglish::~InEnglish() {
+    --englishUses;
+}
+
 const char* translation(const char* english) {
     // For nothing there would be the catalogue's header.
-    return *english == '\0' ? english : ::dgettext(kDomain, english);
+    return englishUses > 0 || *english == '\0' ? english : ::dgettext(kDomain, english);
 }
 
 const char* translation(const char* one, const char* many, std::size_t count) {
+    if (englishUses > 0) return count == 1 ? one : many;
     return ::dngettext(kDomain, one, many, count);
 }

@@ -14,6 +14,16 @@ void useLanguageOfUser();
 /// From now on texts are English, as other programs expect them. Before there are threads.
 void useEnglish();
 
+/// As long as it lives, texts that its thread asks for are English: for what goes to programs beside what goes to
+/// people.
+class InEnglish {
+public:
+    InEnglish();
+    ~InEnglish();
+    InEnglish(const InEnglish&) = delete;
+    InEnglish& operator=(const InEnglish&) = delete;
+};
+
 /// Marks an English text that `translation` is asked for elsewhere.
 [[nodiscard]] constexpr const char* translatable(const char* english) {
     return english;

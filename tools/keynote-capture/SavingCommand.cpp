@@ -1,3 +1,4 @@
+#include "commandline/Translation.h"
 #include "host/CaptureServiceClient.h"
 #include "tools/keynote-capture/Commands.h"
 #include "tools/keynote-capture/EventWriter.h"
@@ -11,7 +12,7 @@ namespace {
 class Waiting {
 public:
     explicit Waiting(bool json) : writer_(json ? makeJSONEventWriter() : makeTextEventWriter({})) {
-        line_.show("Waiting for the presentation program to finish saving; interrupt (Ctrl-C) to give up.");
+        line_.show(translated("Waiting for the presentation program to finish saving; interrupt (Ctrl-C) to give up."));
     }
 
     std::optional<ExitStatus> operator()(const host::DelegateCall& call) {
@@ -28,7 +29,7 @@ public:
     }
     std::optional<ExitStatus> operator()(const ServiceLost&) {
         line_.clear();
-        complain("The capture service has gone; whether everything is saved is not known.");
+        complain(translated("The capture service has gone; whether everything is saved is not known."));
         return kNoService;
     }
     std::optional<ExitStatus> operator()(const Interrupted&) { return kOperationFailed; }

@@ -1,6 +1,7 @@
 #include "tools/keynote-capture/hook/Hook.h"
 
 #include "commandline/PrintableText.h"
+#include "commandline/Translation.h"
 #include "tools/keynote-capture/Commands.h"
 
 #include <fcntl.h>
@@ -98,7 +99,7 @@ void Hook::tell(std::string line) {
         if (!isFull) lines_.push_back(std::move(line));
     }
     changed_.notify_one();
-    if (isFull) complainOnce("The command for events is too slow; it does not get all of them.");
+    if (isFull) complainOnce(translated("The command for events is too slow; it does not get all of them."));
 }
 
 void Hook::work() {
@@ -119,10 +120,10 @@ void Hook::run(const std::string& line) {
     const Input input(line);
     const pid_t process = spawn(command_, input.reader());
     if (process == 0) {
-        return complainOnce(
-            fmt::format("{} cannot be started ({}).", printableText(command_[0]), std::strerror(errno)));
+        return complainOnce(translated("{} cannot be started ({}).", printableText(command_[0]), std::strerror(errno)));
     }
-    if (!waitFor(process)) complainOnce("The command for events has failed, or was ended because it took too long.");
+    if (!waitFor(process))
+        complainOnce(translated("The command for events has failed, or was ended because it took too long."));
 }
 
 /// Whether the process has ended by itself, and well.
