@@ -68,10 +68,10 @@ std::string zshCompletion(const Command& program) {
     }
     return text +
            fmt::format(
-               "local state line\nlocal -a commands\n_arguments -C{} \\\n    '1: :->command' \\\n    '*::: :->rest'\n"
+               "local state line\nlocal -a commands\n_arguments -C{} \\\n    '1: :->command' \\\n    '*:: :->rest'\n"
                "case $state in\n    command)\n        commands=({})\n        _describe -t commands command commands "
                ";;\n"
-               "    rest)\n        case $line[1] in\n{}        esac ;;\nesac\n",
+               "    rest)\n        case $words[1] in\n{}        esac ;;\nesac\n",
                zsh::lines(program, "    "), names, cases);
 }
 
