@@ -66,7 +66,8 @@ Command commandOf(const CLI::App& app) {
     const auto isHelp = [](const Argument& each) {
         return each.isOption() && (each.names.back() == "--help" || each.names.back() == "--version");
     };
-    std::ranges::stable_partition(command.arguments, [&](const Argument& each) { return !isHelp(each); });
+    std::stable_partition(command.arguments.begin(), command.arguments.end(),
+                          [&](const Argument& each) { return !isHelp(each); });
     for (const auto* each : app.get_subcommands([](const CLI::App*) { return true; })) {
         command.commands.push_back(commandOf(*each));
     }

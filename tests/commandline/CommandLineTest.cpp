@@ -2,6 +2,7 @@
 
 #include "tests/commandline/Programs.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <cstdlib>
@@ -49,8 +50,9 @@ TEST(WrongUsage, IsNamedByItsProgramWithWhatWasPerhapsMeant) {
         EXPECT_THAT(run({program, "--version"}).output, testing::MatchesRegex(program + " [0-9]+\\.[0-9]+\\.[0-9]+\n"));
         const auto wrong = run({program, "--versoin"});
         EXPECT_EQ(wrong.status, 2);
-        EXPECT_EQ(wrong.complaints, program + ": There is no option --versoin; did you mean --version?\nRun " +
-                                        program + " --help for more information.\n");
+        EXPECT_EQ(wrong.complaints, fmt::format("{0}: There is no option --versoin; did you mean --version?\n"
+                                                "Run {0} --help for more information.\n",
+                                                program));
     }
     const std::vector<std::pair<Words, std::string>> cases = {
         {{"recrod"}, "There is no command recrod; did you mean record?"},
