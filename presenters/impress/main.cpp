@@ -1,6 +1,10 @@
 #include "bus/Names.h"
 #include "bus/SessionBus.h"
+#include "commandline/Program.h"
+#include "commandline/StandardStreams.h"
+#include "commandline/Translation.h"
 #include "ports/CaptureNames.h"
+#include "presenters/impress/CommandLine.h"
 #include "presenters/impress/ImpressProgram.h"
 #include "presenters/impress/Lifeline.h"
 #include "presenters/impress/OfficeConnection.h"
@@ -10,27 +14,18 @@
 #include "presenters/impress/SpareOffice.h"
 #include "presenters/impress/Turns.h"
 #include "runtime/Loop.h"
+#include "runtime/OutOfMemory.h"
 #include "runtime/WorkQueue.h"
 
 #include <unistd.h>
-#include <CLI/CLI.hpp>
 #include <com/sun/star/frame/Desktop.hpp>
 #include <cstdlib>
-#include <iostream>
 
 using namespace impress;
 using namespace std::chrono_literals;
 
 namespace {
 
-struct Options {
-    std::string pipe = bus::kBridgePipe;
-    std::string deck;
-    double advance = 3;
-    int exitWhenIdle = 0;  ///< seconds; 0 for never
-};
-
-constexpr int kWrongUsage = 2;
 constexpr auto kLongestOfficeStart = 90s;
 constexpr auto kLongestOfficeEnd = 10s;
 /// From the moment when its pipe appears until an office answers.
@@ -46,16 +41,20 @@ void endUnseenOffices() {
     spareOffice.end();
 }
 
+void say(const std::string& sentence) {
+    complainAs("keynote-impress", sentence);
+}
+
 /// Ends the process without waiting for threads that may be stuck in the office.
-[[noreturn]] void fail(const std::string& sentence) {
-    std::cerr << "keynote-impress: " << sentence << std::endl;
+[[noreturn]] void fail(const std::string& sentence, ExitStatus status = kOperationFailed) {
+    say(sentence);
     endUnseenOffices();
-    std::_Exit(EXIT_FAILURE);
+    std::_Exit(status);
 }
 
 /// Waits for an office of the user's, and for its turn.
 OfficeConnection attach(const std::string& pipe, Turns& turns) {
-    std::cerr << "Waiting for an office on the pipe " << pipe << "." << std::endl;
+    say(translated("Waiting for an office on the pipe {}.", pipe));
     PipeWatch watch(pipe);
     for (bool hasAppeared = false;; hasAppeared = watch.wait(turns.isOthersTurn() ? kBetweenLooksAtJobs : 1min)) {
         if (turns.isOthersTurn()) continue;
@@ -67,15 +66,15 @@ OfficeConnection attach(const std::string& pipe, Turns& turns) {
 OfficeConnection attachOrStart(const std::string& pipe) {
     if (auto office = OfficeConnection::attach(pipe)) return *office;
     if (!ownOffice.start(pipe, OfficeProcess::Windows::ifThereIsADisplay)) {
-        fail("LibreOffice cannot be started. Install libreoffice-impress.");
+        fail(translated("LibreOffice cannot be started. Install libreoffice-impress."));
     }
     if (auto office = OfficeConnection::attachWithin(pipe, kLongestOfficeStart)) return *office;
-    fail("LibreOffice was started, but does not listen on the pipe " + pipe + ".");
+    fail(translated("LibreOffice was started, but does not listen on the pipe {}.", pipe));
 }
 
 /// Ends the office that was started on demand, and with it this process.
 [[noreturn]] void leave(const OfficeConnection& office) {
-    std::cerr << "Idle." << std::endl;
+    say(translated("Idle."));
     if (ownOffice.isOwn(office.processIdentifier())) {
         // On a thread that may hang: an office that is stuck never answers.
         const runtime::Workers workers([](const std::string&) {});  // gone already
@@ -84,15 +83,15 @@ OfficeConnection attachOrStart(const std::string& pipe) {
         std::this_thread::sleep_for(kLongestOfficeEnd);  // the lifeline ends the process with the office
         ownOffice.end();
     }
-    std::_Exit(EXIT_SUCCESS);
+    std::_Exit(kDone);
 }
 
 void present(const Options& options, const OfficeConnection& office) {
     try {
         const Show show{options.deck, std::chrono::duration<double>(options.advance)};
-        if (!show.run(office.context())) fail("The slide show could not be started.");
+        if (!show.run(office.context())) fail(translated("The slide show could not be started."));
     } catch (const css::uno::Exception& exception) {
-        fail("Presenting " + options.deck + " failed: " + textFrom(exception));
+        fail(translated("Presenting {} failed: {}", options.deck, textFrom(exception)));
     }
 }
 
@@ -101,19 +100,19 @@ void takePlainName(bus::Connection& connection) {
     try {
         connection.requestName(kKeynoteBundleIdentifier);
     } catch (const bus::Failure& failure) {
-        std::cerr << "Without the name " << kKeynoteBundleIdentifier << ": " << failure.what() << std::endl;
+        say(translated("Without the name {}: {}", kKeynoteBundleIdentifier, failure.what()));
     }
 }
 
 [[noreturn]] void leaveToOther() {
-    std::cerr << "Another keynote-impress is at work." << std::endl;
+    say(translated("Another keynote-impress is at work."));
     endUnseenOffices();
-    std::_Exit(EXIT_SUCCESS);
+    std::_Exit(kDone);
 }
 
 /// The office is another bridge's, at least for a while.
 [[noreturn]] void giveUp(const Options& options, Lifeline& lifeline) {
-    if (!options.deck.empty()) fail("Another keynote-impress serves the office; end that first.");
+    if (!options.deck.empty()) fail(translated("Another keynote-impress serves the office; end that first."));
     if (options.exitWhenIdle > 0) leaveToOther();
     std::this_thread::sleep_for(1s);
     lifeline.restart();
@@ -126,7 +125,7 @@ bool takeInstanceName(bus::Connection& connection, const OfficeConnection& offic
         connection.requestName(bus::instanceName(office.processIdentifier()));
         return true;
     } catch (const bus::Failure& failure) {
-        std::cerr << "The office's name is taken: " << failure.what() << std::endl;
+        say(translated("The office's name is taken: {}", failure.what()));
         return false;
     }
 }
@@ -135,7 +134,7 @@ bool takeInstanceName(bus::Connection& connection, const OfficeConnection& offic
 void waitUntilIdle(ImpressProgram& program, std::chrono::seconds longestIdling) {
     runtime::Loop idling([](const std::string&) { throw; });
     const auto look = [&] {
-        if (program.isIdle(longestIdling)) idling.stop(EXIT_SUCCESS);
+        if (program.isIdle(longestIdling)) idling.stop(kDone);
     };
     // Looked at once a second: nothing tells when the office closes its last window.
     const auto looks = longestIdling > 0s ? idling.makeTimer({1s, 1s, {}}, look) : nullptr;
@@ -144,7 +143,7 @@ void waitUntilIdle(ImpressProgram& program, std::chrono::seconds longestIdling) 
 
 [[noreturn]] void serve(const Options& options, Lifeline& lifeline) {
     bus::SessionBus bus;
-    bus.start([] { fail("The session bus is gone."); });
+    bus.start([] { fail(translated("The session bus has gone."), kNoService); });
     const bool onDemand = options.exitWhenIdle > 0;
     Turns turns(bus, options.pipe);
     if (onDemand || !options.deck.empty()) {
@@ -159,7 +158,7 @@ void waitUntilIdle(ImpressProgram& program, std::chrono::seconds longestIdling) 
     // Only now that calls can be answered.
     if (!takeInstanceName(bus.connection(), office)) giveUp(options, lifeline);
     takePlainName(bus.connection());
-    std::cerr << "Attached to the office, process " << office.processIdentifier() << "." << std::endl;
+    say(translated("Attached to the office, process {}.", office.processIdentifier()));
     if (!options.deck.empty()) present(options, office);
     waitUntilIdle(program, std::chrono::seconds(options.exitWhenIdle));
     leave(office);
@@ -168,33 +167,12 @@ void waitUntilIdle(ImpressProgram& program, std::chrono::seconds longestIdling) 
 }  // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app("Makes LibreOffice Impress answer as a presentation program on the session bus.", "keynote-impress");
-    app.failure_message([](const CLI::App* program, const CLI::Error& error) {
-        return program->get_name() + ": " + CLI::FailureMessage::simple(program, error);
-    });
+    openStandardStreams();
+    runtime::endProcessWhenMemoryRunsOut();
+    useLanguageOfUser();
     Options options;
-    app.add_option("--pipe", options.pipe, "Pipe of an office started with --accept=\"pipe,name=NAME;urp;\"")
-        ->capture_default_str()
-        ->check([](const std::string& name) {
-            const bool usable = !name.empty() && name.find_first_of("/,;") == std::string::npos;
-            return usable ? std::string() : std::string("a pipe's name has no slash, comma or semicolon");
-        });
-    auto* deck = app.add_option("--present", options.deck, "Open this deck and show it")->check(CLI::ExistingFile);
-    app.add_option("--advance", options.advance, "Seconds each slide stays")
-        ->capture_default_str()
-        ->check(CLI::Range(0.1, 86400.0))
-        ->needs(deck);
-    app.add_option(
-           "--exit-when-idle", options.exitWhenIdle,
-           "Start an office when none listens, and end both after this many seconds without a caller, work or a "
-           "window")
-        ->check(CLI::Range(1, 86400));
-    app.set_version_flag("--version", std::string("keynote-impress ") + KCS_VERSION);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? EXIT_SUCCESS : kWrongUsage;
-    }
+    const auto program = makeCommandLine(options);
+    if (const auto status = readCommandLine(*program, argc, argv)) return *status;
 
     std::vector<std::string> restartArguments{argv[0], "--pipe", options.pipe};
     if (options.exitWhenIdle > 0) restartArguments.clear();
@@ -202,8 +180,9 @@ int main(int argc, char** argv) {
     try {
         serve(options, lifeline);
     } catch (const bus::Failure& failure) {
-        fail("No session bus: " + std::string(failure.what()));
+        fail(translated("The session bus does not answer ({}). Is DBUS_SESSION_BUS_ADDRESS set?", failure.what()),
+             kNoService);
     } catch (const css::uno::Exception& exception) {
-        fail("LibreOffice's libraries do not work: " + textFrom(exception));
+        fail(translated("LibreOffice's libraries do not work: {}", textFrom(exception)));
     }
 }

@@ -1,12 +1,15 @@
 #include "bus/Connection.h"
 #include "bus/Failure.h"
+#include "commandline/Program.h"
+#include "commandline/Translation.h"
+#include "presenters/simulator/CommandLine.h"
 #include "presenters/simulator/DiskOutput.h"
-#include "presenters/simulator/Options.h"
 #include "presenters/simulator/ProgramWindows.h"
 #include "presenters/simulator/ScriptReader.h"
 #include "presenters/simulator/ScriptingChannel.h"
 #include "presenters/simulator/Simulator.h"
 #include "presenters/simulator/SlideImage.h"
+#include "runtime/Installation.h"
 #include "runtime/Loop.h"
 #include "runtime/OutOfMemory.h"
 
@@ -21,12 +24,17 @@ using namespace simulator;
 
 namespace {
 
-constexpr int kFailed = 1;
-constexpr int kWrongUsage = 2;
-constexpr int kNoBus = 3;
-
 void complain(const std::string& sentence) {
-    std::cerr << "keynote-simulator: " << sentence << std::endl;
+    complainAs("keynote-simulator", sentence);
+}
+
+/// The script for people who give none: it shows every slide of a deck and waits for the export.
+std::string builtInScript(const Options& options) {
+    auto script = fmt::format("launch\nopen \"{}\" slides {}\nwait 1\nstart\n", options.deck, options.slides);
+    for (std::int64_t slide = 1; slide <= options.slides; ++slide) {
+        script += fmt::format("slide {}\nwait {}\n", slide, options.secondsPerSlide);
+    }
+    return script + "stop\nwait-for export 30\nquit\n";
 }
 
 std::optional<std::string> contentsOf(const std::string& path) {
@@ -43,25 +51,27 @@ public:
     Process(const Options& options, bus::Connection& connection)
         : model_(loop_, output_, jpegOfSlide),
           channel_(connection, model_, loop_, options.bundle),
-          simulator_(
-              loop_, model_,
-              {
-                  .say = [](const std::string& line) { std::cout << line << std::endl; },
-                  .announcePid = [this](std::uint32_t pid) { channel_.setProcessIdentifier(pid); },
-                  .die = [] { static_cast<void>(std::raise(SIGKILL)); },
-                  .finished = [this](const std::string& sentence) { leave(sentence.empty() ? 0 : kFailed, sentence); },
-              },
-              [this] { showChange(); }) {
-        connection.serveOn(loop_, [this] { leave(kNoBus, "The session bus has gone."); });
+          simulator_(loop_, model_,
+                     {
+                         .say = [](const std::string& line) { std::cout << line << std::endl; },
+                         .announcePid = [this](std::uint32_t pid) { channel_.setProcessIdentifier(pid); },
+                         .die = [] { static_cast<void>(std::raise(SIGKILL)); },
+                         .finished =
+                             [this](const std::string& sentence) {
+                                 leave(sentence.empty() ? kDone : kOperationFailed, sentence);
+                             },
+                     },
+                     [this] { showChange(); }) {
+        connection.serveOn(loop_, [this] { leave(kNoService, translated("The session bus has gone.")); });
         model_.tellTimes(&std::chrono::steady_clock::now);
-        if (options.showsWindows) windows_ = ProgramWindows::open();
+        if (!options.hidesWindows) windows_ = ProgramWindows::open();
         if (!windows_) return;
         model_.setScreen(windows_->screen());
         watchWindows_ = loop_.watch(windows_->descriptor(), [this] { handleWindowEvents(); });
     }
 
     int run(const Options& options) {
-        loop_.onSignals({SIGTERM, SIGINT}, [this] { leave(0, {}); });
+        loop_.onSignals({SIGTERM, SIGINT}, [this] { leave(kDone, {}); });
         ScriptReader reader(simulator_, [this](const std::string& sentence) { leave(kWrongUsage, sentence); });
         if (options.script == "-") {
             reader.follow(loop_, STDIN_FILENO);
@@ -70,7 +80,7 @@ public:
         } else if (const auto text = contentsOf(options.script)) {
             reader.read(*text, options.script);
         } else {
-            leave(kWrongUsage, fmt::format("{}: The script cannot be read.", options.script));
+            leave(kWrongUsage, translated("{}: The script cannot be read.", options.script));
         }
         return loop_.run();
     }
@@ -109,18 +119,20 @@ private:
 
 int main(int argc, char** argv) {
     runtime::endProcessWhenMemoryRunsOut();
-    int status = 0;
-    const auto options = parseOptions(argc, argv, status);
-    if (!options) return status;
-    if (options->bundle.empty()) {
-        complain("Its bundle KeynoteSimulator.app is not installed; name one with --bundle.");
-        return kFailed;
+    useLanguageOfUser();
+    Options options;
+    const auto program = makeCommandLine(options);
+    if (const auto status = readCommandLine(*program, argc, argv)) return *status;
+    if (options.bundle.empty()) options.bundle = runtime::installed("KeynoteSimulator.app");
+    if (options.bundle.empty()) {
+        complain(translated("Its bundle KeynoteSimulator.app is not installed; name one with --bundle."));
+        return kOperationFailed;
     }
     try {
         bus::Connection connection;
-        return Process(*options, connection).run(*options);
+        return Process(options, connection).run(options);
     } catch (const bus::Failure& failure) {
-        complain(fmt::format("The session bus does not answer ({}). Is DBUS_SESSION_BUS_ADDRESS set?", failure.what()));
-        return kNoBus;
+        complain(translated("The session bus does not answer ({}). Is DBUS_SESSION_BUS_ADDRESS set?", failure.what()));
+        return kNoService;
     }
 }

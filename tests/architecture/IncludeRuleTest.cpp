@@ -23,22 +23,25 @@ const std::map<std::string, std::set<std::string>> kMayInclude = {
     {"platform/linux", {"bus", "runtime", "ports", "base"}},
     {"platform/simulated", {"presenters/model", "ports", "base"}},
     {"presenters/model", {"ports", "base"}},
-    {"presenters/simulator", {"presenters/model", "bus", "runtime", "ports", "base"}},
-    {"presenters/impress", {"presenters/model", "bus", "runtime", "ports", "base"}},
+    {"presenters/simulator", {"commandline", "presenters/model", "bus", "runtime", "ports", "base"}},
+    {"presenters/impress", {"commandline", "presenters/model", "bus", "runtime", "ports", "base"}},
+    {"commandline", {"runtime", "base"}},
     {"host", {"bus", "runtime", "ports", "base"}},
     {"simulation",
      {"host", "KeynoteCaptureService", "recorder-shared", "MacShared", "platform/simulated", "presenters/model",
       "ports", "base"}},
-    {"tools", {"host", "recorder-shared", "MacShared", "ports", "base"}},
+    {"tools", {"commandline", "runtime", "host", "recorder-shared", "MacShared", "ports", "base"}},
 };
 
 /// The wiring: the files of a program that know the platform.
-const std::set<fs::path> kWiring = {"KeynoteCaptureService/main.cpp",
+const std::set<fs::path> kWiring = {"KeynoteCaptureService/CommandLine.cpp",
+                                    "KeynoteCaptureService/main.cpp",
                                     "tools/keynote-capture/KeynotesCommand.cpp",
                                     "tools/keynote-capture/OpenDeck.cpp",
                                     "tools/keynote-capture/lecture/LectureFiles.cpp",
                                     "tools/keynote-capture/office/SetupCommand.cpp",
                                     "tools/keynote-capture/status/BusFacts.cpp",
+                                    "tools/manual/main.cpp",
                                     "tools/soap-call/soap-call.cpp"};
 
 /// What the product gets from the ports instead: time, threads, descriptors, systems and buses.

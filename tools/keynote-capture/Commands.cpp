@@ -1,16 +1,13 @@
 #include "tools/keynote-capture/Commands.h"
 
+#include "commandline/Program.h"
 #include "host/CaptureServiceClient.h"
 #include "tools/keynote-capture/EventWriter.h"
-
-#include <cstdio>
 
 namespace keynote_capture {
 
 void complain(std::string_view sentence) {
-    const std::string line = "keynote-capture: " + std::string(sentence) + '\n';
-    // One write, so that a line of another thread does not fall into it.
-    std::fwrite(line.data(), 1, line.size(), stderr);
+    complainAs("keynote-capture", std::string(sentence));
 }
 
 ExitStatus reported(const Error& error) {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "base/Error.h"
-#include "tools/ExitStatus.h"
+#include "commandline/ExitStatus.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -26,12 +26,21 @@ struct RecordOptions {
 /// when an event carried an error, or when a show was given up before its images came.
 [[nodiscard]] ExitStatus record(const RecordOptions& options);
 
+struct StopPresentingOptions {
+    bool json = false;
+};
+
 /// Ends the running slide show. `kOperationFailed` when none runs or its end was not confirmed.
-[[nodiscard]] ExitStatus stopPresenting(bool json);
+[[nodiscard]] ExitStatus stopPresenting(const StopPresentingOptions& options);
+
+struct WindowsOptions {
+    bool scriptable = false;  ///< the program's own, not the window server's
+    bool json = false;
+};
 
 /// Prints the presentation program's windows: the window server's view, or the program's own. `kOperationFailed` when
 /// no program runs.
-[[nodiscard]] ExitStatus listWindows(bool scriptable, bool json);
+[[nodiscard]] ExitStatus listWindows(const WindowsOptions& options);
 
 struct ExtractOptions {
     std::filesystem::path deck;                    ///< absolute
@@ -44,9 +53,13 @@ struct ExtractOptions {
 /// images stand there already, when not everything came, or when interrupted, which ends it at once.
 [[nodiscard]] ExitStatus extract(const ExtractOptions& options);
 
+struct WaitForSavingOptions {
+    bool json = false;
+};
+
 /// Waits until the presentation program has saved what it was asked to. `kOperationFailed` when it ended before that,
 /// or when interrupted.
-[[nodiscard]] ExitStatus waitForSaving(bool json);
+[[nodiscard]] ExitStatus waitForSaving(const WaitForSavingOptions& options);
 
 struct KeynotesOptions {
     std::vector<std::filesystem::path> roots;  ///< where to search; nothing stands for the whole computer
@@ -95,11 +108,15 @@ struct ExportOptions {
 /// timeline, when it is not clear which recording is meant, or when the video does not tell its beginning.
 [[nodiscard]] ExitStatus exportLecture(const ExportOptions& options);
 
+struct RecoverOptions {
+    std::filesystem::path directory;  ///< absolute; of a recording's captures, or of one presentation
+};
+
 /// Brings the presentations that a recording has left in the directory, or the one whose directory it is, to the state
 /// that they should have: images, text, chapters and page. Prints what it did and what it could not do. `kNoService`
 /// when something is missing that only the service can bring and nobody answers; `kOperationFailed` when something is
 /// missing all the same, and when interrupted.
-[[nodiscard]] ExitStatus recover(const std::filesystem::path& directory);
+[[nodiscard]] ExitStatus recover(const RecoverOptions& options);
 
 /// Writes a sentence for people to standard error.
 void complain(std::string_view sentence);

@@ -1,7 +1,8 @@
 #include "tools/keynote-capture/DeckFiles.h"
 
 #include "base/UTF8.h"
-#include "tools/PrintableText.h"
+#include "commandline/PrintableText.h"
+#include "commandline/Translation.h"
 
 #include <fmt/format.h>
 #include <unistd.h>
@@ -30,16 +31,16 @@ DeckFiles::Problem DeckFiles::problem() const {
     std::error_code failure;
     const auto type = fs::status(deck_, failure).type();
     const std::string name = printable(deck_);
-    if (type == fs::file_type::not_found) return fmt::format("There is no deck {}; check its path.", name);
-    if (type == fs::file_type::directory) return fmt::format("{} is a directory; name the deck itself.", name);
+    if (type == fs::file_type::not_found) return translated("There is no deck {}; check its path.", name);
+    if (type == fs::file_type::directory) return translated("{} is a directory; name the deck itself.", name);
     if (access(deck_.c_str(), R_OK) != 0) {
-        return fmt::format("{} cannot be read ({}); make it readable first.", name, std::strerror(errno));
+        return translated("{} cannot be read ({}); make it readable first.", name, std::strerror(errno));
     }
-    if (type != fs::file_type::regular) return fmt::format("{} is no file; name the deck itself.", name);
+    if (type != fs::file_type::regular) return translated("{} is no file; name the deck itself.", name);
     // The service is asked over the bus, whose texts are UTF-8.
-    if (!utf8::isValid(deck_.native())) return fmt::format("The path {} is not in UTF-8; rename it first.", name);
+    if (!utf8::isValid(deck_.native())) return translated("The path {} is not in UTF-8; rename it first.", name);
     if (access(folder_.c_str(), W_OK | X_OK) != 0) {
-        return fmt::format(
+        return translated(
             "Images and text go beside the deck, and {} cannot be written ({}); copy the deck to a folder of yours.",
             printable(folder_), std::strerror(errno));
     }
@@ -60,15 +61,15 @@ DeckFiles::Problem DeckFiles::makeRoom(bool replace) const {
                  [this](const std::string& name) { return isThere(folder_ / name); });
     // Before anything is asked of the program: the service moves an image over nothing, and would not say so.
     if (!replace && !inTheWay.empty()) {
-        return fmt::format(
+        return translated(
             "{} stand in {} already, and images are never overwritten; move them away, or pass --replace to remove "
             "exactly those first.",
             listOf(inTheWay), printable(folder_));
     }
     for (const std::string& name : inTheWay) {
         if (unlink((folder_ / name).c_str()) == 0) continue;
-        return fmt::format("{} cannot be removed ({}); move it away first.", printable(folder_ / name),
-                           std::strerror(errno));
+        return translated("{} cannot be removed ({}); move it away first.", printable(folder_ / name),
+                          std::strerror(errno));
     }
     return std::nullopt;
 }
@@ -95,7 +96,7 @@ std::string listOf(const std::vector<std::string>& names) {
     const std::size_t shown = std::min(names.size(), kMostShown);
     const auto end = names.begin() + static_cast<std::ptrdiff_t>(shown);
     const std::string list = fmt::format("{}", fmt::join(names.begin(), end, ", "));
-    return shown == names.size() ? list : fmt::format("{} and {} more", list, names.size() - shown);
+    return shown == names.size() ? list : translated("{} and {} more", list, names.size() - shown);
 }
 
 }  // namespace keynote_capture

@@ -1,7 +1,9 @@
 #include "tools/keynote-capture/EventWriter.h"
 
+#include "commandline/PrintableText.h"
+#include "commandline/Translation.h"
+#include "host/CaptureServiceClient.h"
 #include "ports/CaptureErrors.h"
-#include "tools/PrintableText.h"
 
 #include <cstdio>
 
@@ -13,18 +15,30 @@ bool EventWriter::write(const host::DelegateCall& call) const {
     return std::fwrite(line.data(), 1, line.size(), stdout) == line.size() && std::fflush(stdout) == 0;
 }
 
+namespace {
+
+/// The client library's own sentences end with a reason in brackets, which has no translation.
+std::string clientSentence(const std::string& text) {
+    const auto reason = text.find(" (");
+    if (reason == std::string::npos) return translation(text.c_str());
+    return translation(text.substr(0, reason + 2).c_str()) + text.substr(reason + 2);
+}
+
+}  // namespace
+
 std::string sentenceFor(const Error& error) {
     // The service sends these two codes without a description.
     const bool hasNoText =
         error.domain() == KeynoteCaptureServiceErrorDomain && !error.userInfo().contains(NSLocalizedDescriptionKey);
     const auto code = static_cast<KeynoteCaptureServiceError>(error.code());
     if (hasNoText && code == KeynoteCaptureServiceError::slideImagesMissing) {
-        return "Not all slide images arrived; the presentation program did not export them in time.";
+        return translated("Not all slide images arrived; the presentation program did not export them in time.");
     }
     if (hasNoText && code == KeynoteCaptureServiceError::keynoteNotRunning) {
-        return "The presentation program ended before it had finished saving.";
+        return translated("The presentation program ended before it had finished saving.");
     }
-    return printableText(error.localizedDescription());
+    const auto text = error.localizedDescription();
+    return printableText(error.domain() == host::kCaptureServiceClientErrorDomain ? clientSentence(text) : text);
 }
 
 }  // namespace keynote_capture

@@ -24,8 +24,8 @@ private:
 
 /// JSON Lines: an object per call.
 [[nodiscard]] std::unique_ptr<EventWriter> makeJSONEventWriter();
-/// Aligned columns for people: local time, what happened, slide, file, error. An archive is shown by its path in the
-/// capture directory.
+/// Aligned columns for people: local time, what happened, file, error. What is in the capture directory is shown by its
+/// path there, so that lines about slides fit 80 columns.
 [[nodiscard]] std::unique_ptr<EventWriter> makeTextEventWriter(std::filesystem::path captureDirectory);
 
 /// A sentence that says what went wrong and is fit for a terminal. The error must not be null.

@@ -1,5 +1,6 @@
+#include "commandline/PrintableText.h"
+#include "commandline/Translation.h"
 #include "host/CaptureServiceClient.h"
-#include "tools/PrintableText.h"
 #include "tools/keynote-capture/Commands.h"
 #include "tools/keynote-capture/DeckFiles.h"
 #include "tools/keynote-capture/EventJSON.h"
@@ -29,7 +30,7 @@ public:
         : options_(options), inbox_(inbox), client_(client), files_(options.deck) {}
 
     std::optional<ExitStatus> operator()(const ServiceAnswered&) {
-        show("Opening the deck...");
+        show(translated("Opening the deck..."));
         deck_ = std::make_unique<OpenDeck>(files_.deck(), [this](const auto& slides, const ErrorPtr& error) {
             inbox_.post(DeckRead{slides, error});
         });
@@ -56,7 +57,7 @@ public:
         if (extracted == nullptr) return std::nullopt;
         tellProgress();
         line_.clear();
-        if (options_.json && !makeJSONEventWriter()->write(call)) return failed("Cannot write the events.");
+        if (options_.json && !makeJSONEventWriter()->write(call)) return failed(translated("Cannot write the events."));
         return finished(extracted->error);
     }
     std::optional<ExitStatus> operator()(const RequestRefused& failure) {
@@ -64,11 +65,11 @@ public:
         return reported(*failure.error);
     }
     std::optional<ExitStatus> operator()(const ServiceLost&) {
-        static_cast<void>(failed("The capture service has gone; the extraction has ended."));
+        static_cast<void>(failed(translated("The capture service has gone; the extraction has ended.")));
         return kNoService;
     }
     std::optional<ExitStatus> operator()(const Interrupted&) {
-        return failed("Interrupted; images that have arrived stay.");
+        return failed(translated("Interrupted; images that have arrived stay."));
     }
     template <typename Other>
     std::optional<ExitStatus> operator()(const Other& /*of no interest*/) {
@@ -98,13 +99,14 @@ private:
         });
         files_.expect(asked);
         if (unknown == asked.end()) return std::nullopt;
-        return fmt::format("The deck has no slide {}; it has {}.", *unknown, slides.size());
+        return translated("The deck has no slide {}; it has {}.", *unknown, slides.size());
     }
 
     void tellProgress() {
         const std::size_t all = files_.names().size();
         const std::size_t arrived = all - files_.missing().size();
-        show(progressBar(arrived, all, "slide images"));
+        show(progressBar(arrived, all) + " " +
+             translatedCount(all, "{} of {} slide image", "{} of {} slide images", arrived, all));
         // A line for each change, not for each look: its reader may be a program that draws a bar.
         if (!options_.json || arrived == told_) return;
         told_ = arrived;
@@ -115,21 +117,22 @@ private:
     /// What the service does not tell is looked up: an image that could not be moved, a text that could not be written.
     ExitStatus finished(const ErrorPtr& error) {
         if (!files_.missing().empty()) {
-            return failed(fmt::format("{} Missing: {}.", error ? sentenceFor(*error) : "Not all slide images came.",
-                                      listOf(files_.missing())));
+            const auto reason = error ? sentenceFor(*error) : translated("Not all slide images came.");
+            return failed(translated("{} Missing: {}.", reason, listOf(files_.missing())));
         }
         if (error) return failed(sentenceFor(*error));
         const std::string folder = printable(files_.folder());
         const std::string text = printableText(files_.textName());
         if (!files_.hasNewText()) {
             return failed(
-                fmt::format("The images are there, but the text {} could not be written; see that nothing "
-                            "stands in its place and the disk has room, then pass --replace.",
-                            text));
+                translated("The images are there, but the text {} could not be written; see that nothing "
+                           "stands in its place and the disk has room, then pass --replace.",
+                           text));
         }
         const std::size_t count = files_.names().size();
         if (!options_.json) {
-            fmt::print("{} slide image{} and {} are in {}.\n", count, count == 1 ? "" : "s", text, folder);
+            fmt::print("{}\n", translatedCount(count, "{} slide image and {} are in {}.",
+                                               "{} slide images and {} are in {}.", count, text, folder));
         }
         return kDone;
     }

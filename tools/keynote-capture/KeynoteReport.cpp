@@ -1,6 +1,7 @@
 #include "tools/keynote-capture/KeynoteReport.h"
 
-#include "tools/PrintableText.h"
+#include "commandline/PrintableText.h"
+#include "commandline/Translation.h"
 #include "tools/keynote-capture/EventJSON.h"
 
 #include <fmt/format.h>
@@ -74,9 +75,9 @@ class JSONKeynoteReport final : public KeynoteReport {
 const char* sentenceFor(PluginState state) {
     switch (state) {
         case PluginState::current:
-            return ", legacy plug-in is current";
+            return translatable(", legacy plug-in is current");
         case PluginState::missing:
-            return ", legacy plug-in is missing or of another build";
+            return translatable(", legacy plug-in is missing or of another build");
         case PluginState::notNeeded:
         case PluginState::none:
             break;
@@ -84,14 +85,15 @@ const char* sentenceFor(PluginState state) {
     return "";
 }
 
-std::string section(const char* heading, const std::vector<KeynoteCopy>& copies, const char* nothing) {
-    std::string text = fmt::format("{}\n", heading);
-    if (copies.empty()) text += fmt::format("  {}\n", nothing);
+std::string section(const std::string& heading, const std::vector<KeynoteCopy>& copies) {
+    auto text = heading + '\n';
+    if (copies.empty()) text += translated("  none\n");
     for (const auto& copy : copies) {
-        const auto state = copy.supported ? std::string("supported") : fmt::format("not supported: {}", copy.reason);
+        const auto state =
+            copy.supported ? translated("supported") : translated("not supported: {}", translation(copy.reason));
         // On two lines, because paths of bundles are long.
         text += fmt::format("  {:<8}  {}\n            {}{}\n", printableText(copy.version.value_or("?")),
-                            printable(copy.path), state, sentenceFor(copy.plugin));
+                            printable(copy.path), state, translation(sentenceFor(copy.plugin)));
     }
     return text;
 }
@@ -102,33 +104,34 @@ std::string listed(const std::vector<std::string>& versions) {
     return text;
 }
 
-const char* yesOrNo(bool value) {
-    return value ? "yes" : "no";
+std::string yesOrNo(bool value) {
+    return value ? translated("yes") : translated("no");
 }
 
 class TextKeynoteReport final : public KeynoteReport {
     std::string running(const RunningKeynotes& running) const override {
-        if (!running.checks) return "Running\n  They cannot be seen without a session bus.\n";
-        auto text = section("Running", running.copies, "none");
-        if (running.checks->unsupported) text += "  A program of an unsupported version is running.\n";
-        if (running.checks->disabled) text += "  A program without the current legacy plug-in is running.\n";
+        if (!running.checks) return translated("Running\n  They cannot be seen without a session bus.\n");
+        auto text = section(translated("Running"), running.copies);
+        if (running.checks->unsupported) text += translated("  A program of an unsupported version is running.\n");
+        if (running.checks->disabled)
+            text += translated("  A program without the current legacy plug-in is running.\n");
         if (const auto& versions = running.checks->conflicting) {
-            text += fmt::format("  Several usable programs are running: {}.\n", listed(*versions));
+            text += translated("  Several usable programs are running: {}.\n", listed(*versions));
         }
         return text;
     }
     std::string installed(const std::vector<KeynoteCopy>& copies) const override {
-        return section("Installed", copies, "none");
+        return section(translated("Installed"), copies);
     }
     std::string status(const KeynoteInstallHelper::Status& status) const override {
-        return fmt::format(
+        return translated(
             "Status\n"
             "  usable program found                 {}\n"
             "  highest usable version               {}\n"
             "  unsupported program found            {}\n"
             "  legacy program without its plug-in   {}\n",
-            yesOrNo(status.found), printableText(status.highestVersion.value_or("none")), yesOrNo(status.unsupported),
-            yesOrNo(status.pluginMissing));
+            yesOrNo(status.found), printableText(status.highestVersion.value_or(translated("none"))),
+            yesOrNo(status.unsupported), yesOrNo(status.pluginMissing));
     }
 };
 
@@ -138,12 +141,12 @@ KeynoteCopy judgedCopy(const Bundle& bundle) {
     KeynoteCopy copy{bundle.path(), bundle.infoString("CFBundleShortVersionString"), false, {}, PluginState::none};
     if (!copy.version) {
         // The helper takes it for version 0 and so for a usable legacy program, which a damaged bundle is not.
-        copy.reason = "it tells no version";
+        copy.reason = translatable("it tells no version");
         return copy;
     }
     copy.supported = KeynoteInstallHelper::isSupportedKeynoteVersion(copy.version);
     if (!copy.supported) {
-        copy.reason = "there is no plug-in for versions from 6.0 up to 6.5";
+        copy.reason = translatable("there is no plug-in for versions from 6.0 up to 6.5");
     } else if (KeynoteInstallHelper::isSupportedKeynoteVersionForNewPlugin(copy.version)) {
         copy.plugin = PluginState::notNeeded;
     } else {

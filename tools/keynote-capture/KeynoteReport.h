@@ -6,7 +6,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace keynote_capture {
@@ -24,7 +23,7 @@ struct KeynoteCopy {
     std::filesystem::path path;
     std::optional<std::string> version;
     bool supported = false;
-    std::string_view reason;  ///< why it is not supported; a sentence without its full stop
+    const char* reason = "";  ///< why it is not supported; an English sentence without its full stop
     PluginState plugin = PluginState::none;
 };
 

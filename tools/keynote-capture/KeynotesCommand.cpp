@@ -1,15 +1,13 @@
 /// Wires the Linux platform into the tool, for the one command that looks at this computer itself.
 
+#include "commandline/PrintableText.h"
+#include "commandline/Translation.h"
 #include "platform/linux/LinuxPlatform.h"
 #include "recorder-shared/KeynoteInstallHelper.h"
-#include "tools/PrintableText.h"
 #include "tools/keynote-capture/Commands.h"
 #include "tools/keynote-capture/KeynoteReport.h"
+#include "tools/keynote-capture/ProgressLine.h"
 
-#include <fmt/format.h>
-#include <unistd.h>
-
-#include <clocale>
 #include <csignal>
 #include <cstdio>
 
@@ -26,8 +24,7 @@ constexpr int kTicksPerProgressLine = 10;
 /// What runs, then the search, then what it found. Everything happens on the main queue.
 class Survey {
 public:
-    Survey(LinuxPlatform& platform, const KeynoteReport& report)
-        : platform_(platform), report_(report), showsProgress_(isatty(STDERR_FILENO) == 1) {}
+    Survey(LinuxPlatform& platform, const KeynoteReport& report) : platform_(platform), report_(report) {}
 
     ExitStatus run() {
         auto& queue = platform_.platform().dispatch.mainQueue();
@@ -63,7 +60,7 @@ private:
     }
 
     void showInstalled(const KeynoteInstallHelper::KeynoteBundles& bundles) {
-        clearProgress();
+        line_.clear();
         std::vector<KeynoteCopy> copies;
         copies.reserve(bundles.size());
         for (const auto& bundle : bundles) copies.push_back(judgedCopy(*bundle));
@@ -87,24 +84,20 @@ private:
 
     void write(const std::string& text) {
         if (std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0) return;
-        complain("Cannot write what was found.");
+        complain(translated("Cannot write what was found."));
         platform_.stop(kOperationFailed);
     }
 
-    void showProgress() const {
-        if (!showsProgress_) return;
+    void showProgress() {
         const auto& progress = platform_.searchProgress();
-        fmt::print(stderr, "\rSearching: {} s, {} directories, {} found ",
-                   std::chrono::duration_cast<std::chrono::seconds>(elapsed()).count(), progress.directories.load(),
-                   progress.found.load());
-    }
-    void clearProgress() const {
-        if (showsProgress_) fmt::print(stderr, "\r\x1b[K");
+        line_.show(translated("Searching: {} s, {} directories, {} found",
+                              std::chrono::duration_cast<std::chrono::seconds>(elapsed()).count(),
+                              progress.directories.load(), progress.found.load()));
     }
 
     LinuxPlatform& platform_;
     const KeynoteReport& report_;
-    const bool showsProgress_;
+    ProgressLine line_;
     const Instant start_ = platform_.platform().clock.steadyNow();
     bool isSearching_ = false;
     int ticks_ = 0;
@@ -113,8 +106,6 @@ private:
 }  // namespace
 
 ExitStatus listKeynotes(const KeynotesOptions& options) {
-    std::setlocale(LC_MESSAGES, "");
-    std::setlocale(LC_CTYPE, "");
     LinuxPlatform::Options platformOptions;
     platformOptions.searchRoots = options.roots;
     LinuxPlatform linuxPlatform(platformOptions);

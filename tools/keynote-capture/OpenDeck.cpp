@@ -2,6 +2,7 @@
 
 #include "bus/Names.h"
 #include "bus/ProgramContract.h"
+#include "commandline/Translation.h"
 #include "platform/linux/StandardErrorLog.h"
 #include "platform/linux/bus/DBusWorkspace.h"
 #include "ports/CaptureNames.h"
@@ -14,7 +15,7 @@ namespace keynote_capture {
 namespace {
 
 constexpr const char* kNoneStarted =
-    "No presentation program runs, and none could be started; start it, then try again.";
+    translatable("No presentation program runs, and none could be started; start it, then try again.");
 /// As long as the capture service waits for a deck to be opened.
 constexpr std::chrono::minutes kTimeout{1};
 
@@ -25,7 +26,7 @@ ErrorPtr failed(const std::string& sentence) {
 ErrorPtr failed(const bus::Failure& failure) {
     const std::string sentence = failure.what();
     if (failure.name() == bus::kProgramFailed) return failed(sentence);
-    return failed("The presentation program did not open the deck; try again. (" + sentence + ")");
+    return failed(translated("The presentation program did not open the deck; try again. ({})", sentence));
 }
 
 }  // namespace
@@ -33,9 +34,10 @@ ErrorPtr failed(const bus::Failure& failure) {
 class OpenDeck::Program {
 public:
     Program(const std::filesystem::path& deck, Answer answer) : answer_(std::move(answer)) {
-        bus_ = bus::SessionBus::open(problem_);
+        std::string problem;
+        bus_ = bus::SessionBus::open(problem);
         if (!bus_) {
-            answer_({}, failed(problem_));
+            answer_({}, failed(translated("The session bus cannot be reached; run this inside a login session.")));
             return;
         }
         workspace_ = std::make_unique<bus::DBusWorkspace>(bus_, dispatch_.mainQueue(),
@@ -51,7 +53,7 @@ public:
 
 private:
     void open(const std::filesystem::path& deck, const std::optional<std::string>& owner) {
-        if (!owner) return answer_({}, failed(kNoneStarted));
+        if (!owner) return answer_({}, failed(translation(kNoneStarted)));
         try {
             program_ = std::make_unique<bus::Peer>(bus_->connection(), *owner, bus::kProgramPath);
             program_->ask<std::string>(bus::program::open(deck), kTimeout,
@@ -73,7 +75,6 @@ private:
     }
 
     const Answer answer_;
-    std::string problem_;
     StandardErrorLog log_;
     runtime::LoopDispatch dispatch_{log_};
     std::shared_ptr<bus::SessionBus> bus_;

@@ -1,5 +1,7 @@
 #include "tools/keynote-capture/Probe.h"
 
+#include "commandline/PrintableText.h"
+#include "commandline/Translation.h"
 #include "ports/CaptureNames.h"
 
 #include <pwd.h>
@@ -43,14 +45,14 @@ void removeDirectory(const fs::path& directory) {
         if (!failure) return;
         std::this_thread::sleep_for(50ms);
     }
-    complain("Cannot remove " + directory.native() + ": " + failure.message());
+    complain(translated("Cannot remove {}: {}", printable(directory), failure.message()));
 }
 
 }  // namespace
 
 Probe::Probe() : directory_(makeTemporaryDirectory()), recordingID_(directory_.filename()) {
     if (directory_.empty()) {
-        complain(std::string("Cannot make a temporary directory: ") + std::strerror(errno));
+        complain(translated("Cannot make a temporary directory: {}", std::strerror(errno)));
         fatal_ = kOperationFailed;
         return;
     }
@@ -132,7 +134,7 @@ void Probe::note(const host::ProgramLaunched& /*call*/) {
 }
 
 void Probe::note(const host::ProgramTerminated& /*call*/) {
-    fatal_ = failed("The presentation program has quit.");
+    fatal_ = failed(translated("The presentation program has quit."));
 }
 
 void Probe::note(const host::StartedPresenting& /*call*/) {
@@ -155,7 +157,7 @@ void Probe::note(const WindowsDescribed& answer) {
 
 void Probe::note(const ServiceLost& /*event*/) {
     fatal_ = kNoService;
-    complain("The capture service has gone.");
+    complain(translated("The capture service has gone."));
 }
 
 /// Without a word: whoever interrupts knows.

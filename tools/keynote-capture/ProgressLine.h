@@ -24,7 +24,9 @@ private:
     std::string shown_;
 };
 
-/// A bar for `done` of `all`, followed by both numbers and what is counted.
-[[nodiscard]] std::string progressBar(std::size_t done, std::size_t all, std::string_view what);
+/// A bar for `done` of `all`.
+[[nodiscard]] std::string progressBar(std::size_t done, std::size_t all);
+/// As much of the text as fits into so many columns, each character taken for one.
+[[nodiscard]] std::string cut(std::string_view text, std::size_t columns);
 
 }  // namespace keynote_capture

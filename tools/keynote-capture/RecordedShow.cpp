@@ -1,13 +1,13 @@
 #include "tools/keynote-capture/RecordedShow.h"
 
+#include "commandline/PrintableText.h"
+#include "commandline/Translation.h"
 #include "ports/CaptureNames.h"
-#include "tools/PrintableText.h"
 #include "tools/keynote-capture/DeckFiles.h"
 #include "tools/keynote-capture/EventWriter.h"
 #include "tools/keynote-capture/FileDigest.h"
 #include "tools/keynote-capture/lecture/LectureFiles.h"
 
-#include <fmt/format.h>
 #include <algorithm>
 #include <fstream>
 #include <iterator>
@@ -164,13 +164,13 @@ std::vector<std::string> RecordedShow::missingImages() const {
 std::optional<std::string> RecordedShow::problem() const {
     const auto missing = missingImages();
     const auto name = printable(directory_);
-    if (!missing.empty()) return fmt::format("{} lacks {}.", name, listOf(missing));
-    if (state_ == State::running) return fmt::format("The show in {} was given up before its end.", name);
+    if (!missing.empty()) return translated("{} lacks {}.", name, listOf(missing));
+    if (state_ == State::running) return translated("The show in {} was given up before its end.", name);
     if (startError_) return sentenceFor(*startError_);
     // Images that were missing may have been made since.
     if (endError_ && !hasDirectory()) return sentenceFor(*endError_);
-    if (hasGap_) return fmt::format("The capture service left during the show; the timeline in {} has a gap.", name);
-    if (!journal_.isComplete()) return fmt::format("The timeline in {} is not complete.", name);
+    if (hasGap_) return translated("The capture service left during the show; the timeline in {} has a gap.", name);
+    if (!journal_.isComplete()) return translated("The timeline in {} is not complete.", name);
     return std::nullopt;
 }
 

@@ -1,6 +1,7 @@
 #include "tools/keynote-capture/Recording.h"
 
-#include "tools/PrintableText.h"
+#include "commandline/PrintableText.h"
+#include "commandline/Translation.h"
 
 #include <fmt/format.h>
 
@@ -45,7 +46,7 @@ std::optional<ExitStatus> Recording::begin() {
     missingAt_ = now() + kLongestSearch;
     // On standard error: standard output has the events only.
     if (!options_.json) {
-        complain("Captures go to " + printable(options_.directory) + "; interrupt (Ctrl-C) to stop.");
+        complain(translated("Captures go to {}; interrupt (Ctrl-C) to stop.", printable(options_.directory)));
     }
     return std::nullopt;
 }
@@ -119,7 +120,7 @@ std::optional<ExitStatus> Recording::operator()(const RequestRefused& failure) {
     // What the service itself refuses it would refuse again, and without a service at the beginning there is most
     // likely none: people should know at once.
     if (!hasStarted_ || !isAway) return reported(*failure.error);
-    if (stopping_) return serviceGone("The capture service has gone; the recording has ended.");
+    if (stopping_) return serviceGone(translated("The capture service has gone; the recording has ended."));
     retryAt_ = now() + kRetryInterval;
     return std::nullopt;
 }
@@ -127,7 +128,7 @@ std::optional<ExitStatus> Recording::operator()(const RequestRefused& failure) {
 std::optional<ExitStatus> Recording::operator()(const ServiceLost& event) {
     if (event.connection != connection_) return std::nullopt;
     hasStarted_ = true;
-    complain("The capture service has gone; starting it again.");
+    complain(translated("The capture service has gone; starting it again."));
     mender_.reset();
     for (auto& show : shows_) show.lose("The capture service has gone.");
     return startAgain();
@@ -143,7 +144,7 @@ std::optional<ExitStatus> Recording::startAgain() {
     }
     if (!busLostAt_) busLostAt_ = now();
     if (stopping_ || now() - *busLostAt_ > kMostTimeWithoutBus) {
-        return serviceGone("The session bus has gone; the recording has ended.");
+        return serviceGone(translated("The session bus has gone; the recording has ended."));
     }
     retryAt_ = now() + kRetryInterval;
     return std::nullopt;
@@ -163,9 +164,10 @@ std::optional<ExitStatus> Recording::operator()(const Interrupted&) {
     if (stopping_ || isIdle || retryAt_) return finished();
     stopping_ = true;
     complain(firstShowThatIs(State::running) != nullptr
-                 ? "The slide images come when the slide show has ended; waiting for that. "
-                   "Interrupt again to stop at once without them."
-                 : "What is missing is being made from the archive copy. Interrupt again to stop at once without it.");
+                 ? translated("The slide images come when the slide show has ended; waiting for that. "
+                              "Interrupt again to stop at once without them.")
+                 : translated("What is missing is being made from the archive copy. "
+                              "Interrupt again to stop at once without it."));
     return std::nullopt;
 }
 
@@ -227,8 +229,8 @@ void Recording::mend(RecordedShow& show) {
     const auto missing = show.missingImages();
     show.mend();
     if (!options_.json) {
-        complain((missing.empty() ? "Reading the slides' text from " : "Making missing slide images from ") +
-                 printableText(archive) + ".");
+        complain(missing.empty() ? translated("Reading the slides' text from {}.", printableText(archive))
+                                 : translated("Making missing slide images from {}.", printableText(archive)));
     }
     const auto refused = [&inbox = inbox_, archive](const ErrorPtr& error) {
         inbox.post(host::DelegateCall(host::ExtractedSlideFiles{archive, error}));
@@ -250,17 +252,25 @@ ExitStatus Recording::serviceGone(const std::string& sentence) {
 ExitStatus Recording::finished() {
     if (client_) client_->stopDetectionAndCapture();
     const auto all = problems();
-    const auto line = outputLineOf(Json{{"event", "finished"}, {"shows", shows_.size()}, {"problems", all}});
+    const auto line = finishedLine();
     if (hook_ != nullptr) hook_->tell(line);
     if (options_.json) {
         fmt::print("{}", line);
         std::fflush(stdout);
     } else {
         for (const auto& problem : all) complain(problem);
-        complain(fmt::format("{} slide show{}, {}.", shows_.size(), shows_.size() == 1 ? "" : "s",
-                             all.empty() ? "everything is complete" : fmt::format("{} not complete", all.size())));
+        const auto shows = shows_.size();
+        complain(all.empty() ? translatedCount(shows, "{} slide show, everything is complete.",
+                                               "{} slide shows, everything is complete.", shows)
+                             : translatedCount(shows, "{} slide show, {} not complete.",
+                                               "{} slide shows, {} not complete.", shows, all.size()));
     }
     return all.empty() ? kDone : kOperationFailed;
+}
+
+std::string Recording::finishedLine() const {
+    const InEnglish english;
+    return outputLineOf(Json{{"event", "finished"}, {"shows", shows_.size()}, {"problems", problems()}});
 }
 
 std::vector<std::string> Recording::problems() const {
@@ -274,7 +284,7 @@ std::vector<std::string> Recording::problems() const {
 ExitStatus Recording::outputFailed() {
     // Its reader has seen enough, as head(1) does: no failure.
     if (errno == EPIPE) return finished();
-    complain(std::string("Cannot write the events: ") + std::strerror(errno));
+    complain(translated("Cannot write the events: {}", std::strerror(errno)));
     client_->stopDetectionAndCapture();
     return kOperationFailed;
 }

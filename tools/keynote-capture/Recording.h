@@ -56,6 +56,7 @@ private:
     std::optional<ExitStatus> goOn();
     void mend(RecordedShow& show);
     ExitStatus finished();
+    [[nodiscard]] std::string finishedLine() const;
     [[nodiscard]] std::vector<std::string> problems() const;
     ExitStatus serviceGone(const std::string& sentence);
     ExitStatus outputFailed();

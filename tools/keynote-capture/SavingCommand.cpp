@@ -1,3 +1,4 @@
+#include "commandline/Translation.h"
 #include "host/CaptureServiceClient.h"
 #include "tools/keynote-capture/Commands.h"
 #include "tools/keynote-capture/EventWriter.h"
@@ -11,7 +12,7 @@ namespace {
 class Waiting {
 public:
     explicit Waiting(bool json) : writer_(json ? makeJSONEventWriter() : makeTextEventWriter({})) {
-        line_.show("Waiting for the presentation program to finish saving; interrupt (Ctrl-C) to give up.");
+        line_.show(translated("Waiting for the presentation program to finish saving; interrupt (Ctrl-C) to give up."));
     }
 
     std::optional<ExitStatus> operator()(const host::DelegateCall& call) {
@@ -28,7 +29,7 @@ public:
     }
     std::optional<ExitStatus> operator()(const ServiceLost&) {
         line_.clear();
-        complain("The capture service has gone; whether everything is saved is not known.");
+        complain(translated("The capture service has gone; whether everything is saved is not known."));
         return kNoService;
     }
     std::optional<ExitStatus> operator()(const Interrupted&) { return kOperationFailed; }
@@ -44,7 +45,7 @@ private:
 
 }  // namespace
 
-ExitStatus waitForSaving(bool json) {
+ExitStatus waitForSaving(const WaitForSavingOptions& options) {
     Inbox inbox;
     ErrorPtr error;
     const auto client = host::CaptureServiceClient::connect(
@@ -52,7 +53,7 @@ ExitStatus waitForSaving(bool json) {
     if (!client) return reported(*error);
     // Waits without end, as people may: only they know how long a save may take, and they can interrupt.
     client->waitForSavingToCompleteAsync([&inbox](const ErrorPtr& failure) { inbox.post(RequestRefused{failure}); });
-    Waiting waiting(json);
+    Waiting waiting(options.json);
     for (;;) {
         if (const auto status = std::visit(waiting, inbox.next())) return *status;
     }

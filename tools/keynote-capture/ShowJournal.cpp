@@ -1,7 +1,8 @@
 #include "tools/keynote-capture/ShowJournal.h"
 
 #include "base/FileURL.h"
-#include "tools/PrintableText.h"
+#include "commandline/PrintableText.h"
+#include "commandline/Translation.h"
 #include "tools/keynote-capture/Commands.h"
 #include "tools/keynote-capture/lecture/JournalLine.h"
 
@@ -43,7 +44,7 @@ ShowJournal::ShowJournal(const std::filesystem::path& directory) : path_(directo
     file_ = host::Journal::open(path_);
     if (file_) return;
     isComplete_ = false;
-    complain(fmt::format("The timeline cannot be written to {} ({}).", printable(path_), std::strerror(errno)));
+    complain(translated("The timeline cannot be written to {} ({}).", printable(path_), std::strerror(errno)));
 }
 
 void ShowJournal::writeHeader(const RecorderFacts& facts, const host::StartedPresenting& show) {
@@ -90,8 +91,8 @@ void ShowJournal::append(Json line) {
     line["received"] = jsonOf(now());
     if (file_->append(lineOf(line))) return;
     if (std::exchange(isComplete_, false)) {
-        complain(fmt::format("The timeline {} lacks a line ({}); see that the disk has room.", printable(path_),
-                             std::strerror(errno)));
+        complain(translated("The timeline {} lacks a line ({}); see that the disk has room.", printable(path_),
+                            std::strerror(errno)));
     }
 }
 

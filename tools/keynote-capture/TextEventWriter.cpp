@@ -1,4 +1,5 @@
-#include "tools/PrintableText.h"
+#include "commandline/PrintableText.h"
+#include "commandline/Translation.h"
 #include "tools/keynote-capture/DateParts.h"
 #include "tools/keynote-capture/EventWriter.h"
 
@@ -9,10 +10,15 @@
 namespace keynote_capture {
 namespace {
 
+namespace fs = std::filesystem;
+
+constexpr std::size_t kWhatColumn = 14;
+/// What is behind it is at most 51 columns wide where it is in the capture directory.
+constexpr std::size_t kDetailsColumn = 29;
+
 /// The columns of one line.
 struct Line {
     std::string what;
-    std::string slide;
     std::string details;
     ErrorPtr error;
     std::optional<Date> at;  ///< now when there is none
@@ -23,35 +29,45 @@ std::string clockTime(Date date) {
     return fmt::format("{:%H:%M:%S}.{:03}", fmt::localtime(second), microsecond / 1000);
 }
 
-std::string printableOrNothing(const std::optional<std::filesystem::path>& path) {
-    return path ? printable(*path) : std::string();
-}
+class Columns {
+public:
+    explicit Columns(const fs::path& captureDirectory) : captureDirectory_(captureDirectory) {}
 
-struct Columns {
-    const std::filesystem::path& captureDirectory;
-
-    Line operator()(const host::ProgramLaunched&) const { return {"program found", {}, {}, {}, {}}; }
-    Line operator()(const host::ProgramTerminated&) const { return {"program gone", {}, {}, {}, {}}; }
+    Line operator()(const host::ProgramLaunched&) const { return {translated("program found"), {}, {}, {}}; }
+    Line operator()(const host::ProgramTerminated&) const { return {translated("program gone"), {}, {}, {}}; }
     Line operator()(const host::StartedPresenting& call) const {
-        std::string details = printableOrNothing(call.originalDocumentPath);
+        auto details = shortened(call.originalDocumentPath);
         if (call.archive && call.presentationID) {
-            if (!details.empty()) details += ", ";
-            details += "archived as " + printable(captureDirectory / *call.presentationID / *call.archive);
+            // Below the path, and by the directory alone: both names together would fill two lines.
+            details += details.empty() ? "" : '\n' + std::string(kDetailsColumn, ' ');
+            details += translated("archived in {}", printableText(*call.presentationID));
         }
-        return {"show started", {}, std::move(details), call.error, {}};
+        return {translated("show started"), std::move(details), call.error, {}};
     }
     Line operator()(const host::PresentedSlide& call) const {
-        return {"slide", std::to_string(call.number), printableOrNothing(call.imageFilePath), {}, call.at};
+        return {translated("slide {}", call.number), shortened(call.imageFilePath), {}, call.at};
     }
     Line operator()(const host::ExtractedSlideFiles& call) const {
-        return {"extracted", {}, printableText(call.presentationPath), call.error, {}};
+        return {translated("extracted"), shortened(fs::path(call.presentationPath)), call.error, {}};
     }
     Line operator()(const host::SavingEnded& call) const {
-        return {"saving ended", {}, call.error ? "" : "everything is saved", call.error, {}};
+        return {translated("saving ended"), call.error ? "" : translated("everything is saved"), call.error, {}};
     }
     Line operator()(const host::StoppedPresenting& call) const {
-        return {"show ended", {}, call.error ? "" : "all slide images are in place", call.error, {}};
+        auto details = call.error ? "" : translated("all slide images are in place");
+        return {translated("show ended"), std::move(details), call.error, {}};
     }
+
+private:
+    /// As a path in the capture directory where it is one.
+    [[nodiscard]] std::string shortened(const std::optional<fs::path>& path) const {
+        if (!path) return {};
+        const auto relative = path->lexically_relative(captureDirectory_);
+        const bool isInside = !captureDirectory_.empty() && !relative.empty() && *relative.begin() != "..";
+        return printable(isInside ? relative : *path);
+    }
+
+    const fs::path& captureDirectory_;
 };
 
 class TextEventWriter final : public EventWriter {
@@ -60,14 +76,15 @@ public:
 
 private:
     std::string lineFor(const host::DelegateCall& call) const override {
-        const Line line = std::visit(Columns{captureDirectory_}, call);
+        const Line line = std::visit(Columns(captureDirectory_), call);
         // Only a slide has a time of its own; other calls are told when they happen.
         const Date now = std::chrono::floor<std::chrono::microseconds>(std::chrono::system_clock::now());
-        std::string text =
-            fmt::format("{}  {:<13} {:>5}  {}", clockTime(line.at.value_or(now)), line.what, line.slide, line.details);
+        auto text = fmt::format("{}  {:<{}}{}", clockTime(line.at.value_or(now)), line.what,
+                                kDetailsColumn - kWhatColumn, line.details);
         // Columns that are empty at the end leave blanks, which terminals and comparisons do not want.
         text.erase(text.find_last_not_of(' ') + 1);
-        if (line.error) text += (line.details.empty() ? "  error: " : ", error: ") + sentenceFor(*line.error);
+        if (line.error)
+            text += (line.details.empty() ? "  " : ", ") + translated("error: {}", sentenceFor(*line.error));
         return text + '\n';
     }
 

@@ -14,10 +14,11 @@ struct SoapParameters {
 };
 
 /// Reads `NAME=TEXT`, `NAME:int=3`, `NAME:double=2.5`, `NAME:guid=…` and `NAME@=FILE`. Throws `std::invalid_argument`
-/// with a sentence that says what is wrong.
+/// with a sentence that says what is wrong, with what was given as it is.
 [[nodiscard]] SoapParameters parseSoapParameters(const std::vector<std::string>& arguments);
 
-/// Complains by `std::invalid_argument` about what cannot be the name of an element; `what` says whose name it is.
-void checkElementName(const std::string& name, const std::string& what);
+/// Whether an element may have this name. Not all of XML's rule: enough that a typing error does not break the
+/// envelope.
+[[nodiscard]] bool isElementName(const std::string& name);
 
 }  // namespace soap_call

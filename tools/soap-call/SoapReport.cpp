@@ -2,7 +2,8 @@
 
 #include "MacShared/HTTPError.h"
 #include "MacShared/VeldrinError.h"
-#include "tools/PrintableText.h"
+#include "commandline/PrintableText.h"
+#include "commandline/Translation.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -38,8 +39,8 @@ std::optional<std::string> bodyOf(const Error& error) {
     return found == error.userInfo().end() ? std::nullopt : std::optional(found->second);
 }
 
-std::string line(const char* title, std::string_view text) {
-    return fmt::format("  {}: {}\n", title, printableText(text));
+std::string line(const std::string& title, std::string_view text) {
+    return fmt::format("\n  {}: {}", title, printableText(text));
 }
 
 std::string bodyText(std::string_view body) {
@@ -47,8 +48,8 @@ std::string bodyText(std::string_view body) {
     const auto more = body.size() - std::min(body.size(), kLongestBody);
     // The body is the server's: it may be long, and hold what terminals obey.
     auto text = printableText(body.substr(0, kLongestBody), LineFeeds::kept);
-    if (more > 0) text += fmt::format("… and {} bytes more", more);
-    return "  body:\n" + text + "\n";
+    if (more > 0) text += translated("… and {} bytes more", more);
+    return translated("\n  body:\n") + text;
 }
 
 }  // namespace
@@ -58,13 +59,13 @@ std::string soapResponseText(const shared::SoapDictionary& response) {
 }
 
 std::string soapErrorText(const Error& error) {
-    auto text = printableText(error.localizedDescription()) + "\n";
-    text += line("error", fmt::format("{} {}", error.domain(), error.code()));
+    auto text = printableText(error.localizedDescription());
+    text += line(translated("error"), fmt::format("{} {}", error.domain(), error.code()));
     const auto headerCode = error.userInfo().find(VELErrorCodeHeader);
     if (headerCode != error.userInfo().end()) text += line(VELErrorCodeHeader, headerCode->second);
     const auto body = bodyOf(error);
     const auto reason = error.localizedFailureReason();
-    if (reason && reason != body) text += line("reason", *reason);
+    if (reason && reason != body) text += line(translated("reason"), *reason);
     if (body && !body->empty()) text += bodyText(*body);
     return text;
 }

@@ -43,7 +43,8 @@ TEST_F(StandingBridge, LeavesAnOfficeThatIsThereForAJobToTheBridgeThatHasIt) {
     onDemand.waitForComplaint("Attached to the office");
     EXPECT_EQ(onDemand.exitStatus(), 0) << onDemand.complaints();
     EXPECT_TRUE(isServed(0));
-    EXPECT_EQ(bridge.complaintsUntilNow(), "Waiting for an office on the pipe " + pipe + ".\n") << "it has not tried";
+    EXPECT_EQ(bridge.complaintsUntilNow(), "keynote-impress: Waiting for an office on the pipe " + pipe + ".\n")
+        << "it has not tried";
     EXPECT_EQ(kill(bridge.pid(), 0), 0);
 }
 

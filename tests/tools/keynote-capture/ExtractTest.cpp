@@ -71,4 +71,14 @@ TEST_F(ExtractTest, AnInterruptionAndALostServiceEndItAtOnce) {
     program_.play("print ready");
 }
 
+TEST_F(ExtractTest, ProgressNeverWrapsInANarrowTerminal) {
+    auto service = std::make_unique<FakeService>(bus_.address());
+    ChildProcess waiting({"script", "-qec", "stty cols 31; exec " KEYNOTE_CAPTURE " wait-for-saving", "/dev/null"});
+    service->waitForCalls(1);
+    service->leave();
+    EXPECT_EQ(waiting.exitStatus(), 3);
+    EXPECT_THAT(waiting.restOfOutput(), HasSubstr("\r\x1b[KWaiting for the presentation p\r\x1b[K"));
+    program_.play("print ready");
+}
+
 }  // namespace

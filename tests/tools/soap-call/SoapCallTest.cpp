@@ -88,8 +88,8 @@ TEST_F(SoapCall, ErrorsSpeakTheUsersLanguage) {
     EXPECT_THAT(run({"Get"}).complaints, HasSubstr("soap-call: HTTP-Fehler 503 Dienst nicht verf\u00FCgbar\n"));
     answer(200, "no parts", "Content-Type: multipart/related; boundary=b\r\n");
     EXPECT_THAT(run({"Get"}).complaints,
-                HasSubstr("soap-call: Der Webdienst hat versagt.\n  error: Veldrin 87\n"
-                          "  reason: Die Antwort des Servers auf die Methode Get ist nicht lesbar.\n"));
+                HasSubstr("soap-call: Der Webdienst hat versagt.\n  Fehler: Veldrin 87\n"
+                          "  Grund: Die Antwort des Servers auf die Methode Get ist nicht lesbar.\n"));
     ASSERT_NE(std::setlocale(LC_MESSAGES, "C.UTF-8"), nullptr);
     EXPECT_EQ(files::DirectoryBundles().mainBundle()->localizedString("Timeout waiting on SOAP call"),
               "Die Antwort auf den SOAP-Aufruf blieb aus.");

@@ -1,6 +1,7 @@
 #include "tools/keynote-capture/hook/Hook.h"
 
-#include "tools/PrintableText.h"
+#include "commandline/PrintableText.h"
+#include "commandline/Translation.h"
 #include "tools/keynote-capture/Commands.h"
 
 #include <fcntl.h>
@@ -23,48 +24,6 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
 constexpr auto kBetweenLooks = 10ms;
-
-/// Reads a command character by character.
-class Splitter {
-public:
-    void take(char character) {
-        if (isEscaped_) {
-            isEscaped_ = false;
-            return add(character);
-        }
-        if (character == '\\' && quote_ != '\'') {
-            isEscaped_ = true;
-        } else if (quote_ != '\0') {
-            character == quote_ ? void(quote_ = '\0') : add(character);
-        } else if (character == '"' || character == '\'') {
-            quote_ = character;
-            isInWord_ = true;
-        } else if (character == ' ' || character == '\t' || character == '\n') {
-            end();
-        } else {
-            add(character);
-        }
-    }
-    std::optional<std::vector<std::string>> words() {
-        end();
-        return quote_ == '\0' && !isEscaped_ && !words_.empty() ? std::optional(words_) : std::nullopt;
-    }
-
-private:
-    void add(char character) {
-        word_ += character;
-        isInWord_ = true;
-    }
-    void end() {
-        if (std::exchange(isInWord_, false)) words_.push_back(std::exchange(word_, {}));
-    }
-
-    std::vector<std::string> words_;
-    std::string word_;
-    char quote_ = '\0';
-    bool isInWord_ = false;
-    bool isEscaped_ = false;
-};
 
 /// A pipe into which one line fits whole.
 class Input {
@@ -121,12 +80,6 @@ pid_t spawn(const std::vector<std::string>& command, int input) {
 
 }  // namespace
 
-std::optional<std::vector<std::string>> wordsOf(std::string_view command) {
-    Splitter splitter;
-    for (const char character : command) splitter.take(character);
-    return splitter.words();
-}
-
 Hook::Hook(std::vector<std::string> command) : command_(std::move(command)), thread_([this] { work(); }) {}
 
 Hook::~Hook() {
@@ -146,7 +99,7 @@ void Hook::tell(std::string line) {
         if (!isFull) lines_.push_back(std::move(line));
     }
     changed_.notify_one();
-    if (isFull) complainOnce("The command for events is too slow; it does not get all of them.");
+    if (isFull) complainOnce(translated("The command for events is too slow; it does not get all of them."));
 }
 
 void Hook::work() {
@@ -167,10 +120,10 @@ void Hook::run(const std::string& line) {
     const Input input(line);
     const pid_t process = spawn(command_, input.reader());
     if (process == 0) {
-        return complainOnce(
-            fmt::format("{} cannot be started ({}).", printableText(command_[0]), std::strerror(errno)));
+        return complainOnce(translated("{} cannot be started ({}).", printableText(command_[0]), std::strerror(errno)));
     }
-    if (!waitFor(process)) complainOnce("The command for events has failed, or was ended because it took too long.");
+    if (!waitFor(process))
+        complainOnce(translated("The command for events has failed, or was ended because it took too long."));
 }
 
 /// Whether the process has ended by itself, and well.

@@ -8,15 +8,10 @@
 #include <optional>
 #include <set>
 #include <string>
-#include <string_view>
 #include <thread>
 #include <vector>
 
 namespace keynote_capture {
-
-/// The words of a command, split at blanks; quotes of both kinds keep blanks together, and a backslash takes the next
-/// character as it is, but between single quotes. Nothing when a quote does not end or there is no word.
-[[nodiscard]] std::optional<std::vector<std::string>> wordsOf(std::string_view command);
 
 /// Runs a command of the user's for each event, one after the other, on a thread of its own: nobody waits for it, and
 /// what it does or fails to do changes nothing. It gets the event as one line on standard input; what it prints goes

@@ -1,4 +1,5 @@
-#include "tools/PrintableText.h"
+#include "commandline/PrintableText.h"
+#include "commandline/Translation.h"
 #include "tools/keynote-capture/Commands.h"
 #include "tools/keynote-capture/lecture/Chapters.h"
 #include "tools/keynote-capture/lecture/LectureFiles.h"
@@ -30,15 +31,19 @@ std::optional<Date::duration> offsetIn(const fs::path& video, const Lecture& lec
     const auto start = videoStartOf(video);
     if (!start) {
         complain(
-            fmt::format("{} does not tell when it was recorded; pass --offset with the seconds from its beginning "
-                        "to that of the show.",
-                        printable(video)));
+            translated("{} does not tell when it was recorded; pass --offset with the seconds from its beginning "
+                       "to that of the show.",
+                       printable(video)));
         return std::nullopt;
     }
     const auto offset = lecture.start() - start->at;
-    complain(fmt::format("{} says that its recording began at {}{}; the show begins {} {} that.", printable(video),
-                         jsonOf(start->at).get<std::string>(), start->wholeSeconds ? ", to the second" : "",
-                         inSeconds(std::chrono::abs(offset)), offset < Date::duration(0) ? "before" : "after"));
+    const auto from = jsonOf(start->at).get<std::string>() + (start->wholeSeconds ? translated(", to the second") : "");
+    const auto apart = inSeconds(std::chrono::abs(offset));
+    complain(offset < Date::duration(0)
+                 ? translated("{} says that its recording began at {}; the show begins {} before that.",
+                              printable(video), from, apart)
+                 : translated("{} says that its recording began at {}; the show begins {} after that.",
+                              printable(video), from, apart));
     return offset;
 }
 
@@ -51,15 +56,15 @@ std::optional<Lecture> lectureIn(const fs::path& directory) {
     auto recordings = recordingsIn(directory);
     if (recordings.size() == 1) return recordings.front();
     if (recordings.empty()) {
-        complain(fmt::format("There is no timeline in {}; name a directory that `record` has written to.",
-                             printable(directory)));
+        complain(translated("There is no timeline in {}; name a directory that `record` has written to.",
+                            printable(directory)));
         return std::nullopt;
     }
     std::vector<std::string> names;
     names.reserve(recordings.size());
     for (const auto& recording : recordings) names.push_back(printable(recording.parts.front().directory));
-    complain(fmt::format("{} holds {} recordings; name a presentation of one of them: {}.", printable(directory),
-                         names.size(), fmt::join(names, ", ")));
+    complain(translated("{} holds {} recordings; name a presentation of one of them: {}.", printable(directory),
+                        names.size(), fmt::format("{}", fmt::join(names, ", "))));
     return std::nullopt;
 }
 
@@ -91,7 +96,7 @@ ExitStatus exportLecture(const ExportOptions& options) {
     if (!offset) return kOperationFailed;
     const auto text = textFor(options.format, *lecture, *offset, options.directory);
     const bool isWritten = std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
-    return isWritten ? kDone : failed(std::string("Cannot write the export: ") + std::strerror(errno));
+    return isWritten ? kDone : failed(translated("Cannot write the export: {}", std::strerror(errno)));
 }
 
 }  // namespace keynote_capture

@@ -1,6 +1,7 @@
 #include "tools/keynote-capture/lecture/Leaves.h"
 
-#include "tools/PrintableText.h"
+#include "commandline/PrintableText.h"
+#include "commandline/Translation.h"
 #include "tools/keynote-capture/lecture/Chapters.h"
 #include "tools/keynote-capture/lecture/LectureFiles.h"
 #include "tools/keynote-capture/lecture/Page.h"
@@ -49,7 +50,7 @@ void make(const fs::path& file, const std::string& content, Leaves& leaves) {
     if (replace(file, content)) {
         leaves.written.push_back(file);
     } else {
-        leaves.problem = fmt::format("{} cannot be written ({}).", printable(file), std::strerror(errno));
+        leaves.problem = translated("{} cannot be written ({}).", printable(file), std::strerror(errno));
     }
 }
 

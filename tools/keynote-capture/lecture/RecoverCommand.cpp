@@ -1,5 +1,6 @@
+#include "commandline/PrintableText.h"
+#include "commandline/Translation.h"
 #include "host/CaptureServiceClient.h"
-#include "tools/PrintableText.h"
 #include "tools/keynote-capture/Commands.h"
 #include "tools/keynote-capture/DeckFiles.h"
 #include "tools/keynote-capture/EventWriter.h"
@@ -38,12 +39,12 @@ public:
     /// Nothing when the recovery goes on, or the exit status of an interruption.
     std::optional<ExitStatus> recover(const fs::path& directory) {
         if (host::isBeingWritten(directory / ShowJournal::kFileName)) {
-            fail(directory, "It is being recorded, and left alone.");
+            fail(directory, translated("It is being recorded, and left alone."));
             return std::nullopt;
         }
         auto content = readShowJournal(directory);
         if (!content) {
-            fail(directory, "The beginning of its timeline is lost; nothing can be made of it.");
+            fail(directory, translated("The beginning of its timeline is lost; nothing can be made of it."));
             return std::nullopt;
         }
         RecordedShow show(directory, *std::move(content));
@@ -90,7 +91,7 @@ private:
             }
             if (std::holds_alternative<ServiceLost>(event)) return std::nullopt;
             if (std::holds_alternative<Interrupted>(event)) {
-                complain("Interrupted; what is missing can be made by another recovery.");
+                complain(translated("Interrupted; what is missing can be made by another recovery."));
                 return kOperationFailed;
             }
             const auto* const call = std::get_if<host::DelegateCall>(&event);
@@ -108,19 +109,19 @@ private:
             made.push_back(file.parent_path() == directory ? file.filename() : file);
         }
         for (auto& name : made) name = printableText(name);
-        tell(directory, made.empty() ? "Nothing was to be done." : fmt::format("Made {}.", fmt::join(made, ", ")));
+        const auto names = fmt::format("{}", fmt::join(made, ", "));
+        tell(directory, made.empty() ? translated("Nothing was to be done.") : translated("Made {}.", names));
         const auto reason = whyNot(show);
-        if (!after.missing.empty())
-            fail(directory, fmt::format("{} cannot be made: {}", listOf(after.missing), reason));
-        if (!after.hadText) tell(directory, "There is no text of the slides: " + reason);
+        if (!after.missing.empty()) fail(directory, translated("{} cannot be made: {}", listOf(after.missing), reason));
+        if (!after.hadText) tell(directory, translated("There is no text of the slides: {}", reason));
         if (!show.leaves().problem.empty()) fail(directory, show.leaves().problem);
         if (serviceFailure_ && (!after.missing.empty() || !after.hadText)) status_ = kNoService;
     }
 
     [[nodiscard]] std::string whyNot(const RecordedShow& show) const {
-        if (!show.hasArchive()) return "the show was lost before its archive copy was saved.";
+        if (!show.hasArchive()) return translated("the show was lost before its archive copy was saved.");
         if (serviceFailure_) return sentenceFor(*serviceFailure_);
-        return "the presentation program does not make them from the archive copy.";
+        return translated("the presentation program does not make them from the archive copy.");
     }
 
     void fail(const fs::path& directory, const std::string& sentence) {
@@ -135,11 +136,11 @@ private:
 
 }  // namespace
 
-ExitStatus recover(const fs::path& directory) {
-    const auto presentations = presentationsIn(directory);
+ExitStatus recover(const RecoverOptions& options) {
+    const auto presentations = presentationsIn(options.directory);
     if (presentations.empty()) {
-        complain(fmt::format("There is no timeline in {}; name a directory that `record` has written to.",
-                             printable(directory)));
+        complain(translated("There is no timeline in {}; name a directory that `record` has written to.",
+                            printable(options.directory)));
         return kOperationFailed;
     }
     Inbox inbox;

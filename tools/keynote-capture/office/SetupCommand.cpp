@@ -1,13 +1,13 @@
 /// Wires the Linux platform's XML into the tool, to look at the office's settings before they are changed.
 
+#include "commandline/PrintableText.h"
+#include "commandline/Translation.h"
 #include "platform/linux/text/LinuxXMLServices.h"
-#include "tools/PrintableText.h"
 #include "tools/keynote-capture/Commands.h"
 #include "tools/keynote-capture/office/OfficeSettings.h"
 #include "tools/keynote-capture/office/Offices.h"
 
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -66,34 +66,35 @@ ExitStatus write(const fs::path& file, std::string_view content) {
     fs::create_directories(file.parent_path(), failure);
     const bool isDone = content == emptyOfficeSettings() ? removeWithFolders(file) : replace(file, content);
     if (isDone) return kDone;
-    return refused(fmt::format("{} cannot be written ({}).", printableText(file.native()), std::strerror(errno)));
+    return refused(translated("{} cannot be written ({}).", printableText(file.native()), std::strerror(errno)));
 }
 
 ExitStatus setUp(const fs::path& file, std::string_view settings, const std::string& connection) {
     if (const auto present = connectionIn(settings)) {
         if (present == connection) {
-            complain("LibreOffice is set up already.");
+            complain(translated("LibreOffice is set up already."));
             return kDone;
         }
         return refused(
-            fmt::format("LibreOffice is set to listen elsewhere (ooSetupConnectionURL is \"{}\"); remove that first.",
-                        printableText(*present)));
+            translated("LibreOffice is set to listen elsewhere (ooSetupConnectionURL is \"{}\"); remove that first.",
+                       printableText(*present)));
     }
     const auto changed = withConnection(settings, connection);
-    if (!areOfficeSettings(changed, text::LinuxXMLServices())) return refused("The changed settings would be unsound.");
+    if (!areOfficeSettings(changed, text::LinuxXMLServices()))
+        return refused(translated("The changed settings would be unsound."));
     const auto status = write(file, changed);
-    if (status == kDone) complain("From its next start on, every LibreOffice of yours can be recorded.");
+    if (status == kDone) complain(translated("From its next start on, every LibreOffice of yours can be recorded."));
     return status;
 }
 
 ExitStatus undo(const fs::path& file, std::string_view settings, const std::string& connection) {
     const auto changed = withoutConnection(settings, connection);
     if (!changed) {
-        complain("LibreOffice was not set up.");
+        complain(translated("LibreOffice was not set up."));
         return kDone;
     }
     const auto status = write(file, *changed);
-    if (status == kDone) complain("LibreOffice is as it was.");
+    if (status == kDone) complain(translated("LibreOffice is as it was."));
     return status;
 }
 
@@ -102,7 +103,7 @@ ExitStatus undo(const fs::path& file, std::string_view settings, const std::stri
 ExitStatus setUpOffice(const SetupOptions& options) {
     const auto profile = options.profile.empty() ? officeProfile() : options.profile;
     if (const auto office = runningOffice(profile)) {
-        return refused(fmt::format(
+        return refused(translated(
             "LibreOffice runs (process {}) and would overwrite its settings when it ends; quit it first.", *office));
     }
     std::error_code failure;
@@ -112,8 +113,8 @@ ExitStatus setUpOffice(const SetupOptions& options) {
     const bool isNew = !fs::exists(file, failure);
     const auto settings = isNew ? emptyOfficeSettings() : contentOf(file, kMostBytes);
     if (!settings || !areOfficeSettings(*settings, text::LinuxXMLServices())) {
-        return refused(fmt::format("{} cannot be read, or holds no settings of LibreOffice; nothing was changed.",
-                                   printableText(file.native())));
+        return refused(translated("{} cannot be read, or holds no settings of LibreOffice; nothing was changed.",
+                                  printableText(file.native())));
     }
     const auto connection = connectionOnPipe(options.pipe);
     return options.undo ? undo(file, *settings, connection) : setUp(file, *settings, connection);

@@ -6,6 +6,7 @@
 #include "bus/ProgramServer.h"
 #include "bus/SessionBus.h"
 #include "bus/TimelineContract.h"
+#include "commandline/Translation.h"
 #include "ports/CaptureNames.h"
 
 #include <algorithm>
@@ -84,8 +85,12 @@ ProgramNow askProgram(bus::SessionBus& bus, const std::string& name) {
 
 BusFacts look(const std::string& pipe) {
     BusFacts facts;
-    const auto bus = bus::SessionBus::open(facts.problem);
-    if (!bus) return facts;
+    std::string problem;
+    const auto bus = bus::SessionBus::open(problem);
+    if (!bus) {
+        facts.problem = translated("The session bus cannot be reached; run this inside a login session.");
+        return facts;
+    }
     bus->start([] {});
     try {
         const auto startable = namesBy(*bus, "ListActivatableNames");
@@ -99,7 +104,7 @@ BusFacts look(const std::string& pipe) {
         const auto program = std::ranges::find_if(names, isProgram);
         if (program != names.end()) facts.program = askProgram(*bus, *program);
     } catch (const bus::Failure& failure) {
-        facts.problem = "The session bus does not answer. (" + std::string(failure.what()) + ")";
+        facts.problem = translated("The session bus does not answer. ({})", failure.what());
     }
     bus->stop();
     return facts;
@@ -119,7 +124,7 @@ BusFacts askBus(const std::string& pipe) {
     }).detach();
     if (facts.wait_for(kLongestLook) == std::future_status::ready) return facts.get();
     BusFacts silent;
-    silent.problem = "The session bus does not answer.";
+    silent.problem = translated("The session bus does not answer.");
     return silent;
 }
 

@@ -13,7 +13,7 @@ struct Check {
         failed    ///< a recording does not work before this is cured
     };
 
-    const char* name = "";
+    const char* name = "";  ///< in English
     State state = State::ok;
     std::string sentence;
     std::string cure = {};  ///< a command, or what else helps; empty when nothing is needed

@@ -1,3 +1,4 @@
+#include "commandline/Translation.h"
 #include "tools/keynote-capture/Commands.h"
 #include "tools/keynote-capture/EventJSON.h"
 #include "tools/keynote-capture/status/RecordingChecks.h"
@@ -25,7 +26,8 @@ bool hasFailed(const Checks& checks, std::string_view name) {
 std::string textOf(const Checks& checks) {
     std::string text;
     for (const auto& check : checks) {
-        text += fmt::format("{:<8} {:<10} {}\n", nameOf(check.state), check.name, check.sentence);
+        text +=
+            fmt::format("{:<8} {:<10} {}\n", translation(nameOf(check.state)), translation(check.name), check.sentence);
         if (!check.cure.empty()) text += fmt::format("{:<19} → {}\n", "", check.cure);
     }
     return text;

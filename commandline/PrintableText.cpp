@@ -1,4 +1,4 @@
-#include "tools/PrintableText.h"
+#include "commandline/PrintableText.h"
 
 #include <fmt/format.h>
 #include <unicode/uchar.h>

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+}  // namespace CLI
+
+namespace soap_call {
+
+/// What the command line asks for.
+struct Options {
+    std::string url;
+    std::string callNamespace;
+    std::string extension;
+    std::string method;
+    std::vector<std::string> parameters;
+    bool ignoreCertificateErrors = false;
+};
+
+/// The tool's command line. Reading it sets the options, which must live as long.
+[[nodiscard]] std::shared_ptr<CLI::App> makeCommandLine(Options& options);
+
+}  // namespace soap_call
