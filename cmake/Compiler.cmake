@@ -6,6 +6,12 @@ function(kcs_target name)
   endif()
 endfunction()
 
+# For the parts of the client library: code that may lie anywhere, and names that stay within.
+function(kcs_shared_library_part name)
+  set_target_properties(${name} PROPERTIES
+    POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+endfunction()
+
 if(KCS_SANITIZE)
   add_compile_options(-fsanitize=${KCS_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)

@@ -1,5 +1,5 @@
 # Packs SOURCE.d/index.apxl, the text form of a Keynote document, into the file OUTPUT. The same text gives the same
-# file, whenever and by whomever it is packed.
+# file, but for when its source was last read and changed, which the archive holds too.
 function(kcs_keynote_document source output)
   cmake_path(ABSOLUTE_PATH source)
   cmake_path(GET output PARENT_PATH folder)

@@ -17,6 +17,8 @@ inline constexpr std::int64_t kCaptureServiceUnavailable = 1;
 /// The service did not answer in time, or left before it answered.
 inline constexpr std::int64_t kCaptureServiceNoAnswer = 2;
 
+class [[gnu::visibility("default")]] CaptureServiceClient;
+
 /// A host's connection to the capture service: the service's operations as calls, its notifications as calls on a
 /// delegate.
 ///
@@ -72,7 +74,7 @@ public:
     void descriptionOfKeynoteWindowsWithReply(TextReply reply) override;
 
 private:
-    class Link;
+    class [[gnu::visibility("hidden")]] Link;
     explicit CaptureServiceClient(std::unique_ptr<Link> link);
     const std::unique_ptr<Link> link_;
 };

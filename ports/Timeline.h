@@ -55,6 +55,7 @@ struct TimelineReport {
 class TimelineListener {
 public:
     virtual ~TimelineListener() = default;
-    /// Between the delegate's calls, as things happen; must not wait. Main queue.
+    /// Between the delegate's calls, as things happen; must not wait. Main queue of the service; in a host the
+    /// client's thread.
     virtual void timelineReport(const TimelineReport& report) = 0;
 };

@@ -1,4 +1,4 @@
-/// How the service comes and goes: by activation, by idleness, with the bus, and from an installed tree.
+/// How the service comes and goes: by activation, by idleness and with the bus.
 
 #include "tests/e2e/CaptureTest.h"
 #include "tests/support/Deadline.h"
@@ -85,32 +85,6 @@ TEST_F(BusEndTest, ASecondServiceLeavesAtOnce) {
     EXPECT_EQ(second.exitStatus(), 1);
     EXPECT_THAT(second.complaints(), HasSubstr("Is another capture service running?"));
     EXPECT_TRUE(isServiceThere());
-}
-
-TEST(InstalledTreeTest, RecordsByActivation) {
-    const TestHome home;
-    const fs::path prefix = home.path() / "prefix with blank";
-    ChildProcess install({CMAKE, "--install", BUILD_TREE, "--prefix", prefix.string()});
-    install.restOfOutput();
-    ASSERT_EQ(install.exitStatus(), 0) << install.complaints();
-    const PrivateBus bus(prefix / "share");
-    ChildProcess recorder({prefix / "bin/keynote-capture", "record", "--to", home.path() / "captures", "--json"});
-    ChildProcess program({prefix / "libexec/keynote-capture/keynote-simulator", "-", "--no-window"});
-    program.play("launch");
-    recorder.waitForLine(R"({"event":"detectedKeynoteLaunched")");
-    for (const auto* const command : {"open Optics slides 2", "start"}) program.play(command);
-    recorder.waitForLine(R"({"event":"startedPresenting")");
-    recorder.waitForLine(R"({"event":"slideDeckPresentedSlide")");
-    EXPECT_EQ(fs::read_symlink("/proc/" + std::to_string(serviceProcess().value()) + "/exe"),
-              prefix / "libexec/keynote-capture/KeynoteCaptureService");
-    recorder.send(SIGINT);
-    recorder.waitForComplaint("Interrupt again");
-    program.play("stop");
-    recorder.waitForLine(R"({"event":"stoppedPresenting")");
-    EXPECT_EQ(recorder.exitStatus(), 0);
-    const auto presentations = filesIn(home.path() / "captures");
-    ASSERT_EQ(presentations.size(), 1U);
-    EXPECT_TRUE(isWholeImage(home.path() / "captures" / *presentations.begin() / "slide.001.jpg"));
 }
 
 }  // namespace

@@ -1,0 +1,22 @@
+# What makes a fault harder to use for somebody else's ends. Where the packager's CFLAGS, CXXFLAGS or LDFLAGS speak of a
+# measure, in whichever way, they decide.
+set(compiler_flags "${CMAKE_C_FLAGS} ${CMAKE_CXX_FLAGS}")
+set(linker_flags "${compiler_flags} ${CMAKE_EXE_LINKER_FLAGS} ${CMAKE_SHARED_LINKER_FLAGS}")
+
+if(NOT compiler_flags MATCHES "_FORTIFY_SOURCE")
+  add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3)
+endif()
+if(NOT compiler_flags MATCHES "stack-protector")
+  add_compile_options(-fstack-protector-strong)
+endif()
+if(NOT linker_flags MATCHES "-z[, ](no)?relro")
+  add_link_options(LINKER:-z,relro)
+endif()
+if(NOT linker_flags MATCHES "-z[, ](now|lazy)")
+  add_link_options(LINKER:-z,now)
+endif()
+if(NOT linker_flags MATCHES "-(no-)?pie|-f(no-)?(pie|PIE)")
+  include(CheckPIESupported)
+  check_pie_supported()
+  set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+endif()
