@@ -63,9 +63,11 @@ git -C "$copy" checkout --quiet --force --detach pushed
 apart bash -euc '
     root=$1
     shift
+    mount --bind "$root" "$root"  # the root of a system is a mount
     mount -t proc proc "$root/proc"
     mount --rbind /sys "$root/sys"
     mount --rbind /dev "$root/dev"
     mount -t tmpfs tmpfs "$root/dev/shm"
-    exec chroot "$root" env -i HOME=/root LANG=C.UTF-8 TERM="${TERM:-dumb}" PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin \
-        sh -c "cd /srv/source && exec \"\$@\"" sh "$@"' bash "$root" "$@"
+    # This shell stays, because it takes leave of those whose parents have gone.
+    chroot "$root" env -i HOME=/root LANG=C.UTF-8 TERM="${TERM:-dumb}" PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin \
+        sh -c "cd /srv/source && exec \"\$@\"" sh "$@" || exit $?' bash "$root" "$@"
