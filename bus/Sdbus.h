@@ -109,6 +109,13 @@ inline void finishRegistration(sdbus::IObject& /*object*/) {}
 
 #endif
 
+/// Whether there is a value of this type. There is none where a message ended before it, which version 2 does not
+/// check.
+template <typename Value>
+bool holds(const sdbus::Variant& variant) {
+    return !variant.isEmpty() && variant.containsValueOfType<Value>();
+}
+
 /// An object of somebody on the bus.
 inline auto createProxy(sdbus::IConnection& connection, const std::string& name, const std::string& path) {
     return sdbus::createProxy(connection, ServiceName(name), sdbus::ObjectPath(path));
