@@ -1,4 +1,5 @@
-#include <sdbus-c++/sdbus-c++.h>
+#include "bus/Sdbus.h"
+
 #include <csignal>
 #include <cstdlib>
 #include <string>
@@ -7,11 +8,10 @@
 int main() {
     std::signal(SIGTERM, [](int) { std::_Exit(EXIT_SUCCESS); });
     const auto connection = sdbus::createSessionBusConnection();
-    const auto object = sdbus::createObject(*connection, "/com/veldrin/EmptyService");
-    object->registerMethod("descriptionOfKeynoteWindowsWithReply")
-        .onInterface("com.veldrin.EmptyService")
-        .implementedAs([] { return std::string(); });
-    object->finishRegistration();
-    connection->requestName("com.veldrin.EmptyService");
+    const auto object = bus::createObject(*connection, "/com/veldrin/EmptyService");
+    bus::addMethod(*object, "com.veldrin.EmptyService", "descriptionOfKeynoteWindowsWithReply",
+                   [] { return std::string(); });
+    bus::finishRegistration(*object);
+    connection->requestName(bus::ServiceName("com.veldrin.EmptyService"));
     connection->enterEventLoop();
 }

@@ -2,8 +2,8 @@
 
 #include "base/OwedAnswer.h"
 #include "bus/Convert.h"
+#include "bus/Sdbus.h"
 
-#include <sdbus-c++/MethodResult.h>
 #include <functional>
 #include <memory>
 #include <string>
@@ -43,7 +43,7 @@ auto sender(sdbus::Result<Results...>&& result, const char* nameOfFailure) {
     return [shared, nameOfFailure](const Failure* refusal, const Results&... results) noexcept {
         if (refusal == &kSilence) return;
         const auto refuse = [&](const Failure& failure) {
-            shared->returnError(sdbus::Error(failure.name(), validUTF8(failure.what())));
+            shared->returnError(sdbus::Error(ErrorName(failure.name()), validUTF8(failure.what())));
         };
         try {
             refusal == nullptr ? shared->returnResults(results...) : refuse(*refusal);

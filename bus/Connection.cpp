@@ -2,12 +2,10 @@
 
 #include "bus/Failure.h"
 #include "bus/Names.h"
+#include "bus/Sdbus.h"
 
 #include <poll.h>
-#include <sdbus-c++/IConnection.h>
-#include <sdbus-c++/Message.h>
 #include <chrono>
-#include <cstdint>
 #include <utility>
 
 namespace bus {
@@ -34,7 +32,7 @@ bool isLost(const sdbus::IConnection& connection, const sdbus::Error& failure) {
 /// Serves one message that has arrived; whether there may be more. Throws when the bus has gone away.
 bool processPending(sdbus::IConnection& connection) {
     try {
-        return connection.processPendingRequest();
+        return processOne(connection);
     } catch (const sdbus::Error& failure) {
         if (isLost(connection, failure)) throw;
         return true;
@@ -68,7 +66,7 @@ private:
             const auto data = connection_.getEventLoopPollData();
             if ((data.events & POLLOUT) != 0) wakeAt(Instant::clock::now() + kSendAgain);
             // Overdue at once is what was read by somebody who waited for a reply: nothing need arrive for it.
-            if (data.timeout_usec != UINT64_MAX) wakeAt(Instant(std::chrono::microseconds(data.timeout_usec)));
+            wakeAt(dueTime(data));
         } catch (const sdbus::Error&) {
             watch_.reset();
             onLost_();
@@ -108,12 +106,12 @@ void Connection::wake() const {
 }
 
 void Connection::requestName(const std::string& name) {
-    translated([&] { library_->requestName(name); });
+    translated([&] { library_->requestName(ServiceName(name)); });
     wake();
 }
 
 void Connection::releaseName(const std::string& name) {
-    translated([&] { library_->releaseName(name); });
+    translated([&] { library_->releaseName(ServiceName(name)); });
     wake();
 }
 
@@ -122,10 +120,8 @@ Handle Connection::addMatch(const std::string& rule, std::function<void(sdbus::M
         explicit Match(sdbus::Slot taken) : slot(std::move(taken)) {}
         const sdbus::Slot slot;
     };
-    const auto call = [callback = std::move(callback)](sdbus::Message& message) {
-        guarded([&] { callback(message); });
-    };
-    auto match = translated([&] { return std::make_unique<Match>(library_->addMatch(rule, call)); });
+    const auto call = [callback = std::move(callback)](auto&& message) { guarded([&] { callback(message); }); };
+    auto match = translated([&] { return std::make_unique<Match>(bus::addMatch(*library_, rule, call)); });
     wake();
     return match;
 }
@@ -137,7 +133,7 @@ Handle Connection::watchNames(const std::string& condition,
         "interface='org.freedesktop.DBus',member='NameOwnerChanged'," +
         condition;
     return addMatch(rule, [changed = std::move(changed)](sdbus::Message& message) {
-        if (message.getSender() != kBusDaemon) return;
+        if (senderOf(message) != kBusDaemon) return;
         std::string name;
         std::string before;
         std::string now;

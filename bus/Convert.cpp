@@ -2,6 +2,7 @@
 
 #include "base/UTF8.h"
 #include "bus/Names.h"
+#include "bus/Sdbus.h"
 
 #include <algorithm>
 #include <charconv>
@@ -92,7 +93,7 @@ ErrorPtr errorFrom(const ErrorStruct& value) {
     if (domain.empty()) return nullptr;
     Error::UserInfo info;
     for (const auto& [key, variant] : variants) {
-        if (variant.containsValueOfType<std::string>()) info.emplace(key, variant.get<std::string>());
+        if (holds<std::string>(variant)) info.emplace(key, variant.get<std::string>());
     }
     return std::make_shared<const Error>(domain, code, std::move(info));
 }

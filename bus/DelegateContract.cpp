@@ -4,6 +4,7 @@
 #include "bus/Convert.h"
 #include "bus/KeynoteCaptureServiceDelegateAdaptor.h"
 #include "bus/Names.h"
+#include "bus/Sdbus.h"
 
 #include <utility>
 
@@ -15,24 +16,23 @@ Call<> event(const char* member, const Arguments&... arguments) {
     return makeCall("com.veldrin.KeynoteCaptureServiceDelegate", member, arguments...);
 }
 
-class DelegateObject final : private com::veldrin::KeynoteCaptureServiceDelegate_adaptor, public Registration {
+class DelegateObject final : private sdbus::AdaptorInterfaces<com::veldrin::KeynoteCaptureServiceDelegate_adaptor>,
+                             public Registration {
 public:
-    DelegateObject(std::unique_ptr<sdbus::IObject> object, KeynoteCaptureServiceDelegate& delegate,
+    DelegateObject(Connection& connection, KeynoteCaptureServiceDelegate& delegate,
                    std::function<bool(const std::string& caller)> mayCall)
-        : KeynoteCaptureServiceDelegate_adaptor(*object),
+        : AdaptorInterfaces(connection.library(), sdbus::ObjectPath(kDelegatePath)),
           delegate_(delegate),
-          mayCall_(std::move(mayCall)),
-          object_(std::move(object)) {
-        // Last, because calls may come from here on.
-        object_->finishRegistration();
+          mayCall_(std::move(mayCall)) {
+        registerAdaptor();  // last, because calls may come from here on
     }
+    ~DelegateObject() override { unregisterAdaptor(); }
 
 private:
     /// Anyone on the bus can call the exported object.
     void notify(const std::function<void()>& call) const {
-        const auto* message = object_->getCurrentlyProcessedMessage();
-        if (message == nullptr || !mayCall_(message->getSender())) {
-            throw sdbus::Error(kAccessDenied, "Only the capture service may call this.");
+        if (!mayCall_(callerOf(getObject()))) {
+            throw sdbus::Error(ErrorName(kAccessDenied), "Only the capture service may call this.");
         }
         // What the host throws must not reach the library, and not the service either.
         guarded(call);
@@ -73,7 +73,6 @@ private:
 
     KeynoteCaptureServiceDelegate& delegate_;
     const std::function<bool(const std::string& caller)> mayCall_;
-    const std::unique_ptr<sdbus::IObject> object_;
 };
 
 }  // namespace
@@ -118,10 +117,7 @@ void DelegateEvents::detectedKeynoteTerminated() {
 
 Handle serveDelegate(Connection& connection, KeynoteCaptureServiceDelegate& delegate,
                      std::function<bool(const std::string& caller)> mayCall) {
-    return translated([&] {
-        return std::make_unique<DelegateObject>(sdbus::createObject(connection.library(), kDelegatePath), delegate,
-                                                std::move(mayCall));
-    });
+    return translated([&] { return std::make_unique<DelegateObject>(connection, delegate, std::move(mayCall)); });
 }
 
 }  // namespace bus

@@ -2,15 +2,15 @@
 
 #include "bus/Connection.h"
 #include "bus/Names.h"
+#include "bus/Sdbus.h"
 
-#include <sdbus-c++/IProxy.h>
 #include <cstdint>
 
 namespace bus {
 namespace {
 
 sdbus::MethodCall messageOf(const Event& event, sdbus::IProxy& proxy) {
-    auto message = proxy.createMethodCall(event.interface, event.member);
+    auto message = createCall(proxy, event.interface, event.member);
     event.write(message);
     return message;
 }
@@ -27,7 +27,7 @@ std::uint64_t microsecondsOf(Peer::Timeout timeout) {
 Peer::Peer(Connection& connection, std::string name, const char* path)
     : connection_(connection),
       name_(std::move(name)),
-      proxy_(translated([&] { return sdbus::createProxy(connection.library(), name_, path); })) {}
+      proxy_(translated([&] { return bus::createProxy(connection.library(), name_, path); })) {}
 
 Peer::~Peer() = default;
 
@@ -44,17 +44,16 @@ void Peer::tell(const Event& event) {
 /// Who owns a well-known name is not known here. The library signs as the daemon what it makes of a time-out.
 bool Peer::isForged(const sdbus::Message& reply) const {
     if (!name_.starts_with(':') && name_ != kBusDaemon) return false;
-    const auto sender = reply.getSender();
+    const auto sender = senderOf(reply);
     return sender != name_ && sender != kBusDaemon;
 }
 
 void Peer::send(const Event& event, Timeout timeout, Hear hear) {
     const auto sent = Clock::now();
-    const auto answer = [this, hear = std::move(hear), sent, timeout](sdbus::MethodReply& reply,
-                                                                      const sdbus::Error* error) {
+    const auto answer = [this, hear = std::move(hear), sent, timeout](auto&& reply, const auto& error) {
         guarded([&] {
             std::optional<Failure> failure;
-            if (error != nullptr) failure = Failure(error->getName(), error->getMessage());
+            if (error) failure = Failure(error->getName(), error->getMessage());
             // The library tells a time-out by the name that the daemon gives to the end of the one who is asked.
             const auto passed = std::chrono::duration_cast<Timeout>(Clock::now() - sent);
             const bool isLate = timeout != kDefaultTimeout && passed >= timeout;
@@ -63,9 +62,8 @@ void Peer::send(const Event& event, Timeout timeout, Hear hear) {
             hear(&reply, failure ? &*failure : nullptr);
         });
     };
-    const auto failure = failureOf(kFailed, [&] {
-        static_cast<void>(proxy_->callMethod(messageOf(event, *proxy_), answer, microsecondsOf(timeout)));
-    });
+    const auto failure =
+        failureOf(kFailed, [&] { callAsync(*proxy_, messageOf(event, *proxy_), microsecondsOf(timeout), answer); });
     connection_.wake();  // sent or not: a connection that broke is found out so
     if (failure) throw Failure(*failure);
 }

@@ -2,6 +2,7 @@
 
 #include "bus/Connection.h"
 #include "bus/Names.h"
+#include "bus/Sdbus.h"
 
 #include <utility>
 
@@ -15,7 +16,7 @@ Handle watchProcessIdentifiers(Connection& connection,
     return connection.addMatch(rule, [changed = std::move(changed)](sdbus::Message& message) {
         std::string interface;
         message >> interface;
-        if (const auto process = factsFrom(message).processIdentifier) changed(message.getSender(), *process);
+        if (const auto process = factsFrom(message).processIdentifier) changed(senderOf(message), *process);
     });
 }
 

@@ -4,6 +4,7 @@
 #include "bus/Names.h"
 #include "bus/PresentationProgramAdaptor.h"
 #include "bus/ProgramValues.h"
+#include "bus/Sdbus.h"
 #include "ports/CaptureNames.h"
 
 #include <cctype>
@@ -30,18 +31,23 @@ void serve(const Answer<Values...>& answer, const Work& work) {
     if (const auto failure = failureOf(kProgramFailed, [&] { work(answer); })) answer.refuse(*failure);
 }
 
-class ProgramObject final : private com::veldrin::PresentationProgram_adaptor, public ProgramServer {
+class ProgramObject final : private sdbus::AdaptorInterfaces<com::veldrin::PresentationProgram_adaptor>,
+                            public ProgramServer {
 public:
-    ProgramObject(std::unique_ptr<sdbus::IObject> object, Connection& connection, Program& program)
-        : PresentationProgram_adaptor(*object), program_(program), object_(std::move(object)) {
+    ProgramObject(Connection& connection, Program& program)
+        : AdaptorInterfaces(connection.library(), sdbus::ObjectPath(kProgramPath)), program_(program) {
         departures_ =
             connection.watchNames("arg2=''", [this](const auto& caller, const auto&) { program_.callerLeft(caller); });
         // Last, because calls may come from here on.
-        object_->finishRegistration();
+        registerAdaptor();
     }
+    ~ProgramObject() override { unregisterAdaptor(); }
 
     void announceProcessIdentifier() override {
-        translated([this] { object_->emitPropertiesChangedSignal(kProgramInterface, {"ProcessIdentifier"}); });
+        translated([this] {
+            getObject().emitPropertiesChangedSignal(InterfaceName(kProgramInterface),
+                                                    {MemberName("ProcessIdentifier")});
+        });
     }
 
 private:
@@ -67,9 +73,8 @@ private:
         serve(answerOf(std::move(result)), [this](const auto& answer) { program_.activate(answer); });
     }
     void open(sdbus::Result<std::string>&& result, std::string pathURL) override {
-        serve(answerOf(std::move(result)), [&](const auto& answer) {
-            program_.open(object_->getCurrentlyProcessedMessage()->getSender(), targetFrom(pathURL), answer);
-        });
+        serve(answerOf(std::move(result)),
+              [&](const auto& answer) { program_.open(callerOf(getObject()), targetFrom(pathURL), answer); });
     }
     void close(sdbus::Result<>&& result, std::string documentID, std::string saving) override {
         serve(answerOf(std::move(result)), [&](const auto& answer) { program_.close(documentID, saving, answer); });
@@ -110,12 +115,11 @@ private:
             return program_.version();
         } catch (const Failure& failure) {
             // A property has no answer that could be given later; the library sends what is thrown.
-            throw sdbus::Error(failure.name(), failure.what());
+            throw sdbus::Error(ErrorName(failure.name()), failure.what());
         }
     }
 
     Program& program_;
-    const std::unique_ptr<sdbus::IObject> object_;
     Handle departures_;
 };
 
@@ -142,10 +146,7 @@ std::string bridgeName(const std::string& pipe) {
 }
 
 std::unique_ptr<ProgramServer> ProgramServer::publish(Connection& connection, Program& program) {
-    return translated([&] {
-        return std::make_unique<ProgramObject>(sdbus::createObject(connection.library(), kProgramPath), connection,
-                                               program);
-    });
+    return translated([&] { return std::make_unique<ProgramObject>(connection, program); });
 }
 
 }  // namespace bus

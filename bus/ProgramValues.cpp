@@ -2,6 +2,7 @@
 
 #include "bus/Convert.h"
 #include "bus/Names.h"
+#include "bus/Sdbus.h"
 
 #include <chrono>
 #include <limits>
@@ -38,7 +39,7 @@ template <typename T>
 std::optional<T> valueOf(const Dictionary& values, const char* key) {
     const auto found = values.find(key);
     if (found == values.end()) return std::nullopt;
-    if (!found->second.containsValueOfType<T>()) throw malformed(key);
+    if (!holds<T>(found->second)) throw malformed(key);
     return found->second.get<T>();
 }
 
@@ -46,7 +47,7 @@ std::optional<T> valueOf(const Dictionary& values, const char* key) {
 template <typename T>
 std::optional<T> anyValueOf(const Dictionary& values, const char* key) {
     const auto found = values.find(key);
-    if (found == values.end() || !found->second.containsValueOfType<T>()) return std::nullopt;
+    if (found == values.end() || !holds<T>(found->second)) return std::nullopt;
     return found->second.get<T>();
 }
 
@@ -244,7 +245,7 @@ std::string identifierFrom(sdbus::Message& reply) {
 std::string propertyTextFrom(sdbus::Message& reply) {
     sdbus::Variant value;
     reply >> value;
-    if (!value.containsValueOfType<std::string>()) throw malformed("property");
+    if (!holds<std::string>(value)) throw malformed("property");
     return shortText(value.get<std::string>(), "property");
 }
 
@@ -252,9 +253,9 @@ ExportProperties exportPropertiesFrom(const Dictionary& values) {
     ExportProperties properties;
     for (const auto& [key, value] : values) {
         // Each type of its own: the library converts none into another.
-        if (value.containsValueOfType<bool>()) properties[key] = value.get<bool>();
-        if (value.containsValueOfType<double>()) properties[key] = value.get<double>();
-        if (value.containsValueOfType<std::string>()) properties[key] = value.get<std::string>();
+        if (holds<bool>(value)) properties[key] = value.get<bool>();
+        if (holds<double>(value)) properties[key] = value.get<double>();
+        if (holds<std::string>(value)) properties[key] = value.get<std::string>();
     }
     return properties;
 }

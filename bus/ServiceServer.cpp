@@ -3,6 +3,7 @@
 #include "bus/Answer.h"
 #include "bus/KeynoteCaptureServiceProtocolAdaptor.h"
 #include "bus/Names.h"
+#include "bus/Sdbus.h"
 #include "bus/SessionBus.h"
 
 #include <utility>
@@ -41,17 +42,16 @@ void requireSound(const std::vector<std::string>& names, const std::string& path
     }
 }
 
-class ServiceObject final : private com::veldrin::KeynoteCaptureServiceProtocol_adaptor, public Registration {
+class ServiceObject final : private sdbus::AdaptorInterfaces<com::veldrin::KeynoteCaptureServiceProtocol_adaptor>,
+                            public Registration {
 public:
-    ServiceObject(std::shared_ptr<SessionBus> bus, std::unique_ptr<sdbus::IObject> object,
-                  std::function<void(HostCall call)> take)
-        : KeynoteCaptureServiceProtocol_adaptor(*object),
+    ServiceObject(std::shared_ptr<SessionBus> bus, std::function<void(HostCall call)> take)
+        : AdaptorInterfaces(bus->connection().library(), sdbus::ObjectPath(kServicePath)),
           bus_(std::move(bus)),
-          take_(std::move(take)),
-          object_(std::move(object)) {
-        // Last, because calls may come from here on.
-        object_->finishRegistration();
+          take_(std::move(take)) {
+        registerAdaptor();  // last, because calls may come from here on
     }
+    ~ServiceObject() override { unregisterAdaptor(); }
 
 private:
     /// Hands a call over, together with the answer that it is owed, which may outlive everything but the bus.
@@ -68,7 +68,7 @@ private:
         const Answer<Results...> answer(send, nullptr);
         guarded([&] {
             take_({.kind = kind,
-                   .host = object_->getCurrentlyProcessedMessage()->getSender(),
+                   .host = callerOf(getObject()),
                    .check = check,
                    .run = [run, answer](Service& service) { run(service, answer); },
                    .succeed = [answer] { answer.give(Results{}...); },
@@ -125,16 +125,12 @@ private:
 
     const std::shared_ptr<SessionBus> bus_;
     const std::function<void(HostCall call)> take_;
-    const std::unique_ptr<sdbus::IObject> object_;
 };
 
 }  // namespace
 
 Handle serveHosts(const std::shared_ptr<SessionBus>& bus, std::function<void(HostCall call)> take) {
-    return translated([&] {
-        return std::make_unique<ServiceObject>(bus, sdbus::createObject(bus->connection().library(), kServicePath),
-                                               std::move(take));
-    });
+    return translated([&] { return std::make_unique<ServiceObject>(bus, std::move(take)); });
 }
 
 }  // namespace bus

@@ -5,6 +5,7 @@
 #include "bus/KeynoteCaptureTimeline1Adaptor.h"
 #include "bus/Names.h"
 #include "bus/ProgramValues.h"
+#include "bus/Sdbus.h"
 #include "bus/SessionBus.h"
 
 #include <mutex>
@@ -41,12 +42,14 @@ struct Shown {
     }
 };
 
-class TimelineObject final : private com::veldrin::KeynoteCaptureTimeline1_adaptor, public TimelineListener {
+class TimelineObject final : private sdbus::AdaptorInterfaces<com::veldrin::KeynoteCaptureTimeline1_adaptor>,
+                             public TimelineListener {
 public:
-    TimelineObject(std::shared_ptr<SessionBus> bus, std::unique_ptr<sdbus::IObject> object)
-        : KeynoteCaptureTimeline1_adaptor(*object), bus_(std::move(bus)), object_(std::move(object)) {
-        object_->finishRegistration();
+    explicit TimelineObject(std::shared_ptr<SessionBus> bus)
+        : AdaptorInterfaces(bus->connection().library(), sdbus::ObjectPath(kServicePath)), bus_(std::move(bus)) {
+        registerAdaptor();  // last, because calls may come from here on
     }
+    ~TimelineObject() override { unregisterAdaptor(); }
 
     void timelineReport(const TimelineReport& report) override {
         {
@@ -76,7 +79,6 @@ private:
     Times Since() override { return shown().since; }
 
     const std::shared_ptr<SessionBus> bus_;
-    const std::unique_ptr<sdbus::IObject> object_;
     mutable std::mutex mutex_;
     Shown shown_;  ///< guarded by `mutex_`
 };
@@ -109,9 +111,7 @@ std::optional<TimelineReport> reportFrom(sdbus::Message& signal) {
 }  // namespace
 
 std::shared_ptr<TimelineListener> serveTimeline(const std::shared_ptr<SessionBus>& bus) {
-    return translated([&] {
-        return std::make_shared<TimelineObject>(bus, sdbus::createObject(bus->connection().library(), kServicePath));
-    });
+    return translated([&] { return std::make_shared<TimelineObject>(bus); });
 }
 
 Handle watchTimeline(Connection& connection, TimelineListener& listener,
@@ -119,7 +119,7 @@ Handle watchTimeline(Connection& connection, TimelineListener& listener,
     const auto rule =
         "type='signal',path='" + std::string(kServicePath) + "',interface='" + kInterface + "',member='entry'";
     return connection.addMatch(rule, [&listener, mayTell = std::move(mayTell)](sdbus::Message& signal) {
-        if (!mayTell(signal.getSender())) return;
+        if (!mayTell(senderOf(signal))) return;
         if (const auto report = reportFrom(signal)) listener.timelineReport(*report);
     });
 }

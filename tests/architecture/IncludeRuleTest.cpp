@@ -49,7 +49,7 @@ const std::regex kForbiddenInProduct(
     R"(<(sdbus-c\+\+|systemd|boost/asio|xcb|unistd\.h|fcntl\.h|thread|dlfcn\.h|sys/(?!types\.h))|_clock::now|sleep_(for|until)|)"
     R"(#\s*if.*(__linux__|__APPLE__|_WIN32))");
 /// What `bus` alone knows: its library, and the glue that is generated for it.
-const std::regex kForbiddenOutsideOfBus(R"(sdbus|<bus/|"bus/\w*(Proxy|Adaptor)\.h")");
+const std::regex kForbiddenOutsideOfBus(R"([sS]dbus|KCS_SDBUS|<bus/|"bus/\w*(Proxy|Adaptor)\.h")");
 const std::set<std::string> kProduct = {"KeynoteCaptureService", "recorder-shared", "MacShared", "MacShared/SOAP"};
 
 std::string folderOf(const fs::path& file) {
@@ -119,6 +119,7 @@ TEST(Architecture, OnlyTheBusFolderKnowsTheBusLibrary) {
     for (const auto& [folder, allowed] : kMayInclude) {
         if (folder != "bus") expectNowhere(folder, kForbiddenOutsideOfBus, {});
     }
+    expectNowhere("bus", std::regex("KCS_SDBUS_VERSION"), {"bus/Sdbus.h"});
 }
 
 }  // namespace

@@ -1,9 +1,9 @@
 #include "tests/e2e/CaptureTest.h"
 
 #include "bus/Names.h"
+#include "bus/Sdbus.h"
 #include "tests/support/Deadline.h"
 
-#include <sdbus-c++/sdbus-c++.h>
 #include <csignal>
 #include <stdexcept>
 
@@ -80,11 +80,11 @@ bool isWholeImage(const fs::path& file) {
 
 std::optional<pid_t> serviceProcess() {
     const auto connection = sdbus::createSessionBusConnection();
-    const auto daemon = sdbus::createProxy(*connection, "org.freedesktop.DBus", "/org/freedesktop/DBus");
+    const auto daemon = bus::createProxy(*connection, bus::kBusDaemon, bus::kBusDaemonPath);
     std::uint32_t process = 0;
     try {
         daemon->callMethod("GetConnectionUnixProcessID")
-            .onInterface("org.freedesktop.DBus")
+            .onInterface(bus::kBusDaemon)
             .withArguments(std::string(bus::kServiceName))
             .storeResultsTo(process);
     } catch (const sdbus::Error&) {

@@ -5,8 +5,7 @@
 #include "tests/support/Forger.h"
 
 #include "bus/Names.h"
-
-#include <sdbus-c++/sdbus-c++.h>
+#include "bus/Sdbus.h"
 
 #include <csignal>
 #include <functional>
@@ -30,9 +29,9 @@ public:
 
     /// "ok" or the name of the error that answers the call.
     std::string call(const std::string& method, const Fill& fill) {
-        const auto proxy = sdbus::createProxy(*connection_, bus::kServiceName, bus::kServicePath);
+        const auto proxy = bus::createProxy(*connection_, bus::kServiceName, bus::kServicePath);
         try {
-            auto message = proxy->createMethodCall(kProtocol, method);
+            auto message = bus::createCall(*proxy, kProtocol, method);
             fill(message);
             static_cast<void>(proxy->callMethod(message, kDeadline));
             return "ok";
@@ -46,11 +45,11 @@ public:
     }
     /// What the last error said.
     [[nodiscard]] const std::string& message() const { return message_; }
-    void own(const std::string& name) { connection_->requestName(name); }
+    void own(const std::string& name) { connection_->requestName(bus::ServiceName(name)); }
     /// Sends a signal to everybody who listens, or to one.
     void signal(const std::string& path, const std::string& interface, const std::string& member, const Fill& fill,
                 const std::string& destination = {}) {
-        auto signal = sdbus::createObject(*connection_, path)->createSignal(interface, member);
+        auto signal = bus::createSignal(*bus::createObject(*connection_, path), interface, member);
         fill(signal);
         if (!destination.empty()) signal.setDestination(destination);
         signal.send();
@@ -58,7 +57,7 @@ public:
     /// The unique names of all others.
     [[nodiscard]] std::vector<std::string> everybody() {
         std::vector<std::string> names;
-        sdbus::createProxy(*connection_, kDaemon, kDaemonPath)
+        bus::createProxy(*connection_, kDaemon, kDaemonPath)
             ->callMethod("ListNames")
             .onInterface(kDaemon)
             .storeResultsTo(names);

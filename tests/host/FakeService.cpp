@@ -9,7 +9,7 @@
 #include <utility>
 
 DelegateProxy::DelegateProxy(sdbus::IConnection& connection, const std::string& host)
-    : DelegateProxy(sdbus::createProxy(connection, host, bus::kDelegatePath)) {}
+    : DelegateProxy(bus::createProxy(connection, host, bus::kDelegatePath)) {}
 
 DelegateProxy::DelegateProxy(std::unique_ptr<sdbus::IProxy> proxy)
     : KeynoteCaptureServiceDelegate_proxy(*proxy), proxy_(std::move(proxy)) {}
@@ -19,12 +19,12 @@ void DelegateProxy::detectedKeynoteTerminatedAndWait() {
 }
 
 FakeService::FakeService(const std::string& address, std::map<std::string, Reaction> reactions, Starts starts)
-    : BusObject(address, bus::kServicePath),
-      KeynoteCaptureServiceProtocol_adaptor(*object),
+    : OwnConnection{sdbus::createSessionBusConnectionWithAddress(address)},
+      AdaptorInterfaces(*connection, sdbus::ObjectPath(bus::kServicePath)),
       reactions_(std::move(reactions)),
       starts_(starts) {
-    object->finishRegistration();
-    connection->requestName(bus::kServiceName);
+    registerAdaptor();
+    connection->requestName(bus::ServiceName(bus::kServiceName));
     connection->enterEventLoopAsync();
 }
 
@@ -54,14 +54,14 @@ void FakeService::leave() {
     connection->leaveEventLoop();
     unanswered_.clear();
     host_.reset();
-    object.reset();
+    unregisterAdaptor();
     connection.reset();
 }
 
 void FakeService::note(const std::string& method, const std::string& arguments) {
     {
         const std::lock_guard lock(mutex_);
-        const std::string sender = object->getCurrentlyProcessedMessage()->getSender();
+        const std::string sender = bus::callerOf(getObject());
         if (calls_.empty() || sender != sender_) host_ = std::make_unique<DelegateProxy>(*connection, sender);
         sender_ = sender;
         calls_.push_back(arguments.empty() ? method : method + " " + arguments);
@@ -79,7 +79,7 @@ void FakeService::startDetectionAndCaptureTo(sdbus::Result<>&& result, std::stri
         case Starts::refused: {
             const auto failure = bus::failureFrom(
                 *makeError("KeynoteCaptureServiceErrorDomain", 1, "A file stands at the capture directory"));
-            return result.returnError(sdbus::Error(failure.name(), failure.what()));
+            return result.returnError(sdbus::Error(bus::ErrorName(failure.name()), failure.what()));
         }
         case Starts::unanswered:
             unanswered_.push_back(std::move(result));

@@ -3,8 +3,8 @@
 #include "bus/Convert.h"
 #include "bus/KeynoteCaptureServiceDelegateProxy.h"
 #include "bus/KeynoteCaptureServiceProtocolAdaptor.h"
+#include "bus/Sdbus.h"
 
-#include <sdbus-c++/sdbus-c++.h>
 #include <condition_variable>
 #include <functional>
 #include <map>
@@ -25,17 +25,14 @@ private:
     std::unique_ptr<sdbus::IProxy> proxy_;
 };
 
-/// An object on a connection of its own.
-struct BusObject {
-    BusObject(const std::string& address, const char* path)
-        : connection(sdbus::createSessionBusConnectionWithAddress(address)),
-          object(sdbus::createObject(*connection, path)) {}
+/// What is there before the object on it, and as long.
+struct OwnConnection {
     std::unique_ptr<sdbus::IConnection> connection;
-    std::unique_ptr<sdbus::IObject> object;
 };
 
 /// A capture service that does nothing of its own: it notes every call as text, and a test says what follows.
-class FakeService final : private BusObject, private com::veldrin::KeynoteCaptureServiceProtocol_adaptor {
+class FakeService final : private OwnConnection,
+                          private sdbus::AdaptorInterfaces<com::veldrin::KeynoteCaptureServiceProtocol_adaptor> {
 public:
     using Reaction = std::function<void(FakeService&)>;
 

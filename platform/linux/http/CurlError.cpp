@@ -46,6 +46,9 @@ constexpr std::pair<CURLcode, NSURLErrorCode> kCodes[] = {
     {CURLE_URL_MALFORMAT, NSURLErrorBadURL},
 };
 
+/// CURLE_TOO_LARGE, which older headers lack.
+constexpr int kTooLarge = 100;
+
 /// libcurl does not tell this from a lost connection.
 bool isRefusedByProxy(CURL* easy) {
     long status = 0;
@@ -65,7 +68,8 @@ ErrorPtr makeURLError(NSURLErrorCode code, const std::string& url, const std::st
 
 ErrorPtr errorFromCurl(CURL* easy, CURLcode result, const std::string& url, const std::string& detail) {
     if (result == CURLE_OK) return nullptr;
-    if (result == CURLE_OUT_OF_MEMORY) {  // what this libcurl says of a line above its own limit of 100 KiB
+    // What libcurl says of a line above its own limit of 100 KiB, before version 8.6 and since then.
+    if (result == CURLE_OUT_OF_MEMORY || static_cast<int>(result) == kTooLarge) {
         return makeURLError(NSURLErrorDataLengthExceedsMaximum, url, "a line of its head");
     }
     const bool isRefused = result == CURLE_RECV_ERROR && isRefusedByProxy(easy);

@@ -50,7 +50,7 @@ ScriptingTimes timesFrom(const std::map<std::string, sdbus::Variant>& state) {
 }  // namespace
 
 ProgramProxy::ProgramProxy(sdbus::IConnection& connection, const std::string& name)
-    : ProxyInterfaces(connection, name, bus::kProgramPath) {
+    : ProxyInterfaces(connection, bus::ServiceName(name), sdbus::ObjectPath(bus::kProgramPath)) {
     registerProxy();
 }
 
@@ -117,9 +117,9 @@ void ImpressSession::startBridge(const std::vector<std::string>& arguments) {
 }
 
 std::vector<std::string> ImpressSession::names() {
-    const auto daemon = sdbus::createProxy(*connection_, "org.freedesktop.DBus", "/org/freedesktop/DBus");
+    const auto daemon = bus::createProxy(*connection_, bus::kBusDaemon, bus::kBusDaemonPath);
     std::vector<std::string> names;
-    daemon->callMethod("ListNames").onInterface("org.freedesktop.DBus").storeResultsTo(names);
+    daemon->callMethod("ListNames").onInterface(bus::kBusDaemon).storeResultsTo(names);
     return names;
 }
 

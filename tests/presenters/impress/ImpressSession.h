@@ -1,6 +1,7 @@
 #pragma once
 
 #include "bus/PresentationProgramProxy.h"
+#include "bus/Sdbus.h"
 #include "ports/Scripting.h"
 #include "presenters/impress/OfficeConnection.h"
 #include "tests/support/ChildProcess.h"

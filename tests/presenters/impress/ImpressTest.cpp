@@ -197,16 +197,16 @@ TEST_F(Impress, RefusesWhatItCannotDoAndGoesOnAfterWhatFails) {
 
 TEST_F(Impress, StrangersWhoTellOfDeparturesAreNotBelieved) {
     const auto opener = sdbus::createSessionBusConnection();
-    const auto bridge = sdbus::createProxy(*opener, session->programNames().front(), bus::kProgramPath);
+    const auto bridge = bus::createProxy(*opener, session->programNames().front(), bus::kProgramPath);
     std::string id;
     bridge->callMethod("open")
         .onInterface(bus::kProgramInterface)
         .withArguments(urlFromPath(copyLecture(session->folder() / "kept.fodp")))
         .storeResultsTo(id);
     const auto stranger = sdbus::createSessionBusConnection();
-    const auto object = sdbus::createObject(*stranger, "/org/freedesktop/DBus");
+    const auto object = bus::createObject(*stranger, bus::kBusDaemonPath);
     const auto tell = [&](const auto&... arguments) {
-        auto signal = object->createSignal("org.freedesktop.DBus", "NameOwnerChanged");
+        auto signal = bus::createSignal(*object, bus::kBusDaemon, "NameOwnerChanged");
         signal.setDestination(session->programNames().front());
         static_cast<void>((signal << ... << arguments));
         object->emitSignal(signal);
@@ -216,7 +216,7 @@ TEST_F(Impress, StrangersWhoTellOfDeparturesAreNotBelieved) {
     tell(std::vector<std::string>{"a"});
     tell(opener->getUniqueName(), opener->getUniqueName(), std::string());
     // Behind what a departure would have ordered for the document.
-    auto text = bridge->createMethodCall(bus::kProgramInterface, "documentText");
+    auto text = bus::createCall(*bridge, bus::kProgramInterface, "documentText");
     text << id;
     EXPECT_EQ(errorOf([&] { static_cast<void>(bridge->callMethod(text)); }), "accepted");
 }

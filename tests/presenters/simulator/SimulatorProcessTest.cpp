@@ -1,5 +1,6 @@
 #include "bus/Convert.h"
 #include "bus/Names.h"
+#include "bus/Sdbus.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/Deadline.h"
 #include "tests/support/Image.h"
@@ -8,7 +9,6 @@
 #include <bus/PresentationProgramProxy.h>
 #include <fmt/format.h>
 #include <gtest/gtest.h>
-#include <sdbus-c++/sdbus-c++.h>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -24,7 +24,7 @@ constexpr const char* kInterface = "com.veldrin.PresentationProgram";
 /// Turns the connection's loop until the condition holds.
 bool turnUntil(sdbus::IConnection& connection, const std::function<bool()>& condition) {
     return eventually([&] {
-        while (connection.processPendingRequest()) {
+        while (bus::processOne(connection)) {
         }
         return condition();
     });
@@ -34,18 +34,20 @@ bool turnUntil(sdbus::IConnection& connection, const std::function<bool()>& cond
 class Client : public sdbus::ProxyInterfaces<com::veldrin::PresentationProgram_proxy, sdbus::Properties_proxy> {
 public:
     Client(sdbus::IConnection& connection, pid_t pid)
-        : ProxyInterfaces(connection, fmt::format("com.apple.iWork.Keynote.instance{}", pid), bus::kProgramPath) {
+        : ProxyInterfaces(connection, bus::ServiceName(fmt::format("com.apple.iWork.Keynote.instance{}", pid)),
+                          sdbus::ObjectPath(bus::kProgramPath)) {
         registerProxy();
     }
     virtual ~Client() { unregisterProxy(); }
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;
 
-    std::map<std::string, sdbus::Variant> announced;
+    using Properties = std::map<bus::MemberName, sdbus::Variant>;
+    Properties announced;
 
 private:
-    void onPropertiesChanged(const std::string& interface, const std::map<std::string, sdbus::Variant>& changed,
-                             const std::vector<std::string>& /*invalidated*/) override {
+    void onPropertiesChanged(const bus::InterfaceName& interface, const Properties& changed,
+                             const std::vector<bus::MemberName>& /*invalidated*/) override {
         if (interface == kInterface) announced = changed;
     }
 };
@@ -94,7 +96,7 @@ TEST_F(SimulatorProcessTest, AnswersWhatACaptureServiceAsks) {
     EXPECT_TRUE(state.at("playing").get<bool>());
     EXPECT_EQ(state.at("slideNumber").get<std::int64_t>(), 3);
     EXPECT_EQ(state.at("documentFile").get<std::string>(), "file:///decks/%C3%9Cbung%201.key");
-    EXPECT_EQ(state.at("visits").peekValueType(), "a(xxxx)");
+    EXPECT_EQ(std::string(state.at("visits").peekValueType()), "a(xxxx)");
     const auto windows = client.windows();
     ASSERT_EQ(windows.size(), 2U);
     EXPECT_EQ(windows[0].get<0>(), "Übung 1");
@@ -109,7 +111,8 @@ TEST_F(SimulatorProcessTest, AnswersWhatACaptureServiceAsks) {
     EXPECT_EQ(nameOfError([&] { client.save("document-1", "/no/url"); }), bus::kProgramFailed);
 
     simulator.play("pid 4711");
-    EXPECT_TRUE(turnUntil(*connection, [&] { return client.announced.contains("ProcessIdentifier"); }));
+    EXPECT_TRUE(
+        turnUntil(*connection, [&] { return client.announced.contains(bus::MemberName("ProcessIdentifier")); }));
     EXPECT_EQ(client.ProcessIdentifier(), 4711U);
     simulator.play("quit");
     EXPECT_EQ(nameOfError([&] { client.presentingState(); }), "org.freedesktop.DBus.Error.ServiceUnknown");

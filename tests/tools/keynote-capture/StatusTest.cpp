@@ -66,7 +66,7 @@ protected:
     /// The bridge is there as soon as its name is.
     [[nodiscard]] std::unique_ptr<sdbus::IConnection> bridge() const {
         auto connection = sdbus::createSessionBusConnectionWithAddress(bus_.address());
-        connection->requestName(bus::bridgeName(pipe_));
+        connection->requestName(bus::ServiceName(bus::bridgeName(pipe_)));
         return connection;
     }
 

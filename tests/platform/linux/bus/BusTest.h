@@ -1,6 +1,7 @@
 #pragma once
 
 #include "bus/Names.h"
+#include "bus/Sdbus.h"
 #include "bus/SessionBus.h"
 #include "ports/Log.h"
 #include "runtime/LoopDispatch.h"
@@ -8,7 +9,6 @@
 #include "tests/support/PrivateBus.h"
 
 #include <gtest/gtest.h>
-#include <sdbus-c++/sdbus-c++.h>
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
@@ -61,7 +61,7 @@ template <typename... Arguments>
 std::string outcomeOf(sdbus::IProxy& proxy, const char* interface, const std::string& method, std::string* message,
                       const Arguments&... arguments) {
     try {
-        auto call = proxy.createMethodCall(interface, method);
+        auto call = bus::createCall(proxy, interface, method);
         static_cast<void>((call << ... << arguments));
         static_cast<void>(proxy.callMethod(call, std::chrono::seconds(10)));
         return "ok";

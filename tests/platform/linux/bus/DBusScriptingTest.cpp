@@ -172,7 +172,7 @@ TEST_F(ScriptingTest, SendsCommandsInOrderWithoutWaitingAndReadsWindows) {
     EXPECT_EQ(windows[1].id, 8);
     EXPECT_TRUE(delegate->failures.empty());
 
-    program.refuses = sdbus::Error("a.b", "no");
+    program.refuses = sdbus::Error(bus::ErrorName("a.b"), "no");
     document->stop();
     EXPECT_TRUE(runUntil([&] { return delegate->failures == Lines{failed("stop")}; }));
 }
@@ -264,7 +264,7 @@ TEST_F(ScriptingTest, GoesOnWaitingWhenAnotherCallCannotBeSent) {
     };
     const auto event = bus::program::presentingState();
     auto unsendable = event;
-    unsendable.write = [](sdbus::MethodCall&) { throw sdbus::Error("a.b", "no"); };
+    unsendable.write = [](sdbus::MethodCall&) { throw sdbus::Error(bus::ErrorName("a.b"), "no"); };
     call("held", *owner, event);
     call("unsent", *owner, unsendable);
     EXPECT_EQ(heard, Lines{"unsent"});
@@ -286,11 +286,11 @@ TEST_F(ScriptingTest, KeepsNothingOfWhatOthersSendToItsConnection) {
     const std::string own = program.uniqueName();
     const auto next = ":1." + std::to_string(std::stoi(own.substr(own.rfind('.') + 1)) + 1);
     const auto connection = sdbus::createSessionBusConnection();
-    const auto stranger = sdbus::createProxy(*connection, next, "/");
+    const auto stranger = bus::createProxy(*connection, next, "/");
     const std::string text(100000, 'x');
     const auto sendAndPoll = [&](int rounds) {
         for (int i = 0; i < rounds; ++i) {
-            auto call = stranger->createMethodCall("a.b", "c");
+            auto call = bus::createCall(*stranger, "a.b", "c");
             call << text;
             call.dontExpectReply();
             static_cast<void>(stranger->callMethod(call));

@@ -20,12 +20,12 @@ TEST_F(ListenerTest, EndsUnusedOnlyWithoutHosts) {
     Notes name;
     const auto watcher = sdbus::createSessionBusConnection();
     const auto watch =
-        watcher->addMatch("type='signal',member='NameOwnerChanged',arg0='" + std::string(bus::kServiceName) + "'",
-                          [&](sdbus::Message& message) {
-                              std::string owner;
-                              message >> owner >> owner >> owner;
-                              name.add(owner.empty() ? "given back" : "taken");
-                          });
+        bus::addMatch(*watcher, "type='signal',member='NameOwnerChanged',arg0='" + std::string(bus::kServiceName) + "'",
+                      [&](auto&& message) {
+                          std::string owner;
+                          message >> owner >> owner >> owner;
+                          name.add(owner.empty() ? "given back" : "taken");
+                      });
     watcher->enterEventLoopAsync();
     listener.endIfUnused();
     EXPECT_EQ(host->call("stopPresenting"), "ok");

@@ -132,7 +132,8 @@ TEST_F(ListenerTest, ServesAtMost256Hosts) {
 class NotingDelegateObject final
     : public sdbus::AdaptorInterfaces<com::veldrin::KeynoteCaptureServiceDelegate_adaptor> {
 public:
-    explicit NotingDelegateObject(sdbus::IConnection& connection) : AdaptorInterfaces(connection, bus::kDelegatePath) {
+    explicit NotingDelegateObject(sdbus::IConnection& connection)
+        : AdaptorInterfaces(connection, sdbus::ObjectPath(bus::kDelegatePath)) {
         registerAdaptor();
     }
     virtual ~NotingDelegateObject() { unregisterAdaptor(); }

@@ -1,3 +1,4 @@
+#include "bus/Peer.h"
 #include "platform/linux/bus/DBusWorkspace.h"
 #include "tests/platform/linux/bus/FakeProgram.h"
 #include "tests/support/Forger.h"
@@ -39,11 +40,9 @@ protected:
     /// Everything that the bus has sent is in the list, as far as it will be.
     void settle() {
         std::atomic<bool> isSettled = false;
-        const auto proxy = sdbus::createProxy(sessionBus->connection().library(), bus::kBusDaemon, bus::kBusDaemonPath);
-        proxy->callMethodAsync("GetId")
-            .onInterface(bus::kBusDaemon)
-            .uponReplyInvoke(
-                [&](const sdbus::Error*, const std::string&) { sessionBus->post([&] { isSettled = true; }); });
+        bus::Peer daemonItself(sessionBus->connection(), bus::kBusDaemon, bus::kBusDaemonPath);
+        daemonItself.ask<std::string>(bus::makeCall<std::string>(bus::kBusDaemon, "GetId"), bus::Peer::kDefaultTimeout,
+                                      [&](const auto*, const auto&) { sessionBus->post([&] { isSettled = true; }); });
         ASSERT_TRUE(eventually([&] { return isSettled.load(); }));
         dispatch.mainQueue().sync([] {});
     }
@@ -51,7 +50,7 @@ protected:
     static std::unique_ptr<sdbus::IConnection> crowd(int first, int count) {
         auto connection = sdbus::createSessionBusConnection();
         for (int i = first; i < first + count; ++i) {
-            connection->requestName(fmt::format("{}.instance{}", kKeynote, i));
+            connection->requestName(bus::ServiceName(fmt::format("{}.instance{}", kKeynote, i)));
         }
         return connection;
     }

@@ -25,8 +25,8 @@ public:
     explicit FakeProgram(Facts given) : facts(std::move(given)), process_(facts.process) {
         exportProperties();
         exportCalls();
-        object_->finishRegistration();
-        connection_.requestName(facts.name);
+        bus::finishRegistration(*object_);
+        connection_.requestName(bus::ServiceName(facts.name));
         if (facts.answers) beginToAnswer();
     }
     FakeProgram() : FakeProgram(Facts{}) {}
@@ -39,12 +39,13 @@ public:
             const std::lock_guard lock(mutex_);
             process_ = sdbus::Variant(process);
         }
-        object_->emitPropertiesChangedSignal(kProgramInterface, {"ProcessIdentifier"});
+        object_->emitPropertiesChangedSignal(bus::InterfaceName(kProgramInterface),
+                                             {bus::MemberName("ProcessIdentifier")});
     }
     void beginToAnswer() {
         bus_.start([] {});
     }
-    void leaveName() { connection_.releaseName(facts.name); }
+    void leaveName() { connection_.releaseName(bus::ServiceName(facts.name)); }
     [[nodiscard]] std::string uniqueName() const { return connection_.getUniqueName(); }
     [[nodiscard]] sdbus::IConnection& connection() { return connection_; }
     /// Answers the held calls.
@@ -70,57 +71,53 @@ private:
     }
     void exportProperty(const char* name, const sdbus::Variant& value) {
         const std::string type = value.peekValueType();
-        object_->registerProperty(kProgramInterface, name, type, [this, &value, type](sdbus::PropertyGetReply& reply) {
+        bus::addProperty(*object_, kProgramInterface, name, type.c_str(), [this, &value, type](auto& reply) {
             const std::lock_guard lock(mutex_);
             if (type == "u") reply << value.get<std::uint32_t>();
             if (type == "i") reply << value.get<std::int32_t>();
             if (type == "s") reply << value.get<std::string>();
         });
     }
+    template <typename Function>
+    void addMethod(const char* name, Function function) {
+        bus::addMethod(*object_, kProgramInterface, name, std::move(function));
+    }
     void exportCalls() {
-        object_->registerMethod("presentingState")
-            .onInterface(kProgramInterface)
-            .implementedAs([this](sdbus::Result<State>&& result) {
-                held_.push_back(std::move(result));
-                calls.add("presentingState");
-                if (holds) return;
-                refuses ? held_.back().returnError(*refuses) : held_.back().returnResults(state);
-                held_.pop_back();
-            });
-        object_->registerMethod("windows").onInterface(kProgramInterface).implementedAs([this] {
+        addMethod("presentingState", [this](sdbus::Result<State>&& result) {
+            held_.push_back(std::move(result));
+            calls.add("presentingState");
+            if (holds) return;
+            refuses ? held_.back().returnError(*refuses) : held_.back().returnResults(state);
+            held_.pop_back();
+        });
+        addMethod("windows", [this] {
             calls.add("windows");
             return windows;
         });
-        object_->registerMethod("open")
-            .onInterface(kProgramInterface)
-            .implementedAs([this](sdbus::Result<std::string>&& result, const std::string& url) {
-                calls.add("open " + url);
-                opened_.push_back(std::move(result));
-                if (!holds) opened_.back().returnResults("D");
-            });
-        object_->registerMethod("save")
-            .onInterface(kProgramInterface)
-            .implementedAs([this](const std::string& id, const std::string& url) {
-                calls.add(fmt::format("save {} {}", id, url));
-            });
-        object_->registerMethod("stop").onInterface(kProgramInterface).implementedAs([this](const std::string& id) {
+        addMethod("open", [this](sdbus::Result<std::string>&& result, const std::string& url) {
+            calls.add("open " + url);
+            opened_.push_back(std::move(result));
+            if (!holds) opened_.back().returnResults("D");
+        });
+        addMethod("save", [this](const std::string& id, const std::string& url) {
+            calls.add(fmt::format("save {} {}", id, url));
+        });
+        addMethod("stop", [this](const std::string& id) {
             calls.add("stop " + id);
             if (refuses) throw sdbus::Error(*refuses);
         });
-        object_->registerMethod("export")
-            .onInterface(kProgramInterface)
-            .implementedAs([this](const std::string& id, const std::string& url, const std::string& format,
-                                  const State& properties) {
-                calls.add(fmt::format(
-                    "export {} {} {} {} {} {}", id, url, format, properties.at("allStages").get<bool>(),
-                    properties.at("compressionFactor").get<double>(), properties.at("imageFormat").get<std::string>()));
-            });
+        addMethod("export", [this](const std::string& id, const std::string& url, const std::string& format,
+                                   const State& properties) {
+            calls.add(fmt::format("export {} {} {} {} {} {}", id, url, format, properties.at("allStages").get<bool>(),
+                                  properties.at("compressionFactor").get<double>(),
+                                  properties.at("imageFormat").get<std::string>()));
+        });
     }
 
     std::mutex mutex_;
     SessionBus bus_;
     sdbus::IConnection& connection_ = bus_.connection().library();
-    const std::unique_ptr<sdbus::IObject> object_ = sdbus::createObject(connection_, bus::kProgramPath);
+    const std::unique_ptr<sdbus::IObject> object_ = bus::createObject(connection_, bus::kProgramPath);
     sdbus::Variant process_;  ///< guarded by `mutex_`
     std::vector<sdbus::Result<State>> held_;
     std::vector<sdbus::Result<std::string>> opened_;

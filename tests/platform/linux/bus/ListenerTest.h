@@ -89,7 +89,7 @@ private:
 /// A host without an event loop.
 struct TestHost {
     std::unique_ptr<sdbus::IConnection> connection = sdbus::createSessionBusConnection();
-    std::unique_ptr<sdbus::IProxy> service = sdbus::createProxy(*connection, bus::kServiceName, bus::kServicePath);
+    std::unique_ptr<sdbus::IProxy> service = bus::createProxy(*connection, bus::kServiceName, bus::kServicePath);
     std::string message;
 
     template <typename... Arguments>
@@ -121,7 +121,7 @@ protected:
     }
     bool isNameOwned() const {
         const auto connection = sdbus::createSessionBusConnection();
-        const auto proxy = sdbus::createProxy(*connection, bus::kBusDaemon, bus::kBusDaemonPath);
+        const auto proxy = bus::createProxy(*connection, bus::kBusDaemon, bus::kBusDaemonPath);
         bool owned = false;
         proxy->callMethod("NameHasOwner")
             .onInterface(bus::kBusDaemon)
