@@ -1,6 +1,8 @@
 """A session bus, a home and programs of a test's own."""
+import contextlib
 import os
 import pathlib
+import signal
 import subprocess
 import sys
 import tempfile
@@ -17,11 +19,11 @@ sys.path.insert(0, str(CLIENTS))
 class Child:
     """A program whose lines a test reads; its standard error is among them."""
 
-    def __init__(self, *command, environment=None):
+    def __init__(self, *command, environment=None, deadline=DEADLINE):
         self._process = subprocess.Popen([str(word) for word in command], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                                         stderr=subprocess.STDOUT, text=True, env=environment)
+                                         stderr=subprocess.STDOUT, text=True, env=environment, start_new_session=True)
         # Whatever hangs, a test ends.
-        self._end = threading.Timer(DEADLINE, self._process.kill)
+        self._end = threading.Timer(deadline, self._kill)
         self._end.start()
         self.lines = []
 
@@ -37,8 +39,25 @@ class Child:
             print(command, file=self._process.stdin, flush=True)
             self.wait_for("ok " + command)
 
-    def send(self, signal):
-        self._process.send_signal(signal)
+    def close_input(self):
+        self._process.stdin.close()
+
+    def send(self, number):
+        self._process.send_signal(number)
+
+    def interrupt(self):
+        """As a terminal does: all that it has started, too."""
+        os.killpg(self._process.pid, signal.SIGINT)
+
+    def _kill(self):
+        """All of the group, whose number stays taken while one of it lives."""
+        with contextlib.suppress(ProcessLookupError):
+            os.killpg(self._process.pid, signal.SIGKILL)
+
+    def status(self):
+        """As a shell tells it."""
+        status = self._process.wait()
+        return status if status >= 0 else 128 - status
 
     def rest(self):
         """The exit status; what was still to be said is among the lines."""
@@ -47,13 +66,15 @@ class Child:
 
     def end(self):
         self._end.cancel()
-        self._process.kill()
+        self._kill()
         self._process.wait()
         self._process.stdin.close()
         self._process.stdout.close()
 
 
 class Session(unittest.TestCase):
+    services = "/nonexistent"  # what the bus can start
+
     def setUp(self):
         folder = tempfile.TemporaryDirectory(dir="/tmp")
         self.addCleanup(folder.cleanup)
@@ -61,11 +82,12 @@ class Session(unittest.TestCase):
         for name in ("DISPLAY", "WAYLAND_DISPLAY", "XDG_RUNTIME_DIR", "XDG_DATA_HOME", "XDG_CONFIG_HOME"):
             os.environ.pop(name, None)
         os.environ.update(HOME=str(self.home), TMPDIR=str(self.home), LC_ALL="C.UTF-8", PYTHONPATH=str(CLIENTS))
-        services = "<servicedir>" + str(self.home / "services") + "</servicedir>"
+        services = f"<servicedir>{self.services}</servicedir>"
         (self.home / "bus.conf").write_text(
             f"<busconfig><type>session</type><listen>unix:dir={self.home}</listen>{services}<policy context='default'>"
             "<allow send_destination='*' eavesdrop='true'/><allow eavesdrop='true'/><allow own='*'/></policy></busconfig>")
-        self.bus = self.start("dbus-daemon", f"--config-file={self.home}/bus.conf", "--nofork", "--nopidfile", "--print-address")
+        self.bus = self.start("dbus-daemon", f"--config-file={self.home}/bus.conf", "--nofork", "--nopidfile", "--print-address",
+                              deadline=300)
         os.environ["DBUS_SESSION_BUS_ADDRESS"] = self.bus.wait_for("unix:").strip()
 
     def start(self, *command, **arguments):
