@@ -9,7 +9,7 @@ build='cmake ninja-build ccache g++ pkg-config gettext libsdbus-c++-dev libsdbus
 run='dbus dbus-daemon dbus-bin'
 impress='libreoffice-impress libreoffice-dev xvfb openbox'
 benchmark='libreoffice-impress python3-uno ffmpeg mkvtoolnix chromium chromium-driver'
-test="$run libgtest-dev libgmock-dev libbenchmark-dev libxcb-xtest0-dev x11proto-dev libxml2-utils gsoap libgsoap-dev xvfb openbox mandoc man-db zsh fish python3-gi python3-websockets git"
+test="$run libgtest-dev libgmock-dev libbenchmark-dev libxcb-xtest0-dev x11proto-dev libxml2-utils gsoap libgsoap-dev xvfb openbox mandoc man-db zsh fish python3-gi python3-websockets git locales"
 # One version of them, so that all agree on what is well formed; later Debians no longer have it.
 if grep -qs '^12' /etc/debian_version; then test="$test clang-14 clang-tidy-14 clang-format-14 libclang-rt-14-dev"; fi
 

@@ -83,6 +83,8 @@ private:
             readShapes(Reference<css::container::XIndexAccess>(shape, UNO_QUERY_THROW));
         } else if (type == "com.sun.star.drawing.TableShape") {
             slide_.tables.push_back(readTable(shape));
+        } else if (type == "com.sun.star.drawing.AnnotationShape") {
+            return;  // the mark of a remark, which later offices show among the shapes: nothing of the slide
         } else if (auto text = textOf(shape); !text.empty()) {
             const bool isTitle = type == "com.sun.star.presentation.TitleTextShape";
             const bool isBody =

@@ -4,13 +4,13 @@
 #include "platform/linux/files/DirectoryBundles.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/Deadline.h"
+#include "tests/support/German.h"
 #include "tests/support/HTTPServer.h"
 #include "tests/support/TestHome.h"
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 
-#include <clocale>
 #include <csignal>
 #include <cstdlib>
 
@@ -83,17 +83,15 @@ TEST_F(SoapCall, SaysWhatFailed) {
 }
 
 TEST_F(SoapCall, ErrorsSpeakTheUsersLanguage) {
-    ::setenv("LANGUAGE", "de", 1);
+    const German german;
     answer(503, "");
     EXPECT_THAT(run({"Get"}).complaints, HasSubstr("soap-call: HTTP-Fehler 503 Dienst nicht verf\u00FCgbar\n"));
     answer(200, "no parts", "Content-Type: multipart/related; boundary=b\r\n");
     EXPECT_THAT(run({"Get"}).complaints,
                 HasSubstr("soap-call: Der Webdienst hat versagt.\n  Fehler: Veldrin 87\n"
                           "  Grund: Die Antwort des Servers auf die Methode Get ist nicht lesbar.\n"));
-    ASSERT_NE(std::setlocale(LC_MESSAGES, "C.UTF-8"), nullptr);
     EXPECT_EQ(files::DirectoryBundles().mainBundle()->localizedString("Timeout waiting on SOAP call"),
               "Die Antwort auf den SOAP-Aufruf blieb aus.");
-    std::setlocale(LC_MESSAGES, "C");
 }
 
 TEST_F(SoapCall, WrongUsageSendsNothing) {

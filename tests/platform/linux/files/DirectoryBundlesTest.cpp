@@ -3,12 +3,12 @@
 #include "platform/linux/files/LinuxDirectories.h"
 #include "platform/linux/files/PropertyList.h"
 #include "platform/linux/files/PropertyListDefaults.h"
+#include "tests/support/German.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <clocale>
 #include <cstdint>
 
 namespace {
@@ -272,12 +272,10 @@ TEST_F(BundleTest, TranslatesIntoTheUsersLanguage) {
     const std::string english = "Unable to create directory, file path is nil.";
     EXPECT_EQ(main->localizedString(english), english);
     EXPECT_EQ(main->localizedString(""), "");
-    ASSERT_NE(std::setlocale(LC_MESSAGES, "C.UTF-8"), nullptr);
-    ::setenv("LANGUAGE", "de", 1);
+    const German german;
     EXPECT_EQ(main->localizedString(english), "Das Verzeichnis kann nicht angelegt werden, sein Pfad fehlt.");
     EXPECT_EQ(main->localizedString("no such text"), "no such text");
     EXPECT_EQ(main->localizedString(""), "");
-    std::setlocale(LC_MESSAGES, "C");
 }
 
 }  // namespace

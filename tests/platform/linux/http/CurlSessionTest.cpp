@@ -1,10 +1,10 @@
 #include "MacShared/Atomic.h"
 #include "MacShared/URLSessionDelegateProxy.h"
 #include "tests/platform/linux/http/CurlHarness.h"
+#include "tests/support/German.h"
 #include "tests/support/Memory.h"
 
 #include <gtest/gtest.h>
-#include <clocale>
 #include <cstdlib>
 #include <filesystem>
 #include <future>
@@ -467,11 +467,8 @@ TEST(HTTPStatus, HasAPhraseForEveryCodeInBothLanguages) {
     }
     std::map<int, std::string> english;
     for (int code = 99; code <= 600; ++code) english[code] = phraseOf(code);
-    ASSERT_NE(std::setlocale(LC_MESSAGES, "C.UTF-8"), nullptr);
-    ::setenv("LANGUAGE", "de", 1);
+    const German german;
     for (const auto& [code, phrase] : english) EXPECT_NE(phraseOf(code), phrase);
-    ::unsetenv("LANGUAGE");
-    std::setlocale(LC_MESSAGES, "C");
 }
 
 }  // namespace
