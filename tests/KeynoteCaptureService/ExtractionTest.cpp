@@ -204,15 +204,15 @@ TEST_F(SaveMonitor, TriesAndLooksEverySecondUntilTheProbeHasContents) {
     service->waitForSavingToCompleteAsync();
     run(300'500ms);
     EXPECT_EQ(logged("Couldn't open document"), 301U);
-    faults.refusedCalls = {};
-    faults.saveTime = 2500ms;  // asked at 301 s, begun to be written at 303.5 s
-    faults.diskFull = true;
-    run(300s);
+    faults.refusedCalls = {"save"};  // asked in vain at 301 s
+    run(3s);
     EXPECT_EQ(logged("File doesn't exist"), 3U);
-    EXPECT_EQ(logged("File size 0"), 297U);
-    EXPECT_EQ(host->calls, Calls{});
     const std::string probe = simulated::SimulatedText::uuid(1) + ".key";
     const std::string temporary = std::string(kSandbox) + "/temp";
+    ASSERT_EQ(platform.files.createFile(temporary + "/" + probe, ""), nullptr);
+    run(297s);
+    EXPECT_EQ(logged("File size 0"), 297U);
+    EXPECT_EQ(host->calls, Calls{});
     ASSERT_EQ(platform.files.createFile(temporary + "/" + probe, "12345"), nullptr);
     run(10s);
     EXPECT_EQ(logged("File size 5"), 1U);
