@@ -33,12 +33,15 @@ public:
             watch.gapDue = poll.due;
             return;
         }
+        // Answers of one moment are told of after the last of them, and the first may have more to tell.
+        const bool isFirst = !watch.due || watch.due->due < poll.due;
+        if (isFirst) watch.previousSent = watch.lastSent;
+        watch.lastSent = poll.sent;
         watch.due = poll;
         watch.mayBeUnseen = hasMissed;
         watch.visitsDue = watch.visitsAsked;
         watch.contradictionSeen = watch.contradictionAsked;
         watch.contradictsItself = watch.contradictsItself || watch.contradictionSeen;
-        watch.previousSent = std::exchange(watch.lastSent, poll.sent);
     }
 
     void leftOut(const Host& host) override { watches_[&host].latest().hasMissed = true; }
