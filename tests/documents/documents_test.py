@@ -124,9 +124,9 @@ class Documents(Session):
 
         def follow():
             program.play("start")
-            recorder.wait_for("slide  ")
+            recorder.wait_for("slide 1")
             program.play("slide 2")
-            recorder.wait_for("slide  ")
+            recorder.wait_for("slide 2")
             program.play("stop")
         return follow
 
