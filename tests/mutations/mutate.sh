@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Puts the mistakes of a list into the product, one at a time, and tells which of them are found: by simulated lectures, and
-# with which seed, or by the program that the list names.  usage: tests/mutations/mutate.sh [LECTURES [NAME...]]
+# with which seed, or by the program that the list names.  usage: tests/mutations/mutate.sh [--check | LECTURES [NAME...]]
 # Ends with status 1 when a mistake survives. The tree must be without changes in the files concerned; they are restored.
+# --check only looks whether each mistake can still be made.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 lectures=${1:-10000}
@@ -11,9 +12,16 @@ file= survivors=0
 restore() { [ -z "$file" ] || git checkout -q -- "$file"; file=; }
 trap restore EXIT
 
+mistakes() { grep -v -e '^#' -e '^$' tests/mutations/mutations.txt; }
+while IFS='|' read -r name path expression; do
+    sed -E "$expression" "$path" | cmp -s - "$path" || continue
+    echo "$name: $path no longer has that line" >&2
+    exit 2
+done < <(mistakes)
+[ "$lectures" != --check ] || exit 0
+
 cmake --preset dev -B "$build" -DKCS_IMPRESS=OFF -DKCS_BENCHMARKS=OFF >/dev/null
 while IFS='|' read -r name path expression; do
-    [[ -n $name && $name != \#* ]] || continue
     program=simulate
     [[ $name != *@* ]] || program=${name#*@}
     name=${name%@*}
@@ -26,7 +34,6 @@ while IFS='|' read -r name path expression; do
     git diff --quiet -- "$path" || { echo "$path has changes" >&2; exit 2; }
     file=$path
     sed -i -E "$expression" "$path"
-    if git diff --quiet -- "$path"; then echo "$name: $path no longer has that line" >&2; exit 2; fi
     if ! cmake --build "$build" --target "$program" >"$build/log" 2>&1; then
         printf '%-32s is no program\n' "$name"
     elif (timeout 300 "$build/bin/$program" "${arguments[@]}"; exit $?) >"$build/story" 2>&1; then
@@ -36,5 +43,5 @@ while IFS='|' read -r name path expression; do
         printf '%-32s %s\n' "$name" "$(grep -m1 -e '^seed' -e '^\[  FAILED' "$build/story" || echo "$program crashes")"
     fi
     restore
-done <tests/mutations/mutations.txt
+done < <(mistakes)
 [ "$survivors" -eq 0 ]
