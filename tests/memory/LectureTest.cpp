@@ -6,8 +6,8 @@ namespace {
 
 using namespace simulation;
 
-constexpr std::uint64_t kSeed = 18;
-/// This lecture takes some thirty thousand pieces.
+/// A lecture in which all sorts of things happen, of some thirty thousand pieces, and one that ends with a host's leaving.
+constexpr std::uint64_t kSeeds[] = {18, 28};
 constexpr std::size_t kStep = 13;
 
 /// Wherever in the service, its hosts or the platform memory runs out: the lecture ends there, no promise is broken by
@@ -16,18 +16,21 @@ TEST(Lecture, EndsWhereMemoryRunsOutAndNothingIsLeftOfIt) {
     struct Enough {
         ~Enough() { memory::failNoMore(); }
     };
-    const auto events = makeLecture(kSeed);
-    const auto story = [&events] {
-        World world(nullptr);
-        const Enough enough;  // to clear up
-        try {
-            return world.run(events);
-        } catch (const std::bad_alloc&) {
-            EXPECT_EQ(world.objection(), std::nullopt);
-            throw;
-        }
-    };
-    EXPECT_GT(withoutEveryPiece(story, kStep), 1000U);
+    for (const auto seed : kSeeds) {
+        SCOPED_TRACE(seed);
+        const auto events = makeLecture(seed);
+        const auto story = [&events] {
+            World world(nullptr);
+            const Enough enough;  // to clear up
+            try {
+                return world.run(events);
+            } catch (const std::bad_alloc&) {
+                EXPECT_EQ(world.objection(), std::nullopt);
+                throw;
+            }
+        };
+        EXPECT_GT(withoutEveryPiece(story, kStep), 500U);
+    }
 }
 
 }  // namespace
