@@ -37,6 +37,9 @@ PresentationProgramJobs::PresentationProgramJobs(DispatchQueue& queue, ProgramOu
 PresentationProgramJobs::~PresentationProgramJobs() = default;
 
 void PresentationProgramJobs::accept(ProgramJob job) {
+    // The file stands there, and is empty, until it is written; what fails is noted then.
+    ErrorPtr error;
+    if (job.kind == ProgramJob::Kind::save) static_cast<void>(output_.openFile(job.target, error));
     jobs_.push_back(std::move(job));
     if (jobs_.size() == 1) beginJob();
 }
@@ -62,8 +65,6 @@ void PresentationProgramJobs::beginJob() {
     // Made anew for the first job after those that were given up.
     if (!alive_) alive_ = std::make_shared<const bool>(true);
     if (jobs_.front().kind == ProgramJob::Kind::save) {
-        // The file stands there, and is empty, while the program writes it.
-        static_cast<void>(open(jobs_.front().target));
         return later(faults_.saveTime, &PresentationProgramJobs::finishSave);
     }
     slide_ = 0;
