@@ -6,7 +6,8 @@ namespace {
 
 using namespace simulation;
 
-/// A lecture in which all sorts of things happen, of some thirty thousand pieces, and one that ends with a host's leaving.
+/// A lecture in which all sorts of things happen, of some thirty thousand pieces, and one that ends with a host's
+/// leaving.
 constexpr std::uint64_t kSeeds[] = {18, 28};
 constexpr std::size_t kStep = 13;
 

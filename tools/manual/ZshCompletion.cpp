@@ -38,9 +38,7 @@ std::string value(const Argument& argument) {
 
 std::string lines(const Command& command, const char* indent) {
     std::string text;
-    const auto add = [&](const std::string& entry) {
-        text += fmt::format(" \\\n{}{}", indent, quoted(entry));
-    };
+    const auto add = [&](const std::string& entry) { text += fmt::format(" \\\n{}{}", indent, quoted(entry)); };
     for (const auto& argument : command.arguments) {
         if (!argument.isOption()) add((argument.repeats ? "*" : "") + value(argument));
         for (const auto& name : argument.names) {
