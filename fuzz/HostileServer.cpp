@@ -9,6 +9,7 @@
 #include <unistd.h>
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdint>
 #include <thread>
 #include <utility>
@@ -66,7 +67,11 @@ void HostileServer::serveUntilCallEnds() {
 
 bool HostileServer::comes(int descriptor) const {
     std::array<struct pollfd, 2> awaited{{{ended_, POLLIN, 0}, {descriptor, POLLIN, 0}}};
-    require(::poll(awaited.data(), awaited.size(), kForever) > 0);
+    int count = 0;
+    do {
+        count = ::poll(awaited.data(), awaited.size(), kForever);
+    } while (count < 0 && errno == EINTR);  // by the fuzzer's own alarm
+    require(count > 0);
     return awaited[0].revents == 0;
 }
 
