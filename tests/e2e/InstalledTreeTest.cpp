@@ -79,6 +79,7 @@ TEST_F(InstalledTreeTest, ComponentsShareItAmongThem) {
         {"library", LIBRARY_DIRECTORY "/libkeynote-capture.so.1"},
         {"development", LIBRARY_DIRECTORY "/pkgconfig/keynote-capture.pc"},
         {"documents", "share/doc/keynote-capture/examples/host/host.cpp"},
+        {"python", "lib/python3/dist-packages/keynote_capture.py"},
         {"impress", "share/systemd/user/graphical-session.target.wants/keynote-impress.service"}};
     install(prefix_);
     const auto all = filesBelow(prefix_);
