@@ -1,5 +1,6 @@
 #include "MacShared/MessageFormat.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace shared {

@@ -2,6 +2,8 @@
 
 #include "tests/e2e/RecorderTest.h"
 
+#include <algorithm>
+
 namespace fs = std::filesystem;
 
 namespace {

@@ -3,6 +3,7 @@
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
+#include <algorithm>
 #include <filesystem>
 
 namespace {

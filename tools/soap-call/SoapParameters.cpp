@@ -3,6 +3,7 @@
 #include "base/UTF8.h"
 #include "commandline/Translation.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstdio>

@@ -6,6 +6,7 @@
 #include "commandline/Translation.h"
 
 #include <fmt/format.h>
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 namespace soap_call {

@@ -4,6 +4,7 @@
 #include "tests/support/Memory.h"
 #include "tests/support/TemporaryDirectory.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace {

@@ -1,6 +1,7 @@
 #include "presenters/impress/SavedCopies.h"
 #include "tests/presenters/impress/ImpressFixture.h"
 
+#include <algorithm>
 #include <com/sun/star/frame/Desktop.hpp>
 #include <com/sun/star/presentation/XSlideShowController.hpp>
 #include <com/sun/star/util/XCloseable.hpp>

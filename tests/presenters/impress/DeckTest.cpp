@@ -3,6 +3,7 @@
 #include "tests/presenters/impress/ImpressFixture.h"
 
 #include <unistd.h>
+#include <algorithm>
 #include <com/sun/star/drawing/XDrawPagesSupplier.hpp>
 #include <com/sun/star/frame/XStorable.hpp>
 #include <com/sun/star/presentation/XPresentationPage.hpp>

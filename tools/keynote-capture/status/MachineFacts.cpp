@@ -5,6 +5,7 @@
 #include <sys/timex.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <string_view>
 
