@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <new>
 #include <string_view>
+#include <utility>
 
 namespace http {
 
@@ -41,7 +42,23 @@ bool hasBody(const URLRequest& request) {
 
 }  // namespace
 
+CurlHandle::Easy CurlHandle::makeEasy() {
+    Easy easy(curl_easy_init(), &curl_easy_cleanup);
+    if (!easy) throw std::bad_alloc();
+    return easy;
+}
+
+/// Before 8.1.1 libcurl keeps pointing to the last field of a response that is gone, and appends a line to it with
+/// which the next response begins, when that is a continuation (https://github.com/curl/curl/pull/11103).
+void CurlHandle::forgetResponses() {
+    static const bool pointsToThePast = curl_version_info(CURLVERSION_NOW)->version_num < 0x080101;
+    if (!std::exchange(wasUsed_, true) || !pointsToThePast) return;
+    easy_ = makeEasy();
+    request_.reset();
+}
+
 ErrorPtr CurlHandle::setUp(const URLRequest& request, const URLSessionConfiguration& configuration) {
+    forgetResponses();
     if (!isSetUpFor(request)) {
         // Should the setting up fail, the handle is set up for nothing.
         request_.reset();

@@ -15,8 +15,6 @@ using CurlFields = std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)>;
 /// their body, as calls of a web service do: then nothing else is set up, which takes longer than a small request.
 class CurlHandle {
 public:
-    CurlHandle() : easy_(curl_easy_init(), &curl_easy_cleanup) {}
-
     /// Sets the handle up to send the request as HTTP/1.1. The request's body must live until the transfer has ended.
     /// An error when the request cannot be sent as it stands. Fields that frame the message (Content-Length,
     /// Transfer-Encoding) are left to the client.
@@ -26,12 +24,17 @@ public:
     [[nodiscard]] CURL* get() const { return easy_.get(); }
 
 private:
+    using Easy = std::unique_ptr<CURL, decltype(&curl_easy_cleanup)>;
+
+    [[nodiscard]] static Easy makeEasy();
+    void forgetResponses();
     [[nodiscard]] bool isSetUpFor(const URLRequest& request) const;
     [[nodiscard]] ErrorPtr setUpHead(const URLRequest& request, const URLSessionConfiguration& configuration);
     [[nodiscard]] ErrorPtr setUpFields(const URLRequest& request, const URLSessionConfiguration& configuration);
     void setUpBody(const Data& body);
 
-    const std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> easy_;
+    Easy easy_ = makeEasy();
+    bool wasUsed_ = false;
     std::optional<URLRequest> request_;  ///< what the handle is set up for, without a body
     bool hasBody_ = false;
     URLParts server_;

@@ -60,10 +60,6 @@ void CurlTransfer::beginHop() {
     curl_easy_setopt(easy(), CURLOPT_XFERINFODATA, this);
     // Bytes that go out are told of in no other way, and they keep a time-out from passing.
     curl_easy_setopt(easy(), CURLOPT_NOPROGRESS, 0L);
-    handOver();
-}
-
-void CurlTransfer::handOver() {
     problem_.front() = '\0';
     stage_ = Stage::head;
     hop_ = {};
@@ -169,7 +165,7 @@ void CurlTransfer::trustDecided(const std::shared_ptr<const ServerTrust>& trust,
     const bool accepts = disposition == Disposition::useCredential && hasCredential;
     if (!accepts && trust->evaluation) return finish(trust->evaluation);
     trust_.accept(*trust);
-    handOver();
+    beginHop();
 }
 
 void CurlTransfer::askAboutRedirection() {

@@ -58,7 +58,6 @@ private:
     };
 
     void beginHop();
-    void handOver();
     void goOn();
     void finish(const ErrorPtr& error);
     void hopEnded();

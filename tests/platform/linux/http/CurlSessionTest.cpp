@@ -109,6 +109,22 @@ TEST_F(CurlSessionTest, TakesWhateverAServerSends) {
     EXPECT_EQ(endless[2], "complete -1103");
 }
 
+TEST_F(CurlSessionTest, ContinuesNoFieldOfAnEarlierResponse) {
+    const HTTPServer server([](const auto& request) -> ServerAnswer {
+        if (request.head.starts_with("GET /moved")) return moved("301", "/new");
+        return {{"HTTP/1.1 200 OK\r\n of nothing\r\nContent-Length: 5\r\n\r\nhello"}};
+    });
+    // Some versions of libcurl take that for an error.
+    const auto first = heard(get(server.url("/new")));
+    const auto recorder = std::make_shared<Recorder>();
+    const auto both = session(recorder);
+    next(*both, *recorder, get(server.url("/moved")));
+    next(*both, *recorder, get(server.url("/new")));
+    Notes expected{"redirection 301 GET"};
+    for (int i = 0; i < 2; ++i) expected.insert(expected.end(), first.begin(), first.end());
+    EXPECT_EQ(recorder->notes(), expected);
+}
+
 TEST_F(CurlSessionTest, RefusesRequestsThatCannotBeSent) {
     std::string closed;
     {
