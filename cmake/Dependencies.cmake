@@ -1,7 +1,7 @@
 # Everything comes from Debian's packages; packaging/install-dependencies.sh names them.
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
-find_package(Boost REQUIRED)
+find_package(Boost REQUIRED CONFIG)
 pkg_check_modules(SDBUSCPP REQUIRED IMPORTED_TARGET sdbus-c++)
 string(REGEX MATCH "^[0-9]+" KCS_SDBUS_VERSION ${SDBUSCPP_VERSION})
 if(NOT KCS_SDBUS_VERSION MATCHES "^[12]$")
