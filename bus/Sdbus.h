@@ -59,6 +59,9 @@ inline void addProperty(sdbus::IObject& object, const char* interface, const cha
                         sdbus::property_get_callback get) {
     object.registerProperty(interface, name, type, std::move(get));
 }
+inline bool hasType(const sdbus::Variant& variant) {
+    return !variant.isEmpty();
+}
 inline void finishRegistration(sdbus::IObject& object) {
     object.finishRegistration();
 }
@@ -106,6 +109,10 @@ inline void addProperty(sdbus::IObject& object, const char* interface, const cha
                      sdbus::PropertyVTableItem{MemberName(name), sdbus::Signature(type), std::move(get), {}, {}});
 }
 inline void finishRegistration(sdbus::IObject& /*object*/) {}
+/// One that was read where a message holds something else than a variant has none, and is compared nevertheless.
+inline bool hasType(const sdbus::Variant& variant) {
+    return !variant.isEmpty() && variant.peekValueType() != nullptr;
+}
 
 #endif
 
@@ -113,7 +120,7 @@ inline void finishRegistration(sdbus::IObject& /*object*/) {}
 /// check.
 template <typename Value>
 bool holds(const sdbus::Variant& variant) {
-    return !variant.isEmpty() && variant.containsValueOfType<Value>();
+    return hasType(variant) && variant.containsValueOfType<Value>();
 }
 
 /// An object of somebody on the bus.

@@ -23,8 +23,9 @@ xgettext $common --keyword --keyword=makeError:3 --omit-header -o "$scratch/clie
 sed 's/^#include.*//' "$table" | xgettext $common --extract-all --omit-header -o - - | sed "s,^#: .*,#: $table," >"$scratch/table.pot"
 printf '%s\n' "$table" "$client" >>"$scratch/POTFILES"
 LC_ALL=C sort -o "$scratch/POTFILES" "$scratch/POTFILES"
+# Which texts are formats only newer versions of gettext tell; what is filled in is compared below.
 msgcat --no-wrap --use-first "$scratch/functions.pot" "$scratch/client.pot" "$scratch/table.pot" |
-    sed -e '/^"POT-Creation-Date:/d' -e 's/charset=CHARSET/charset=UTF-8/' -e '/^# SOME DESCRIPTIVE TITLE/,/^# FIRST AUTHOR/d' \
+    sed -e '/^"POT-Creation-Date:/d' -e '/^#, c++-format$/d' -e 's/charset=CHARSET/charset=UTF-8/' -e '/^# SOME DESCRIPTIVE TITLE/,/^# FIRST AUTHOR/d' \
         >"$scratch/keynote-capture.pot"
 
 if [ "${1:-}" != --check ]; then

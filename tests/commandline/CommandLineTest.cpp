@@ -1,11 +1,14 @@
 /// What all programs say of themselves, and of a command line that is wrong.
 
 #include "tests/commandline/Programs.h"
+#include "tests/support/German.h"
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <optional>
 #include <sstream>
 
 namespace {
@@ -22,14 +25,11 @@ std::size_t widthOf(const std::string& line) {
 
 class CommandLine : public testing::TestWithParam<const char*> {
 protected:
-    void SetUp() override {
-        ::setenv("LC_ALL", "C.UTF-8", 1);
-        ::setenv("LANGUAGE", GetParam(), 1);
-    }
+    const bool isGerman = GetParam() == std::string("de");
+    const std::optional<German> german = isGerman ? std::make_optional<German>() : std::nullopt;
 };
 
 TEST_P(CommandLine, HelpHasOneFormAndFitsATerminal) {
-    const bool isGerman = GetParam() == std::string("de");
     for (const auto& words : commandLines()) {
         const auto help = run(with(words, "--help"));
         EXPECT_EQ(help.status, 0);
@@ -80,14 +80,12 @@ TEST(WrongUsage, IsNamedByItsProgramWithWhatWasPerhapsMeant) {
 }
 
 TEST(WrongUsage, SpeaksTheUsersLanguageButNeverInJSON) {
-    ::setenv("LC_ALL", "C.UTF-8", 1);
-    ::setenv("LANGUAGE", "de", 1);
+    const German german;
     ::setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/gone", 1);
     EXPECT_THAT(run({"keynote-capture", "recrod"}).complaints, HasSubstr("gemeint ist vielleicht record."));
     EXPECT_THAT(run({"keynote-capture", "status"}).output, StartsWith("Fehler   Bus        Der Sitzungsbus "));
     EXPECT_THAT(run({"keynote-capture", "status", "--json"}).output,
                 AllOf(HasSubstr("\"state\":\"failed\""), Not(HasSubstr("Sitzung"))));
-    ::setenv("LANGUAGE", "en", 1);
 }
 
 }  // namespace

@@ -116,7 +116,7 @@ protected:
 
 TEST_P(Completion, KnowsCommandsOptionsAndValues) {
     EXPECT_THAT(completed("keynote-capture re"), testing::UnorderedElementsAre("record", "recover"));
-    EXPECT_THAT(completed("keynote-capture record --t"), ElementsAre("--to"));
+    EXPECT_THAT(completed("keynote-capture record --rec"), ElementsAre("--recording-id"));
     EXPECT_THAT(completed("keynote-capture record --to lec"), ElementsAre("lectures"));
     EXPECT_THAT(completed("keynote-capture record --to=lec"), ElementsAre("lectures"));
     EXPECT_THAT(completed("keynote-capture export --format m"), ElementsAre("matroska"));
