@@ -20,7 +20,8 @@ common='--language=C++ --from-code=UTF-8 --package-name=keynote-capture --add-lo
 } | grep -vx "$table" | LC_ALL=C sort -u >"$scratch/POTFILES"
 xgettext $common $functions --files-from="$scratch/POTFILES" -o "$scratch/functions.pot"
 xgettext $common --keyword --keyword=makeError:3 --omit-header -o "$scratch/client.pot" "$client"
-sed 's/^#include.*//' "$table" | xgettext $common --extract-all --omit-header -o - - | sed "s,^#: .*,#: $table," >"$scratch/table.pot"
+sed 's/^#include.*//' "$table" >"$scratch/table.cpp"  # a file: version 0.23 of xgettext aborts when it is to read a pipe
+xgettext $common --extract-all --omit-header -o - "$scratch/table.cpp" | sed "s,^#: .*,#: $table," >"$scratch/table.pot"
 printf '%s\n' "$table" "$client" >>"$scratch/POTFILES"
 LC_ALL=C sort -o "$scratch/POTFILES" "$scratch/POTFILES"
 # Which texts are formats only newer versions of gettext tell; what is filled in is compared below.
