@@ -81,6 +81,14 @@ TEST_F(ShowRecordTest, AnEndMayTakeHalfASecondUntilItIsKnown) {
     EXPECT_EQ(told(false).times.showEnded, bounds(100ms, 130ms));
 }
 
+TEST_F(ShowRecordTest, AnEndIsNotBelievedBeforeTheOfficeCanHaveDrawn) {
+    record.begins("deck", at(0ms));
+    show(1, 1, 0ms, 5ms);
+    record.ends(at(100ms));
+    record.hasEnded(at(109ms));
+    EXPECT_EQ(told(false).times.showEnded, bounds(100ms, 124ms));
+}
+
 TEST_F(ShowRecordTest, AShowThatWasNeverSeenLeavesNoTrace) {
     record.begins("deck", at(0ms));
     show(1, 1, 0ms, 5ms);
