@@ -54,7 +54,8 @@ void ShowRecord::ends(Instant notBefore) {
 void ShowRecord::hasEnded(Instant by) {
     if (phase_ != Phase::ending) return;
     phase_ = Phase::none;
-    times_.ended(documentID_, {notBefore_, std::max<Instant>(by, notBefore_ + kQuickestUncovering)});
+    if (by < notBefore_ + kSoonFocus) by = notBefore_ + kDrawnAfterSoonFocus;
+    times_.ended(documentID_, {notBefore_, by});
 }
 
 PresentingState ShowRecord::told(PresentingState state, Instant now) const {

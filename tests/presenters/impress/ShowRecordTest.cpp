@@ -86,7 +86,7 @@ TEST_F(ShowRecordTest, AnEndIsNotBelievedBeforeTheOfficeCanHaveDrawn) {
     show(1, 1, 0ms, 5ms);
     record.ends(at(100ms));
     record.hasEnded(at(109ms));
-    EXPECT_EQ(told(false).times.showEnded, bounds(100ms, 124ms));
+    EXPECT_EQ(told(false).times.showEnded, bounds(100ms, 136ms));
 }
 
 TEST_F(ShowRecordTest, AShowThatWasNeverSeenLeavesNoTrace) {
