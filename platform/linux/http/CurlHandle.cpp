@@ -42,19 +42,17 @@ bool hasBody(const URLRequest& request) {
 
 }  // namespace
 
-CurlHandle::Easy CurlHandle::makeEasy() {
-    Easy easy(curl_easy_init(), &curl_easy_cleanup);
-    if (!easy) throw std::bad_alloc();
-    return easy;
+CurlHandle::Easy CurlHandle::owned(CURL* easy) {
+    if (easy == nullptr) throw std::bad_alloc();
+    return {easy, &curl_easy_cleanup};
 }
 
 /// Before 8.1.1 libcurl keeps pointing to the last field of a response that is gone, and appends a line to it with
-/// which the next response begins, when that is a continuation (https://github.com/curl/curl/pull/11103).
+/// which the next response begins, when that is a continuation (https://github.com/curl/curl/pull/11103). A duplicate
+/// is set up alike and knows of no response.
 void CurlHandle::forgetResponses() {
     static const bool pointsToThePast = curl_version_info(CURLVERSION_NOW)->version_num < 0x080101;
-    if (!std::exchange(wasUsed_, true) || !pointsToThePast) return;
-    easy_ = makeEasy();
-    request_.reset();
+    if (std::exchange(wasUsed_, true) && pointsToThePast) easy_ = owned(curl_easy_duphandle(get()));
 }
 
 ErrorPtr CurlHandle::setUp(const URLRequest& request, const URLSessionConfiguration& configuration) {

@@ -26,14 +26,14 @@ public:
 private:
     using Easy = std::unique_ptr<CURL, decltype(&curl_easy_cleanup)>;
 
-    [[nodiscard]] static Easy makeEasy();
+    [[nodiscard]] static Easy owned(CURL* easy);
     void forgetResponses();
     [[nodiscard]] bool isSetUpFor(const URLRequest& request) const;
     [[nodiscard]] ErrorPtr setUpHead(const URLRequest& request, const URLSessionConfiguration& configuration);
     [[nodiscard]] ErrorPtr setUpFields(const URLRequest& request, const URLSessionConfiguration& configuration);
     void setUpBody(const Data& body);
 
-    Easy easy_ = makeEasy();
+    Easy easy_ = owned(curl_easy_init());
     bool wasUsed_ = false;
     std::optional<URLRequest> request_;  ///< what the handle is set up for, without a body
     bool hasBody_ = false;
