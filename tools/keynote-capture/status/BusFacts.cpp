@@ -8,9 +8,9 @@
 #include "bus/TimelineContract.h"
 #include "commandline/Translation.h"
 #include "ports/CaptureNames.h"
+#include "runtime/BlockSignals.h"
 
 #include <algorithm>
-#include <csignal>
 #include <future>
 #include <memory>
 #include <thread>
@@ -116,10 +116,7 @@ BusFacts askBus(const std::string& pipe) {
     const auto promise = std::make_shared<std::promise<BusFacts>>();
     auto facts = promise->get_future();
     std::thread([promise, pipe] {
-        // Signals belong to the main thread.
-        sigset_t all;
-        sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, nullptr);
+        runtime::blockSignals();
         promise->set_value(look(pipe));
     }).detach();
     if (facts.wait_for(kLongestLook) == std::future_status::ready) return facts.get();
