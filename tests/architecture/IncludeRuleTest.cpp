@@ -122,4 +122,15 @@ TEST(Architecture, OnlyTheBusFolderKnowsTheBusLibrary) {
     expectNowhere("bus", std::regex("KCS_SDBUS_VERSION"), {"bus/Sdbus.h"});
 }
 
+/// As many as can be seen at once.
+TEST(Architecture, FoldersHaveAtMostFortyFiles) {
+    std::map<fs::path, int> files;
+    for (const auto& [folder, allowed] : kMayInclude) {
+        for (const auto& entry : fs::recursive_directory_iterator(fs::path(KCS_SOURCE_DIR) / folder)) {
+            if (entry.is_regular_file()) ++files[entry.path().parent_path()];
+        }
+    }
+    for (const auto& [folder, count] : files) EXPECT_LE(count, 40) << folder << ": move what belongs together";
+}
+
 }  // namespace

@@ -1,6 +1,5 @@
 #include "tools/keynote-capture/definition/CommandLine.h"
 
-#include "commandline/Program.h"
 #include "commandline/Translation.h"
 #include "tools/keynote-capture/definition/Definitions.h"
 

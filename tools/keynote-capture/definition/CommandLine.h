@@ -1,12 +1,7 @@
 #pragma once
 
-#include "tools/keynote-capture/Request.h"
-
-#include <memory>
-
-namespace CLI {
-class App;
-}  // namespace CLI
+#include "commandline/Program.h"
+#include "tools/keynote-capture/definition/Request.h"
 
 namespace keynote_capture {
 

@@ -2,7 +2,7 @@
 
 #include "commandline/Examples.h"
 #include "commandline/Translation.h"
-#include "tools/keynote-capture/Request.h"
+#include "tools/keynote-capture/definition/Request.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,7 +1,7 @@
 /// The commands about files: decks, and what recordings have left.
 
-#include "tools/keynote-capture/SlideList.h"
 #include "tools/keynote-capture/definition/Definitions.h"
+#include "tools/keynote-capture/definition/SlideList.h"
 #include "tools/keynote-capture/definition/Values.h"
 
 #include <fmt/format.h>

@@ -2,7 +2,7 @@
 
 #include "base/UTF8.h"
 #include "commandline/Translation.h"
-#include "tools/keynote-capture/SlideList.h"
+#include "tools/keynote-capture/definition/SlideList.h"
 #include "tools/keynote-capture/hook/CommandWords.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-#include "tools/keynote-capture/SlideList.h"
+#include "tools/keynote-capture/definition/SlideList.h"
 
 #include <charconv>
 
