@@ -2,7 +2,6 @@
 
 #include "bus/Names.h"
 #include "commandline/Examples.h"
-#include "commandline/Program.h"
 #include "commandline/Translation.h"
 #include "commandline/Values.h"
 

@@ -1,11 +1,8 @@
 #pragma once
 
-#include <memory>
-#include <string>
+#include "commandline/Program.h"
 
-namespace CLI {
-class App;
-}  // namespace CLI
+#include <string>
 
 namespace impress {
 

@@ -1,7 +1,6 @@
 #include "presenters/simulator/CommandLine.h"
 
 #include "commandline/Examples.h"
-#include "commandline/Program.h"
 #include "commandline/Translation.h"
 #include "commandline/Values.h"
 #include "presenters/model/ScriptValues.h"

@@ -1,13 +1,10 @@
 #pragma once
 
+#include "commandline/Program.h"
+
 #include <cstdint>
 #include <filesystem>
-#include <memory>
 #include <string>
-
-namespace CLI {
-class App;
-}  // namespace CLI
 
 namespace simulator {
 

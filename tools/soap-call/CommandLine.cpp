@@ -1,7 +1,6 @@
 #include "tools/soap-call/CommandLine.h"
 
 #include "commandline/Examples.h"
-#include "commandline/Program.h"
 #include "commandline/Translation.h"
 
 #include <CLI/CLI.hpp>

@@ -1,12 +1,9 @@
 #pragma once
 
-#include <memory>
+#include "commandline/Program.h"
+
 #include <string>
 #include <vector>
-
-namespace CLI {
-class App;
-}  // namespace CLI
 
 namespace soap_call {
 
