@@ -135,6 +135,20 @@ TEST_F(StatusTest, TellsWhatTheProgramShows) {
     program.send(SIGCONT);
 }
 
+TEST_F(StatusTest, TellsWhichDisplayTheServiceHas) {
+    const std::string display = "DISPLAY=:status";
+    for (const auto* const change : {"--unset=DISPLAY", display.c_str()}) {
+        const ChildProcess service({"env", change, KEYNOTE_CAPTURE_SERVICE});
+        ASSERT_TRUE(eventually([] { return ChildProcess(tool({"status"})).exitStatus() != 3; }));
+        look(1, {}, {display});
+        if (change == display) {
+            expectLine("ok", "display", "X11, :status.");
+        } else {
+            expectLine("warning", "display", "→ dbus-update-activation-environment");
+        }
+    }
+}
+
 TEST_F(StatusTest, RecordSaysWhatIsMissingWhenItSeesNoProgram) {
     FakeService service(bus_.address());
     ChildProcess recorder(tool({"record", "--to", (directory_.path() / "captures").string(), "--json"}));

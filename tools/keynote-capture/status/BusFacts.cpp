@@ -11,6 +11,7 @@
 #include "runtime/BlockSignals.h"
 
 #include <algorithm>
+#include <fstream>
 #include <future>
 #include <memory>
 #include <thread>
@@ -70,6 +71,20 @@ void askService(bus::SessionBus& bus, BusFacts& facts) {
     if (isSilent) facts.serviceAnswers = false;
 }
 
+/// The service keeps the environment with which the bus has started it.
+bool hasDisplay(bus::SessionBus& bus) {
+    const auto process = replyOf(
+        bus, bus::kBusDaemon, bus::kBusDaemonPath,
+        bus::makeCall<std::uint32_t>(bus::kBusDaemon, "GetConnectionUnixProcessID", std::string(bus::kServiceName)));
+    if (process.failure) return true;
+    std::ifstream in("/proc/" + std::to_string(process.value) + "/environ");
+    bool isKnown = false;
+    for (std::string variable; std::getline(in, variable, '\0'); isKnown = true) {
+        if (variable.starts_with("DISPLAY=")) return true;
+    }
+    return !isKnown;
+}
+
 ProgramNow askProgram(bus::SessionBus& bus, const std::string& name) {
     const auto answer = replyOf(bus, name, bus::kProgramPath, bus::program::presentingState());
     ProgramNow now;
@@ -97,6 +112,7 @@ BusFacts look(const std::string& pipe) {
         facts.serviceCanBeStarted = has(startable, bus::kServiceName);
         facts.bridgeCanBeStarted = has(startable, bus::bridgeName(pipe));
         askService(*bus, facts);
+        if (facts.serviceAnswers) facts.serviceHasDisplay = hasDisplay(*bus);
         const auto names = namesBy(*bus, "ListNames");
         facts.bridgeRuns = has(names, bus::bridgeName(pipe));
         const auto prefix = std::string(kKeynoteBundleIdentifier) + bus::kInstanceInfix;

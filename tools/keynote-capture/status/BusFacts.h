@@ -23,6 +23,7 @@ struct BusFacts {
     std::optional<std::string> serviceVersion;
     std::string serviceProblem;  ///< why the service did not tell its version
     bool serviceAnswers = false;
+    bool serviceHasDisplay = true;  ///< false when it is known that the service was started without one
     bool bridgeRuns = false;
     bool bridgeCanBeStarted = false;
     std::optional<ProgramNow> program;  ///< nothing when none is on the bus

@@ -95,7 +95,7 @@ Check checkDeck(const ProgramNow& program) {
                             : translated("{} is open; no show runs.", deck)};
 }
 
-Check checkDisplay(const MachineFacts& machine) {
+Check checkDisplay(const BusFacts& bus, const MachineFacts& machine) {
     constexpr const char* kName = translatable("display");
     if (machine.isWayland) {
         return {kName, State::warning,
@@ -106,6 +106,12 @@ Check checkDisplay(const MachineFacts& machine) {
         return {kName, State::warning,
                 translated("There is no display here; shows of another one cannot tell their windows."),
                 translated("Run this where the lecture is shown")};
+    }
+    if (!bus.serviceHasDisplay) {
+        return {kName, State::warning,
+                translated("The capture service was started where no display is; shows cannot tell their windows."),
+                "dbus-update-activation-environment --systemd DISPLAY XAUTHORITY; systemctl --user restart "
+                "keynote-capture"};
     }
     return {kName, State::ok, fmt::format("X11, {}.", printableText(machine.x11Display))};
 }
@@ -167,7 +173,7 @@ Checks checksOf(const BusFacts& bus, const MachineFacts& machine, const CheckedP
         checks.push_back(checkOffice(bus, machine, places.pipe));
         if (bus.program) checks.push_back(checkDeck(*bus.program));
     }
-    checks.push_back(checkDisplay(machine));
+    checks.push_back(checkDisplay(bus, machine));
     checks.push_back(checkSpace(machine, places.directory));
     checks.push_back(checkClock(machine));
     return checks;
