@@ -1,6 +1,8 @@
 #include "presenters/impress/Uno.h"
 
 #include <rtl/textenc.h>
+#include <com/sun/star/configuration/theDefaultProvider.hpp>
+#include <com/sun/star/container/XNameAccess.hpp>
 #include <typeinfo>
 
 namespace impress {
@@ -16,6 +18,17 @@ rtl::OUString unoText(std::string_view utf8) {
 
 std::string textFrom(const css::uno::Exception& exception) {
     return exception.Message.isEmpty() ? std::string(typeid(exception).name()) : textFrom(exception.Message);
+}
+
+std::string versionOf(const Context& context) {
+    css::uno::Any path(property("nodepath", unoText("/org.openoffice.Setup/Product")));
+    const Reference<css::container::XNameAccess> product(
+        css::configuration::theDefaultProvider::get(context)->createInstanceWithArguments(
+            "com.sun.star.configuration.ConfigurationAccess", css::uno::Sequence<css::uno::Any>(&path, 1)),
+        UNO_QUERY_THROW);
+    rtl::OUString version;
+    product->getByName("ooSetupVersion") >>= version;
+    return textFrom(version);
 }
 
 }  // namespace impress

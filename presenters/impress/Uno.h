@@ -50,6 +50,9 @@ template <typename Value>
     return {rtl::OUString::createFromAscii(name), -1, css::uno::Any(value), css::beans::PropertyState_DIRECT_VALUE};
 }
 
+/// The office's version, such as "7.4". Asks the office.
+[[nodiscard]] std::string versionOf(const Context& context);
+
 /// The value of a property; `standard` when it has another type or is void. Asks the office.
 template <typename Value>
 [[nodiscard]] Value valueOf(const Reference<css::beans::XPropertySet>& object, const char* name, Value standard = {}) {

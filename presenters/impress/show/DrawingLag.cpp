@@ -1,5 +1,6 @@
 #include "presenters/impress/show/DrawingLag.h"
 
+#include <charconv>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -22,6 +23,12 @@ std::chrono::milliseconds drawingLag(std::string_view maps) {
 std::chrono::milliseconds drawingLagOf(pid_t office) {
     std::ifstream file("/proc/" + std::to_string(office) + "/maps");
     return drawingLag(std::string(std::istreambuf_iterator<char>(file), {}));
+}
+
+bool drawsBeforeFocus(std::string_view version) {
+    double number = 0;
+    std::from_chars(version.data(), version.data() + version.size(), number);
+    return number > 0 && number < 7.45;
 }
 
 }  // namespace impress

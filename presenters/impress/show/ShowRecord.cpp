@@ -54,8 +54,7 @@ void ShowRecord::ends(Instant notBefore) {
 void ShowRecord::hasEnded(Instant by) {
     if (phase_ != Phase::ending) return;
     phase_ = Phase::none;
-    if (by < notBefore_ + kSoonFocus) by = notBefore_ + kDrawnAfterSoonFocus;
-    times_.ended(documentID_, {notBefore_, by});
+    times_.ended(documentID_, {notBefore_, std::max(by, notBefore_ + uncovering_)});
 }
 
 PresentingState ShowRecord::told(PresentingState state, Instant now) const {

@@ -12,11 +12,9 @@ namespace impress {
 
 /// How long the office needs at most, once it answers, to draw a slide or to take a window off the screen.
 inline constexpr auto kLongestDrawing = std::chrono::milliseconds(500);
-/// The focus goes on when a show's window has gone. LibreOffice 7.4 draws before that, 20 ms after the end; 25.2 passes
-/// it on after 9 ms and has drawn after 29 ms at the latest (measured by the benchmark `truth`). So a focus that comes
-/// this soon says that it is all drawn only so much later.
-inline constexpr auto kSoonFocus = std::chrono::milliseconds(15);
-inline constexpr auto kDrawnAfterSoonFocus = std::chrono::milliseconds(36);
+/// How long after an end it is all drawn that a show has hidden. LibreOffice 25.2 needs 29 ms at the most (measured by
+/// the benchmark `truth`).
+inline constexpr auto kUncovering = std::chrono::milliseconds(36);
 
 /// What the shows of an office have done, and between which moments: only what its signs prove. A slide that comes is
 /// no visit until it is known to be on the screen, and none at all when the next one comes before that. Pure; one
@@ -39,8 +37,10 @@ public:
     void pauses() { shown_.reset(); }
     /// The show was on the screen until `notBefore`.
     void ends(Instant notBefore);
-    /// If it has ended, it is off the screen, or will be after `kDrawnAfterSoonFocus`.
+    /// If it has ended, its window has gone, and it is off the screen, or will be after `kUncovering`.
     void hasEnded(Instant by);
+    /// From now on a show whose window has gone is off the screen.
+    void drawsBeforeFocus() { uncovering_ = {}; }
     /// Whether it is to be found out that something is on the screen.
     [[nodiscard]] bool awaitsScreen() const { return isStarting() || coming_; }
     /// Whether nothing of the show is known to be on the screen.
@@ -65,7 +65,8 @@ private:
     Instant notBefore_;                     ///< of the start, or of the end
     std::optional<ScriptingVisit> coming_;  ///< not known to be on the screen; `latest` has no meaning yet
     std::optional<ScriptingVisit> shown_;   ///< what the screen shows
-    std::int64_t lastNumber_ = 0;           ///< of the slide that it showed last, 0 when that is not known
+    Duration uncovering_ = kUncovering;
+    std::int64_t lastNumber_ = 0;  ///< of the slide that it showed last, 0 when that is not known
 };
 
 }  // namespace impress

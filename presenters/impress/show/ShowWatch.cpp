@@ -71,6 +71,9 @@ public:
         push([this, context = office.context(), process = office.processIdentifier()] {
             lag_ = drawingLagOf(process);
             if (lag_ == 0ms) use(Waker(context));
+            if (!drawsBeforeFocus(versionOf(context))) return;
+            const std::lock_guard lock(mutex_);
+            record_.drawsBeforeFocus();
         });
         push([this, context = office.context()] {
             const Reference<css::document::XDocumentEventBroadcaster> broadcaster(

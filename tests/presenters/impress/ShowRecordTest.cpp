@@ -71,14 +71,14 @@ TEST_F(ShowRecordTest, AnEndMayTakeHalfASecondUntilItIsKnown) {
     record.ends(at(100ms));
     EXPECT_EQ(told(false, 90ms).times.showEnded, bounds(100ms, 600ms));
     EXPECT_EQ(told(false, 3s).times.showEnded, bounds(100ms, 3500ms));
-    record.hasEnded(at(130ms));
     record.hasEnded(at(140ms));
-    EXPECT_EQ(told(false).times.showEnded, bounds(100ms, 130ms));
+    record.hasEnded(at(145ms));
+    EXPECT_EQ(told(false).times.showEnded, bounds(100ms, 140ms));
     EXPECT_EQ(told(false).times.endedDocumentID, "deck");
     show(2, 2, 150ms, 160ms);
     record.ends(at(170ms));
     EXPECT_EQ(told(false).times.visits.size(), 1U);
-    EXPECT_EQ(told(false).times.showEnded, bounds(100ms, 130ms));
+    EXPECT_EQ(told(false).times.showEnded, bounds(100ms, 140ms));
 }
 
 TEST_F(ShowRecordTest, AnEndIsNotBelievedBeforeTheOfficeCanHaveDrawn) {
@@ -87,6 +87,14 @@ TEST_F(ShowRecordTest, AnEndIsNotBelievedBeforeTheOfficeCanHaveDrawn) {
     record.ends(at(100ms));
     record.hasEnded(at(109ms));
     EXPECT_EQ(told(false).times.showEnded, bounds(100ms, 136ms));
+    record.drawsBeforeFocus();
+    record.begins("deck", at(200ms));
+    show(1, 1, 200ms, 205ms);
+    record.ends(at(300ms));
+    record.hasEnded(at(309ms));
+    EXPECT_EQ(told(false).times.showEnded, bounds(300ms, 309ms));
+    EXPECT_TRUE(drawsBeforeFocus("7.4"));
+    for (const auto* const late : {"25.2", "24.8", "7.5", ""}) EXPECT_FALSE(drawsBeforeFocus(late)) << late;
 }
 
 TEST_F(ShowRecordTest, AShowThatWasNeverSeenLeavesNoTrace) {
