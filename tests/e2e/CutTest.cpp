@@ -102,7 +102,7 @@ protected:
         try {
             static_cast<void>(trace([] { ::close(-1); }, {}, {}));
         } catch (const TracingRefused& reason) {
-            GTEST_SKIP() << reason.what();
+            GTEST_SKIP() << reason.what();  // containers may forbid to trace
         }
     }
 };
